@@ -1,0 +1,40 @@
+# Rules shared by every folder. A unit is a .cpp file in its folder; adding the file adds the unit.
+
+add_compile_options(-Wall -Wextra -Wshadow -Wpointer-arith -Wformat=2 -Wno-format-nonliteral -Wundef)
+if(K905_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(K905_SANITIZE)
+  add_compile_options(-fsanitize=${K905_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${K905_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
+
+# Flags of the product: what the instrument's own build (static, no C++ run-time library) can hold.
+add_library(k905_product_flags INTERFACE)
+target_compile_options(k905_product_flags INTERFACE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+target_include_directories(k905_product_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(k905_product_flags INTERFACE Threads::Threads)
+
+# k905_product_library(NAME DEPENDENCY...): a static library of every .cpp in the current folder.
+function(k905_product_library name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC k905_product_flags ${ARGN})
+endfunction()
+
+# k905_test(NAME LIBRARY...): a GoogleTest program of every .cpp in the current folder, its tests named to CTest
+# one by one. SOURCE_DIR and BINARY_DIR of the project reach the tests as K905_SOURCE_DIR and K905_BINARY_DIR.
+function(k905_test name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${name} PRIVATE K905_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                                             K905_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  target_link_libraries(${name} PRIVATE ${ARGN} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

@@ -1,0 +1,163 @@
+#include "tests/support/failing_calls.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <pthread.h>
+#include <stdarg.h>
+#include <stddef.h>
+#include <sys/types.h>
+
+namespace {
+
+thread_local bool counting = false;
+thread_local int calls = 0;
+thread_local int failAt = 0;
+thread_local const char* failedName = "";
+
+// True when this call is the one to fail.
+bool MustFail(const char* name) {
+    if (!counting || ++calls != failAt)
+        return false;
+    failedName = name;
+    return true;
+}
+
+}  // namespace
+
+namespace test {
+
+FailingCalls::FailingCalls(int n) {
+    calls = 0;
+    failAt = n;
+    failedName = "";
+    counting = true;
+}
+
+FailingCalls::~FailingCalls() {
+    counting = false;
+}
+
+int FailingCalls::Count() const {
+    return calls;
+}
+
+const char* FailingCalls::Failed() const {
+    return failedName;
+}
+
+int FailingCalls::OpenDescriptors() {
+    int count = 0;
+    DIR* dir = opendir("/proc/self/fd");
+    while (dir != nullptr && readdir(dir) != nullptr)
+        ++count;
+    if (dir != nullptr)
+        closedir(dir);
+    return count;
+}
+
+}  // namespace test
+
+extern "C" {
+
+void* __real_malloc(size_t);
+void* __real_calloc(size_t, size_t);
+void* __real_realloc(void*, size_t);
+int __real_open(const char*, int, ...);
+ssize_t __real_read(int, void*, size_t);
+off_t __real_lseek(int, off_t, int);
+int __real_close(int);
+int __real_ioctl(int, unsigned long, ...);
+void* __real_mmap(void*, size_t, int, int, int, off_t);
+int __real_munmap(void*, size_t);
+int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+int __real_pthread_mutex_init(pthread_mutex_t*, const pthread_mutexattr_t*);
+
+void* __wrap_malloc(size_t size) {
+    return MustFail("malloc") ? nullptr : __real_malloc(size);
+}
+
+void* __wrap_calloc(size_t count, size_t size) {
+    return MustFail("calloc") ? nullptr : __real_calloc(count, size);
+}
+
+void* __wrap_realloc(void* block, size_t size) {
+    return MustFail("realloc") ? nullptr : __real_realloc(block, size);
+}
+
+int __wrap_open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    if (MustFail("open")) {
+        errno = EMFILE;
+        return -1;
+    }
+    return __real_open(path, flags, mode);
+}
+
+ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+    if (MustFail("read")) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_read(fd, buffer, size);
+}
+
+off_t __wrap_lseek(int fd, off_t offset, int whence) {
+    if (MustFail("lseek")) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_lseek(fd, offset, whence);
+}
+
+// A close that fails has still given the descriptor back, as on Linux.
+int __wrap_close(int fd) {
+    if (MustFail("close")) {
+        __real_close(fd);
+        errno = EIO;
+        return -1;
+    }
+    return __real_close(fd);
+}
+
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (MustFail("ioctl")) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_ioctl(fd, request, argument);
+}
+
+void* __wrap_mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) {
+    if (MustFail("mmap")) {
+        errno = ENOMEM;
+        return reinterpret_cast<void*>(-1);
+    }
+    return __real_mmap(address, size, protection, flags, fd, offset);
+}
+
+int __wrap_munmap(void* address, size_t size) {
+    if (MustFail("munmap")) {
+        __real_munmap(address, size);
+        errno = EINVAL;
+        return -1;
+    }
+    return __real_munmap(address, size);
+}
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+                          void* argument) {
+    return MustFail("pthread_create") ? EAGAIN : __real_pthread_create(thread, attributes, entry, argument);
+}
+
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+    return MustFail("pthread_mutex_init") ? ENOMEM : __real_pthread_mutex_init(mutex, attributes);
+}
+
+}  // extern "C"

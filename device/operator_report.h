@@ -1,11 +1,12 @@
-// What the routines below the screens tell the operator. The one upward path of the program: device/ and measure/ call
-// these; the screens define them, each beside the line it writes. A unit test defines its own and keeps the text.
+// What the routines below the screens tell the operator. The one upward path of the program: device/ and
+// measure/ call these; the screens define them, each beside the line it writes. A unit test defines its own
+// and keeps the text.
 #pragma once
 
 #include <stdint.h>
 
-// OPM adjust screen: text of the information line, and of data line iBtnNo (1 APD, 2 VDD, 3 ATT0, 4 ATT1). A null text
-// or another line number changes nothing. Return 0.
+// OPM adjust screen: text of the information line, and of data line iBtnNo (1 APD, 2 VDD, 3 ATT0, 4 ATT1). A
+// null text or another line number changes nothing. Return 0.
 int FrmAdjustSetInfo(const char* pInfo);
 int FrmAdjustSetDataInfo(const char* pInfo, int iBtnNo);
 
@@ -19,8 +20,8 @@ int FrmMainBoardSetInfo(const char* pInfo);
 int FrmApdAdjSetInfo1(const char* pInfo);
 int FrmApdAdjSetInfo2(const char* pInfo);
 
-// Show the message of status code err on the information line of the OPM adjust, main board and OPM test screen
-// (measure/common_opm.h has the codes). Return 0.
+// Show the message of status code err on the information line of the OPM adjust, main board and OPM test
+// screen (device/opm_status.h has the codes). Return 0.
 int32_t OPMAdjustErrorHandler(int32_t err);
 int32_t MainBoardErrorHandler(int32_t err);
 int32_t OPMOPMErrorHandler(int32_t err);

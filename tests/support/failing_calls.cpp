@@ -5,7 +5,12 @@
 #include <pthread.h>
 #include <stdarg.h>
 #include <stddef.h>
+#include <string.h>
 #include <sys/types.h>
+
+#include <utility>
+
+#include "tests/support/redirected_paths.h"
 
 namespace {
 
@@ -13,6 +18,7 @@ thread_local bool counting = false;
 thread_local int calls = 0;
 thread_local int failAt = 0;
 thread_local const char* failedName = "";
+thread_local test::IoctlAnswer::Answer ioctlAnswer;
 
 // True when this call is the one to fail.
 bool MustFail(const char* name) {
@@ -55,6 +61,14 @@ int FailingCalls::OpenDescriptors() {
     return count;
 }
 
+IoctlAnswer::IoctlAnswer(Answer answer) {
+    ioctlAnswer = std::move(answer);
+}
+
+IoctlAnswer::~IoctlAnswer() {
+    ioctlAnswer = nullptr;
+}
+
 }  // namespace test
 
 extern "C" {
@@ -62,6 +76,7 @@ extern "C" {
 void* __real_malloc(size_t);
 void* __real_calloc(size_t, size_t);
 void* __real_realloc(void*, size_t);
+char* __real_strdup(const char*);
 int __real_open(const char*, int, ...);
 ssize_t __real_read(int, void*, size_t);
 off_t __real_lseek(int, off_t, int);
@@ -84,6 +99,10 @@ void* __wrap_realloc(void* block, size_t size) {
     return MustFail("realloc") ? nullptr : __real_realloc(block, size);
 }
 
+char* __wrap_strdup(const char* text) {
+    return MustFail("strdup") ? nullptr : __real_strdup(text);
+}
+
 int __wrap_open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
@@ -93,7 +112,7 @@ int __wrap_open(const char* path, int flags, ...) {
         errno = EMFILE;
         return -1;
     }
-    return __real_open(path, flags, mode);
+    return __real_open(test::RedirectedPaths::Of(path), flags, mode);
 }
 
 ssize_t __wrap_read(int fd, void* buffer, size_t size) {
@@ -131,6 +150,8 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
         errno = EIO;
         return -1;
     }
+    if (ioctlAnswer)
+        return ioctlAnswer(fd, request, argument);
     return __real_ioctl(fd, request, argument);
 }
 

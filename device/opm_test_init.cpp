@@ -1,0 +1,81 @@
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "device/Opm.h"
+#include "device/common_opt.h"
+#include "gui/guibase.h"
+#include "measure/numeric/numeric.h"
+
+signed char adBuffer[AD_BUFFER_SIZE];
+float adcValue1 = 0.0f;
+
+// A module that is there already makes insmod fail, which does not matter.
+static void InsertModule(const char* pCommand) {
+    (void)!system(pCommand);
+}
+
+static void PrintTemperature() {
+    float fTemperature = 0.0f;
+    GetOpmTemperature(opticFD, &fTemperature);
+    char* pText = reinterpret_cast<char*>(adBuffer);
+    snprintf(pText, sizeof(adBuffer), "Temperature =%f", static_cast<double>(fTemperature));
+    printf("%s", pText);
+}
+
+// First values of the analog chain. The shadow of control register 1 stays at its first value, 0x50.
+static void SetAnalogChain() {
+    OPMSetApd(432);
+    OPMSetVdd(2064);
+    OPMSetApdBias(1536);
+
+    static const REG_STEP ControlSteps[] = {
+        {OPM_CTRL0_REG, 0x6000, 0},
+        {OPM_CTRL1_REG, 0x50, 500},
+        {OPM_CTRL1_REG, 0x40, 0},
+    };
+    CurrCtrl0 = 0x6000;
+    CurrCtrl1 = 0x50;
+    RunRegSequence(opticFD, ControlSteps);
+
+    OPMSetFrontAmp(FrontAmpCode[0]);
+    OPMSetResistorAmp(ResistorCode[0]);
+    OPMSetAtt0(1280);
+    OPMSetAtt1(1024);
+
+    static const REG_STEP OutputSteps[] = {
+        {FPGA_CTRLOUT_REG, REG_READ, 0},
+        {FPGA_CTRLOUT_REG, CTRLOUT_REST, 0},
+    };
+    RunRegSequence(opticFD, OutputSteps);
+}
+
+int32_t OPMTestInit() {
+    InsertModule("insmod /lib/modules/2.6.30/drv_fpga.ko");
+    MsecSleep(100);
+    GetFpgaVersion();
+    fpga_init(cFpgaFileName);
+    InsertModule("insmod /lib/modules/2.6.30/drv_keypad.ko");
+    InsertModule("insmod /lib/modules/2.6.30/drv_optic.ko");
+
+    opticFD = open("/dev/optic0", O_RDWR);
+    if (opticFD < 0) {
+        printf("open optic failed");
+        return OPM_ERR_DEV_OPEN;
+    }
+    GetOpmTunning();
+    PrintTemperature();
+    SetAnalogChain();
+
+    // The link is normally still closed here: both requests then fail quietly.
+    OPMGetAdcValue(ADC_CHANEL_TP1, ADCRANGE_2560MV, &adcValue1);
+    MsecSleep(1000);
+    OPMGetAdcValue(ADC_CHANEL_TP1, ADCRANGE_2560MV, &adcValue1);
+
+    static const REG_STEP LastStep[] = {{OPM_ACQ_32_REG, 0, 10}};
+    const int32_t iRet = RunRegSequence(opticFD, LastStep);
+    OPMSetPhase();
+    MsecSleep(10);
+    LogTableCreat();
+    return iRet;
+}

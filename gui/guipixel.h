@@ -1,0 +1,200 @@
+// Pixels as they lie in a framebuffer of each depth: the conversion from a colour, the store of one pixel,
+// and the fill and the bit expansion of a row. Drawing and images share them.
+//
+// Bits is the depth: 8, 16, 24 or 32. Rows of 16 and 32 bits start on the pixel's own alignment, as every
+// mapping and heap block does. Stores never fall on a worse alignment than their width (ARMv5 has no others),
+// and nothing is read back: a framebuffer may be uncached.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "gui/guicolor.h"
+#include "gui/guipalette.h"
+
+// The order of bytes within words that a framebuffer holds is the processor's own.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "16- and 32-bit pixels are little-endian words");
+
+template <unsigned Bits>
+struct DEPTH {
+    static constexpr unsigned BITS = Bits;
+    static constexpr size_t BYTES = Bits / 8;
+};
+
+// Runs the work with the depth as a type: work(DEPTH<16>()). -1, nothing run, for a depth that no framebuffer
+// has.
+template <typename Work>
+static inline int AtDepth(unsigned uiPixelBits, Work work) {
+    switch (uiPixelBits) {
+        case 8:
+            work(DEPTH<8>());
+            return 0;
+        case 16:
+            work(DEPTH<16>());
+            return 0;
+        case 24:
+            work(DEPTH<24>());
+            return 0;
+        case 32:
+            work(DEPTH<32>());
+            return 0;
+        default:
+            return -1;
+    }
+}
+
+// ---- From colour to pixel value ----
+
+// Five bits of red, six of green, five of blue, red in the highest.
+constexpr uint32_t Rgb565(COLOR uiColor) {
+    return (uiColor & 0xF8) >> 3 | (uiColor & 0xFC00) >> 5 | (uiColor & 0xF80000) >> 8;
+}
+
+// The palette is for 8 bits only; a colour that it does not hold becomes 0xFF.
+template <unsigned Bits>
+static inline uint32_t PixelValue(COLOR uiColor, const GUIPALETTE* pPalObj) {
+    if constexpr (Bits == 8)
+        return static_cast<uint8_t>(MatchPaletteColor(uiColor, pPalObj));
+    else if constexpr (Bits == 16)
+        return Rgb565(uiColor);
+    else if constexpr (Bits == 24)
+        return uiColor & 0xFFFFFF;
+    else
+        return uiColor;
+}
+
+// ---- One pixel ----
+
+// A store at an address that the caller knows to be a multiple of the word's size.
+template <typename Word>
+static inline void StoreAligned(Word word, uint8_t* pDest) {
+    memcpy(__builtin_assume_aligned(pDest, sizeof(Word)), &word, sizeof(Word));
+}
+
+template <unsigned Bits>
+static inline void PutPixel(uint32_t uiPixel, uint8_t* pDest) {
+    if constexpr (Bits == 8) {
+        *pDest = static_cast<uint8_t>(uiPixel);
+    } else if constexpr (Bits == 16) {
+        StoreAligned(static_cast<uint16_t>(uiPixel), pDest);
+    } else if constexpr (Bits == 24) {
+        pDest[0] = static_cast<uint8_t>(uiPixel);
+        pDest[1] = static_cast<uint8_t>(uiPixel >> 8);
+        pDest[2] = static_cast<uint8_t>(uiPixel >> 16);
+    } else {
+        StoreAligned(uiPixel, pDest);
+    }
+}
+
+// ---- Rows ----
+
+// uiPixels pixels in a row. Four pixels of any depth are a whole number of 32-bit words: as many as a pixel
+// has bytes.
+template <unsigned Bits, unsigned uiPixels>
+struct PIXEL_RUN {
+    alignas(uint32_t) uint8_t ucBytes[uiPixels * Bits / 8];
+};
+
+constexpr unsigned GROUP_PIXELS = 4;
+// A step of a fill, as long as compilers copy with a few of the widest moves (vectors, or store-multiple on
+// ARM).
+constexpr unsigned FILL_PIXELS = 16;
+
+template <unsigned Bits>
+using PIXEL_GROUP = PIXEL_RUN<Bits, GROUP_PIXELS>;
+template <unsigned Bits>
+using PIXEL_FILL = PIXEL_RUN<Bits, FILL_PIXELS>;
+
+// Copies the first uiPixels of a run to an address that is a multiple of 4.
+template <unsigned uiPixels, unsigned Bits, unsigned uiRunPixels>
+static inline void PutRun(const PIXEL_RUN<Bits, uiRunPixels>& run, uint8_t* pDest) {
+    static_assert(uiPixels <= uiRunPixels && uiPixels % GROUP_PIXELS == 0, "whole words of the run");
+    memcpy(__builtin_assume_aligned(pDest, sizeof(uint32_t)), run.ucBytes, uiPixels * Bits / 8);
+}
+
+static inline bool OnWord(const uint8_t* pData) {
+    return (reinterpret_cast<uintptr_t>(pData) & (sizeof(uint32_t) - 1)) == 0;
+}
+
+template <unsigned Bits>
+static inline PIXEL_FILL<Bits> PrepareFill(uint32_t uiPixel) {
+    PIXEL_FILL<Bits> fill;
+    for (unsigned i = 0; i < FILL_PIXELS; ++i)
+        PutPixel<Bits>(uiPixel, fill.ucBytes + i * DEPTH<Bits>::BYTES);
+    return fill;
+}
+
+// Writes uiCount pixels of one value, the one that the fill was prepared with.
+template <unsigned Bits>
+static inline void FillRow(uint32_t uiPixel, const PIXEL_FILL<Bits>& fill, unsigned uiCount, uint8_t* pDest) {
+    constexpr size_t BYTES = DEPTH<Bits>::BYTES;
+    for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
+        PutPixel<Bits>(uiPixel, pDest);
+    for (; uiCount >= FILL_PIXELS; uiCount -= FILL_PIXELS, pDest += FILL_PIXELS * BYTES)
+        PutRun<FILL_PIXELS>(fill, pDest);
+    for (; uiCount >= GROUP_PIXELS; uiCount -= GROUP_PIXELS, pDest += GROUP_PIXELS * BYTES)
+        PutRun<GROUP_PIXELS>(fill, pDest);
+    for (; uiCount > 0; --uiCount, pDest += BYTES)
+        PutPixel<Bits>(uiPixel, pDest);
+}
+
+// The two pixel values of a 1-bit row, and the four pixels that each four bits become.
+template <unsigned Bits>
+struct BIT_PIXELS {
+    uint32_t uiPixel[2];  // of a clear and of a set bit
+    PIXEL_GROUP<Bits> Group[1 << GROUP_PIXELS];
+};
+
+template <unsigned Bits>
+static inline void PrepareBitPixels(uint32_t uiForeground, uint32_t uiBackground, BIT_PIXELS<Bits>* pPixels) {
+    pPixels->uiPixel[0] = uiBackground;
+    pPixels->uiPixel[1] = uiForeground;
+    for (unsigned uiBits = 0; uiBits < 1 << GROUP_PIXELS; ++uiBits)
+        for (unsigned i = 0; i < GROUP_PIXELS; ++i)
+            PutPixel<Bits>(pPixels->uiPixel[uiBits >> (GROUP_PIXELS - 1 - i) & 1],
+                           pPixels->Group[uiBits].ucBytes + i * DEPTH<Bits>::BYTES);
+}
+
+// Writes the first uiCount bits of a row, most significant first, as pixels.
+template <unsigned Bits>
+static inline void ExpandRow(const BIT_PIXELS<Bits>& pixels, const uint8_t* pSource, unsigned uiCount,
+                             uint8_t* pDest) {
+    constexpr size_t BYTES = DEPTH<Bits>::BYTES;
+    uint32_t uiHeld = 0;    // source bytes taken, the newest lowest
+    unsigned uiUnused = 0;  // bits of them not yet written
+    auto takeBits = [&](unsigned uiBits) {
+        if (uiUnused < uiBits) {
+            uiHeld = uiHeld << 8 | *pSource++;
+            uiUnused += 8;
+        }
+        uiUnused -= uiBits;
+        return uiHeld >> uiUnused & ((1U << uiBits) - 1);
+    };
+    for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
+        PutPixel<Bits>(pixels.uiPixel[takeBits(1)], pDest);
+    for (; uiCount >= GROUP_PIXELS; uiCount -= GROUP_PIXELS, pDest += GROUP_PIXELS * BYTES)
+        PutRun<GROUP_PIXELS>(pixels.Group[takeBits(GROUP_PIXELS)], pDest);
+    for (; uiCount > 0; --uiCount, pDest += BYTES)
+        PutPixel<Bits>(pixels.uiPixel[takeBits(1)], pDest);
+}
+
+// Writes a pixel for each set bit among the first uiCount of a row; clear bits leave the screen as it is. The
+// work is in proportion to the ink.
+template <unsigned Bits>
+static inline void InkRow(uint32_t uiPixel, const uint8_t* pSource, unsigned uiCount, uint8_t* pDest) {
+    constexpr unsigned WORD_BITS = 32;
+    for (; uiCount > 0; pDest += WORD_BITS * DEPTH<Bits>::BYTES) {
+        const unsigned uiTaken = uiCount < WORD_BITS ? uiCount : WORD_BITS;
+        uint32_t uiInk = 0;
+        for (unsigned i = 0; i < uiTaken; i += 8)
+            uiInk |= static_cast<uint32_t>(*pSource++) << (24 - i);
+        uiInk &= ~0U << (WORD_BITS - uiTaken);
+        while (uiInk != 0) {
+            const unsigned uiFirst = static_cast<unsigned>(__builtin_clz(uiInk));
+            PutPixel<Bits>(uiPixel, pDest + uiFirst * DEPTH<Bits>::BYTES);
+            uiInk &= ~(0x80000000U >> uiFirst);
+        }
+        uiCount -= uiTaken;
+    }
+}

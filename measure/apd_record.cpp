@@ -1,0 +1,3 @@
+#include "measure/common_opm.h"
+
+APD_BREAK_PARA* pApd_Break_Para = nullptr;

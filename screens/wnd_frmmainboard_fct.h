@@ -1,0 +1,23 @@
+// The main board test: one button a check, and all of them in one run. The checks themselves are in
+// mainboard_check.h.
+#pragma once
+
+#include "device/operator_report.h"
+#include "screens/wnd_global.h"
+
+int FrmMainBoardInit(void* pWndObj);
+int FrmMainBoardPaint(void* pWndObj);
+int FrmMainBoardExit(void* pWndObj);
+constexpr WNDFUNC FrmMainBoardLoop = ScreenLoopOnce;
+constexpr WNDFUNC FrmMainBoardPause = ScreenIdle;
+constexpr WNDFUNC FrmMainBoardResume = ScreenIdle;
+
+constexpr SCREEN_ENTRY FrmMainBoard = {FrmMainBoardInit, FrmMainBoardExit, FrmMainBoardPaint,
+                                       FrmMainBoardLoop};
+
+// Enabled and disabled look of a button. Return 0.
+int FrmMainBoardSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
+int FrmMainBoardSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
+
+// Ends what the screen leaves running when it is left, the visible light source. For the end of the program.
+void FrmMainBoardRelease();

@@ -1,0 +1,104 @@
+// The application's entry.
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/time.h>
+
+#include "device/common_opt.h"
+#include "gui/guifbmap.h"
+#include "gui/guiglobal.h"
+#include "gui/guikeypad.h"
+#include "gui/guischeduler.h"
+#include "gui/guitouch.h"
+#include "measure/common_opm.h"
+#include "screens/wnd_frmmain.h"
+#include "screens/wnd_frmmainboard_fct.h"
+
+constexpr unsigned long EXIT_POLL_MS = 100;
+
+static volatile sig_atomic_t iEndRequested = 0;
+static volatile sig_atomic_t iStartingUp = 0;
+
+// A signal every ten milliseconds, or none.
+static void WakeRepeatedly(bool bOn) {
+    const struct timeval period = {0, bOn ? 10000 : 0};
+    const struct itimerval timer = {period, period};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+// The signal itself ends the wait that the main thread is in; the hardware's start-up has more of them to
+// come.
+static void RequestEnd(int) {
+    iEndRequested = 1;
+    if (iStartingUp != 0)
+        WakeRepeatedly(true);
+}
+
+static void WakeOnly(int) {}
+
+// Without SA_RESTART, so that waits end at once.
+static void Handle(int iSignal, void (*fnHandler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = fnHandler;
+    sigemptyset(&action.sa_mask);
+    sigaction(iSignal, &action, nullptr);
+}
+
+// OPMTestInit, with its waits cut short once the program has been told to end.
+static int32_t StartHardware() {
+    Handle(SIGALRM, WakeOnly);
+    iStartingUp = 1;
+    Handle(SIGTERM, RequestEnd);
+    Handle(SIGINT, RequestEnd);
+    const int32_t iResult = OPMTestInit();
+    iStartingUp = 0;
+    WakeRepeatedly(false);
+    return iResult;
+}
+
+static GUITHREAD StartThread(THREADFUNC fnBody, void* pDevice) {
+    GUITHREAD thread = GUITHREAD_NONE;
+    if (pDevice == nullptr || ThreadCreate(&thread, fnBody, pDevice) != 0)
+        return GUITHREAD_NONE;
+    return thread;
+}
+
+static void WaitForEnd() {
+    while (GetExitFlag() != 1) {
+        if (iEndRequested != 0)
+            SetExitFlag(1);
+        else
+            MsecSleep(EXIT_POLL_MS);
+    }
+}
+
+int main() {
+    GUITHREAD thdFb = GUITHREAD_NONE;
+    GUITHREAD thdKeypad = GUITHREAD_NONE;
+    GUITHREAD thdTouch = GUITHREAD_NONE;
+    // The console shows each line as it comes, also where it is a file.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+
+    printf("%s\n", StartHardware() != 0 ? "OPMTestInit failed" : "OPMTestInit ok");
+    InitializeGUI();
+    thdFb = StartThread(DefaultFbThread, GetCurrFbmap());
+    thdKeypad = StartThread(DefaultKeypadThread, GetCurrKeypad());
+    thdTouch = StartThread(DefaultTouchThread, GetCurrTouch());
+
+    printf("Create window\n");
+    CallScreen(FrmMain);
+    WaitForEnd();
+
+    ThreadEnd(&thdTouch);
+    ThreadEnd(&thdKeypad);
+    ThreadEnd(&thdFb);
+    free(pApd_Break_Para);
+    pApd_Break_Para = nullptr;
+    ReleaseGUI();
+
+    // What outlives the screens: only now are there no window threads left to use it.
+    FrmMainBoardRelease();
+    free(pScreenBmpBuff);
+    pScreenBmpBuff = nullptr;
+    return 0;
+}

@@ -1,0 +1,161 @@
+// A screen as tables: its fonts, strings and controls, and the one piece of code that creates, lists,
+// registers, paints and destroys what the tables name.
+//
+// The order of the control rows is the order in which controls are created, listed as components, registered,
+// painted and destroyed. Rows with both a picture and a caption that follow each other are painted as one
+// group: all their pictures, then all their captions.
+#pragma once
+
+#include <stddef.h>
+
+#include "gui/guifont.h"
+#include "screens/wnd_global.h"
+
+struct SCREEN_AREA {
+    unsigned x;
+    unsigned y;
+    unsigned uiWidth;
+    unsigned uiHeight;
+};
+
+enum {
+    SCREEN_COMPONENT = 1,  // the picture is one of the window's components
+    SCREEN_UNPAINTED = 2,  // created, never painted by PaintScreen
+    SCREEN_ABSOLUTE = 4,   // the areas do not move with the screen's corner
+};
+
+// A picture, a label, or a picture with its caption.
+struct SCREEN_CONTROL {
+    unsigned uiFlags;
+    int iAlign;              // of the label
+    GUIPICTURE** ppPicture;  // variable that holds the picture; null: no picture
+    SCREEN_AREA PictureArea;
+    const char* pBitmap;  // path, null: none
+    MSGFUNC fnDown;       // registered for touches of the picture; null: not registered
+    MSGFUNC fnUp;
+    GUILABEL** ppLabel;     // variable, or first of uiLabels variables, that holds the label; null: no label
+    SCREEN_AREA LabelArea;  // of the first label
+    unsigned uiLabels;
+    unsigned uiPitch;    // pixels from one label down to the next
+    GUIFONT** ppFont;    // the label's own font; null: the current one
+    const char* pText;   // the label's text; null: that of *ppString
+    GUICHAR** ppString;  // string of SCREEN_STRING; null: none
+};
+
+// A string that lives as long as the screen: made from pText, or, when that is null, by somebody else before
+// CreateScreen. Freed with the screen.
+struct SCREEN_STRING {
+    GUICHAR** ppString;  // variable, or first of uiCount variables, that holds the string
+    const char* pText;
+    unsigned uiCount = 1;
+};
+
+// A 16 x 16 font of its own colour on a transparent background.
+struct SCREEN_FONT {
+    GUIFONT** ppFont;
+    COLOR uiColor;
+};
+
+// What the window itself takes, registered before (keys, knob) and after (error procedure) the touches; null:
+// nothing.
+struct SCREEN_HANDLERS {
+    MSGFUNC fnKeyDown;
+    MSGFUNC fnKeyUp;
+    MSGFUNC fnKnobClock;
+    MSGFUNC fnKnobAnti;
+    MSGFUNC fnErrProc;
+};
+
+template <typename Row>
+struct SCREEN_TABLE {
+    const Row* pRows;
+    size_t uiCount;
+
+    const Row* begin() const { return pRows; }
+    const Row* end() const { return pRows + uiCount; }
+};
+
+template <typename Row, size_t N>
+constexpr SCREEN_TABLE<Row> Table(const Row (&Rows)[N]) {
+    return {Rows, N};
+}
+
+struct SCREEN {
+    GUIWINDOW** ppWindow;  // variable that holds the screen's window
+    SCREEN_HANDLERS Handlers;
+    SCREEN_TABLE<SCREEN_FONT> Fonts;
+    SCREEN_TABLE<SCREEN_STRING> Strings;
+    SCREEN_TABLE<SCREEN_CONTROL> Controls;
+};
+
+// Stores the window; makes fonts, strings and controls, with their areas counted from the screen's corner (x,
+// y); lists the window and the components; registers the handlers. What cannot be made is left out. Returns
+// 0.
+int CreateScreen(const SCREEN& Screen, GUIWINDOW* pWndObj, unsigned x = 0, unsigned y = 0);
+// Draws every control in its state, disabled ones too. With pTrace, the line "<pTrace>    <number>" is
+// printed wherever painting goes over from pictures to labels or back. Returns 0.
+int PaintScreen(const SCREEN& Screen, const char* pTrace = nullptr);
+// Drops every registration and the window's components, destroys controls and fonts, frees the strings, and
+// sets the variables to null. Returns 0.
+int DestroyScreen(const SCREEN& Screen);
+
+// The steps of DestroyScreen, for a screen that tells of them.
+void DropScreenMessages(const SCREEN& Screen);
+void DestroyScreenControls(const SCREEN& Screen);
+void FreeScreenStrings(const SCREEN& Screen);
+
+// ---- Rows ----
+
+constexpr SCREEN_CONTROL PictureRow(GUIPICTURE** ppPicture, SCREEN_AREA Area, const char* pBitmap,
+                                    unsigned uiFlags = 0, MSGFUNC fnDown = nullptr, MSGFUNC fnUp = nullptr) {
+    return {uiFlags, GUILABEL_LEFT, ppPicture, Area,   pBitmap, fnDown, fnUp, nullptr, {}, 0,
+            0,       nullptr,       nullptr,   nullptr};
+}
+
+constexpr SCREEN_CONTROL LabelRow(GUILABEL** ppLabel, SCREEN_AREA Area, int iAlign, const char* pText,
+                                  GUICHAR** ppString = nullptr, unsigned uiFlags = 0) {
+    return {uiFlags, iAlign, nullptr, {}, nullptr, nullptr, nullptr,
+            ppLabel, Area,   1,       0,  nullptr, pText,   ppString};
+}
+
+// uiLabels labels without a text, one below the other.
+constexpr SCREEN_CONTROL LinesRow(GUILABEL** ppLabels, unsigned uiLabels, SCREEN_AREA First,
+                                  unsigned uiPitch) {
+    return {0,        GUILABEL_LEFT, nullptr,  {},      nullptr, nullptr, nullptr,
+            ppLabels, First,         uiLabels, uiPitch, nullptr, nullptr, nullptr};
+}
+
+// A touchable picture with a centred caption.
+constexpr SCREEN_CONTROL TouchRow(GUIPICTURE** ppPicture, SCREEN_AREA Area, const char* pBitmap,
+                                  GUILABEL** ppLabel, SCREEN_AREA LabelArea, const char* pText,
+                                  GUICHAR** ppString, MSGFUNC fnDown, MSGFUNC fnUp) {
+    return {SCREEN_COMPONENT, GUILABEL_CENTRE, ppPicture, Area, pBitmap, fnDown, fnUp,
+            ppLabel,          LabelArea,       1,         0,    nullptr, pText,  ppString};
+}
+
+// The parts of the standard layout.
+constexpr SCREEN_CONTROL StatusBarRow(GUIPICTURE** ppPicture) {
+    return PictureRow(ppPicture, {0, 0, 800, 30}, BITMAP_DIR "bar_status.bmp", SCREEN_ABSOLUTE);
+}
+constexpr SCREEN_CONTROL BackgroundRow(GUIPICTURE** ppPicture, const char* pBitmap) {
+    return PictureRow(ppPicture, {0, 30, 800, 420}, pBitmap);
+}
+constexpr SCREEN_CONTROL InfoBarRow(GUIPICTURE** ppPicture) {
+    return PictureRow(ppPicture, {0, 450, 800, 30}, BITMAP_DIR "bar_info.bmp");
+}
+constexpr SCREEN_CONTROL TitleRow(GUILABEL** ppLabel, const char* pText, GUICHAR** ppString = nullptr) {
+    return LabelRow(ppLabel, {0, 5, 800, 30}, GUILABEL_CENTRE, pText, ppString);
+}
+constexpr SCREEN_CONTROL InfoLineRow(GUILABEL** ppLabel, GUICHAR** ppString = nullptr) {
+    return LabelRow(ppLabel, {20, 458, 630, 16}, GUILABEL_LEFT, nullptr, ppString);
+}
+constexpr SCREEN_CONTROL BackButtonRow(GUIPICTURE** ppPicture, MSGFUNC fnDown, MSGFUNC fnUp) {
+    return PictureRow(ppPicture, {650, 454, 60, 25}, BITMAP_DIR "btn_back.bmp", SCREEN_COMPONENT, fnDown,
+                      fnUp);
+}
+// A function button with its corner at (x, y).
+constexpr SCREEN_CONTROL ButtonRow(unsigned x, unsigned y, const char* pCaption, GUIPICTURE** ppPicture,
+                                   GUILABEL** ppLabel, MSGFUNC fnDown, MSGFUNC fnUp) {
+    return TouchRow(ppPicture, {x, y, 105, 53}, BMP_BTN_ENABLE, ppLabel, {x + 5, y + 9, 95, 53}, pCaption,
+                    nullptr, fnDown, fnUp);
+}

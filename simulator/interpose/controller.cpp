@@ -1,0 +1,254 @@
+#include "simulator/interpose/controller.h"
+
+#include <algorithm>
+
+#include "simulator/interpose/signals.h"
+#include "simulator/models/framebuffer.h"
+
+namespace k905 {
+
+namespace {
+
+// How often `until` looks whether its condition is met, in virtual time.
+constexpr Micros kLook = 20'000;
+// A thread that has not entered the system for this long in real time, while a client waits, will not do so.
+constexpr std::int64_t kHungSeconds = 30;
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr Micros kLongest = 1'000'000'000'000;  // of virtual time that can be asked for at once
+
+std::int64_t RealNow() {
+    timespec now = {};
+    Real().clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * kSecond + now.tv_nsec;
+}
+
+// Virtual milliseconds of a request, which must be there.
+Micros Milliseconds(const Controller::Json& request, const char* name) {
+    const double value = request.at(name).get<double>();
+    if (!(value >= 0) || value > static_cast<double>(kLongest) / 1000)
+        throw std::invalid_argument(std::string(name) + " is out of range");
+    return static_cast<Micros>(value * 1000);
+}
+
+Controller::Json Error(const std::string& text) {
+    return {{"ok", false}, {"error", text}};
+}
+
+}  // namespace
+
+Controller::Controller(Machine& machine) : machine_(machine), progressSince_(RealNow()) {}
+
+std::optional<Controller::Json> Controller::Do(int client, const Json& request) {
+    using Handler = std::function<std::optional<Json>()>;
+    try {
+        if (!request.is_object() || !request.contains("do") || !request["do"].is_string())
+            return Error("a request is an object with the member \"do\"");
+        const std::map<std::string, Handler> handlers = {
+            {"hello", [&] { return Hello(); }},
+            {"key", [&] { return Key(request); }},
+            {"knob", [&] { return Knob(request); }},
+            {"touch", [&] { return Touch(request); }},
+            {"advance", [&] { return Advance(client, request); }},
+            {"until", [&] { return Until(client, request); }},
+            {"screenshot", [&] { return Screenshot(request); }},
+            {"text", [&] { return Text(request); }},
+            {"state",
+             [&] {
+                 return Json{{"state", (Guard(machine_.lock), machine_.Hardware().State())}};
+             }},
+            {"set", [&] { return Set(request); }},
+            {"quantities", [&] { return Quantities(); }},
+            {"faults", [&] { return Faults(); }},
+            {"fault", [&] { return Fault(request); }},
+            {"speed", [&] { return Speed(request); }},
+            {"trace", [&] { return Trace(request); }},
+            {"threads", [&] { return Threads(); }},
+            {"stop", [&] { return Stop(); }},
+            {"power_cut", [&] { return PowerCut(); }},
+        };
+        const std::string name = request["do"];
+        const auto found = handlers.find(name);
+        if (found == handlers.end())
+            return Error("unknown command \"" + name + "\"");
+        std::optional<Json> reply = found->second();
+        if (reply && !reply->contains("ok"))
+            (*reply)["ok"] = true;
+        return reply;
+    } catch (const std::exception& exception) {
+        return Error(exception.what());
+    }
+}
+
+std::optional<Controller::Json> Controller::Advance(int client, const Json& request) {
+    Guard guard(machine_.lock);
+    Motion motion;
+    motion.client = client;
+    progressSince_ = RealNow();
+    motion.limit = motion.nextLook = machine_.Now() + Milliseconds(request, "ms");
+    motions_.push_back(std::move(motion));
+    return std::nullopt;
+}
+
+std::optional<Controller::Json> Controller::Until(int client, const Json& request) {
+    Motion motion;
+    motion.client = client;
+    if (request.contains("text")) {
+        motion.kind = Motion::Kind::kText;
+        motion.text = request["text"].get<std::string>();
+        ReadScreen(ScreenCopy());  // tells now if there is no font to read with
+    } else if (request.contains("idle_ms")) {
+        motion.kind = Motion::Kind::kIdle;
+        motion.idle = Milliseconds(request, "idle_ms");
+    } else if (request.value("exit", false)) {
+        motion.kind = Motion::Kind::kExit;
+    } else {
+        return Error("until what? One of \"text\", \"idle_ms\", \"exit\"");
+    }
+    Guard guard(machine_.lock);
+    const Micros now = machine_.Now();
+    motion.limit = now + (request.contains("limit_ms") ? Milliseconds(request, "limit_ms") : 60'000'000);
+    motion.nextLook = now;
+    motion.lastChange = now;
+    progressSince_ = RealNow();
+    motions_.push_back(std::move(motion));
+    return std::nullopt;
+}
+
+// Looks at the screen only when it has changed since the last look.
+bool Controller::IsMet(Motion& motion) {
+    if (motion.kind == Motion::Kind::kAdvance || motion.kind == Motion::Kind::kExit)
+        return false;
+    ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
+    const bool changed = !(screen == motion.screen);
+    if (changed) {
+        motion.lastChange = machine_.Now();
+        motion.screen = std::move(screen);
+    }
+    if (motion.kind == Motion::Kind::kIdle)
+        return machine_.Now() - motion.lastChange >= motion.idle;
+    return changed && Shows(motion.screen, motion.text);
+}
+
+bool Controller::Shows(const ScreenCopy& screen, const std::string& text) {
+    const std::vector<TextRun> runs = ReadScreen(screen);
+    return std::any_of(runs.begin(), runs.end(),
+                       [&](const TextRun& run) { return run.text.find(text) != std::string::npos; });
+}
+
+Controller::Json Controller::MotionReply(const Motion& motion, bool met) {
+    Json reply = {{"ok", true}, {"now_us", machine_.Now()}};
+    if (motion.kind != Motion::Kind::kAdvance)
+        reply["met"] = met;
+    if (SteppedExecution* stepped = machine_.SteppedRun()) {
+        reply["quiet"] = stepped->Quiet();
+        reply["stuck"] = stepped->Stuck();
+    }
+    return reply;
+}
+
+std::vector<std::pair<int, Controller::Json>> Controller::FinishMotions() {
+    std::vector<std::pair<int, Json>> replies;
+    const Micros now = machine_.Now();
+    for (auto motion = motions_.begin(); motion != motions_.end();) {
+        const bool met = now >= motion->nextLook && IsMet(*motion);
+        if (met || now >= motion->limit) {
+            replies.emplace_back(motion->client, MotionReply(*motion, met));
+            motion = motions_.erase(motion);
+            continue;
+        }
+        if (now >= motion->nextLook) {
+            const Micros step = motion->kind == Motion::Kind::kExit ? 50 * kLook : kLook;
+            motion->nextLook = std::min(motion->limit, now + step);
+        }
+        ++motion;
+    }
+    return replies;
+}
+
+std::vector<std::pair<int, Controller::Json>> Controller::Proceed() {
+    Guard guard(machine_.lock);
+    while (!machine_.Stepped() && machine_.timers.Next() <= machine_.Now()) {
+        machine_.timers.RunFirst();
+        machine_.Running().DevicesChanged();
+    }
+    SteppedExecution* stepped = machine_.SteppedRun();
+    std::vector<std::pair<int, Json>> replies;
+    if (stepped != nullptr && !stepped->Frozen() && stepped->Limit() != kNever) {
+        if (stepped->Progress() != progress_ || motions_.empty()) {
+            progress_ = stepped->Progress();
+            progressSince_ = RealNow();
+        } else if (RealNow() - progressSince_ > kHungSeconds * kSecond) {
+            for (const Motion& motion : motions_)
+                replies.emplace_back(motion.client,
+                                     Error("the product runs without entering the system; see threads"));
+            motions_.clear();
+        }
+        return replies;
+    }
+    replies = FinishMotions();
+    if (stepped == nullptr || motions_.empty() || stepped->Limit() == kNever)
+        return replies;
+    Micros next = kNever;
+    for (const Motion& motion : motions_)
+        next = std::min(next, stepped->NothingDue() ? motion.limit : motion.nextLook);
+    progressSince_ = RealNow();
+    stepped->Grant(std::max(next, stepped->Now()));
+    return replies;
+}
+
+std::int64_t Controller::Pause() {
+    Guard guard(machine_.lock);
+    const PacedExecution* paced = machine_.PacedRun();
+    if (paced == nullptr) {
+        const bool lifted = machine_.SteppedRun()->Limit() == kNever;
+        return lifted && !motions_.empty() ? kSecond / 50 : kSecond;
+    }
+    Micros next = machine_.timers.Next();
+    for (const Motion& motion : motions_)
+        next = std::min(next, motion.nextLook);
+    const std::int64_t pause = paced->RealUntil(next);
+    // Looking at the screen more often than this would only heat the host.
+    return motions_.empty() ? pause
+                            : std::max<std::int64_t>(pause, std::min<std::int64_t>(kSecond / 100, kSecond));
+}
+
+std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {
+    std::vector<std::pair<int, Json>> replies;
+    for (const Motion& motion : motions_) {
+        if (motion.kind == Motion::Kind::kExit)
+            replies.emplace_back(motion.client,
+                                 Json{{"ok", true}, {"met", true}, {"now_us", machine_.Now()}});
+        else
+            replies.emplace_back(motion.client, Error("the product has ended"));
+    }
+    motions_.clear();
+    return replies;
+}
+
+void Controller::ClientGone(int client) {
+    motions_.erase(std::remove_if(motions_.begin(), motions_.end(),
+                                  [client](const Motion& motion) { return motion.client == client; }),
+                   motions_.end());
+}
+
+// The product is to end by itself, so nothing holds its time any more. Lock held.
+void Controller::Lift() {
+    if (SteppedExecution* stepped = machine_.SteppedRun())
+        stepped->Grant(kNever);
+}
+
+void Controller::DeliverOutsideSignals() {
+    const std::uint64_t signals = TakeOutsideSignals();
+    if (signals == 0)
+        return;
+    Guard guard(machine_.lock);
+    for (int signal = 1; signal < 64; ++signal) {
+        if ((signals >> signal & 1) == 0)
+            continue;
+        machine_.SendSignal(signal);
+        if (signal == SIGTERM || signal == SIGINT)
+            Lift();
+    }
+}
+
+}  // namespace k905

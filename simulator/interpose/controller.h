@@ -1,0 +1,92 @@
+// What the clients of the control socket can ask for, and how it is done.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/interpose/machine.h"
+#include "simulator/interpose/screen_image.h"
+#include "simulator/interpose/screen_text.h"
+
+namespace k905 {
+
+class Controller {
+  public:
+    using Json = nlohmann::json;
+
+    explicit Controller(Machine& machine);
+
+    // Does one request of a client (a number of the server's own). The reply, or nothing when it comes later,
+    // from Proceed. Never throws: what is wrong with a request is told in its reply.
+    std::optional<Json> Do(int client, const Json& request);
+
+    // Goes on with requests that take time; call when the world has come to stand still, and in paced mode as
+    // often as Pause tells. Replies that are now due, with the client each is for.
+    std::vector<std::pair<int, Json>> Proceed();
+    // Real nanoseconds after which Proceed is to be called again, at most one second.
+    std::int64_t Pause();
+
+    // Replies to all who still wait when the product has ended.
+    std::vector<std::pair<int, Json>> ProductEnded();
+    // Forgets what a client waits for.
+    void ClientGone(int client);
+
+    // To be done once the reply to the request before has been sent; null: nothing.
+    std::function<void()> TakeAfterReply() { return std::exchange(afterReply_, nullptr); }
+
+    // SIGTERM or another signal has come from outside the simulator.
+    void DeliverOutsideSignals();
+
+  private:
+    // A request under way: time passes until its condition is met or its limit is reached.
+    struct Motion {
+        int client = -1;
+        enum class Kind { kAdvance, kText, kIdle, kExit } kind = Kind::kAdvance;
+        Micros limit = 0;
+        Micros nextLook = 0;
+        std::string text;
+        Micros idle = 0;
+        Micros lastChange = 0;
+        ScreenCopy screen;  // as it was at the last look
+    };
+
+    Json Hello();
+    Json Key(const Json& request);
+    Json Knob(const Json& request);
+    Json Touch(const Json& request);
+    std::optional<Json> Advance(int client, const Json& request);
+    std::optional<Json> Until(int client, const Json& request);
+    Json Screenshot(const Json& request);
+    Json Text(const Json& request);
+    Json Faults();
+    Json Quantities();
+    Json Set(const Json& request);
+    Json Fault(const Json& request);
+    Json Speed(const Json& request);
+    Json Trace(const Json& request);
+    Json Threads();
+    Json Stop();
+    Json PowerCut();
+
+    bool IsMet(Motion& motion);
+    bool Shows(const ScreenCopy& screen, const std::string& text);
+    std::vector<TextRun> ReadScreen(const ScreenCopy& screen);
+    Json MotionReply(const Motion& motion, bool met);
+    std::vector<std::pair<int, Json>> FinishMotions();
+    std::set<int> TraceThreads(const Json& wanted) const;
+    void Lift();
+
+    Machine& machine_;
+    std::unique_ptr<ScreenReader> reader_;
+    std::vector<Motion> motions_;
+    std::function<void()> afterReply_;
+    std::uint64_t progress_ = 0;
+    std::int64_t progressSince_ = 0;
+};
+
+}  // namespace k905

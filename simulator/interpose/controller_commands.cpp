@@ -1,0 +1,261 @@
+// The requests that are done at once.
+#include <signal.h>
+#include <unistd.h>
+
+#include "simulator/interpose/controller.h"
+#include "simulator/interpose/signals.h"
+#include "simulator/models/framebuffer.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr int kHoldMs = 150;  // of a key or a finger, when the request does not tell
+
+using Json = Controller::Json;
+
+// {"ok":true}, or the error that a model told.
+Json Result(const std::string& error) {
+    return error.empty() ? Json{{"ok", true}} : Json{{"ok", false}, {"error", error}};
+}
+
+Micros HoldTime(const Json& request) {
+    const int milliseconds = request.value("hold_ms", kHoldMs);
+    if (milliseconds < 0 || milliseconds > 3'600'000)
+        throw std::invalid_argument("hold_ms is out of range");
+    return milliseconds * Micros{1000};
+}
+
+std::string TimeText(Micros time) {
+    char text[32];
+    snprintf(text, sizeof text, "%10.6f", static_cast<double>(time) / 1e6);
+    return text;
+}
+
+}  // namespace
+
+Json Controller::Hello() {
+    Guard guard(machine_.lock);
+    const Machine::Options& options = machine_.Configuration();
+    Json reply = {{"mode", machine_.Stepped() ? "stepped" : "paced"},
+                  {"now_us", machine_.Now()},
+                  {"seed", options.instrument.seed},
+                  {"bits", options.instrument.bits},
+                  {"pid", getpid()}};
+    if (const PacedExecution* paced = machine_.PacedRun()) {
+        reply["speed"] = options.speed;
+        reply["paused"] = paced->Factor() == 0;
+        if (paced->Factor() != 0)
+            reply["speed"] = paced->Factor();
+    } else {
+        reply["speed"] = 0;
+        reply["paused"] = machine_.SteppedRun()->Frozen();
+    }
+    return reply;
+}
+
+Json Controller::Key(const Json& request) {
+    const Json& key = request.at("key");
+    const std::string name =
+        key.is_number_integer() ? std::to_string(key.get<long>()) : key.get<std::string>();
+    const std::string action = request.value("action", "press");
+    if (action != "down" && action != "up" && action != "press")
+        return Result("a key's action is down, up or press");
+    const Micros hold = HoldTime(request);
+    Guard guard(machine_.lock);
+    const std::string error = machine_.Hardware().Key(name, action != "up");
+    if (error.empty() && action == "press")
+        machine_.timers.At(machine_.Now() + hold, [this, name] { machine_.Hardware().Key(name, false); });
+    machine_.Running().DevicesChanged();
+    return Result(error);
+}
+
+Json Controller::Knob(const Json& request) {
+    const int steps = request.value("steps", 1);
+    if (steps < -1000 || steps > 1000)
+        return Result("steps is out of range");
+    Guard guard(machine_.lock);
+    for (int i = 0; i < std::abs(steps); ++i)
+        machine_.Hardware().Knob(steps > 0);
+    machine_.Running().DevicesChanged();
+    return Json::object();
+}
+
+Json Controller::Touch(const Json& request) {
+    const std::string action = request.value("action", "tap");
+    std::vector<Instrument::Point> points;
+    if (action == "down" || action == "move" || action == "tap") {
+        points.push_back({request.at("x").get<int>(), request.at("y").get<int>()});
+        if (request.contains("x2") || request.contains("y2"))
+            points.push_back({request.at("x2").get<int>(), request.at("y2").get<int>()});
+    } else if (action != "up") {
+        return Result("a touch's action is down, move, up or tap");
+    }
+    const Micros hold = HoldTime(request);
+    Guard guard(machine_.lock);
+    machine_.Hardware().Touch(points);
+    if (action == "tap")
+        machine_.timers.At(machine_.Now() + hold, [this] { machine_.Hardware().Touch({}); });
+    machine_.Running().DevicesChanged();
+    return Json::object();
+}
+
+Json Controller::Screenshot(const Json& request) {
+    const std::string path = request.at("path").get<std::string>();
+    Guard guard(machine_.lock);
+    const ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
+    guard.unlock();
+    const std::string error = WritePng(screen, path);
+    Json reply = Result(error);
+    if (error.empty()) {
+        reply["width"] = screen.width;
+        reply["height"] = screen.height;
+    }
+    return reply;
+}
+
+std::vector<TextRun> Controller::ReadScreen(const ScreenCopy& screen) {
+    if (!reader_)
+        reader_ =
+            std::make_unique<ScreenReader>(machine_.Configuration().instrument.appDir + "/font/unicode.fnt");
+    if (screen.pixels.empty())
+        return {};
+    return reader_->Read(screen.pixels.data(), screen.width, screen.height, screen.bits);
+}
+
+Json Controller::Text(const Json& request) {
+    const int x = request.value("x", 0);
+    const int y = request.value("y", 0);
+    Guard guard(machine_.lock);
+    const ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
+    guard.unlock();
+    const int width = request.value("w", static_cast<int>(screen.width));
+    const int height = request.value("h", static_cast<int>(screen.height));
+    Json runs = Json::array();
+    for (const TextRun& run : ReadScreen(screen)) {
+        if (run.x < x || run.x - x >= width || run.y < y || run.y - y >= height)
+            continue;
+        char color[16];
+        snprintf(color, sizeof color, "%06X", run.color & 0xFFFFFFu);
+        runs.push_back({{"x", run.x}, {"y", run.y}, {"w", run.width}, {"color", color}, {"text", run.text}});
+    }
+    return {{"runs", runs}};
+}
+
+Json Controller::Set(const Json& request) {
+    const std::string name = request.at("name").get<std::string>();
+    Guard guard(machine_.lock);
+    const std::string error = machine_.Hardware().Set(name, request.at("value"));
+    machine_.Running().DevicesChanged();
+    return Result(error);
+}
+
+Json Controller::Quantities() {
+    Json list = Json::array();
+    for (const Instrument::QuantityInfo& quantity : Instrument::Quantities())
+        list.push_back({{"name", quantity.name}, {"what", quantity.what}});
+    return {{"quantities", list}};
+}
+
+Json Controller::Faults() {
+    Json list = Json::array();
+    Guard guard(machine_.lock);
+    for (const Instrument::FaultInfo& fault : Instrument::Faults())
+        list.push_back({{"name", fault.name},
+                        {"what", fault.what},
+                        {"operator_sees", fault.operatorSees},
+                        {"value", machine_.Hardware().FaultValue(fault.name)}});
+    return {{"faults", list}};
+}
+
+Json Controller::Fault(const Json& request) {
+    const std::string name = request.at("name").get<std::string>();
+    const Json value = request.contains("value") ? request["value"] : Json(true);
+    Guard guard(machine_.lock);
+    const std::string error = machine_.Hardware().SetFault(name, value);
+    machine_.Running().DevicesChanged();
+    return Result(error);
+}
+
+Json Controller::Speed(const Json& request) {
+    Guard guard(machine_.lock);
+    PacedExecution* paced = machine_.PacedRun();
+    if (paced == nullptr)
+        return Result("a stepped instrument has no speed; use advance and until");
+    const double factor = request.at("factor").get<double>();
+    if (!(factor == 0 || (factor >= 0.01 && factor <= 1000)))
+        return Result("factor is 0 (hold) or 0.01 to 1000");
+    paced->SetFactor(factor);
+    return {{"speed", factor}, {"now_us", machine_.Now()}};
+}
+
+std::set<int> Controller::TraceThreads(const Json& wanted) const {
+    if (wanted.is_number_integer())
+        return {wanted.get<int>()};
+    // "window": the threads that run the screens, one after the other.
+    const std::string label = wanted == "window" ? "DefaultWindowThread" : wanted.get<std::string>();
+    std::set<int> threads = machine_.threads.WithLabel(label);
+    if (threads.empty())
+        threads.insert(-2);  // no such thread, no lines
+    return threads;
+}
+
+Json Controller::Trace(const Json& request) {
+    const std::string action = request.at("action").get<std::string>();
+    Guard guard(machine_.lock);
+    TraceLog& trace = machine_.trace;
+    if (action == "start") {
+        trace.Start();
+    } else if (action == "stop") {
+        trace.Stop();
+    } else if (action == "clear") {
+        trace.Clear();
+    } else if (action == "read") {
+        const std::set<int> threads =
+            request.contains("thread") ? TraceThreads(request["thread"]) : std::set<int>();
+        const auto kinds = request.value("kinds", std::set<std::string>());
+        const bool plain = request.value("plain", false);
+        Json lines = Json::array();
+        for (const TraceLog::Entry& entry : trace.Select(kinds, threads)) {
+            const std::string count = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
+            lines.push_back(
+                (plain ? "" : TimeText(entry.time) + " " + machine_.threads.Label(entry.thread) + " ") +
+                entry.line + count);
+        }
+        return {{"lines", lines}, {"dropped", trace.Dropped()}};
+    } else {
+        return Result("a trace's action is start, stop, clear or read");
+    }
+    return {{"recording", trace.Recording()}};
+}
+
+Json Controller::Threads() {
+    Guard guard(machine_.lock);
+    Json list = Json::array();
+    for (const auto& thread : machine_.threads.All())
+        list.push_back({{"thread", thread->ordinal},
+                        {"label", thread->label},
+                        {"waits_for", machine_.DescribeWait(*thread)}});
+    return {{"threads", list}};
+}
+
+Json Controller::Stop() {
+    afterReply_ = [this] {
+        Guard guard(machine_.lock);
+        machine_.SendSignal(SIGTERM);
+        Lift();
+    };
+    return Json::object();
+}
+
+Json Controller::PowerCut() {
+    afterReply_ = [this] {
+        Guard guard(machine_.lock);
+        machine_.Hardware().PowerCut();
+        unlink((machine_.Configuration().instrument.stateDir + "/control.sock").c_str());
+        kill(getpid(), SIGKILL);
+    };
+    return Json::object();
+}
+
+}  // namespace k905

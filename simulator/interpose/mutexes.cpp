@@ -1,0 +1,130 @@
+#include "simulator/interpose/mutexes.h"
+
+#include <errno.h>
+
+#include <algorithm>
+
+#include "simulator/interpose/real_calls.h"
+
+namespace k905 {
+
+Mutexes::Mutex& Mutexes::Find(const void* address) {
+    Mutex& mutex = mutexes_[address];
+    if (mutex.number == 0)
+        mutex.number = ++count_;
+    return mutex;
+}
+
+int Mutexes::Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
+    Mutex& entry = Find(mutex);
+    if (entry.next == nullptr) {
+        const int result = Real().pthread_mutex_trylock(mutex);
+        if (result == 0)
+            entry.owner = &self;
+        if (result != EBUSY)
+            return result;
+        // An error-checking mutex knows that its owner asks again, and says so instead of waiting.
+        if (entry.owner == &self && (mutex->__data.__kind & 3) == PTHREAD_MUTEX_ERRORCHECK)
+            return EDEADLK;
+    }
+    entry.waiters.push_back(&self);
+    Waiting waiting;
+    waiting.reason = "mutex";
+    waiting.object = mutex;
+    waiting.until = until;
+    waiting.interruptible = false;
+    const Wake wake = execution_.Wait(self, waiting);
+    if (wake != Wake::kGiven) {
+        Mutex& now = Find(mutex);
+        now.waiters.erase(std::remove(now.waiters.begin(), now.waiters.end(), &self), now.waiters.end());
+        return ETIMEDOUT;
+    }
+    Mutex& given = Find(mutex);
+    given.next = nullptr;
+    given.owner = &self;
+    return Real().pthread_mutex_trylock(mutex);
+}
+
+int Mutexes::TryLock(ProductThread& self, pthread_mutex_t* mutex) {
+    Mutex& entry = Find(mutex);
+    if (entry.next != nullptr)
+        return EBUSY;
+    const int result = Real().pthread_mutex_trylock(mutex);
+    if (result == 0)
+        entry.owner = &self;
+    return result;
+}
+
+int Mutexes::Unlock(pthread_mutex_t* mutex) {
+    const int result = Real().pthread_mutex_unlock(mutex);
+    if (result != 0)
+        return result;
+    Mutex& entry = Find(mutex);
+    // A recursive mutex that is still held stays its owner's.
+    if ((mutex->__data.__kind & 3) == PTHREAD_MUTEX_RECURSIVE && mutex->__data.__count > 0)
+        return 0;
+    entry.owner = nullptr;
+    if (!entry.waiters.empty()) {
+        entry.next = entry.waiters.front();
+        entry.waiters.pop_front();
+        execution_.Give(*entry.next);
+    }
+    return 0;
+}
+
+int Mutexes::Destroy(pthread_mutex_t* mutex) {
+    const int result = Real().pthread_mutex_destroy(mutex);
+    if (result == 0)
+        mutexes_.erase(mutex);
+    return result;
+}
+
+int Mutexes::WaitCondition(ProductThread& self, pthread_cond_t* condition, pthread_mutex_t* mutex,
+                           Micros until) {
+    conditions_[condition].push_back(&self);
+    const int result = Unlock(mutex);
+    if (result != 0) {
+        conditions_[condition].pop_back();
+        return result;
+    }
+    Waiting waiting;
+    waiting.reason = "condition";
+    waiting.object = condition;
+    waiting.until = until;
+    waiting.interruptible = false;
+    const Wake wake = execution_.Wait(self, waiting);
+    if (wake != Wake::kGiven) {
+        auto& waiters = conditions_[condition];
+        waiters.erase(std::remove(waiters.begin(), waiters.end(), &self), waiters.end());
+    }
+    const int locked = Lock(self, mutex, kNever);
+    if (locked != 0)
+        return locked;
+    return wake == Wake::kGiven ? 0 : ETIMEDOUT;
+}
+
+void Mutexes::Signal(pthread_cond_t* condition, bool all) {
+    auto& waiters = conditions_[condition];
+    while (!waiters.empty()) {
+        ProductThread* first = waiters.front();
+        waiters.pop_front();
+        execution_.Give(*first);
+        if (!all)
+            break;
+    }
+    if (waiters.empty())
+        conditions_.erase(condition);
+}
+
+std::string Mutexes::Describe(const void* mutex) const {
+    const auto found = mutexes_.find(mutex);
+    if (found == mutexes_.end())
+        return "mutex";
+    std::string text = "mutex " + std::to_string(found->second.number);
+    const ProductThread* owner = found->second.owner;
+    if (owner != nullptr)
+        text += " held by " + std::to_string(owner->ordinal) + " (" + owner->label + ")";
+    return text;
+}
+
+}  // namespace k905

@@ -1,0 +1,100 @@
+#include "simulator/interpose/paced_execution.h"
+
+#include <algorithm>
+
+namespace k905 {
+
+namespace {
+
+constexpr std::int64_t kSecond = 1'000'000'000;
+
+std::int64_t RealNow() {
+    timespec now = {};
+    Real().clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * kSecond + now.tv_nsec;
+}
+
+}  // namespace
+
+PacedExecution::PacedExecution(Lock& lock, ThreadTable& threads, double factor)
+    : lock_(lock), threads_(threads), factor_(factor), realStart_(RealNow()) {}
+
+Micros PacedExecution::Now() const {
+    return virtualStart_ +
+           static_cast<Micros>(static_cast<double>(RealNow() - realStart_) / 1000.0 * factor_);
+}
+
+void PacedExecution::SetFactor(double factor) {
+    virtualStart_ = Now();
+    realStart_ = RealNow();
+    factor_ = factor;
+    DevicesChanged();
+}
+
+std::int64_t PacedExecution::RealUntil(Micros time) const {
+    const Micros now = Now();
+    if (time <= now)
+        return 0;
+    const double nanoseconds = static_cast<double>(time - now) * 1000.0;
+    if (nanoseconds >= static_cast<double>(kSecond) * factor_)
+        return kSecond;
+    return static_cast<std::int64_t>(nanoseconds / factor_) + 1;
+}
+
+Wake PacedExecution::Wait(ProductThread& self, const Waiting& waiting) {
+    self.state = ThreadState::kWaiting;
+    self.waitsFor = waiting.reason;
+    self.waitObject = waiting.object;
+    self.waitPath = waiting.path;
+    self.wakeAt = waiting.until;
+    self.wake = Wake::kTime;
+    for (;;) {
+        if (self.wake == Wake::kGiven)
+            break;
+        if (waiting.interruptible && __atomic_load_n(&self.pendingSignals, __ATOMIC_ACQUIRE) != 0) {
+            self.wake = Wake::kInterrupted;
+            break;
+        }
+        const Micros ready = waiting.readyAt != nullptr ? (*waiting.readyAt)() : kNever;
+        const Micros now = Now();
+        if (ready <= now) {
+            self.wake = Wake::kReady;
+            break;
+        }
+        if (waiting.until <= now)
+            break;
+        const std::int64_t timeout = RealUntil(std::min(ready, waiting.until));
+        lock_.unlock();
+        self.parking.TakeFor(timeout);
+        lock_.lock();
+    }
+    self.state = ThreadState::kRunning;
+    self.waitsFor = "";
+    self.waitObject = nullptr;
+    return self.wake;
+}
+
+void PacedExecution::Give(ProductThread& thread) {
+    thread.wake = Wake::kGiven;
+    thread.parking.Give();
+}
+
+void PacedExecution::Interrupt(ProductThread& thread) {
+    thread.parking.Give();
+}
+
+void PacedExecution::DevicesChanged() {
+    for (const auto& thread : threads_.All())
+        if (thread->state == ThreadState::kWaiting)
+            thread->parking.Give();
+}
+
+void PacedExecution::Begin(ProductThread& self) {
+    self.state = ThreadState::kRunning;
+}
+
+void PacedExecution::End(ProductThread& self) {
+    self.state = ThreadState::kDone;
+}
+
+}  // namespace k905

@@ -1,0 +1,29 @@
+// The screen as a picture.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "simulator/models/framebuffer.h"
+
+namespace k905 {
+
+// A copy of what the LCD shows, in the framebuffer's own pixels.
+struct ScreenCopy {
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned bits = 16;
+    std::vector<std::uint8_t> pixels;
+
+    bool operator==(const ScreenCopy& other) const {
+        return width == other.width && height == other.height && pixels == other.pixels;
+    }
+};
+
+ScreenCopy CopyScreen(const Framebuffer& screen);
+
+// Writes the picture as an 8-bit RGB PNG. "" or the error text.
+std::string WritePng(const ScreenCopy& screen, const std::string& path);
+
+}  // namespace k905

@@ -1,0 +1,197 @@
+#include "simulator/interpose/stepped_execution.h"
+
+#include <algorithm>
+
+#include "simulator/interpose/costs.h"
+
+namespace k905 {
+
+SteppedExecution::SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers)
+    : lock_(lock), threads_(threads), timers_(timers) {}
+
+// The waiting thread whose wait ends first, and when.
+ProductThread* SteppedExecution::NextWaiter(Micros& due) const {
+    ProductThread* next = nullptr;
+    due = kNever;
+    for (const auto& thread : threads_.All()) {
+        if (thread->state != ThreadState::kWaiting)
+            continue;
+        Micros end = thread->wakeAt;
+        if (thread->readyAt != nullptr)
+            end = std::min(end, (*thread->readyAt)());
+        end = end == kNever ? kNever : std::max(end, now_);
+        if (end < due || (end == due && end != kNever && thread->waitOrder < next->waitOrder)) {
+            due = end;
+            next = thread.get();
+        }
+    }
+    return next;
+}
+
+Micros SteppedExecution::NextDue() {
+    if (!nextDueKnown_) {
+        NextWaiter(nextDue_);
+        nextDue_ = std::min(nextDue_, timers_.Next());
+        nextDueKnown_ = true;
+    }
+    return nextDue_;
+}
+
+// Moves the clock, with everything that falls due on the way: timers first, then threads in the order of
+// their waits.
+void SteppedExecution::MoveTimeTo(Micros time) {
+    while (NextDue() <= time) {
+        Micros due = kNever;
+        ProductThread* waiter = NextWaiter(due);
+        nextDueKnown_ = false;
+        if (timers_.Next() <= due) {
+            now_ = std::max(now_, timers_.Next());
+            timers_.RunFirst();
+            continue;
+        }
+        now_ = due;
+        const bool deviceReady = waiter->readyAt != nullptr && (*waiter->readyAt)() <= now_;
+        MakeReady(*waiter, deviceReady ? Wake::kReady : Wake::kTime);
+    }
+    now_ = std::max(now_, time);
+}
+
+void SteppedExecution::MakeReady(ProductThread& thread, Wake wake) {
+    thread.state = ThreadState::kReady;
+    thread.wake = wake;
+    thread.readyAt = nullptr;
+    thread.wakeAt = kNever;
+    ready_.push_back(&thread);
+    nextDueKnown_ = false;
+}
+
+void SteppedExecution::Freeze() {
+    frozen_ = true;
+    if (onFrozen_)
+        onFrozen_();
+}
+
+// Nobody runs: hands over to the next ready thread, jumping in time as needed, or stands still.
+void SteppedExecution::RunNext() {
+    running_ = nullptr;
+    while (ready_.empty()) {
+        const Micros due = NextDue();
+        if (due == kNever || due > limit_) {
+            if (limit_ != kNever)
+                MoveTimeTo(limit_);
+            Freeze();
+            return;
+        }
+        MoveTimeTo(due);
+    }
+    running_ = ready_.front();
+    ready_.pop_front();
+    running_->state = ThreadState::kRunning;
+    sliceStart_ = now_;
+    running_->parking.Give();
+}
+
+void SteppedExecution::Park(ProductThread& self) {
+    lock_.unlock();
+    self.parking.Take();
+    lock_.lock();
+}
+
+void SteppedExecution::Grant(Micros limit) {
+    limit_ = limit;
+    if (!frozen_)
+        return;
+    frozen_ = false;
+    nextDueKnown_ = false;
+    if (running_ != nullptr)
+        running_->parking.Give();  // stands at the limit in the middle of a call
+    else
+        RunNext();
+}
+
+bool SteppedExecution::Quiet() const {
+    return running_ == nullptr && ready_.empty();
+}
+
+bool SteppedExecution::NothingDue() {
+    nextDueKnown_ = false;
+    return Quiet() && NextDue() == kNever;
+}
+
+bool SteppedExecution::Stuck() {
+    for (const auto& thread : threads_.All())
+        if (thread->state == ThreadState::kWaiting && thread->readyAt != nullptr)
+            return false;
+    return NothingDue();
+}
+
+void SteppedExecution::Charge(ProductThread& self, Micros cost) {
+    __atomic_store_n(&progress_, progress_ + 1, __ATOMIC_RELAXED);
+    while (cost > limit_ - now_) {
+        cost -= limit_ - now_;
+        MoveTimeTo(limit_);
+        Freeze();
+        Park(self);
+    }
+    MoveTimeTo(now_ + cost);
+    if (now_ - sliceStart_ < cost::kQuantum)
+        return;
+    if (ready_.empty()) {
+        sliceStart_ = now_;
+        return;
+    }
+    self.state = ThreadState::kReady;
+    ready_.push_back(&self);
+    RunNext();
+    Park(self);
+}
+
+Wake SteppedExecution::Wait(ProductThread& self, const Waiting& waiting) {
+    if (waiting.interruptible && __atomic_load_n(&self.pendingSignals, __ATOMIC_ACQUIRE) != 0)
+        return Wake::kInterrupted;
+    self.state = ThreadState::kWaiting;
+    self.waitsFor = waiting.reason;
+    self.waitObject = waiting.object;
+    self.waitPath = waiting.path;
+    self.wakeAt = waiting.until;
+    self.readyAt = waiting.readyAt;
+    self.interruptible = waiting.interruptible;
+    self.waitOrder = ++waitCount_;
+    nextDueKnown_ = false;
+    RunNext();
+    Park(self);
+    self.waitsFor = "";
+    self.waitObject = nullptr;
+    return self.wake;
+}
+
+void SteppedExecution::Give(ProductThread& thread) {
+    if (thread.state == ThreadState::kWaiting)
+        MakeReady(thread, Wake::kGiven);
+}
+
+void SteppedExecution::Interrupt(ProductThread& thread) {
+    if (thread.state == ThreadState::kWaiting && thread.interruptible)
+        MakeReady(thread, Wake::kInterrupted);
+}
+
+void SteppedExecution::Made(ProductThread& thread) {
+    thread.state = ThreadState::kReady;
+    ready_.push_back(&thread);
+}
+
+void SteppedExecution::Begin(ProductThread& self) {
+    if (self.ordinal == 0) {  // main is running already when the simulator comes up
+        self.state = ThreadState::kRunning;
+        running_ = &self;
+        return;
+    }
+    Park(self);
+}
+
+void SteppedExecution::End(ProductThread& self) {
+    self.state = ThreadState::kDone;
+    RunNext();
+}
+
+}  // namespace k905

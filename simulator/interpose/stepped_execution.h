@@ -1,0 +1,77 @@
+// One thread of the product at a time, in virtual time that moves by what the threads do. Deterministic:
+// threads that become ready at the same time run in the order in which they began to wait, waiters for a
+// mutex get it in turn.
+//
+// A thread runs until it waits, ends, or has used up its quantum while others are ready. When all wait, time
+// jumps to the next event: the earliest wake, the earliest device or timer. Nothing passes the limit that a
+// client has granted: there the world stands still until the limit is moved.
+#pragma once
+
+#include <deque>
+#include <functional>
+
+#include "simulator/interpose/execution.h"
+#include "simulator/interpose/lock.h"
+#include "simulator/interpose/thread_table.h"
+#include "simulator/interpose/timers.h"
+
+namespace k905 {
+
+class SteppedExecution final : public Execution {
+  public:
+    SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers);
+
+    // Lets time run to the limit (kNever: without one) and the threads with it.
+    void Grant(Micros limit);
+    Micros Limit() const { return limit_; }
+    // True while nothing moves: the limit is reached, or nobody can ever run again.
+    bool Frozen() const { return frozen_; }
+    // True when every thread waits, so that only time or input can go on.
+    bool Quiet() const;
+    // True when every thread waits and no time will ever end any of the waits; input may.
+    bool NothingDue();
+    // True when input cannot either: a deadlock.
+    bool Stuck();
+    // Called when the world has come to stand still; may be called from any product thread.
+    void OnFrozen(std::function<void()> action) { onFrozen_ = std::move(action); }
+    // Number of times that a thread has entered the system: a world that runs without moving it is in a busy
+    // loop.
+    std::uint64_t Progress() const { return __atomic_load_n(&progress_, __ATOMIC_RELAXED); }
+
+    bool Stepped() const override { return true; }
+    Micros Now() const override { return now_; }
+    void Charge(ProductThread& self, Micros cost) override;
+    Wake Wait(ProductThread& self, const Waiting& waiting) override;
+    void Give(ProductThread& thread) override;
+    void Interrupt(ProductThread& thread) override;
+    void DevicesChanged() override { nextDueKnown_ = false; }
+    void Made(ProductThread& thread) override;
+    void Begin(ProductThread& self) override;
+    void End(ProductThread& self) override;
+
+  private:
+    ProductThread* NextWaiter(Micros& due) const;
+    Micros NextDue();
+    void MoveTimeTo(Micros time);
+    void MakeReady(ProductThread& thread, Wake wake);
+    void RunNext();
+    void Freeze();
+    void Park(ProductThread& self);
+
+    Lock& lock_;
+    ThreadTable& threads_;
+    Timers& timers_;
+    Micros now_ = 0;
+    Micros limit_ = 0;
+    bool frozen_ = false;
+    ProductThread* running_ = nullptr;  // also while it stands at the limit
+    std::deque<ProductThread*> ready_;
+    Micros sliceStart_ = 0;
+    std::uint64_t waitCount_ = 0;
+    std::uint64_t progress_ = 0;
+    Micros nextDue_ = kNever;
+    bool nextDueKnown_ = false;
+    std::function<void()> onFrozen_;
+};
+
+}  // namespace k905

@@ -1,0 +1,162 @@
+// Bench quantities: what a person at the bench can plug, turn and heat.
+#include <algorithm>
+#include <cmath>
+
+#include "simulator/models/parts.h"
+#include "simulator/models/text.h"
+
+namespace k905 {
+
+namespace {
+
+using Parts = Instrument::Parts;
+using nlohmann::json;
+
+// Each setter gets what follows the quantity's name ("TP97" of "board.rail.TP97") and the value.
+using Setter = std::string (*)(Parts&, const std::string& rest, const json& value);
+
+bool InRange(const json& value, double low, double high) {
+    return value.is_number() && value.get<double>() >= low && value.get<double>() <= high;
+}
+
+bool WholeInRange(const json& value, std::int64_t low, std::int64_t high) {
+    return value.is_number_integer() && InRange(value, static_cast<double>(low), static_cast<double>(high));
+}
+
+std::string SetPlugged(Parts& parts, const std::string&, const json& value) {
+    if (!value.is_boolean())
+        return "board.plugged is true or false";
+    parts.boardWanted = value.get<bool>();
+    return parts.ApplyMedia();
+}
+
+std::string SetRail(Parts& parts, const std::string& rail, const json& value) {
+    if (value.is_null())
+        return parts.board.FreeRail(rail);
+    return value.is_number() ? parts.board.SetRail(rail, value.get<double>())
+                             : "a rail takes volts, or null to free it";
+}
+
+std::string SetStrap(Parts& parts, const std::string& pin, const json& value) {
+    if (!WholeInRange(value, 0, 1) && !value.is_boolean())
+        return "a strap is 0 or 1";
+    const bool level = value.is_boolean() ? value.get<bool>() : value.get<int>() == 1;
+    return parts.straps.Set(pin, level) ? "" : "no such strap: " + pin;
+}
+
+std::string SetPower(Parts& parts, const std::string& field, const json& value) {
+    return parts.power.Set(field, value);
+}
+
+std::string SetTime(Parts& parts, const std::string&, const json& value) {
+    if (value.is_string())
+        return parts.rtc.SetText(value.get<std::string>());
+    if (!WholeInRange(value, 0, 4102444800))
+        return "rtc.time takes \"YYYY-MM-DD hh:mm:ss\" or Unix seconds until 2100";
+    parts.rtc.Set(value.get<std::int64_t>());
+    return "";
+}
+
+std::string SetSd(Parts& parts, const std::string&, const json& value) {
+    if (!value.is_boolean())
+        return "sd.present is true or false";
+    parts.sdWanted = value.get<bool>();
+    return parts.ApplyMedia();
+}
+
+std::string SetSticks(Parts& parts, const std::string&, const json& value) {
+    if (!WholeInRange(value, 0, Storage::kMaxSticks))
+        return Text("usb.sticks is 0 to %u", Storage::kMaxSticks);
+    parts.sticksWanted = value.get<unsigned>();
+    return parts.ApplyMedia();
+}
+
+std::string SetTemperature(Parts& parts, const std::string&, const json& value) {
+    if (!InRange(value, -40, 85))
+        return "module.temperature is -40 to 85 degrees Celsius";
+    parts.temperature = value.get<double>();
+    parts.temperatureSince = parts.world.Now();
+    return "";
+}
+
+std::string SetTemperatureRate(Parts& parts, const std::string&, const json& value) {
+    if (!InRange(value, -60, 60))
+        return "module.temperature_rate is -60 to 60 degrees a minute";
+    parts.temperature = parts.Temperature();
+    parts.temperatureSince = parts.world.Now();
+    parts.temperatureRate = value.get<double>();
+    return "";
+}
+
+std::string SetSeed(Parts& parts, const std::string&, const json& value) {
+    if (!WholeInRange(value, 0, 0xFFFFFFFF))
+        return "module.seed is 0 to 4294967295";
+    parts.optics.SetSeed(value.get<unsigned>());
+    return "";
+}
+
+std::string SetPanel(Parts& parts, const std::string&, const json& value) {
+    if (!value.is_array() || value.size() != 2 || !WholeInRange(value[0], 1, 4096) ||
+        !WholeInRange(value[1], 1, 4096))
+        return "screen.size takes [width, height] in pixels";
+    const std::string problem = parts.screen.Resize(value[0].get<unsigned>(), value[1].get<unsigned>());
+    if (problem.empty()) {
+        parts.panelWidth = value[0].get<unsigned>();
+        parts.panelHeight = value[1].get<unsigned>();
+        parts.touch.SetSize(parts.panelWidth, parts.panelHeight);
+    }
+    return problem;
+}
+
+struct Row {
+    Instrument::QuantityInfo info;
+    Setter set;
+};
+
+// A name that ends in a dot stands for every name that begins with it.
+constexpr Row kRows[] = {
+    {{"board.plugged", "measurement board on the serial port: true or false"}, SetPlugged},
+    {{"board.rail.", "rail by test point or channel (board.rail.TP97): volts as reported, null frees it"},
+     SetRail},
+    {{"straps.", "pb8, pb9, pb27: 0 or 1"}, SetStrap},
+    {{"power.", "dc, bat, full: true or false; type: 0 to 3; level: 0 to 255"}, SetPower},
+    {{"rtc.time", "\"YYYY-MM-DD hh:mm:ss\" or Unix seconds"}, SetTime},
+    {{"sd.present", "SD card in its slot: true or false"}, SetSd},
+    {{"usb.sticks", "USB sticks plugged in: 0 to 8"}, SetSticks},
+    {{"module.temperature", "degrees Celsius now"}, SetTemperature},
+    {{"module.temperature_rate", "degrees a minute from now on"}, SetTemperatureRate},
+    {{"module.seed", "another optical module: its number"}, SetSeed},
+    {{"screen.size", "[width, height] of the panel in pixels; before the product opens it"}, SetPanel},
+};
+
+}  // namespace
+
+std::string Instrument::Set(const std::string& name, const nlohmann::json& value) {
+    for (const Row& row : kRows) {
+        const std::string own = row.info.name;
+        const bool family = own.back() == '.';
+        if (family ? name.compare(0, own.size(), own) == 0 : name == own)
+            return row.set(*parts_, family ? name.substr(own.size()) : "", value);
+    }
+    return "no such quantity: " + name;
+}
+
+const std::vector<Instrument::QuantityInfo>& Instrument::Quantities() {
+    static const std::vector<QuantityInfo> infos = [] {
+        std::vector<QuantityInfo> all;
+        for (const Row& row : kRows)
+            all.push_back(row.info);
+        return all;
+    }();
+    return infos;
+}
+
+// A fault lies over the bench setting; clearing it brings the setting back.
+std::string Instrument::Parts::ApplyMedia() {
+    board.SetPlugged(boardWanted && !Faulty("board.unplugged"));
+    const std::string problem = storage.SetSdPresent(sdWanted && !Faulty("sd.missing"));
+    const unsigned sticks = Faulty("usb.missing") ? 0 : Faulty("usb.two") ? 2 : sticksWanted;
+    return problem + storage.SetSticks(sticks);
+}
+
+}  // namespace k905

@@ -1,0 +1,34 @@
+// /dev/rtc0 and the instrument's wall clock: a start value plus virtual time.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "simulator/models/device.h"
+
+namespace k905 {
+
+class Rtc : public DeviceNode {
+  public:
+    // `start`: Unix seconds at virtual time 0.
+    Rtc(World& world, std::int64_t start) : world_(world), start_(start) {}
+
+    std::unique_ptr<DeviceFile> Open(int flags, int& error) override;
+
+    std::int64_t Now() const { return start_ + world_.Now() / 1000000; }  // Unix seconds
+    std::int64_t NowMicros() const { return start_ * 1000000 + world_.Now(); }
+    void Set(std::int64_t seconds) { start_ = seconds - world_.Now() / 1000000; }
+    std::string SetText(const std::string& text);  // "2012-05-14 09:30:00" (UTC); "" or the error text
+
+    void SetFailing(bool failing) { failing_ = failing; }  // fault: the chip does not answer
+    nlohmann::json State() const;
+
+  private:
+    friend class RtcFile;
+    World& world_;
+    std::int64_t start_;
+    bool failing_ = false;
+};
+
+}  // namespace k905

@@ -1,0 +1,310 @@
+#include "simulator/panel/check.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "simulator/panel/screens_map.h"
+
+namespace fs = std::filesystem;
+
+namespace k905 {
+
+namespace {
+
+constexpr std::uint32_t kPressedCaption = 0x3C3028;
+constexpr int kSettledMs = 300;  // the screen unchanged for so long: the handler has done its drawing
+constexpr int kLookMs = 20;      // how often a key's picture is looked at
+constexpr int kKeyLimitMs = 1000;
+
+// One run of the job.
+class Job {
+  public:
+    Job(const CheckOptions& options, const std::function<void(const CheckResult&)>& report);
+    std::vector<CheckResult> Run();
+
+  private:
+    bool Do(const CheckStep& step);
+    CheckResult Perform(const CheckStep& step);
+    std::vector<std::string> Trace(const CheckStep& step);
+
+    void CheckKeys();
+    CheckResult CheckKey(const KeyPicture& key);
+    bool UntilLook(const KeyPicture& key, const Picture& released, bool lit);
+    std::string JudgeLit(const KeyPicture& key, const Picture& released, std::string& seen);
+
+    void End();
+    void Report(CheckResult result);
+    void Shot(const std::string& name);
+
+    CheckOptions options_;
+    std::function<void(const CheckResult&)> report_;
+    Bench bench_;
+    std::vector<CheckResult> results_;
+    int shots_ = 0;
+};
+
+BenchOptions Stepped(BenchOptions options) {
+    options.stepped = true;
+    return options;
+}
+
+// The folder holds the pictures of this run only.
+void PrepareFolder(const std::string& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error)
+        throw BenchError(folder + ": cannot be made: " + error.message());
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.path().extension() == ".png" && name.size() > 3 && std::isdigit(name[0]) &&
+            std::isdigit(name[1]) && name[2] == '-')
+            fs::remove(entry.path());
+    }
+}
+
+Job::Job(const CheckOptions& options, const std::function<void(const CheckResult&)>& report)
+    : options_(options), report_(report), bench_(Stepped(options.bench)) {
+    PrepareFolder(options.outDir);
+}
+
+std::vector<CheckResult> Job::Run() {
+    const char* doing = "Start";
+    try {
+        bool open = true;
+        for (const CheckStep& step : CheckSteps()) {
+            doing = step.name;
+            // Without its screen the rest cannot be done; a failed check is only a failed check.
+            const bool opens = std::string(step.screen) == "start";
+            if (!Do(step) && opens) {
+                open = false;
+                break;
+            }
+        }
+        doing = "Key check";
+        if (open)
+            CheckKeys();
+        doing = "End";
+        End();
+    } catch (const std::exception& error) {
+        Report({doing, "", error.what()});
+    }
+    return results_;
+}
+
+void Job::Report(CheckResult result) {
+    report_(result);
+    results_.push_back(std::move(result));
+}
+
+void Job::Shot(const std::string& name) {
+    std::string file = name;
+    for (char& c : file)
+        c = std::isalnum(static_cast<unsigned char>(c)) ? static_cast<char>(std::tolower(c)) : '-';
+    char number[16];
+    std::snprintf(number, sizeof number, "%02d-", ++shots_);
+    bench_.Screenshot((fs::path(options_.outDir) / (number + file + ".png")).string());
+}
+
+std::vector<std::string> Job::Trace(const CheckStep& step) {
+    if (step.hardware.empty())
+        return {};
+    const nlohmann::json request = {{"do", "trace"}, {"action", "read"}, {"kinds", {"reg"}}, {"plain", true}};
+    return bench_.Request(request).at("lines").get<std::vector<std::string>>();
+}
+
+// Touches the control and looks at the screen until it shows what it must, or the limit has passed.
+CheckResult Job::Perform(const CheckStep& step) {
+    if (!step.hardware.empty()) {
+        bench_.Request({{"do", "trace"}, {"action", "clear"}});
+        bench_.Request({{"do", "trace"}, {"action", "start"}});
+    }
+    if (step.control != nullptr) {
+        // What stands there already would prove nothing.
+        if (Judge(step, bench_.Texts(), Trace(step)).Passed())
+            return {step.name, "", "the screen shows it before the control is touched"};
+        const Control& control = FindControl(step.screen, step.control);
+        bench_.Tap(control.x, control.y);
+    }
+    const std::int64_t begin = bench_.NowUs();
+    const auto passedMs = [&] { return static_cast<int>((bench_.NowUs() - begin) / 1000); };
+    CheckResult result;
+    do {
+        bench_.Advance(passedMs() < 5000 ? 100 : 500);
+        result = Judge(step, bench_.Texts(), Trace(step));
+    } while (!result.Passed() && passedMs() < step.limitMs);
+    bench_.UntilIdle(kSettledMs, 5000);
+    if (result.Passed())
+        result = Judge(step, bench_.Texts(), Trace(step));
+    if (!step.hardware.empty())
+        bench_.Request({{"do", "trace"}, {"action", "stop"}});
+    return result;
+}
+
+bool Job::Do(const CheckStep& step) {
+    CheckResult result = Perform(step);
+    Shot(step.name);
+    if (!result.Passed())
+        result.wrong += " (within " + std::to_string(step.limitMs) +
+                        " ms of the instrument's time); the screen shows:\n" + bench_.Describe();
+    const bool passed = result.Passed();
+    Report(std::move(result));
+    return passed;
+}
+
+void Job::CheckKeys() {
+    static const CheckStep open = {"Key check", "mainboard", "Key Check", {"^Realt$", "^Anti$"}};
+    static const CheckStep back = {"Back", "keycheck", "Back", {"^K905 Mainboard FCT !$"}};
+    if (!Do(open))
+        return;
+    for (const KeyPicture& key : KeyPictures())
+        Report(CheckKey(key));
+    Do(back);
+}
+
+// Pixels of the key's picture that no other key's picture covers too: those show this key's state and nothing
+// else.
+std::vector<std::pair<int, int>> OwnPixels(const KeyPicture& key) {
+    std::vector<std::pair<int, int>> own;
+    for (int y = key.picture.y; y < key.picture.y + key.picture.height; ++y)
+        for (int x = key.picture.x; x < key.picture.x + key.picture.width; ++x) {
+            const auto& all = KeyPictures();
+            if (std::none_of(all.begin(), all.end(), [&](const KeyPicture& other) {
+                    return other.caption != key.caption &&
+                           (other.picture.Contains(x, y) || other.label.Contains(x, y));
+                }))
+                own.emplace_back(x, y);
+        }
+    return own;
+}
+
+int ChangedPixels(const KeyPicture& key, const Picture& before, const Picture& after) {
+    int changed = 0;
+    for (const auto& [x, y] : OwnPixels(key))
+        changed += !before.SamePixel(after, x, y);
+    return changed;
+}
+
+bool Job::UntilLook(const KeyPicture& key, const Picture& released, bool lit) {
+    for (int ms = 0; ms < kKeyLimitMs; ms += kLookMs) {
+        bench_.Advance(kLookMs);
+        if ((ChangedPixels(key, released, bench_.Screen()) > 0) == lit)
+            return true;
+    }
+    return false;
+}
+
+// While the key is held: its picture has another bitmap, its caption the pressed colour, all else is as it
+// was.
+std::string Job::JudgeLit(const KeyPicture& key, const Picture& released, std::string& seen) {
+    const Picture pressed = bench_.Screen();
+    const int changed = ChangedPixels(key, released, pressed);
+    seen = "'" + std::string(key.caption) + "' lit, " + std::to_string(changed) + " pixels";
+    bool caption = false;
+    for (const TextRun& run : bench_.Texts())
+        caption = caption || (run.text == key.caption && run.color == kPressedCaption &&
+                              key.label.Contains(run.x, run.y));
+    if (!caption)
+        return "the caption does not have the pressed colour";
+    for (int y = 0; y < static_cast<int>(kScreenHeight); ++y)
+        for (int x = 0; x < static_cast<int>(kScreenWidth); ++x)
+            if (!key.picture.Contains(x, y) && !key.label.Contains(x, y) &&
+                !released.SamePixel(pressed, x, y))
+                return "the screen changes at " + std::to_string(x) + "," + std::to_string(y) + " too";
+    // The caption alone changes some hundred pixels at most; a picture in its pressed look changes its frame
+    // or face.
+    const auto face = [&](int x, int y) {
+        return !key.label.Contains(x, y) && !released.SamePixel(pressed, x, y);
+    };
+    for (const auto& [x, y] : OwnPixels(key))
+        if (face(x, y))
+            return "";
+    return "the picture keeps its released look";
+}
+
+CheckResult Job::CheckKey(const KeyPicture& key) {
+    CheckResult result;
+    result.step = key.key != nullptr ? "Key " + std::string(key.caption)
+                                     : std::string("Knob ") + (key.steps > 0 ? "clockwise" : "anticlockwise");
+    bench_.UntilIdle(kSettledMs, 2000);
+    const Picture released = bench_.Screen();
+    if (key.key != nullptr)
+        bench_.Key(key.key, "down");
+    else
+        bench_.Request({{"do", "knob"}, {"steps", key.steps}});
+    if (UntilLook(key, released, true)) {
+        if (key.key != nullptr)
+            bench_.Advance(2 * kLookMs);  // the caption is drawn right after the picture
+        result.wrong = JudgeLit(key, released, result.seen);
+        Shot(result.step);
+    } else {
+        result.wrong = "its picture does not change within " + std::to_string(kKeyLimitMs) + " ms";
+    }
+    if (key.key != nullptr)
+        bench_.Key(key.key, "up");
+    if (UntilLook(key, released, false))
+        result.seen += ", then released";
+    else if (result.Passed())
+        result.wrong = "its picture does not return to the released look";
+    return result;
+}
+
+void Job::End() {
+    const Ending& ending = bench_.Stop();
+    CheckResult result = {"End", "fct " + ending.Describe() + " after SIGTERM", ""};
+    if (ending.signal != 0 || ending.status != 0)
+        result.wrong = bench_.DescribeEnding();
+    Report(std::move(result));
+}
+
+constexpr std::size_t kStepWidth = 18;
+constexpr std::size_t kSeenWidth = 64;
+
+std::string Padded(std::string text, std::size_t width) {
+    std::size_t shown = 0;  // characters, not bytes
+    for (const char c : text)
+        shown += (c & 0xC0) != 0x80;
+    return text.append(shown < width ? width - shown : 0, ' ');
+}
+
+// Lines of at most `width` bytes, broken after a semicolon where there is one.
+std::vector<std::string> Wrapped(std::string text, std::size_t width) {
+    std::vector<std::string> lines;
+    while (text.size() > width) {
+        const std::size_t semicolon = text.rfind("; ", width - 2);
+        const std::size_t end = semicolon == std::string::npos ? width : semicolon + 2;
+        lines.push_back(text.substr(0, end));
+        text.erase(0, end);
+    }
+    lines.push_back(text);
+    return lines;
+}
+
+}  // namespace
+
+std::vector<CheckResult> RunCheck(const CheckOptions& options,
+                                  const std::function<void(const CheckResult&)>& report) {
+    return std::make_unique<Job>(options, report)->Run();
+}
+
+std::string TableHead() {
+    return Padded("step", kStepWidth) + " | " + Padded("read back from the screen", kSeenWidth) +
+           " | result\n" + std::string(kStepWidth + 1, '-') + "+" + std::string(kSeenWidth + 2, '-') +
+           "+-------\n";
+}
+
+std::string TableRows(const CheckResult& result) {
+    std::string rows;
+    std::string step = result.step;
+    std::string verdict = result.Passed() ? "passed" : "FAILED";
+    for (const std::string& line : Wrapped(result.seen, kSeenWidth)) {
+        rows += Padded(step, kStepWidth) + " | " + Padded(line, kSeenWidth) + " | " + verdict + "\n";
+        step.clear();
+        verdict.clear();
+    }
+    return rows;
+}
+
+}  // namespace k905

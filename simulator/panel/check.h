@@ -1,0 +1,55 @@
+// `k905 check`: an operator's whole main-board job, done by touching the real buttons and pressing the real
+// keys of the unmodified fct, and judged by what then stands on the screen.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "simulator/panel/client.h"
+
+namespace k905 {
+
+// One touch of a control, and what a passing board then shows. The texts are regular expressions, each to be
+// found in one line of text on the screen.
+struct CheckStep {
+    const char* name;
+    const char* screen;   // of the control
+    const char* control;  // null: nothing is touched
+    std::vector<const char*> shows;
+    const char* gone = nullptr;  // plain text that must not be on the screen any more
+    std::vector<const char*> hardware =
+        {};              // in this order in the hardware trace, for what leaves nothing to read
+    int limitMs = 5000;  // virtual time
+};
+
+// From the start screen to Auto; adding a check is adding a row.
+const std::vector<CheckStep>& CheckSteps();
+
+struct CheckResult {
+    std::string step;
+    std::string seen;   // what was read back
+    std::string wrong;  // empty: passed
+    bool Passed() const { return wrong.empty(); }
+};
+
+// Judges a step by the text on the screen and the hardware trace since its control was touched.
+CheckResult Judge(const CheckStep& step, const std::vector<TextRun>& runs,
+                  const std::vector<std::string>& trace);
+
+struct CheckOptions {
+    BenchOptions bench;  // stepped
+    std::string outDir;  // for the screenshots 01-start.png ...; made if missing
+};
+
+// Does the job, and calls `report` with each result as it comes. A step that cannot be done at all (a crash,
+// a screen that does not open) is a failed result and ends the job. Throws BenchError when the instrument
+// cannot be started.
+std::vector<CheckResult> RunCheck(const CheckOptions& options,
+                                  const std::function<void(const CheckResult&)>& report);
+
+// A result as rows of the table "step | read back from the screen | result", wrapped to its columns.
+std::string TableHead();
+std::string TableRows(const CheckResult& result);
+
+}  // namespace k905

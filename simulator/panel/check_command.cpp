@@ -1,0 +1,39 @@
+#include <cstdio>
+#include <filesystem>
+
+#include "simulator/panel/check.h"
+#include "simulator/panel/commands.h"
+
+namespace k905 {
+
+int RunCheckCommand(const CommandOptions& options) {
+    CheckOptions check;
+    check.bench.seed = options.seed;
+    check.bench.bits = options.bits;
+    check.outDir = std::filesystem::absolute(options.out).string();
+    if (options.keep) {
+        std::string folder = (std::filesystem::temp_directory_path() / "k905-check-XXXXXX").string();
+        if (mkdtemp(folder.data()) == nullptr)
+            throw BenchError(folder + ": cannot be made");
+        check.bench.stateDir = folder;
+        std::printf("state folder: %s\n", folder.c_str());
+    }
+
+    std::fputs(TableHead().c_str(), stdout);
+    const std::vector<CheckResult> results = RunCheck(check, [](const CheckResult& result) {
+        std::fputs(TableRows(result).c_str(), stdout);
+        std::fflush(stdout);
+    });
+
+    std::size_t failed = 0;
+    for (const CheckResult& result : results)
+        if (!result.Passed()) {
+            ++failed;
+            std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
+        }
+    std::printf("\n%zu steps passed, %zu failed; screenshots: %s\n", results.size() - failed, failed,
+                check.outDir.c_str());
+    return failed == 0 && !results.empty() ? 0 : 1;
+}
+
+}  // namespace k905

@@ -1,0 +1,271 @@
+#include "simulator/panel/client.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace k905 {
+
+namespace {
+
+constexpr int kConnectSeconds = 30;  // real time; a sanitized program on a busy machine is slow to start
+constexpr unsigned kLastLines = 12;
+
+// Sanitizer run-time libraries must come before every other library: set by the build, empty otherwise.
+#ifndef K905_PRELOAD_FIRST
+#define K905_PRELOAD_FIRST ""
+#endif
+
+void MustExist(const std::string& path, const char* what, const char* target) {
+    if (!fs::exists(path))
+        throw BenchError(std::string("the ") + what + " is missing: " + path + " (build the target " +
+                         target + ")");
+}
+
+std::string TemporaryFolder() {
+    std::string name = (fs::temp_directory_path() / "k905-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr)
+        throw BenchError(name + ": cannot be made: " + std::strerror(errno));
+    return name;
+}
+
+std::string Number(double value) {
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+}  // namespace
+
+BuildFolder BuildFolder::OfThisProgram() {
+    const fs::path build = fs::read_symlink("/proc/self/exe").parent_path().parent_path();
+    return {build / "bin/fct", build / "lib/libk905.so", build / "app/fct"};
+}
+
+Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
+    MustExist(options.build.program, "program", "fct");
+    MustExist(options.build.preload, "simulator library", "k905_preload");
+    MustExist(options.build.app, "folder of font and bitmaps", "assets");
+    try {
+        PrepareState(options);
+        std::map<std::string, std::string> environment = options.environment;
+        environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + options.build.preload;
+        environment["K905_STATE"] = stateDir_;
+        environment["K905_APP"] = options.build.app;
+        environment["K905_MODE"] = options.stepped ? "stepped" : "paced";
+        environment["K905_SPEED"] = Number(options.speed);
+        environment["K905_SEED"] = std::to_string(options.seed);
+        environment["K905_BITS"] = std::to_string(options.bits);
+        process_ = std::make_unique<Process>(options.build.program, stateDir_ + "/console.log", environment);
+        Connect(options);
+    } catch (...) {
+        process_.reset();
+        if (removeState_)
+            fs::remove_all(stateDir_);
+        throw;
+    }
+}
+
+Bench::~Bench() {
+    screen_.reset();
+    control_.reset();
+    process_.reset();
+    std::error_code ignored;
+    if (removeState_)
+        fs::remove_all(stateDir_, ignored);
+}
+
+void Bench::PrepareState(const BenchOptions& options) {
+    if (options.stateDir.empty()) {
+        stateDir_ = TemporaryFolder();
+        removeState_ = !options.keepState;
+    } else {
+        stateDir_ = fs::absolute(options.stateDir);
+        std::error_code error;
+        fs::create_directories(stateDir_, error);
+        if (error)
+            throw BenchError(stateDir_ + ": cannot be made: " + error.message());
+    }
+    // What an earlier run left goes away, but a run that is still alive keeps its folder.
+    bool alive = true;
+    try {
+        ControlClient probe(ControlSocket());
+    } catch (const BenchError&) {
+        alive = false;
+    }
+    if (alive)
+        throw BenchError(stateDir_ + ": another instrument is running in this state folder");
+    for (const char* leftover : {"/control.sock", "/console.log", "/start.json"})
+        fs::remove(stateDir_ + leftover);
+    if (!options.start.is_null())
+        std::ofstream(stateDir_ + "/start.json") << options.start.dump(2) << '\n';
+}
+
+void Bench::Connect(const BenchOptions& options) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kConnectSeconds);
+    while (!control_) {
+        if (!process_->Poll().running)
+            throw BenchError(DescribeEnding());
+        try {
+            control_ = std::make_unique<ControlClient>(ControlSocket());
+        } catch (const BenchError& error) {
+            if (std::chrono::steady_clock::now() > deadline)
+                throw BenchError("the simulator does not come up within " + std::to_string(kConnectSeconds) +
+                                 " s: " + error.what() + "; " + DescribeEnding());
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    const nlohmann::json hello = Request({{"do", "hello"}});
+    const std::string mode = options.stepped ? "stepped" : "paced";
+    if (hello.value("mode", "") != mode)
+        throw BenchError("the simulator runs in mode '" + hello.value("mode", "") + "' instead of " + mode);
+}
+
+nlohmann::json Bench::Ask(const nlohmann::json& request) {
+    try {
+        return control_->Ask(request);
+    } catch (const BenchError& error) {
+        // A closed connection is the first that is seen of a crash; the exit status follows in a moment.
+        if (!process_->Wait(2).running)
+            throw BenchError(DescribeEnding());
+        throw;
+    }
+}
+
+nlohmann::json Bench::Request(const nlohmann::json& request) {
+    nlohmann::json reply = Ask(request);
+    if (!reply["ok"].get<bool>())
+        throw BenchError(request.dump() +
+                         " was refused: " + reply.value("error", std::string("no reason given")));
+    return reply;
+}
+
+std::int64_t Bench::NowUs() {
+    return Request({{"do", "hello"}}).at("now_us").get<std::int64_t>();
+}
+
+void Bench::Advance(int ms) {
+    Request({{"do", "advance"}, {"ms", ms}});
+}
+
+bool Bench::Until(nlohmann::json condition, int limitMs) {
+    condition["do"] = "until";
+    condition["limit_ms"] = limitMs;
+    return Request(condition).at("met").get<bool>();
+}
+
+bool Bench::UntilText(const std::string& text, int limitMs) {
+    return Until({{"text", text}}, limitMs);
+}
+
+bool Bench::UntilIdle(int idleMs, int limitMs) {
+    return Until({{"idle_ms", idleMs}}, limitMs);
+}
+
+bool Bench::UntilExit(int limitMs) {
+    return Until({{"exit", true}}, limitMs);
+}
+
+void Bench::Tap(int x, int y) {
+    Request({{"do", "touch"}, {"action", "tap"}, {"x", x}, {"y", y}});
+}
+
+void Bench::Key(const std::string& name, const std::string& action) {
+    Request({{"do", "key"}, {"key", name}, {"action", action}});
+}
+
+void Bench::Set(const std::string& quantity, const nlohmann::json& value) {
+    Request({{"do", "set"}, {"name", quantity}, {"value", value}});
+}
+
+void Bench::Fault(const std::string& name, const nlohmann::json& value) {
+    Request({{"do", "fault"}, {"name", name}, {"value", value}});
+}
+
+std::vector<TextRun> Bench::Texts() {
+    std::vector<TextRun> runs;
+    const nlohmann::json reply = Request({{"do", "text"}});
+    for (const nlohmann::json& item : reply.at("runs")) {
+        TextRun run;
+        run.x = item.at("x");
+        run.y = item.at("y");
+        run.width = item.at("w");
+        run.color = static_cast<std::uint32_t>(std::stoul(item.at("color").get<std::string>(), nullptr, 16));
+        run.text = item.at("text");
+        runs.push_back(std::move(run));
+    }
+    return runs;
+}
+
+std::string Bench::Describe() {
+    std::string lines;
+    for (const TextRun& run : Texts())
+        lines += "  " + std::to_string(run.x) + "," + std::to_string(run.y) + "  " + run.text + "\n";
+    return lines.empty() ? "  (no text)\n" : lines;
+}
+
+Picture Bench::Screen() {
+    if (!screen_)
+        screen_ = std::make_unique<ScreenView>(Pid(), bits_);
+    return screen_->Grab();
+}
+
+void Bench::Screenshot(const std::string& path) {
+    Request({{"do", "screenshot"}, {"path", fs::absolute(path).string()}});
+}
+
+std::string Bench::Console() const {
+    std::ifstream in(stateDir_ + "/console.log", std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
+    std::int64_t took = -1;
+    if (process_->Poll().running && control_) {
+        try {
+            // In one piece: the wait for the end is under way before the product can have reached it.
+            const int limitMs = 3'600'000;
+            const auto replies = control_->AskAll({{{"do", "hello"}},
+                                                   {{"do", "stop"}},
+                                                   {{"do", "until"}, {"exit", true}, {"limit_ms", limitMs}}},
+                                                  static_cast<int>(seconds) + 1);
+            if (replies[2].value("met", false))
+                took =
+                    replies[2].at("now_us").get<std::int64_t>() - replies[0].at("now_us").get<std::int64_t>();
+        } catch (const std::exception&) {
+            // It may be gone before it can answer.
+        }
+    }
+    if (tookUs != nullptr)
+        *tookUs = took;
+    if (process_->Wait(seconds).running)
+        process_->Kill();
+    return process_->Poll();
+}
+
+std::string Bench::DescribeEnding() {
+    std::string text = "fct " + process_->Poll().Describe();
+    const std::vector<std::string> lines = LastLines(stateDir_ + "/console.log", kLastLines);
+    text += lines.empty() ? "; it wrote nothing" : "; its last lines:";
+    for (const std::string& line : lines)
+        text += "\n  " + line;
+    return text;
+}
+
+bool Shows(const std::vector<TextRun>& runs, const std::string& text) {
+    for (const TextRun& run : runs)
+        if (run.text.find(text) != std::string::npos)
+            return true;
+    return false;
+}
+
+}  // namespace k905

@@ -1,0 +1,32 @@
+// The subcommands of `k905`. Each returns the program's exit status: 0 all well, 1 not, 2 misused.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "simulator/panel/client.h"
+
+namespace k905 {
+
+struct CommandOptions {
+    std::string state;
+    std::string out = "build/check";
+    int port = 8905;
+    double speed = 1;
+    unsigned seed = 1;
+    unsigned bits = 16;
+    bool keep = false;
+    std::vector<std::string> requests;  // of `ctl`
+};
+
+// Reads the arguments that follow the subcommand. Returns "" or what is wrong with them.
+std::string ParseOptions(const std::string& command, const std::vector<std::string>& arguments,
+                         CommandOptions& options);
+std::string Usage();
+
+int RunPanelCommand(const CommandOptions& options);
+int RunCheckCommand(const CommandOptions& options);
+int RunCtlCommand(const CommandOptions& options);
+
+}  // namespace k905

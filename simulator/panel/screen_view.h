@@ -1,0 +1,51 @@
+// The pixels of a running instrument's LCD, seen without disturbing it: its framebuffer memory, mapped
+// read-only.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace k905 {
+
+constexpr unsigned kScreenWidth = 800;
+constexpr unsigned kScreenHeight = 480;
+
+struct Area {
+    int x = 0, y = 0, width = 0, height = 0;
+    bool Contains(int px, int py) const { return px >= x && py >= y && px < x + width && py < y + height; }
+};
+
+// One picture of the LCD in its own depth: rows of kScreenWidth pixels, without padding.
+struct Picture {
+    unsigned bits = 16;
+    std::vector<std::uint8_t> bytes;
+
+    const std::uint8_t* Row(int y) const { return &bytes[static_cast<std::size_t>(y) * RowBytes()]; }
+    std::size_t RowBytes() const { return kScreenWidth * (bits / 8); }
+    bool SamePixel(const Picture& other, int x, int y) const;
+    // Red, green, blue, opaque: four bytes a pixel of rows `first` to `first` + `count` - 1.
+    std::vector<std::uint8_t> Rgba(int first, int count) const;
+};
+
+class ScreenView {
+  public:
+    // Finds the LCD of process `pid`, `bits` a pixel. Throws BenchError. The view keeps its memory: after the
+    // process's end it shows what stood on the screen last.
+    ScreenView(pid_t pid, unsigned bits);
+    ~ScreenView();
+    ScreenView(const ScreenView&) = delete;
+    ScreenView& operator=(const ScreenView&) = delete;
+
+    Picture Grab() const;
+
+  private:
+    unsigned bits_;
+    std::size_t size_ = 0;
+    void* pixels_ = nullptr;
+};
+
+}  // namespace k905

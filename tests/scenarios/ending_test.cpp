@@ -1,0 +1,165 @@
+// SIGTERM ends the program in order, within a virtual second, whatever it is doing.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <functional>
+
+#include "tests/scenarios/operator.h"
+
+namespace k905 {
+namespace {
+
+constexpr std::int64_t kWithinUs = 1'000'000;
+
+struct State {
+    const char* name;
+    Faults faults;
+    std::function<bool(Operator&)> reach;
+};
+
+void PrintTo(const State& state, std::ostream* out) {
+    *out << state.name;
+}
+
+bool MainBoard(Operator& person, bool connect) {
+    return person.OpenMainBoard() && (!connect || person.Connect());
+}
+
+// Presses a button of the main-board screen and lets its check run for a while.
+State During(const char* name, const char* control, int ms, const Faults& faults = {}) {
+    return {name, faults, [control, ms](Operator& person) {
+                if (!MainBoard(person, std::string(control) != "Connect"))
+                    return false;
+                person.Press("mainboard", control);
+                person.At().Advance(ms);
+                return true;
+            }};
+}
+
+std::vector<State> States() {
+    const Faults none;
+    std::vector<State> states = {
+        {"StartScreen", none, [](Operator& person) { return person.WaitForStart(); }},
+        {"IconHeld", none,
+         [](Operator& person) {
+             person.WaitForStart();
+             person.At().Request({{"do", "touch"}, {"action", "down"}, {"x", 240}, {"y", 210}});
+             person.At().Advance(500);
+             return true;
+         }},
+        {"ChangingScreens", none,
+         [](Operator& person) {
+             person.WaitForStart();
+             person.Settle();
+             person.Press("start", "MainBoard_FCT");
+             person.At().Advance(330);
+             return true;
+         }},
+        {"MainBoard", none, [](Operator& person) { return MainBoard(person, false); }},
+        {"Connected", none, [](Operator& person) { return MainBoard(person, true); }},
+        {"KeyCheck", none,
+         [](Operator& person) { return MainBoard(person, false) && person.OpenKeyCheck(); }},
+        {"KeyHeld", none,
+         [](Operator& person) {
+             const bool open = MainBoard(person, false) && person.OpenKeyCheck();
+             person.At().Key("enter", "down");
+             person.At().Advance(300);
+             return open;
+         }},
+        {"KnobTurning", none,
+         [](Operator& person) {
+             const bool open = MainBoard(person, false) && person.OpenKeyCheck();
+             person.At().Request({{"do", "knob"}, {"steps", 50}});
+             person.At().Advance(900);
+             return open;
+         }},
+        {"QueueFull", none,
+         [](Operator& person) {
+             const bool open = MainBoard(person, false) && person.OpenKeyCheck();
+             person.At().Request({{"do", "knob"}, {"steps", 1000}});
+             person.At().Advance(2000);
+             return open;
+         }},
+        {"NoFont",
+         {{"font.missing", true}},
+         [](Operator& person) { return person.At().Advance(1000), true; }},
+        During("Connecting", "Connect", 600, {{"board.unplugged", true}}),
+        During("ConnectingAgain", "Connect", 5700, {{"board.unplugged", true}}),
+        During("Voltages", "Voltage Check", 500),
+        During("Adc", "ADC", 800),
+        During("AdcAcquiring", "ADC", 1900),
+        During("AdcNeverReady", "ADC", 3500, {{"optic.never_ready", true}}),
+        During("ArmEeprom", "Arm Eeprom", 380),
+        During("UsbNotice", "USB Check", 900),
+        During("VisibleOn", "Visible Check", 1500),
+        During("AutoVoltages", "Auto", 600),
+        During("AutoAdc", "Auto", 2500),
+        During("AutoLater", "Auto", 5000),
+        During("AutoAdcNeverReady", "Auto", 4000, {{"optic.never_ready", true}}),
+        {"VoltagesUnplugged", none,
+         [](Operator& person) {
+             if (!MainBoard(person, true))
+                 return false;
+             person.Press("mainboard", "Voltage Check");
+             person.At().Advance(400);
+             person.At().Fault("board.unplugged", true);
+             person.At().Advance(3000);
+             return true;
+         }},
+        {"BackAndForth", none,
+         [](Operator& person) {
+             for (int i = 0; i < 3; ++i) {
+                 if (!MainBoard(person, false))
+                     return false;
+                 person.Press("mainboard", "Back");
+                 if (!person.WaitForStart())
+                     return false;
+             }
+             return true;
+         }},
+    };
+    return states;
+}
+
+class Sigterm : public ::testing::TestWithParam<State> {};
+INSTANTIATE_TEST_SUITE_P(States, Sigterm, ::testing::ValuesIn(States()),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(Sigterm, EndsTheProgramWithinASecond) {
+    Operator person(GetParam().faults);
+    ASSERT_TRUE(GetParam().reach(person));
+    ASSERT_TRUE(person.At().Status().running) << person.At().DescribeEnding();
+    std::int64_t took = -1;
+    const Ending& ending = person.At().Stop(20, &took);
+    EXPECT_EQ(0, ending.signal) << person.At().DescribeEnding();
+    EXPECT_EQ(0, ending.status) << person.At().DescribeEnding();
+    EXPECT_GE(took, 0);
+    EXPECT_LE(took, kWithinUs);
+}
+
+// From the first second, in which the program comes up, no moment is a bad one.
+TEST(SigtermWhileStarting, EndsTheProgramWithinASecond) {
+    for (const int ms : {20, 50, 90, 130, 180, 240, 310, 400, 500, 650, 800, 1000}) {
+        Operator person;
+        person.At().Advance(ms);
+        std::int64_t took = -1;
+        const Ending& ending = person.At().Stop(20, &took);
+        EXPECT_EQ(0, ending.signal) << "after " << ms << " ms: " << person.At().DescribeEnding();
+        EXPECT_EQ(0, ending.status) << "after " << ms << " ms: " << person.At().DescribeEnding();
+        EXPECT_LE(took, kWithinUs) << "after " << ms << " ms";
+    }
+}
+
+TEST(SignalFromOutside, EndsTheProgramToo) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Operator person;
+        ASSERT_TRUE(person.WaitForStart());
+        ASSERT_EQ(0, kill(person.At().Pid(), signal));
+        const Ending& ending = person.At().Stop();
+        EXPECT_EQ(0, ending.signal) << person.At().DescribeEnding();
+        EXPECT_EQ(0, ending.status) << person.At().DescribeEnding();
+    }
+}
+
+}  // namespace
+}  // namespace k905

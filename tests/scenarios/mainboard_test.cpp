@@ -1,0 +1,208 @@
+// The main board's job, on a good board and on faulty ones.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "simulator/panel/check.h"
+#include "tests/scenarios/operator.h"
+
+namespace k905 {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+// Steps of the whole job that fail on an instrument with these faults.
+std::vector<std::string> FailedSteps(const nlohmann::json& faults, const std::string& folder) {
+    CheckOptions options;
+    options.outDir = std::string(K905_BINARY_DIR) + "/scenarios/" + folder;
+    if (!faults.is_null())
+        options.bench.start = {{"faults", faults}};
+    std::vector<std::string> failed;
+    for (const CheckResult& result : RunCheck(options, [](const CheckResult&) {}))
+        if (!result.Passed())
+            failed.push_back(result.step);
+    return failed;
+}
+
+int Pictures(const std::string& folder) {
+    int count = 0;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::string(K905_BINARY_DIR) + "/scenarios/" + folder))
+        count += entry.path().extension() == ".png";
+    return count;
+}
+
+TEST(MainBoardJob, PassesOnAGoodBoard) {
+    EXPECT_THAT(FailedSteps(nullptr, "good"), IsEmpty());
+    EXPECT_EQ(37, Pictures("good"));
+}
+
+TEST(MainBoardJob, NamesTheStepsThatAFaultMakesFail) {
+    EXPECT_THAT(FailedSteps({{"usb.missing", true}}, "usb"), ElementsAre("USB", "Auto"));
+    EXPECT_THAT(FailedSteps({{"adc.path", true}}, "adc"), ElementsAre("ADC", "Auto"));
+    EXPECT_THAT(FailedSteps({{"optic.ioctl_failing", true}}, "optic"),
+                ElementsAre("ADC", "Speaker", "FPGA DDR", "Visible on", "Visible off", "Auto"));
+}
+
+TEST(MainBoardJob, FailsAtOnceWhenThereIsNoScreen) {
+    EXPECT_THAT(FailedSteps({{"font.missing", true}}, "font"), ElementsAre("Start"));
+}
+
+TEST(MainBoardJob, PassesWithBitmapsMissing) {
+    const nlohmann::json bitmaps = {"ico_2.bmp", "btn_enable.bmp", "frm_dataInfo.bmp"};
+    EXPECT_THAT(FailedSteps({{"bitmap.missing", bitmaps}}, "bitmaps-missing"), Not(Contains("End")));
+    EXPECT_THAT(FailedSteps({{"bitmap.missing", "ico_2.bmp"}}, "icon-missing"), IsEmpty());
+    EXPECT_THAT(FailedSteps({{"bitmap.broken", "bar_status.bmp"}}, "bar-broken"), Not(Contains("End")));
+}
+
+// One fault, what the operator reads, and what stands there once it is repaired and the button pressed again.
+struct FaultCase {
+    const char* name;
+    const char* fault;
+    const char* control;
+    const char* bad;
+    const char* good;
+};
+
+void PrintTo(const FaultCase& fault, std::ostream* out) {
+    *out << fault.fault;
+}
+
+class MainBoardFault : public ::testing::TestWithParam<FaultCase> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, MainBoardFault,
+    ::testing::Values(
+        FaultCase{"EepromSilent", "mainboard.eeprom_silent", "Arm Eeprom", "Arm Eeprom Check Error!",
+                  "Arm Eeprom Check OK!"},
+        FaultCase{"EepromProtected", "mainboard.eeprom_protected", "Arm Eeprom", "Arm Eeprom Check Error!",
+                  "Arm Eeprom Check OK!"},
+        FaultCase{"SdMissing", "sd.missing", "SDcard Check", "NO SDcard!", "Check SDcard OK!"},
+        FaultCase{"SdFull", "sd.full", "SDcard Check", "Write Error!", "Check SDcard OK!"},
+        FaultCase{"SdReadOnly", "sd.read_only", "SDcard Check", "Write Error!", "Check SDcard OK!"},
+        FaultCase{"UsbMissing", "usb.missing", "USB Check", "Usb Check Error!", "Usb Check OK!"},
+        FaultCase{"TwoUsbSticks", "usb.two", "USB Check", "Usb Check Error!", "Usb Check OK!"},
+        FaultCase{"DdrFailing", "fpga.ddr", "FPGA DDR", "FPGA DDR ERROR!!", "FPGA DDR OK!!"},
+        FaultCase{"RtcFailing", "rtc.failing", "RTC", "RTC ERROR!", "2012/05/14"},
+        FaultCase{"PowerMissing", "power.missing", "battery voltage", "PowerDev ERROR!",
+                  "battery level = 85%"},
+        FaultCase{"PowerShort", "power.short", "battery voltage", "PowerDev Info ERROR!",
+                  "battery level = 85%"},
+        FaultCase{"AdcPathOpen", "adc.path", "ADC", "not OK! result = ", "OK! result = 0.2"}),
+    [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(MainBoardFault, IsShownAndIsGoneAfterTheRepair) {
+    const FaultCase& fault = GetParam();
+    Operator person;
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.At().Fault(fault.fault, true);
+    person.Press("mainboard", fault.control);
+    ASSERT_TRUE(person.Sees(fault.bad, 20000));
+    person.Settle();
+    person.At().Fault(fault.fault, false);
+    person.Press("mainboard", fault.control);
+    EXPECT_TRUE(person.Sees(fault.good, 20000));
+    EXPECT_FALSE(person.SeesNow(fault.bad));
+    person.Settle();
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+TEST(MeasurementBoard, UnpluggedBeforeConnectIsReportedAndCanBeRepaired) {
+    Operator person(Faults{{"board.unplugged", true}});
+    ASSERT_TRUE(person.OpenMainBoard());
+    person.Press("mainboard", "Connect");
+    EXPECT_TRUE(person.Sees("Read Serial Time Out.", 6000));
+    EXPECT_TRUE(person.Sees("Connect fail!!!", 12000));
+    person.Settle();
+
+    // Without the board its checks cannot be started.
+    const Picture before = person.At().Screen();
+    for (const char* control : {"Voltage Check", "ADC", "Auto"}) {
+        person.Press("mainboard", control);
+        person.At().Advance(1500);
+        EXPECT_EQ(before.bytes, person.At().Screen().bytes) << control;
+    }
+
+    person.At().Fault("board.unplugged", false);
+    ASSERT_TRUE(person.Connect());
+    person.Press("mainboard", "Voltage Check");
+    EXPECT_TRUE(person.Sees("OK  TP68:"));
+}
+
+TEST(MeasurementBoard, UnpluggedHalfWayFailsTheRemainingPointsOnly) {
+    Operator person;
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.Press("mainboard", "Voltage Check");
+    ASSERT_TRUE(person.Sees("OK  TP107:"));
+    person.At().Fault("board.unplugged", true);
+    ASSERT_TRUE(person.Sees("F.  TP68:  99.99999V", 70000));
+    person.Settle();
+    for (const char* line : {"OK  TP97:", "OK  TP103:", "OK  TP109:", "OK  TP105:", "OK  TP107:"})
+        EXPECT_TRUE(person.SeesNow(line)) << line;
+    for (const char* line : {"F.  TP99:   99.99999V", "F.  TP57:  99.99999V", "F.  TP24:   99.99999V"})
+        EXPECT_TRUE(person.SeesNow(line)) << line;
+
+    // The link is still open: once plugged in again, the next check passes.
+    person.At().Fault("board.unplugged", false);
+    person.Press("mainboard", "Voltage Check");
+    EXPECT_TRUE(person.Sees("OK  TP68:"));
+    EXPECT_FALSE(person.SeesNow("F.")) << person.At().Describe();
+}
+
+TEST(MeasurementBoard, ASecondConnectClosesTheLink) {
+    Operator person;
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.Press("mainboard", "Connect");
+    EXPECT_TRUE(person.Sees("Connect fail!!!"));
+    EXPECT_TRUE(person.Connect());
+}
+
+TEST(MeasurementBoard, ALateReplyIsATimeOutAndTheInstrumentGoesOn) {
+    Operator person(Faults{{"board.reply_late", true}});
+    ASSERT_TRUE(person.OpenMainBoard());
+    person.Press("mainboard", "Connect");
+    EXPECT_TRUE(person.Sees("Read Serial Time Out.", 6000));
+    person.At().Fault("board.reply_late", false);
+    person.At().Advance(20000);
+    person.Press("mainboard", "USB Check");
+    EXPECT_TRUE(person.Sees("Usb Check OK!"));
+}
+
+TEST(MainBoardAuto, SumsUpWhatFailed) {
+    Operator person(Faults{{"usb.missing", true}, {"sd.missing", true}, {"fpga.ddr", true}});
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.At().Set("board.rail.TP105", 1.2);
+    person.Press("mainboard", "Auto");
+    ASSERT_TRUE(person.Sees("SDcard Check ERROR!", 120000));
+    person.Settle();
+    for (const char* line : {"Voltage Check ERROR!", "Arm Eeprom Check OK!", "Usb Check ERROR!",
+                             "FPGA DDR Check ERROR!", "ADC Check OK!"})
+        EXPECT_TRUE(person.SeesNow(line)) << line << "\n" << person.At().Describe();
+}
+
+TEST(Acquisition, ThatNeverEndsIsReportedAndTheInstrumentGoesOn) {
+    Operator person;
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.At().Fault("optic.never_ready", true);
+    person.Press("mainboard", "ADC");
+    ASSERT_TRUE(person.Sees("Please, wait aboult 10 sec!"));
+    ASSERT_TRUE(person.Sees("ADC Check ERROR, Maybe not connect!", 20000));
+    person.At().Fault("optic.never_ready", false);
+    person.Press("mainboard", "ADC");
+    EXPECT_TRUE(person.Sees("OK! result = 0.2", 20000));
+}
+
+TEST(Font, MissingAtStartLeavesNoScreenAndAnOrderlyEnd) {
+    Operator person(Faults{{"font.missing", true}});
+    person.At().Advance(3000);
+    EXPECT_TRUE(person.At().Status().running) << person.At().DescribeEnding();
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+    EXPECT_EQ(0, person.At().Status().signal);
+}
+
+}  // namespace
+}  // namespace k905

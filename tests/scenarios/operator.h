@@ -1,0 +1,40 @@
+// An operator in front of a stepped instrument: finds controls by name, waits for what the screen must show.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "simulator/panel/client.h"
+
+namespace k905 {
+
+using Faults = std::map<std::string, nlohmann::json>;
+
+class Operator {
+  public:
+    // A fresh instrument at power-on, with these faults from the start.
+    explicit Operator(const Faults& faults = {});
+
+    Bench& At() { return bench_; }
+
+    // Waits until the text is on the screen; fails the test, with what the screen shows instead, when it is
+    // not there within the limit (virtual milliseconds). Returns whether it is.
+    bool Sees(const std::string& text, int limitMs = 5000);
+    bool SeesNow(const std::string& text) { return Shows(bench_.Texts(), text); }
+    // Touches a control and lets go.
+    void Press(const std::string& screen, const std::string& control);
+    // Until the screen has come to rest.
+    void Settle() { bench_.UntilIdle(300, 5000); }
+
+    // The ways to where the work is. Each fails the test when it does not get there.
+    bool WaitForStart() { return Sees("Welcome to K905_FCT !"); }
+    bool OpenMainBoard();
+    bool Connect();
+    bool OpenKeyCheck();
+
+  private:
+    Bench bench_;
+};
+
+}  // namespace k905

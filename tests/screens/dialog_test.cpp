@@ -1,0 +1,130 @@
+#include <stdlib.h>
+
+#include "screens/wnd_frmdialog.h"
+#include "screens/wnd_frmmain.h"
+#include "tests/screens/screen_fixture.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+
+namespace {
+
+std::vector<std::string> calls;
+int result = -1;
+bool resultSetFirst = false;
+
+void Leave(GUIWINDOW** next) {
+    EXPECT_EQ(nullptr, *next);
+    calls.push_back("leave");
+    *next = CreateWindow(0, 0, 800, 480, FrmMain.fnInit, FrmMain.fnExit, FrmMain.fnPaint, FrmMain.fnLoop,
+                         nullptr);
+}
+void Ok() {
+    calls.push_back("ok");
+    resultSetFirst = result != -1;
+}
+void Cancel() {
+    calls.push_back("cancel");
+    resultSetFirst = result != -1;
+}
+
+}  // namespace
+
+// Opened over the start screen, its corner at (260, 150).
+class Dialog : public test::ScreenTest {
+  protected:
+    Dialog() {
+        calls.clear();
+        result = -1;
+        text_ = TransString("The module has no fibre. Plug it in and press OK.");
+    }
+    ~Dialog() override { free(text_); }
+
+    void Open(uint8_t icon = 0, int* answer = &result) {
+        Start(FrmMain);
+        ASSERT_EQ(0, DialogInit(260, 150, TransString("Warning"), text_, answer, icon, GetCurrWindow(), Leave,
+                                Ok, Cancel));
+        Run(500);
+    }
+    void TapOk() { Tap(260 + 168, 150 + 152); }
+    void TapCancel() { Tap(260 + 238, 150 + 152); }
+
+    GUICHAR* text_ = nullptr;
+};
+
+TEST_F(Dialog, ShowsIconTitleTextAndButtons) {
+    Open();
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/dialog"));
+    EXPECT_THAT(Texts(), Contains("Warning"));
+    EXPECT_EQ(0x3C3028u, ColorOf(Texts({325, 200, 220, 20}).front()));
+    EXPECT_THAT(Components(), ElementsAre("260,150", "398,290", "468,290"));
+    EXPECT_EQ(2, Registrations(GUIMESSAGE_TCH_DOWN));
+    EXPECT_EQ(2, Registrations(GUIMESSAGE_TCH_UP));
+    EXPECT_EQ(1, Registrations(GUIMESSAGE_KEY_DOWN));
+    EXPECT_EQ(0, Registrations(GUIMESSAGE_ERR_PROC));
+}
+
+TEST_F(Dialog, OkStoresOneAfterItsCallback) {
+    Open();
+    TapOk();
+    EXPECT_THAT(calls, ElementsAre("ok", "leave"));
+    EXPECT_EQ(1, result);
+    EXPECT_FALSE(resultSetFirst);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
+}
+
+TEST_F(Dialog, CancelStoresZeroAfterItsCallback) {
+    Open();
+    TapCancel();
+    EXPECT_THAT(calls, ElementsAre("cancel", "leave"));
+    EXPECT_EQ(0, result);
+    EXPECT_FALSE(resultSetFirst);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
+}
+
+TEST_F(Dialog, PressedButtonsHaveTheirLook) {
+    Open();
+    const test::Picture idle = Screenshot({390, 280, 150, 50});
+    Press(260 + 168, 150 + 152);
+    EXPECT_EQ(0x3C3028u, ColorOf("OK"));
+    std::vector<test::Picture> looks = {Screenshot({390, 280, 150, 50})};
+    // Slid off: the release still counts for the button that was pressed.
+    linked_->Hardware().Touch({{100, 100}});
+    Run(100);
+    Release();
+    EXPECT_THAT(calls, ElementsAre("ok", "leave"));
+    EXPECT_FALSE(idle.rgb == looks[0].rgb);
+    EXPECT_TRUE(test::MatchesGolden(looks[0], "screens/dialog_ok_pressed"));
+}
+
+TEST_F(Dialog, LeavesWithoutAResultVariable) {
+    Open(0, nullptr);
+    TapOk();
+    EXPECT_THAT(calls, ElementsAre("ok", "leave"));
+}
+
+TEST_F(Dialog, LaterDialogWithAnotherIconTypeKeepsTheIcon) {
+    Open();
+    const test::Picture icon = Screenshot({280, 210, 32, 32});
+    ASSERT_EQ(0, DialogInit(300, 100, TransString("Again"), text_, &result, 7, GetCurrWindow(), Leave,
+                            nullptr, nullptr));
+    Run(500);
+    EXPECT_THAT(Texts(), Contains("Again"));
+    EXPECT_TRUE(icon.rgb == Screenshot({320, 160, 32, 32}).rgb);
+    Tap(300 + 168, 100 + 152);
+    EXPECT_THAT(calls, ElementsAre("leave"));
+    EXPECT_EQ(1, result);
+}
+
+TEST_F(Dialog, ProgressReplacesTheLineBefore) {
+    Open();
+    EXPECT_EQ(0, ShowProgress(TransString("10 of 90")));
+    EXPECT_EQ(0, ShowProgress(TransString("20 of 90")));
+    EXPECT_THAT(Texts(), Contains("20 of 90"));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot({260, 150, 280, 172}), "screens/dialog_progress"));
+    EXPECT_EQ(-1, ShowProgress(nullptr));
+}
+
+TEST(DialogClosed, TakesNoProgress) {
+    EXPECT_EQ(-1, ShowProgress(TransString("nobody sees this")));
+}

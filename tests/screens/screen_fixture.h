@@ -1,0 +1,70 @@
+// A powered instrument that shows one screen: the program as main() starts it, in the test process and in
+// virtual time.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "screens/wnd_global.h"
+#include "simulator/interpose/linked.h"
+#include "simulator/interpose/screen_text.h"
+#include "tests/support/golden_picture.h"
+
+namespace test {
+
+struct Area {
+    unsigned x, y, width, height;
+};
+
+class ScreenTest : public testing::Test {
+  protected:
+    ScreenTest();
+    // Ends the program in the order of main() and closes what it keeps open for its whole life.
+    ~ScreenTest() override;
+
+    // Starts hardware, GUI and device threads, and shows the screen.
+    void Start(const SCREEN_ENTRY& entry);
+    void Run(unsigned milliseconds);
+
+    // Sets a bench quantity or a fault of the instrument.
+    void Set(const std::string& name, const nlohmann::json& value);
+    void Fault(const std::string& name, const nlohmann::json& value = true);
+
+    void Press(int x, int y);
+    void Release(unsigned milliseconds = 400);
+    void Tap(int x, int y, unsigned milliseconds = 400);
+    void Key(const std::string& name, bool down);
+
+    // Texts on the screen, "text" of each run from top to bottom; in an area when one is given.
+    std::vector<std::string> Texts(Area area = {0, 0, 800, 480}) const;
+    // Colour of the text, 0xFFFFFFFF when it is not shown.
+    uint32_t ColorOf(const std::string& text) const;
+    Picture Screenshot(Area area = {0, 0, 800, 480}) const;
+
+    // Start corner of each component of the current window, in order: "x,y".
+    static std::vector<std::string> Components();
+    // Number of registrations of a message code.
+    static int Registrations(int code);
+    static bool Enabled(unsigned x, unsigned y);
+
+    // What was printed since the last call.
+    std::string Printed();
+
+    std::unique_ptr<k905::LinkedInstrument> linked_;
+
+  private:
+    std::vector<k905::TextRun> Runs() const;
+
+    std::vector<pthread_t> deviceThreads_;
+    std::string console_;
+    bool started_ = false;
+};
+
+// Pictures of one size side by side, so many a row, as one.
+Picture Mosaic(const std::vector<Picture>& pictures, unsigned columns);
+
+}  // namespace test

@@ -1,0 +1,207 @@
+// The control socket: requests, replies, and what it does with nonsense.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cstring>
+
+#include "tests/simulator/interpose/probe_run.h"
+
+using test::Json;
+using test::ProbeRun;
+using testing::HasSubstr;
+
+namespace {
+
+// The pixels of a PNG as RGB bytes.
+std::vector<unsigned char> ReadPng(const std::string& path, unsigned& width, unsigned& height) {
+    png_image image;
+    std::memset(&image, 0, sizeof image);
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path.c_str()) == 0)
+        return {};
+    image.format = PNG_FORMAT_RGB;
+    width = image.width;
+    height = image.height;
+    std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
+    png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
+    return pixels;
+}
+
+class ScreenDepth : public testing::TestWithParam<int> {};
+
+TEST_P(ScreenDepth, ScreenshotShowsThePixels) {
+    ProbeRun::Options options;
+    options.environment["K905_BITS"] = std::to_string(GetParam());
+    ProbeRun run("screen", "stepped", options);
+    EXPECT_TRUE(run.Ask({{"do", "until"}, {"idle_ms", 200}, {"limit_ms", 5000}})["met"]);
+    const std::string path = run.StateDir() + "/screen.png";
+    const Json reply = run.Ask({{"do", "screenshot"}, {"path", path}});
+    EXPECT_EQ(800, reply["width"]);
+    EXPECT_EQ(480, reply["height"]);
+    unsigned width = 0;
+    unsigned height = 0;
+    const auto pixels = ReadPng(path, width, height);
+    ASSERT_EQ(800u * 480u * 3u, pixels.size());
+    // Pixel n holds the byte n in each of its bytes.
+    const unsigned n = 800 * 3 + 0x95;
+    const unsigned byte = n & 0xff;
+    const unsigned word = byte << 8 | byte;
+    const unsigned red = GetParam() == 16 ? (word >> 11) * 255 / 31 : byte;
+    const unsigned green = GetParam() == 16 ? (word >> 5 & 63) * 255 / 63 : byte;
+    EXPECT_NEAR(red, pixels[n * 3], 4);
+    EXPECT_NEAR(green, pixels[n * 3 + 1], 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllDepths, ScreenDepth, testing::Values(16, 24, 32));
+
+TEST(Control, IdleMeansThatTheScreenHasNotChangedForSoLong) {
+    ProbeRun run("screen", "stepped");
+    EXPECT_FALSE(run.Ask({{"do", "until"}, {"idle_ms", 200}, {"limit_ms", 900}})["met"]);
+    const Json reply = run.Ask({{"do", "until"}, {"idle_ms", 200}, {"limit_ms", 60'000}});
+    EXPECT_TRUE(reply["met"]);
+    EXPECT_GE(reply["now_us"], 1'150'000);
+    EXPECT_LE(reply["now_us"], 1'250'000);
+}
+
+TEST(Control, NonsenseIsAnsweredAndHarmsNobody) {
+    ProbeRun run("keypad", "stepped");
+    const char* const requests[] = {
+        "nonsense",
+        "{",
+        "[]",
+        "7",
+        "null",
+        "\"hello\"",
+        "{}",
+        R"({"do":7})",
+        R"({"do":"dance"})",
+        R"({"do":"key"})",
+        R"({"do":"key","key":"nokey"})",
+        R"({"do":"key","key":99})",
+        R"({"do":"key","key":{}})",
+        R"({"do":"key","key":"menu","action":"smash"})",
+        R"({"do":"key","key":"menu","hold_ms":-1})",
+        R"({"do":"touch"})",
+        R"({"do":"touch","x":1})",
+        R"({"do":"touch","action":"wave","x":1,"y":1})",
+        R"({"do":"knob","steps":100000})",
+        R"({"do":"advance"})",
+        R"({"do":"advance","ms":-5})",
+        R"({"do":"advance","ms":1e300})",
+        R"({"do":"advance","ms":"soon"})",
+        R"({"do":"until"})",
+        R"({"do":"until","idle_ms":1,"limit_ms":-1})",
+        R"({"do":"screenshot"})",
+        R"({"do":"screenshot","path":"/nowhere/at/all.png"})",
+        R"({"do":"set","name":"no.such","value":1})",
+        R"({"do":"fault","name":"no.such","value":1})",
+        R"({"do":"trace"})",
+        R"({"do":"trace","action":"juggle"})",
+        R"({"do":"trace","action":"read","thread":[]})",
+        R"({"do":"trace","action":"read","kinds":7})",
+        R"({"do":"speed","factor":2})",
+    };
+    for (const char* request : requests) {
+        const Json reply = run.Client().AskLine(request);
+        ASSERT_TRUE(reply.contains("ok")) << request;
+        EXPECT_FALSE(reply["ok"]) << request;
+        EXPECT_FALSE(reply["error"].get<std::string>().empty()) << request;
+    }
+    EXPECT_TRUE(run.Ask({{"do", "hello"}})["ok"]);
+}
+
+TEST(Control, DeepNestingIsHarmless) {
+    ProbeRun run("keypad", "stepped");
+    EXPECT_FALSE(run.Client().AskLine(std::string(60'000, '['))["ok"]);
+    EXPECT_TRUE(run.Ask({{"do", "hello"}})["ok"]);
+}
+
+TEST(Control, AnOversizedRequestIsRefused) {
+    ProbeRun run("keypad", "stepped");
+    test::Control other(run.StateDir());
+    other.Send(std::string(200 * 1024, 'x'));
+    EXPECT_FALSE(other.Receive().value("ok", true));
+    EXPECT_TRUE(other.Receive().empty());
+    EXPECT_TRUE(run.Ask({{"do", "hello"}})["ok"]);
+}
+
+TEST(Control, ServesSeveralClientsAndSurvivesThoseThatLeave) {
+    ProbeRun run("keypad", "stepped");
+    {
+        test::Control gone(run.StateDir());
+        gone.Send(R"({"do":"until","exit":true,"limit_ms":1000000)");
+    }
+    {
+        test::Control leaves(run.StateDir());
+        leaves.Send("{\"do\":\"state\"}\n{\"do\":\"state\"}\n");
+    }
+    test::Control second(run.StateDir());
+    EXPECT_TRUE(second.Ask({{"do", "hello"}})["ok"]);
+    run.Client().Send("{\"do\":\"advance\",\"ms\":100}\n");
+    second.Send("{\"do\":\"advance\",\"ms\":200}\n");
+    EXPECT_TRUE(run.Client().Receive()["ok"]);
+    EXPECT_TRUE(second.Receive()["ok"]);
+    EXPECT_TRUE(run.Ask({{"do", "hello"}})["ok"]);
+}
+
+TEST(Control, RequestsOnOneLineEachAreAnsweredInOrder) {
+    ProbeRun run("keypad", "stepped");
+    run.Client().Send("\n{\"do\":\"hello\"}\r\n{\"do\":\"dance\"}\n{\"do\":\"hello\"}\n");
+    EXPECT_TRUE(run.Client().Receive()["ok"]);
+    EXPECT_FALSE(run.Client().Receive()["ok"]);
+    EXPECT_TRUE(run.Client().Receive()["ok"]);
+}
+
+TEST(Control, TellsStateFaultsAndThreads) {
+    ProbeRun run("keypad", "stepped");
+    run.Ask({{"do", "advance"}, {"ms", 500}});
+    EXPECT_TRUE(run.Ask({{"do", "state"}})["state"].is_object());
+    const Json faults = run.Ask({{"do", "faults"}})["faults"];
+    ASSERT_FALSE(faults.empty());
+    for (const char* member : {"name", "what", "operator_sees", "value"})
+        EXPECT_TRUE(faults[0].contains(member)) << member;
+    const Json threads = run.Ask({{"do", "threads"}})["threads"];
+    ASSERT_EQ(1u, threads.size());
+    EXPECT_EQ("read /dev/keyb0", threads[0]["waits_for"]);
+}
+
+TEST(Control, APathLongerThanASocketNameIsServed) {
+    const std::string base = test::TemporaryFolder();
+    ProbeRun::Options options;
+    options.stateDir = base + "/" + std::string(120, 'x');
+    // The test's own client cannot connect by such a name; that the probe runs to its end is enough.
+    EXPECT_THROW(
+        {
+            options.environment["K905_SPEED"] = "5";
+            mkdir(options.stateDir.c_str(), 0755);
+            ProbeRun run("clock", "paced", options);
+        },
+        std::runtime_error);
+    std::string console;
+    {
+        FILE* file = fopen((options.stateDir + "/console.log").c_str(), "r");
+        ASSERT_NE(nullptr, file);
+        char line[200] = "";
+        while (fgets(line, sizeof line, file) != nullptr)
+            console += line;
+        fclose(file);
+    }
+    EXPECT_THAT(console, HasSubstr("five seconds 1"));
+}
+
+TEST(Control, AWrongEnvironmentIsTold) {
+    for (const auto& [name, value] : std::map<std::string, std::string>{
+             {"K905_MODE", "sideways"}, {"K905_SPEED", "0"}, {"K905_BITS", "17"}, {"K905_STATE", ""}}) {
+        ProbeRun::Options options;
+        options.environment[name] = value;
+        try {
+            ProbeRun run("clock", "paced", options);
+            ADD_FAILURE() << name << "=" << value << " was accepted";
+        } catch (const std::runtime_error& error) {
+            EXPECT_THAT(error.what(), HasSubstr("libk905: "));
+        }
+    }
+}
+
+}  // namespace

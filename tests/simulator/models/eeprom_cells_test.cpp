@@ -1,0 +1,128 @@
+#include "simulator/models/eeprom_cells.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/simulator/models/bench_world.h"
+
+namespace k905 {
+
+class Cells : public testing::Test {
+  protected:
+    TemporaryFolder folder_;
+    std::string path_ = folder_.Path() + "/image";
+    EepromCells cells_{path_, 1, "test"};
+
+    static std::vector<std::uint8_t> Pattern(std::size_t count, std::uint8_t first = 0) {
+        std::vector<std::uint8_t> bytes(count);
+        for (std::size_t i = 0; i < count; ++i)
+            bytes[i] = static_cast<std::uint8_t>(first + i);
+        return bytes;
+    }
+};
+
+TEST_F(Cells, FreshPartIsErased) {
+    EXPECT_EQ(cells_.Read(0), 0xFF);
+    EXPECT_EQ(cells_.Read(65535), 0xFF);
+}
+
+TEST_F(Cells, ProgramsWithinThePageAndIsBusyForTheCycle) {
+    cells_.Program(128 + 126, {1, 2, 3, 4}, 1000);
+    EXPECT_EQ(cells_.Read(254), 1);
+    EXPECT_EQ(cells_.Read(255), 2);
+    EXPECT_EQ(cells_.Read(128), 3);
+    EXPECT_EQ(cells_.Read(129), 4);
+    EXPECT_EQ(cells_.Read(256), 0xFF);
+    EXPECT_TRUE(cells_.Busy(5999));
+    EXPECT_FALSE(cells_.Busy(6000));
+    EXPECT_EQ(cells_.PageWrites(1), 1u);
+}
+
+TEST_F(Cells, MoreThanAPageOverwritesItsBeginning) {
+    cells_.Program(0, Pattern(130), 0);
+    EXPECT_EQ(cells_.Read(0), 128);
+    EXPECT_EQ(cells_.Read(1), 129);
+    EXPECT_EQ(cells_.Read(2), 2);
+    EXPECT_EQ(cells_.Read(128), 0xFF);
+}
+
+TEST_F(Cells, KeepsItsContentInTheFile) {
+    cells_.Program(512, {0x12, 0x34}, 0);
+    EepromCells again(path_, 1, "test");
+    EXPECT_EQ(again.Read(512), 0x12);
+    EXPECT_EQ(again.Read(513), 0x34);
+}
+
+TEST_F(Cells, StuckCellReadsItsValueAndComesFree) {
+    cells_.SetStuck(3, 0x55);
+    cells_.Program(0, Pattern(8), 0);
+    EXPECT_EQ(cells_.Read(3), 0x55);
+    cells_.ClearStuck();
+    EXPECT_EQ(cells_.Read(3), 3);
+}
+
+TEST_F(Cells, CutInsideTheCycleLeavesTheShareThatItsTimeAllowed) {
+    cells_.Program(0, Pattern(100), 10000);
+    cells_.Cut(10000 + 2500);
+    EXPECT_TRUE(cells_.Dead());
+    EXPECT_EQ(cells_.Image()[49], 49);
+    EXPECT_EQ(cells_.Image()[50], 0xFF);
+    EXPECT_TRUE(cells_.Busy(1000000));
+}
+
+TEST_F(Cells, CutAfterTheCycleLosesNothing) {
+    cells_.Program(0, Pattern(100), 0);
+    cells_.Cut(5000);
+    EXPECT_EQ(cells_.Image()[99], 99);
+}
+
+TEST_F(Cells, CutAfterEveryByteLeavesThatPrefix) {
+    for (std::int64_t after = 0; after <= 128; ++after) {
+        TemporaryFolder folder;
+        EepromCells cells(folder.Path() + "/image", 1, "test");
+        int cuts = 0;
+        cells.OnCut([&] { ++cuts; });
+        cells.CutAfter(after, EepromCells::Damage::kPrefix);
+        cells.Program(256, Pattern(128), 0);
+        ASSERT_EQ(cuts, 1);
+        for (std::int64_t i = 0; i < 128; ++i)
+            ASSERT_EQ(cells.Image()[256 + i], i < after ? i : 0xFF)
+                << "cut after " << after << ", byte " << i;
+        cells.Program(256, Pattern(128), 100000);
+        ASSERT_EQ(cells.BytesProgrammed(), static_cast<std::uint64_t>(after));
+    }
+}
+
+TEST_F(Cells, CutCountsBytesOverSeveralPages) {
+    int cuts = 0;
+    cells_.OnCut([&] { ++cuts; });
+    cells_.CutAfter(130, EepromCells::Damage::kPrefix);
+    cells_.Program(0, Pattern(128), 0);
+    EXPECT_EQ(cuts, 0);
+    cells_.Program(128, Pattern(128), 10000);
+    EXPECT_EQ(cuts, 1);
+    EXPECT_EQ(cells_.Image()[129], 1);
+    EXPECT_EQ(cells_.Image()[130], 0xFF);
+}
+
+TEST_F(Cells, HalfProgrammedByteMixesOldAndNewBits) {
+    cells_.Program(0, std::vector<std::uint8_t>(128, 0xF0), 0);
+    cells_.CutAfter(4, EepromCells::Damage::kHalfByte);
+    cells_.Program(0, std::vector<std::uint8_t>(128, 0xFF), 10000);
+    EXPECT_EQ(cells_.Image()[3], 0xFF);
+    EXPECT_EQ(cells_.Image()[4] & 0xF0, 0xF0);
+    EXPECT_EQ(cells_.Image()[5], 0xF0);
+}
+
+TEST_F(Cells, DamagedPageHoldsAnythingBehindTheCutAndStaysInItsPage) {
+    cells_.CutAfter(4, EepromCells::Damage::kPage);
+    cells_.Program(128, std::vector<std::uint8_t>(128, 0x00), 0);
+    int odd = 0;
+    for (int i = 4; i < 128; ++i)
+        odd += cells_.Image()[128 + i] != 0x00 && cells_.Image()[128 + i] != 0xFF;
+    EXPECT_GT(odd, 100);
+    EXPECT_EQ(cells_.Image()[131], 0x00);
+    EXPECT_EQ(cells_.Image()[127], 0xFF);
+    EXPECT_EQ(cells_.Image()[256], 0xFF);
+}
+
+}  // namespace k905

@@ -1,0 +1,289 @@
+// The instrument as a whole: nodes, bench quantities, faults, start-up file, power.
+#include "simulator/models/instrument.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <set>
+#include <stdexcept>
+
+#include "simulator/models/host_file.h"
+#include "simulator/models/parts.h"
+#include "tests/simulator/models/bench_world.h"
+
+namespace k905 {
+
+using nlohmann::json;
+
+class WholeInstrument : public testing::Test {
+  protected:
+    BenchWorld world_;
+    TemporaryFolder folder_, app_;
+    Instrument::Options options_;
+    std::unique_ptr<Instrument> instrument_;
+
+    void SetUp() override {
+        host::MakeDirectories(app_.Path() + "/font");
+        host::MakeDirectories(app_.Path() + "/bitmap");
+        host::WriteFile(app_.Path() + "/font/unicode.fnt", "FONTDATA");
+        host::WriteFile(app_.Path() + "/bitmap/bg_desk.bmp", "BMDATA");
+        host::WriteFile(app_.Path() + "/bitmap/btn_back.bmp", "BMDATA");
+        options_.stateDir = folder_.Path() + "/state";
+        options_.appDir = app_.Path();
+        Make();
+    }
+    void Make() {
+        instrument_.reset();
+        instrument_ = std::make_unique<Instrument>(world_, options_);
+    }
+    std::unique_ptr<DeviceFile> Open(const char* path, int& error) {
+        return instrument_->Node(path)->Open(0, error);
+    }
+    int Shell(const std::string& command) {
+        std::string output;
+        return instrument_->Shell(command, output);
+    }
+    bool Exists(const char* path) const { return host::Exists(options_.stateDir + "/root" + path); }
+};
+
+TEST_F(WholeInstrument, HasItsNodesAndNoOthers) {
+    for (const char* path : {"/dev/fb0", "/dev/keyb0", "/dev/event2", "/dev/optic0", "/dev/fpga0",
+                             "/dev/ttyS0", "/dev/rtc0", "/dev/i2c-1", "/dev/p89lpc933_0"})
+        EXPECT_NE(instrument_->Node(path), nullptr) << path;
+    EXPECT_EQ(instrument_->Node("/dev/null"), nullptr);
+    EXPECT_EQ(instrument_->Node(""), nullptr);
+    EXPECT_FALSE(instrument_->Present("/dev/null"));
+}
+
+TEST_F(WholeInstrument, NodesAppearWithTheirModules) {
+    const struct {
+        const char *module, *node;
+    } modules[] = {{"drv_fpga", "/dev/fpga0"}, {"drv_keypad", "/dev/keyb0"}, {"drv_optic", "/dev/optic0"}};
+    for (const auto& entry : modules) {
+        int error = 0;
+        EXPECT_FALSE(instrument_->Present(entry.node));
+        EXPECT_EQ(Open(entry.node, error), nullptr);
+        EXPECT_EQ(error, ENOENT);
+        EXPECT_EQ(Shell(std::string("insmod /lib/modules/2.6.30/") + entry.module + ".ko"), 0);
+        EXPECT_TRUE(instrument_->Present(entry.node));
+        EXPECT_NE(Open(entry.node, error), nullptr);
+    }
+}
+
+TEST_F(WholeInstrument, EveryQuantityIsTakenAndShown) {
+    const struct {
+        const char* name;
+        json good, bad;
+    } cases[] = {
+        {"board.plugged", false, 3},
+        {"board.rail.TP97", 0.5, "x"},
+        {"board.rail.TP97", nullptr, true},
+        {"straps.pb8", 1, 2},
+        {"power.level", 40, 1000},
+        {"rtc.time", "2020-01-02 03:04:05", "yesterday"},
+        {"rtc.time", 1000000000, -5},
+        {"sd.present", false, 0},
+        {"usb.sticks", 2, 9},
+        {"module.temperature", -12.345, 200},
+        {"module.temperature_rate", 1.5, 1000},
+        {"module.seed", 77, -1},
+        {"screen.size", json::array({1024, 600}), json::array({0, 600})},
+    };
+    for (const auto& entry : cases) {
+        EXPECT_EQ(instrument_->Set(entry.name, entry.good), "") << entry.name;
+        EXPECT_NE(instrument_->Set(entry.name, entry.bad), "") << entry.name;
+    }
+    EXPECT_NE(instrument_->Set("board.unknown", 1), "");
+    EXPECT_NE(instrument_->Set("straps.pb1", 1), "");
+    EXPECT_NE(instrument_->Set("board.rail.", 1), "");
+    const json state = instrument_->State();
+    EXPECT_EQ(state["board"]["plugged"], false);
+    EXPECT_EQ(state["straps"]["pb8"]["level"], 1);
+    EXPECT_EQ(state["power"]["level"], 40);
+    EXPECT_EQ(state["storage"]["sd"]["present"], false);
+    EXPECT_EQ(state["storage"]["usb"]["sticks"], 2);
+    EXPECT_EQ(state["optics"]["seed"], 77);
+    EXPECT_EQ(state["screen"]["width"], 1024);
+}
+
+TEST_F(WholeInstrument, ModuleWarmsAtItsRateUpToItsLimits) {
+    instrument_->Set("module.temperature", 20);
+    instrument_->Set("module.temperature_rate", 2);
+    world_.now += 90000000;
+    EXPECT_NEAR(instrument_->State()["optic"]["temperature"].get<double>(), 23.0, 1e-6);
+    instrument_->Set("module.temperature_rate", 0);
+    world_.now += 90000000;
+    EXPECT_NEAR(instrument_->State()["optic"]["temperature"].get<double>(), 23.0, 1e-6);
+    instrument_->Set("module.temperature_rate", 60);
+    world_.now += 600000000;
+    EXPECT_EQ(instrument_->State()["optic"]["temperature"], 85.0);
+}
+
+TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
+    const std::map<std::string, json> values = {
+        {"optic.register_stuck", {{"register", "0x3000002e"}, {"value", 5}}},
+        {"module.eeprom_stuck", {{"address", 128}, {"value", 0}}},
+        {"mainboard.eeprom_stuck",
+         json::array({{{"address", 0}, {"value", 0}}, {{"address", 1}, {"value", 2}}})},
+        {"module.eeprom_cut", 100},
+        {"mainboard.eeprom_cut", {{"after", 0}, {"damage", "page"}}},
+        {"bitmap.missing", "bg_desk.bmp"},
+        {"bitmap.broken", json::array({"btn_back.bmp"})},
+    };
+    std::set<std::string> names;
+    for (const auto& fault : Instrument::Faults()) {
+        EXPECT_TRUE(names.insert(fault.name).second) << fault.name;
+        EXPECT_STRNE(fault.what, "") << fault.name;
+        EXPECT_STRNE(fault.operatorSees, "") << fault.name;
+        const auto entry = values.find(fault.name);
+        const json value = entry != values.end() ? entry->second : json(true);
+        EXPECT_EQ(instrument_->FaultValue(fault.name), false) << fault.name;
+        EXPECT_EQ(instrument_->SetFault(fault.name, value), "") << fault.name;
+        EXPECT_EQ(instrument_->FaultValue(fault.name), value) << fault.name;
+        EXPECT_NE(instrument_->SetFault(fault.name, json::object({{"nonsense", 1}})), "") << fault.name;
+        EXPECT_EQ(instrument_->FaultValue(fault.name), value) << fault.name;
+        EXPECT_EQ(instrument_->SetFault(fault.name, false), "") << fault.name;
+        EXPECT_EQ(instrument_->FaultValue(fault.name), false) << fault.name;
+    }
+    EXPECT_EQ(instrument_->State()["faults"].size(), 0u);
+    EXPECT_NE(instrument_->SetFault("no.such", true), "");
+}
+
+TEST_F(WholeInstrument, MissingNodesRefuseToOpen) {
+    Shell("insmod /lib/modules/2.6.30/drv_keypad.ko");
+    const struct {
+        const char *fault, *node;
+    } faults[] = {{"keypad.missing", "/dev/keyb0"},
+                  {"touch.missing", "/dev/event2"},
+                  {"power.missing", "/dev/p89lpc933_0"},
+                  {"serial.missing", "/dev/ttyS0"}};
+    for (const auto& entry : faults) {
+        int error = 0;
+        EXPECT_NE(Open(entry.node, error), nullptr);
+        instrument_->SetFault(entry.fault, true);
+        EXPECT_EQ(Open(entry.node, error), nullptr) << entry.node;
+        EXPECT_EQ(error, ENOENT);
+        EXPECT_FALSE(instrument_->Present(entry.node));
+        instrument_->SetFault(entry.fault, 0);
+        EXPECT_TRUE(instrument_->Present(entry.node));
+    }
+}
+
+TEST_F(WholeInstrument, FaultsLieOverBenchSettings) {
+    instrument_->SetFault("sd.missing", true);
+    EXPECT_FALSE(Exists("/mnt/sdcard"));
+    instrument_->Set("sd.present", true);
+    EXPECT_FALSE(Exists("/mnt/sdcard"));
+    instrument_->SetFault("sd.missing", false);
+    EXPECT_TRUE(Exists("/mnt/sdcard"));
+
+    instrument_->SetFault("usb.two", true);
+    EXPECT_TRUE(Exists("/proc/scsi/usb-storage/1"));
+    instrument_->SetFault("usb.two", nullptr);
+    EXPECT_FALSE(Exists("/proc/scsi/usb-storage/1"));
+    EXPECT_TRUE(Exists("/proc/scsi/usb-storage/0"));
+    instrument_->SetFault("usb.missing", true);
+    EXPECT_FALSE(Exists("/proc/scsi/usb-storage/0"));
+
+    instrument_->Set("board.plugged", false);
+    instrument_->SetFault("board.unplugged", true);
+    instrument_->SetFault("board.unplugged", false);
+    EXPECT_EQ(instrument_->State()["board"]["plugged"], false);
+}
+
+TEST_F(WholeInstrument, SpoiltFilesAreThoseThatTheFaultNames) {
+    instrument_->SetFault("bitmap.missing", "bg_desk.bmp");
+    EXPECT_FALSE(Exists("/app/fct/bitmap/bg_desk.bmp"));
+    instrument_->SetFault("bitmap.missing", "btn_back.bmp");
+    EXPECT_TRUE(Exists("/app/fct/bitmap/bg_desk.bmp"));
+    EXPECT_FALSE(Exists("/app/fct/bitmap/btn_back.bmp"));
+    EXPECT_NE(instrument_->SetFault("bitmap.missing", "../font/unicode.fnt"), "");
+    instrument_->SetFault("font.missing", true);
+    EXPECT_FALSE(Exists("/app/fct/font/unicode.fnt"));
+    instrument_->SetFault("font.missing", false);
+    EXPECT_TRUE(Exists("/app/fct/font/unicode.fnt"));
+}
+
+TEST_F(WholeInstrument, StuckRegisterTakesAddressOrIndex) {
+    auto& fpga = instrument_->Inside().fpga;
+    fpga.Configure();
+    for (const json& name : {json("0x3000000e"), json(0x3000000e), json(7), json("7")}) {
+        EXPECT_EQ(instrument_->SetFault("optic.register_stuck", {{"register", name}, {"value", 99}}), "");
+        EXPECT_EQ(fpga.Read(7), 99);
+        instrument_->SetFault("optic.register_stuck", false);
+        EXPECT_EQ(fpga.Read(7), 0);
+    }
+    for (const json& wrong : {json("7x"), json(""), json(-1), json("-1"), json(0x31000000u), json(1.5)})
+        EXPECT_NE(instrument_->SetFault("optic.register_stuck", {{"register", wrong}, {"value", 1}}), "")
+            << wrong;
+}
+
+TEST_F(WholeInstrument, StartFileAppliesBeforeTheFirstCall) {
+    host::WriteFile(options_.stateDir + "/start.json",
+                    R"({"set": {"module.temperature": 33}, "faults": {"screen.bgr565": true}})");
+    Make();
+    const json state = instrument_->State();
+    EXPECT_EQ(state["optic"]["temperature"], 33.0);
+    EXPECT_EQ(state["screen"]["layout"], "bgr565");
+    for (const char* wrong : {"[]", "{", R"({"set": 1})", R"({"set": {"no.such": 1}})"}) {
+        host::WriteFile(options_.stateDir + "/start.json", wrong);
+        EXPECT_THROW(Make(), std::runtime_error) << wrong;
+    }
+}
+
+TEST_F(WholeInstrument, RefusesAStateFolderThatCannotBeMade) {
+    options_.stateDir = "/proc/k905";
+    EXPECT_THROW(Make(), std::runtime_error);
+    options_.stateDir = "";
+    EXPECT_THROW(Make(), std::runtime_error);
+}
+
+TEST_F(WholeInstrument, PowerCutTakesBothEepromsAndIsTold) {
+    int told = 0;
+    options_.onPowerCut = [&] { ++told; };
+    Make();
+    ASSERT_EQ(instrument_->SetFault("module.eeprom_cut", {{"after", 3}, {"damage", "prefix"}}), "");
+    auto& parts = instrument_->Inside();
+    parts.mainboardEeprom.Cells().Program(0, std::vector<std::uint8_t>(100, 0), 0);
+    world_.now = 2500;
+    parts.moduleEeprom.Cells().Program(0, std::vector<std::uint8_t>(128, 0), world_.now);
+    EXPECT_EQ(told, 1);
+    EXPECT_TRUE(instrument_->PowerLost());
+    Make();  // power comes back
+    EXPECT_FALSE(instrument_->PowerLost());
+    auto& after = instrument_->Inside();
+    EXPECT_EQ(after.moduleEeprom.Cells().Read(2), 0);
+    EXPECT_EQ(after.moduleEeprom.Cells().Read(3), 0xFF);
+    EXPECT_EQ(after.mainboardEeprom.Cells().Read(49), 0);
+    EXPECT_EQ(after.mainboardEeprom.Cells().Read(50), 0xFF);
+}
+
+TEST_F(WholeInstrument, InputReachesTheDevices) {
+    Shell("insmod /lib/modules/2.6.30/drv_keypad.ko");
+    int error = 0;
+    const auto keys = Open("/dev/keyb0", error), panel = Open("/dev/event2", error);
+    EXPECT_EQ(instrument_->Key("enter", true), "");
+    EXPECT_NE(instrument_->Key("enter", true), "");
+    instrument_->Knob(false);
+    instrument_->Touch({{10, 20}});
+    std::uint32_t word = 0;
+    ASSERT_EQ(keys->Read(&word, 4), 4);
+    EXPECT_EQ(word & 0xFF, 13u);
+    ASSERT_EQ(keys->Read(&word, 4), 4);
+    EXPECT_NE(word & 0x0F000000, 0u);
+    TouchRecord record = {};
+    ASSERT_EQ(panel->Read(&record, sizeof record), 16);
+    EXPECT_EQ(record.code, 330);
+}
+
+TEST_F(WholeInstrument, SameSeedGivesTheSameInstrument) {
+    const json one = instrument_->State();
+    Make();
+    EXPECT_EQ(instrument_->State(), one);
+    options_.seed = 2;
+    Make();
+    EXPECT_NE(instrument_->State()["board"], one["board"]);
+}
+
+}  // namespace k905

@@ -1,0 +1,105 @@
+#include "simulator/models/keypad.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace k905 {
+
+class KeypadModel : public testing::Test {
+  protected:
+    Keypad keypad_;
+    std::unique_ptr<DeviceFile> file_;
+
+    void SetUp() override {
+        keypad_.SetDriverLoaded(true);
+        int error = 0;
+        file_ = keypad_.Open(0, error);
+        ASSERT_NE(file_, nullptr);
+    }
+    // The next word; 0 when there is none.
+    std::uint32_t Next() {
+        std::uint32_t word = 0;
+        return file_->Read(&word, sizeof word) == 4 ? word : 0;
+    }
+};
+
+TEST_F(KeypadModel, IsThereOnlyWithItsDriver) {
+    Keypad bare;
+    int error = 0;
+    EXPECT_EQ(bare.Open(0, error), nullptr);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_FALSE(bare.Present());
+}
+
+TEST_F(KeypadModel, SendsKeyWordsWithTheBitsOfTheirLayout) {
+    EXPECT_EQ(file_->ReadableAt(), kNever);
+    ASSERT_EQ(keypad_.Key("menu", true), "");
+    ASSERT_EQ(keypad_.Key("menu", false), "");
+    ASSERT_EQ(keypad_.Key("18", true), "");
+    EXPECT_EQ(file_->ReadableAt(), 0);
+    const std::uint32_t down = Next(), up = Next(), average = Next();
+    EXPECT_NE(down >> 16 & 0xF, 0u);
+    EXPECT_EQ(down >> 8 & 0xF, 0u);
+    EXPECT_EQ(down & 0xFF, 1u);
+    EXPECT_NE(up >> 16 & 0xF, 0u);
+    EXPECT_NE(up >> 8 & 0xF, 0u);
+    EXPECT_EQ(up & 0xFF, 1u);
+    EXPECT_EQ(average & 0xFF, 18u);
+}
+
+TEST_F(KeypadModel, SendsKnobStepsWithTheirDirection) {
+    keypad_.Knob(true);
+    keypad_.Knob(false);
+    const std::uint32_t clockwise = Next(), anticlockwise = Next();
+    EXPECT_EQ(clockwise >> 16 & 0xF, 0u);
+    EXPECT_EQ(clockwise >> 24 & 0xF, 0u);
+    EXPECT_EQ(anticlockwise >> 16 & 0xF, 0u);
+    EXPECT_NE(anticlockwise >> 24 & 0xF, 0u);
+}
+
+TEST_F(KeypadModel, NamesEveryKeyOfThePanel) {
+    const char* names[] = {"menu",  "f1", "f2",   "f3",    "f4",    "f5",   "esc",   "file", "scale",
+                           "setup", "up", "left", "enter", "right", "down", "realt", "knob", "avg"};
+    for (unsigned code = 1; code <= 18; ++code) {
+        EXPECT_EQ(Keypad::CodeOf(names[code - 1]), code);
+        EXPECT_STREQ(Keypad::NameOf(code), names[code - 1]);
+    }
+    EXPECT_EQ(Keypad::CodeOf("19"), 0u);
+    EXPECT_EQ(Keypad::CodeOf(""), 0u);
+    EXPECT_EQ(Keypad::NameOf(0), nullptr);
+}
+
+TEST_F(KeypadModel, RefusesShortReadsAndSaysWhenNothingIsThere) {
+    std::uint32_t word = 0;
+    EXPECT_EQ(file_->Read(&word, 4), -EAGAIN);
+    EXPECT_EQ(file_->Read(&word, 3), -EINVAL);
+    EXPECT_EQ(file_->Read(nullptr, 4), -EINVAL);
+}
+
+TEST_F(KeypadModel, RefusesImpossiblePresses) {
+    EXPECT_NE(keypad_.Key("nokey", true), "");
+    EXPECT_NE(keypad_.Key("f1", false), "");
+    EXPECT_EQ(keypad_.Key("f1", true), "");
+    EXPECT_NE(keypad_.Key("f1", true), "");
+}
+
+TEST_F(KeypadModel, LosesTheNewestWhenItsRingIsFull) {
+    for (int i = 0; i < 100; ++i)
+        keypad_.Knob(i % 2 == 0);
+    int words = 0;
+    while (Next() != 0)
+        ++words;
+    EXPECT_EQ(words, 64);
+    EXPECT_EQ(keypad_.State()["lost"], 36);
+}
+
+TEST_F(KeypadModel, ForgetsWhatHappenedWhileNobodyListened) {
+    file_.reset();
+    keypad_.Knob(true);
+    int error = 0;
+    file_ = keypad_.Open(0, error);
+    EXPECT_EQ(Next(), 0u);
+}
+
+}  // namespace k905

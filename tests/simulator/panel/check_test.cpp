@@ -1,0 +1,93 @@
+// How the job's steps are judged and shown; the job itself runs in tests/scenarios.
+#include "simulator/panel/check.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "simulator/panel/screens_map.h"
+
+namespace k905 {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::vector<TextRun> Screen(const std::vector<std::string>& lines) {
+    std::vector<TextRun> runs;
+    for (const std::string& line : lines) {
+        TextRun run;
+        run.text = line;
+        runs.push_back(run);
+    }
+    return runs;
+}
+
+const CheckStep kStep = {
+    "Step", "mainboard", "RTC", {"^RTC  [0-9]+$", "^Auto$"}, "wait", {"^write 1$", "^write 2$"}};
+
+TEST(Judge, PassesWhenAllIsThere) {
+    const CheckResult result =
+        Judge(kStep, Screen({"Auto", "RTC  12"}), {"read", "write 1", "read", "write 2"});
+    EXPECT_TRUE(result.Passed()) << result.wrong;
+    EXPECT_THAT(result.seen, HasSubstr("RTC  12; Auto"));
+    EXPECT_THAT(result.seen, HasSubstr("write 1; write 2"));
+}
+
+TEST(Judge, NamesWhatIsMissing) {
+    const std::vector<std::string> trace = {"write 1", "write 2"};
+    EXPECT_THAT(Judge(kStep, Screen({"Auto", "RTC  -"}), trace).wrong,
+                HasSubstr("not on the screen: ^RTC  [0-9]+$"));
+    EXPECT_THAT(Judge(kStep, Screen({"RTC  1"}), trace).wrong, HasSubstr("^Auto$"));
+    EXPECT_THAT(Judge(kStep, Screen({"Auto", "RTC  1", "please wait"}), trace).wrong,
+                HasSubstr("still on the screen: wait"));
+}
+
+TEST(Judge, WantsTheHardwareTouchedInOrder) {
+    const std::vector<TextRun> good = Screen({"Auto", "RTC  1"});
+    EXPECT_THAT(Judge(kStep, good, {}).wrong, HasSubstr("^write 1$"));
+    EXPECT_THAT(Judge(kStep, good, {"write 1"}).wrong, HasSubstr("^write 2$"));
+    EXPECT_THAT(Judge(kStep, good, {"write 2", "write 1"}).wrong, HasSubstr("^write 2$"));
+    EXPECT_THAT(Judge(kStep, good, {"write 1 failed", "write 2 failed"}).wrong, HasSubstr("^write 1$"));
+}
+
+TEST(CheckSteps, TouchControlsThatAreKnown) {
+    std::set<std::string> names;
+    for (const CheckStep& step : CheckSteps()) {
+        EXPECT_TRUE(names.insert(step.name).second) << step.name << " is there twice";
+        EXPECT_FALSE(step.shows.empty() && step.hardware.empty() && step.gone == nullptr) << step.name;
+        if (step.control != nullptr) {
+            EXPECT_NO_THROW(FindControl(step.screen, step.control)) << step.name;
+        }
+        // On a screen that shows nothing nothing passes.
+        EXPECT_FALSE(Judge(step, {}, {}).Passed()) << step.name;
+    }
+    EXPECT_THROW(FindControl("mainboard", "No such button"), std::out_of_range);
+}
+
+TEST(KeyPictures, AreAllEighteenKeysAndBothTurns) {
+    std::set<std::string> keys;
+    int turns = 0;
+    for (const KeyPicture& picture : KeyPictures()) {
+        if (picture.key != nullptr)
+            keys.insert(picture.key);
+        turns += picture.steps;
+    }
+    EXPECT_EQ(18u, keys.size());
+    EXPECT_EQ(20u, KeyPictures().size());
+    EXPECT_EQ(0, turns);
+}
+
+TEST(Table, WrapsLongReadingsIntoItsColumns) {
+    const CheckResult result = {"Voltages", std::string(50, 'a') + "; " + std::string(30, 'b'), ""};
+    const std::string rows = TableRows(result);
+    EXPECT_THAT(rows, HasSubstr("Voltages"));
+    EXPECT_THAT(rows, HasSubstr("| passed\n"));
+    EXPECT_EQ(2, std::count(rows.begin(), rows.end(), '\n'));
+    const std::size_t width = rows.find('\n') - std::string("| passed").size();
+    EXPECT_EQ('|', rows[rows.find('\n') + 1 + width]) << "the columns are not in line:\n" << rows;
+    EXPECT_THAT(TableRows({"Step", "", "no such screen"}), HasSubstr("| FAILED\n"));
+}
+
+}  // namespace
+}  // namespace k905

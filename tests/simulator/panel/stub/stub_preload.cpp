@@ -1,0 +1,1 @@
+// Can be preloaded, and changes nothing.

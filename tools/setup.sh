@@ -1,0 +1,56 @@
+# Sourced by run, test and package scripts: what the build needs from Debian, and how it is configured.
+# shellcheck shell=bash
+
+# Packages of the build itself, and those that only the tests need.
+build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libcpp-httplib-dev librsvg2-bin unifont python3)
+test_packages=(libgtest-dev libgmock-dev clang-format)
+
+say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
+
+fail() {
+  say "$*" >&2
+  exit 1
+}
+
+# need PACKAGE...: installs the Debian packages that are missing, and says which.
+need() {
+  command -v dpkg-query >/dev/null || fail "this is not a Debian system: install $* by hand"
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local sudo=""
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || fail "missing Debian packages: ${missing[*]}. Install them as root, or install sudo"
+    sudo=sudo
+  fi
+  say "installing Debian packages: ${missing[*]}"
+  $sudo apt-get update -qq || say "apt-get update failed; trying with the package lists at hand"
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+    >/tmp/k905-apt.$$.log 2>&1 || {
+    cat /tmp/k905-apt.$$.log >&2
+    fail "apt-get could not install: ${missing[*]}"
+  }
+  rm -f /tmp/k905-apt.$$.log
+}
+
+# build PRESET [TARGET...]: configures once, builds what changed. Prints only when there is something to build.
+build() {
+  local preset=$1 log
+  shift
+  if [ ! -f "build/$preset/build.ninja" ]; then
+    say "configuring build/$preset"
+    cmake --preset "$preset" "${cmake_options[@]}" >"/tmp/k905-cmake.$$.log" 2>&1 || {
+      cat "/tmp/k905-cmake.$$.log" >&2
+      fail "configuring build/$preset failed"
+    }
+    rm -f "/tmp/k905-cmake.$$.log"
+  fi
+  if log=$(ninja -C "build/$preset" -n "$@" 2>/dev/null) && [[ $log == *"no work to do"* ]]; then
+    return
+  fi
+  say "building build/$preset"
+  ninja -C "build/$preset" --quiet "$@" || fail "the build in build/$preset failed"
+}
+cmake_options=()

@@ -63,6 +63,7 @@ class Controller {
     std::optional<Json> Until(int client, const Json& request);
     Json Screenshot(const Json& request);
     Json Text(const Json& request);
+    Json State();
     Json Faults();
     Json Quantities();
     Json Set(const Json& request);

@@ -142,6 +142,11 @@ Json Controller::Text(const Json& request) {
     return {{"runs", runs}};
 }
 
+Json Controller::State() {
+    Guard guard(machine_.lock);
+    return {{"state", machine_.Hardware().State()}};
+}
+
 Json Controller::Set(const Json& request) {
     const std::string name = request.at("name").get<std::string>();
     Guard guard(machine_.lock);

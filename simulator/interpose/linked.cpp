@@ -21,11 +21,14 @@ std::string TemporaryFolder() {
 }
 
 // Nobody is left who could run or wake the others: the test would hang for ever.
-void ReportDeadlock(Machine& machine) {
+void ReportDeadlock(Machine& machine, const std::string& temporaryFolder) {
     fprintf(stderr, "the program under test stands still for ever:\n");
     for (const auto& thread : machine.threads.All())
         fprintf(stderr, "  thread %d (%s): %s\n", thread->ordinal, thread->label.c_str(),
                 machine.DescribeWait(*thread).c_str());
+    std::error_code ignored;
+    if (!temporaryFolder.empty())
+        std::filesystem::remove_all(temporaryFolder, ignored);
     abort();
 }
 
@@ -49,7 +52,9 @@ LinkedInstrument::LinkedInstrument(const Options& options) : stateDir_(options.s
     machineOptions.instrument.bits = options.bits;
     machine_ = std::make_unique<Machine>(machineOptions);
     machine_->SteppedRun()->Grant(kNever);
-    machine_->SteppedRun()->OnFrozen([machine = machine_.get()] { ReportDeadlock(*machine); });
+    machine_->SteppedRun()->OnFrozen([machine = machine_.get(), folder = temporary_ ? stateDir_ : ""] {
+        ReportDeadlock(*machine, folder);
+    });
     machine_->Enter();
 }
 

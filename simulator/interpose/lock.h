@@ -35,8 +35,12 @@ class ParkingPlace {
 
     // Takes the token, waiting until it is there.
     void Take() {
-        while (__atomic_exchange_n(&token_, 0, __ATOMIC_ACQUIRE) == 0)
-            syscall(SYS_futex, &token_, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
+        while (__atomic_exchange_n(&token_, 0, __ATOMIC_ACQUIRE) == 0) {
+            const long result = syscall(SYS_futex, &token_, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
+            // The thread sanitizer keeps a signal back until the thread makes a call that it knows.
+            if (result < 0 && errno == EINTR)
+                Real().poll(nullptr, 0, 0);
+        }
     }
 
     // Takes the token if it comes within the real time given, or until a signal is handled. True when taken.

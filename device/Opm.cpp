@@ -17,6 +17,7 @@ POPM_TUNING pOpmTunning = &cOpmTunning;
 // How a value of the record is shown.
 enum TUNING_SHOW {
     SHOW_CODE,     // unsigned, low 16 bits
+    SHOW_WORD,     // all 32 bits
     SHOW_FLOAT,    // float as it is
     SHOW_DEGREES,  // float as an integer, low 16 bits
 };
@@ -47,6 +48,7 @@ static const TUNING_FIELD ScreenFields[] = {
     {SHOW_DEGREES, 1, offsetof(OPM_TUNING, iTemperatureSet), "pOpmTunning->iTemperatureSet=%04x"},
     {SHOW_CODE, 6, offsetof(OPM_TUNING, iApdVoltageSet), "pOpmTunning->iApdVoltageSet%d =%04x"},
     {SHOW_FLOAT, 6, offsetof(OPM_TUNING, fTempCoefficient), "pOpmTunning->fTempCoefficient%d =%5.2f"},
+    {SHOW_WORD, 1, offsetof(OPM_TUNING, OffsetPoint), "pOpmTunning->OffsetPoint =%04x"},
 };
 
 // Low 16 bits of the degrees as an integer; 0 where a damaged record holds what no integer can.
@@ -63,47 +65,49 @@ static void FormatField(const TUNING_FIELD& Field, int i, char* pText, size_t iS
     float fValue = 0.0f;
     memcpy(&uiValue, pValue, sizeof(uiValue));
     memcpy(&fValue, pValue, sizeof(fValue));
-    const uint16_t usCode =
-        Field.eShow == SHOW_DEGREES ? WholeDegrees(fValue) : static_cast<uint16_t>(uiValue);
+    if (Field.eShow == SHOW_DEGREES)
+        uiValue = WholeDegrees(fValue);
+    else if (Field.eShow == SHOW_CODE)
+        uiValue &= 0xffff;
     const bool bNumbered = Field.iCount > 1;
     if (Field.eShow == SHOW_FLOAT && bNumbered)
         snprintf(pText, iSize, Field.pText, i, static_cast<double>(fValue));
     else if (Field.eShow == SHOW_FLOAT)
         snprintf(pText, iSize, Field.pText, static_cast<double>(fValue));
     else if (bNumbered)
-        snprintf(pText, iSize, Field.pText, i, usCode);
+        snprintf(pText, iSize, Field.pText, i, uiValue);
     else
-        snprintf(pText, iSize, Field.pText, usCode);
+        snprintf(pText, iSize, Field.pText, uiValue);
 }
 
-// Hands the text of every value of the table to fnShow, in order.
+// Formats the value that is number iLine of all values of the table. Returns false when there are fewer.
 template <size_t N>
-static void ForEachText(const TUNING_FIELD (&Fields)[N], void (*fnShow)(const char* pText)) {
+static bool FormatLine(const TUNING_FIELD (&Fields)[N], int iLine, char* pText, size_t iSize) {
     for (const TUNING_FIELD& Field : Fields) {
-        for (int i = 0; i < Field.iCount; ++i) {
-            char cText[128] = "";
-            FormatField(Field, i, cText, sizeof(cText));
-            fnShow(cText);
+        if (iLine < Field.iCount) {
+            FormatField(Field, iLine, pText, iSize);
+            return true;
         }
+        iLine -= Field.iCount;
     }
+    return false;
 }
 
-static void PrintLine(const char* pText) {
-    printf("%s\n", pText);
-}
-
-static void ShowOneSecond(const char* pText) {
-    FrmAdjustSetInfo(pText);
-    MsecSleep(1000);
+int FormatTuningLine(int iLine, char* pText, size_t iSize) {
+    if (pText == nullptr || iLine < 0)
+        return -1;
+    return FormatLine(ScreenFields, iLine, pText, iSize) ? 0 : -1;
 }
 
 void GetOpmTunning() {
     lseek(opticFD, 0, SEEK_SET);
     (void)!read(opticFD, pOpmTunning, sizeof(*pOpmTunning));
     // GBK: "initial tuning parameters", as wide as the closing line.
-    PrintLine("***********\xb3\xf5\xca\xbc\xb5\xf7\xd0\xb3\xb2\xce\xca\xfd***********");
-    ForEachText(ConsoleFields, PrintLine);
-    PrintLine("**********************************");
+    printf("***********\xb3\xf5\xca\xbc\xb5\xf7\xd0\xb3\xb2\xce\xca\xfd***********\n");
+    char cText[128] = "";
+    for (int i = 0; FormatLine(ConsoleFields, i, cText, sizeof(cText)); ++i)
+        printf("%s\n", cText);
+    printf("**********************************\n");
 }
 
 void SaveOpmTunning() {
@@ -133,7 +137,12 @@ int GetOpmTemperature(int iOpmFd, float* pTemperature) {
 int OPMSaveData2E2PROM() {
     SaveOpmTunning();
     GetOpmTunning();
-    ForEachText(ScreenFields, ShowOneSecond);
+    // The offset point is not among the values shown here.
+    char cText[128] = "";
+    for (int i = 0; i < TUNING_LINES - 1 && FormatTuningLine(i, cText, sizeof(cText)) == 0; ++i) {
+        FrmAdjustSetInfo(cText);
+        MsecSleep(1000);
+    }
     static const REG_STEP RestStep[] = {{FPGA_CTRLOUT_REG, CTRLOUT_REST, 0}};
     RunRegSequence(opticFD, RestStep);
     return 0;

@@ -42,6 +42,11 @@ void SaveOpmTunning();
 // the driver's result; -1 on failure (or null), which leaves *pTemperature as it was.
 int GetOpmTemperature(int iOpmFd, float* pTemperature);
 
+// Text of one value of the record, as the screens show it, into pText (iSize bytes): lines 0 to TUNING_LINES
+// - 1 in the order of the record as it is looked at. -1 for another line or null, which leaves pText; 0.
+constexpr int TUNING_LINES = 24;
+int FormatTuningLine(int iLine, char* pText, size_t iSize);
+
 // Saves the record, reads it back, shows each of its values on the OPM adjust screen for one second, and
 // returns the output control register to its resting value. Returns 0.
 int OPMSaveData2E2PROM();

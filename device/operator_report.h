@@ -25,3 +25,7 @@ int FrmApdAdjSetInfo2(const char* pInfo);
 int32_t OPMAdjustErrorHandler(int32_t err);
 int32_t MainBoardErrorHandler(int32_t err);
 int32_t OPMOPMErrorHandler(int32_t err);
+
+// APD adjust screen: redraw the empty trace area, and plot the samples of pApd_Break_Para into it.
+void initTraceArea();
+void DrawCurve();

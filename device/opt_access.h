@@ -46,6 +46,12 @@ struct REG_STEP {
 constexpr uint32_t REG_ECHO = 0xffffffff;  // write what the driver left in the variable by the step before
 constexpr uint32_t REG_READ = 0xfffffffe;  // read the register into the variable
 
+// A stored code (of a record that may hold anything) as a step's value: what the register keeps of it, never
+// one of the marks.
+constexpr uint32_t RegCode(uint32_t uiStored) {
+    return uiStored & 0xffff;
+}
+
 // Runs count steps in order on descriptor fd. A failing step does not end the sequence. Returns the result of
 // the last step (0 for none); -1 for a null table.
 int RunRegSequence(int fd, const REG_STEP* pSteps, size_t count);

@@ -1,12 +1,13 @@
 #include <stdio.h>
 
 #include "device/common_opt.h"
+#include "measure/acquisition.h"
 #include "screens/mainboard_check.h"
 #include "screens/wnd_global.h"
 
 constexpr unsigned NOTICE_MS = 1000;
-constexpr unsigned POLL_MS = 10;
-constexpr unsigned POLL_LIMIT_MS = 5000;  // an acquisition takes a fraction of a second
+// An acquisition takes a fraction of a second.
+constexpr ACQ_TIMING AdcTiming = {300, 10, 10, 10, 5000};
 
 constexpr uint16_t SAMPLE_COUNT = 2048;
 constexpr unsigned AVERAGE_FIRST = 1000;  // samples after the amplifier has settled
@@ -19,7 +20,7 @@ constexpr double ADC_REFERENCE = 0.5;
 constexpr double ADC_LOW = 0.2;  // the test signal; the limits themselves fail
 constexpr double ADC_HIGH = 0.3;
 
-static const REG_STEP AcquisitionSteps[] = {
+static const REG_STEP SetUpSteps[] = {
     {FPGA_CTRLOUT_REG, CTRLOUT_REST, 10},
     {OPM_ACQ_32_REG, 32, 30},
     {OPM_ACQ_32_REG, REG_READ, 0},
@@ -31,32 +32,7 @@ static const REG_STEP AcquisitionSteps[] = {
     {OPM_ACQ_1C_REG, 0, 30},
     {OPM_ACQ_1A_REG, 4096, 30},
     {OPM_ACQ_20_REG, 1024, 30},
-    {OPM_ACQ_CTRL_REG, ACQ_START, 300},
 };
-static const REG_STEP TransferStep[] = {{OPM_ACQ_CTRL_REG, ACQ_TRANSFER, 10}};
-static const REG_STEP IdleStep[] = {{OPM_ACQ_CTRL_REG, ACQ_IDLE, 0}};
-
-// False when the bit does not come in time, the register cannot be read, or the program is ending.
-static bool WaitForBit(uint32_t uiBit) {
-    for (unsigned uiWaited = 0; uiWaited < POLL_LIMIT_MS; uiWaited += POLL_MS) {
-        uint32_t uiStatus = 0;
-        if (read_opt_reg(opticFD, OPM_ACQ_CTRL_REG, &uiStatus) != 0)
-            return false;
-        if ((uiStatus & uiBit) != 0)
-            return true;
-        if (WaitUnlessExit(POLL_MS) != 0)
-            return false;
-    }
-    return false;
-}
-
-static bool Acquire(uint16_t* pSamples) {
-    RunRegSequence(opticFD, AcquisitionSteps);
-    if (!WaitForBit(ACQ_DONE))
-        return false;
-    RunRegSequence(opticFD, TransferStep);
-    return WaitForBit(ACQ_READY) && opt_read_data(opticFD, pSamples, SAMPLE_COUNT) == 0;
-}
 
 static double Average(const uint16_t* pSamples) {
     uint32_t uiSum = 0;
@@ -71,9 +47,10 @@ void AdcCheck() {
     MainBoardShowResult("Please, wait aboult 10 sec!", false);
     if (WaitUnlessExit(NOTICE_MS) != 0)
         return;
-    const bool bAcquired = Acquire(usSamples);
-    RunRegSequence(opticFD, IdleStep);
-    if (!bAcquired) {
+    RunRegSequence(opticFD, SetUpSteps);
+    const int iAcquired = AcquireSamples(AdcTiming, usSamples, SAMPLE_COUNT);
+    EndAcquisition();
+    if (iAcquired != 0) {
         MainBoardShowResult("ADC Check ERROR, Maybe not connect!", false);
         return;
     }

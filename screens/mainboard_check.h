@@ -44,6 +44,8 @@ bool MainBoardPointPasses(int iPoint, float fValue);
 void AdcCheck();
 // The board's EEPROM: writes its record and reads it back.
 void ArmEepromCheck();
+// The optical module's EEPROM: writes its test page. No button uses it. Codes of eeprom_write_check.
+int32_t EepromCheck();
 // The FPGA drives the speaker: to be heard, no verdict.
 void SpeakerCheck();
 // USB: 0 when exactly one storage device is attached, else -1. ShowUsbCheck shows the verdict.

@@ -1,4 +1,4 @@
-// Checks of what is stored on: USB stick, SD card and the board's EEPROM.
+// Checks of what is stored on: USB stick, SD card, the board's EEPROM and the optical module's.
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -7,6 +7,7 @@
 
 #include "device/crc32.h"
 #include "device/e2prom.h"
+#include "screens/eeprom_test_page.h"
 #include "screens/mainboard_check.h"
 #include "screens/wnd_global.h"
 
@@ -86,4 +87,10 @@ void ArmEepromCheck() {
     const bool bPass = uiFlag == EEPROM_TEST_FLAG;
     MainBoardResult.EepromFlag = bPass;
     MainBoardShowResult(bPass ? "Arm Eeprom Check OK!" : "Arm Eeprom Check Error!", bPass);
+}
+
+// ---- EEPROM of the optical module ----
+
+int32_t EepromCheck() {
+    return WriteEepromTestPage();
 }

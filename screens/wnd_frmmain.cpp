@@ -3,8 +3,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "device/share_data.h"
 #include "screens/wnd_frmmainboard_fct.h"
+#include "screens/wnd_frmopticalmain.h"
 #include "screens/wnd_screen.h"
 
 static GUIWINDOW* pFrmMain = nullptr;
@@ -43,7 +43,9 @@ static int MainIcoWnd2_Down(void*, int, void*, int) {
 }
 
 static int MainIcoWnd2_Up(void*, int, void*, int) {
-    return ShowLook(pMainIcoWnd2, pMainLblWnd2, BMP_ICO_1, COLOR_NONE);
+    ShowLook(pMainIcoWnd2, pMainLblWnd2, BMP_ICO_1, COLOR_NONE);
+    SwitchScreen(pFrmMain, FrmOpticalMain);
+    return 0;
 }
 
 static int MainIcoWnd5_Down(void*, int, void*, int) {
@@ -89,19 +91,12 @@ static const SCREEN MainScreen = {
 
 // ---- Entry points ----
 
-static bool IsConnected() {
-    MutexLock(&OPMGUIShare.mutex);
-    const bool bConnected = OPMGUIShare.usIsConnect != 0;
-    MutexUnlock(&OPMGUIShare.mutex);
-    return bConnected;
-}
-
 int FrmMainInit(void* pWndObj) {
     if (pScreenBmpBuff == nullptr)
         pScreenBmpBuff = static_cast<uint16_t*>(malloc(SCREEN_BUFFER_SIZE));
     printf("BmpFileDirectory = %s\n", BITMAP_DIR);
     CreateScreen(MainScreen, static_cast<GUIWINDOW*>(pWndObj));
-    if (IsConnected())
+    if (IsBoardConnected())
         SetLabelText(pMainStrConnect, pMainLblInfo);
     return 0;
 }

@@ -175,11 +175,9 @@ void MainBoardShowLine(int iLine, const char* pText, bool bPass) {
 }
 
 int FrmMainBoardSetInfo(const char* pInfo) {
-    if (pInfo == nullptr || pMainBoardLblInfo == nullptr)
-        return 0;
-    UpdateLabelText(&pMainBoardStrInfo, pInfo, pMainBoardLblInfo, pMainBoardBarInfo);
-    DisplayPicture(pMainBoardBtnBack);
-    return 0;
+    static const SCREEN_INFO_LINE InfoLine = {&pMainBoardStrInfo, &pMainBoardLblInfo, &pMainBoardBarInfo,
+                                              &pMainBoardBtnBack};
+    return ShowInfoLine(InfoLine, pInfo);
 }
 
 // ---- Enabling ----
@@ -192,16 +190,9 @@ int FrmMainBoardSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
     return ShowLook(pObjBtn, pObjLbl, BMP_BTN_DISABLE, COLOR_NONE);
 }
 
-static bool IsConnected() {
-    MutexLock(&OPMGUIShare.mutex);
-    const bool bConnected = OPMGUIShare.usIsConnect != 0;
-    MutexUnlock(&OPMGUIShare.mutex);
-    return bConnected;
-}
-
 static void ConnectCheck() {
     SerialInitThd2(nullptr);
-    const bool bConnected = IsConnected();
+    const bool bConnected = IsBoardConnected();
     FrmMainBoardSetInfo(bConnected ? "Connect success!!!" : "Connect fail!!!");
     for (const MAINBOARD_BTN Btn : BoardButtons) {
         GUIPICTURE* pBtn = *Buttons[Btn].ppBtn;
@@ -365,7 +356,7 @@ static const SCREEN MainBoardScreen = {
 int FrmMainBoardInit(void* pWndObj) {
     CreateScreen(MainBoardScreen, static_cast<GUIWINDOW*>(pWndObj));
     SetPictureEnable(0, pMainBoardShield);
-    if (!IsConnected())
+    if (!IsBoardConnected())
         DisableBoardButtons();
     return 0;
 }

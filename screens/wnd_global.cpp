@@ -1,9 +1,11 @@
 #include "screens/wnd_global.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include "device/share_data.h"
 #include "gui/guidraw.h"
 #include "gui/guifbmap.h"
 #include "gui/guischeduler.h"
@@ -231,7 +233,43 @@ int ShowSta_PowerInfo(GUIPICTURE*) {
     return 0;
 }
 
+// ---- Measurement board ----
+
+bool IsBoardConnected() {
+    MutexLock(&OPMGUIShare.mutex);
+    const bool bConnected = OPMGUIShare.usIsConnect != 0;
+    MutexUnlock(&OPMGUIShare.mutex);
+    return bConnected;
+}
+
+bool ConnectBoard(THREADFUNC fnToggle) {
+    fnToggle(nullptr);
+    MutexLock(&OPMGUIShare.mutex);
+    const bool bConnected = OPMGUIShare.usIsConnect == 1;
+    if (!bConnected)
+        OPMGUIShare.usDoneFlag = 0;
+    MutexUnlock(&OPMGUIShare.mutex);
+    return bConnected;
+}
+
 // ---- Waits ----
+
+int JoinWorker(GUITHREAD* pThread) {
+    constexpr unsigned POLL_MS = 20;
+    if (pThread == nullptr)
+        return -1;
+    if (*pThread == GUITHREAD_NONE)
+        return 0;
+    while (GetExitFlag() != 1) {
+        const int iResult = pthread_tryjoin_np(*pThread, nullptr);
+        if (iResult != EBUSY) {
+            *pThread = GUITHREAD_NONE;
+            return iResult;
+        }
+        MsecSleep(POLL_MS);
+    }
+    return ThreadEnd(pThread);
+}
 
 int WaitUnlessExit(unsigned uiMsec) {
     constexpr unsigned STEP_MS = 100;

@@ -21,6 +21,7 @@ constexpr unsigned FONT_SIZE = 16;
 
 constexpr COLOR COLOR_CAPTION_PRESSED = 0x3C3028;  // caption of a pressed button
 constexpr COLOR COLOR_ORANGE = 0xF8A800;           // caption of a pressed icon, values
+constexpr COLOR COLOR_WHITE = 0xFFFFFF;
 
 // Pixels of one 16-bit screen, shared by all screens: allocated by the start screen's first init, freed by
 // the application entry at the end.
@@ -101,8 +102,20 @@ int ShowSta_CurrTime(GUILABEL* pLblTime);
 int ShowSta_LcdLight(GUILABEL* pLblLight);
 int ShowSta_PowerInfo(GUIPICTURE* pIcoPower);
 
+// ---- Measurement board ----
+
+// Whether the measurement board is connected.
+bool IsBoardConnected();
+// Runs a connect toggle (device/serial_link.h) and tells whether the board is connected then; a failure
+// clears usDoneFlag of the share.
+bool ConnectBoard(THREADFUNC fnToggle);
+
 // ---- Waits ----
 
+// Waits on the window thread for a worker thread to end, waking it from its sleeps when the program is
+// ending, and sets the handle to GUITHREAD_NONE. 0 for a handle that holds no thread; -1 on null; else the
+// POSIX result.
+int JoinWorker(GUITHREAD* pThread);
 // Sleeps on the window thread. -1 as soon as the program is ending, which the caller takes as the order to
 // break off.
 int WaitUnlessExit(unsigned uiMsec);

@@ -8,8 +8,8 @@
 static void CreateLabels(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
     // The label keeps a copy of its text.
     GUICHAR* pCaption = TransString(Row.pText);
-    const GUICHAR* pText = Row.ppString == nullptr ? pCaption : *Row.ppString;
     for (unsigned i = 0; i < Row.uiLabels; ++i) {
+        const GUICHAR* pText = Row.ppString == nullptr ? pCaption : Row.ppString[i];
         GUILABEL* pLabel = CreateLabel(x + Row.LabelArea.x, y + Row.LabelArea.y + i * Row.uiPitch,
                                        Row.LabelArea.uiWidth, Row.LabelArea.uiHeight, pText);
         SetLabelAlign(Row.iAlign, pLabel);
@@ -126,6 +126,34 @@ int PaintScreen(const SCREEN& Screen, const char* pTrace) {
             PaintLabels(*pPart, &painting);
         pRow = pGroupEnd;
     }
+    return 0;
+}
+
+// ---- Groups of buttons ----
+
+void SetGroupEnable(const SCREEN_GROUP& Group, int iEnable) {
+    for (const SCREEN_BUTTON& Button : Group)
+        SetPictureEnable(iEnable, *Button.ppPicture);
+}
+
+void ShowGroup(const SCREEN_GROUP& Group, const char* pBitmap, const GUIPICTURE* pExcept) {
+    for (const SCREEN_BUTTON& Button : Group)
+        if (*Button.ppPicture != pExcept)
+            ShowLook(*Button.ppPicture, *Button.ppLabel, pBitmap, COLOR_NONE);
+}
+
+void SetGroup(const SCREEN_GROUP& Group, bool bEnable) {
+    SetGroupEnable(Group, bEnable);
+    ShowGroup(Group, bEnable ? BMP_BTN_ENABLE : BMP_BTN_DISABLE);
+}
+
+// ---- Information line ----
+
+int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo) {
+    if (pInfo == nullptr || *Line.ppLabel == nullptr)
+        return 0;
+    UpdateLabelText(Line.ppString, pInfo, *Line.ppLabel, *Line.ppBar);
+    DisplayPicture(*Line.ppBack);
     return 0;
 }
 

@@ -39,7 +39,7 @@ struct SCREEN_CONTROL {
     unsigned uiPitch;    // pixels from one label down to the next
     GUIFONT** ppFont;    // the label's own font; null: the current one
     const char* pText;   // the label's text; null: that of *ppString
-    GUICHAR** ppString;  // string of SCREEN_STRING; null: none
+    GUICHAR** ppString;  // string, or first of uiLabels strings, of SCREEN_STRING; null: none
 };
 
 // A string that lives as long as the screen: made from pText, or, when that is null, by somebody else before
@@ -99,7 +99,39 @@ int PaintScreen(const SCREEN& Screen, const char* pTrace = nullptr);
 // sets the variables to null. Returns 0.
 int DestroyScreen(const SCREEN& Screen);
 
-// The steps of DestroyScreen, for a screen that tells of them.
+// ---- Groups of buttons ----
+
+// One of the buttons that a screen enables and disables together.
+struct SCREEN_BUTTON {
+    GUIPICTURE** ppPicture;
+    GUILABEL** ppLabel;
+};
+using SCREEN_GROUP = SCREEN_TABLE<SCREEN_BUTTON>;
+
+// Whether the buttons take input; their look stays.
+void SetGroupEnable(const SCREEN_GROUP& Group, int iEnable);
+// Gives the buttons a bitmap and draws them, but for pExcept (may be null).
+void ShowGroup(const SCREEN_GROUP& Group, const char* pBitmap, const GUIPICTURE* pExcept = nullptr);
+// Both: enabled with its look, or disabled with its look.
+void SetGroup(const SCREEN_GROUP& Group, bool bEnable);
+
+// ---- Information line ----
+
+// The information line of a screen with a Back button: the string that holds its text, and the controls that
+// are drawn anew with it.
+struct SCREEN_INFO_LINE {
+    GUICHAR** ppString;
+    GUILABEL** ppLabel;
+    GUIPICTURE** ppBar;
+    GUIPICTURE** ppBack;
+};
+
+// Shows a text in the line. Null, or a screen that is not shown, changes nothing. Returns 0.
+int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo);
+
+// ---- Steps of DestroyScreen ----
+
+// For a screen that tells of them, or has a wait between them.
 void DropScreenMessages(const SCREEN& Screen);
 void DestroyScreenControls(const SCREEN& Screen);
 void FreeScreenStrings(const SCREEN& Screen);
@@ -113,24 +145,26 @@ constexpr SCREEN_CONTROL PictureRow(GUIPICTURE** ppPicture, SCREEN_AREA Area, co
 }
 
 constexpr SCREEN_CONTROL LabelRow(GUILABEL** ppLabel, SCREEN_AREA Area, int iAlign, const char* pText,
-                                  GUICHAR** ppString = nullptr, unsigned uiFlags = 0) {
+                                  GUICHAR** ppString = nullptr, unsigned uiFlags = 0,
+                                  GUIFONT** ppFont = nullptr) {
     return {uiFlags, iAlign, nullptr, {}, nullptr, nullptr, nullptr,
-            ppLabel, Area,   1,       0,  nullptr, pText,   ppString};
+            ppLabel, Area,   1,       0,  ppFont,  pText,   ppString};
 }
 
-// uiLabels labels without a text, one below the other.
-constexpr SCREEN_CONTROL LinesRow(GUILABEL** ppLabels, unsigned uiLabels, SCREEN_AREA First,
-                                  unsigned uiPitch) {
+// uiLabels labels, one below the other, each with its string or without a text.
+constexpr SCREEN_CONTROL LinesRow(GUILABEL** ppLabels, unsigned uiLabels, SCREEN_AREA First, unsigned uiPitch,
+                                  GUICHAR** ppStrings = nullptr, GUIFONT** ppFont = nullptr) {
     return {0,        GUILABEL_LEFT, nullptr,  {},      nullptr, nullptr, nullptr,
-            ppLabels, First,         uiLabels, uiPitch, nullptr, nullptr, nullptr};
+            ppLabels, First,         uiLabels, uiPitch, ppFont,  nullptr, ppStrings};
 }
 
 // A touchable picture with a centred caption.
 constexpr SCREEN_CONTROL TouchRow(GUIPICTURE** ppPicture, SCREEN_AREA Area, const char* pBitmap,
                                   GUILABEL** ppLabel, SCREEN_AREA LabelArea, const char* pText,
-                                  GUICHAR** ppString, MSGFUNC fnDown, MSGFUNC fnUp) {
-    return {SCREEN_COMPONENT, GUILABEL_CENTRE, ppPicture, Area, pBitmap, fnDown, fnUp,
-            ppLabel,          LabelArea,       1,         0,    nullptr, pText,  ppString};
+                                  GUICHAR** ppString, MSGFUNC fnDown, MSGFUNC fnUp,
+                                  unsigned uiFlags = SCREEN_COMPONENT) {
+    return {uiFlags, GUILABEL_CENTRE, ppPicture, Area, pBitmap, fnDown, fnUp,
+            ppLabel, LabelArea,       1,         0,    nullptr, pText,  ppString};
 }
 
 // The parts of the standard layout.

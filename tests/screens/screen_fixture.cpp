@@ -9,6 +9,7 @@
 #include "gui/guikeypad.h"
 #include "gui/guischeduler.h"
 #include "gui/guitouch.h"
+#include "measure/common_opm.h"
 #include "screens/wnd_frmmainboard_fct.h"
 #include "simulator/models/framebuffer.h"
 
@@ -26,6 +27,8 @@ ScreenTest::~ScreenTest() {
             ThreadEnd(&thread);
         EXPECT_EQ(0, ReleaseGUI());
         FrmMainBoardRelease();
+        free(pApd_Break_Para);
+        pApd_Break_Para = nullptr;
     }
     free(pScreenBmpBuff);
     pScreenBmpBuff = nullptr;

@@ -56,3 +56,11 @@ int FrmApdAdjSetInfo1(const char* pInfo) {
 int FrmApdAdjSetInfo2(const char* pInfo) {
     return test::OperatorCapture::Add("apd 2", pInfo);
 }
+
+void initTraceArea() {
+    test::OperatorCapture::Add("apd trace", "empty");
+}
+
+void DrawCurve() {
+    test::OperatorCapture::Add("apd trace", "curve");
+}

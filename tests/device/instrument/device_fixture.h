@@ -38,9 +38,7 @@ class DeviceTest : public testing::Test {
     std::unique_ptr<k905::LinkedInstrument> linked_;
     OperatorCapture operator_;
     std::string output_;
-
-  private:
-    std::string appDir_;
+    std::string appDir_;  // the instrument's /app/fct
 };
 
 // Runs `action` and returns what it printed to standard output.

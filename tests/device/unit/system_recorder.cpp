@@ -197,7 +197,8 @@ struct RecordedCalls {
         if (request == 0xc004f000ul) {
             if (Record(Format("reg read 0x%08x", address), result))
                 return static_cast<int>(result);
-            words[1] = current->registers[words[0]];
+            const auto fixed = current->fixed.find(words[0]);
+            words[1] = fixed != current->fixed.end() ? fixed->second : current->registers[words[0]];
         } else if (request == 0xc004f001ul) {
             if (Record(Format("reg write 0x%08x 0x%04x", address, words[1]), result))
                 return static_cast<int>(result);

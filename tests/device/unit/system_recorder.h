@@ -43,6 +43,7 @@ class SystemRecorder {
     int OpenNode(const std::string& path);
 
     std::map<unsigned, std::uint16_t> registers;  // by index
+    std::map<unsigned, std::uint16_t> fixed;      // by index, read so whatever was written
     std::map<unsigned, std::uint16_t> echo;       // what a write of this index leaves in its argument
     std::uint16_t echoMask = 0xffff;              // of every other write
     std::string optic;                            // bytes at offset 0 of /dev/optic0

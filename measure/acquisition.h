@@ -1,0 +1,58 @@
+// Signal acquisition: dark level, mean and noise, and the back-scatter figure of a whole trace; and the text
+// formatters of the adjust screen's status line. One measurement at a time; samples are raw 16-bit ADC codes.
+#pragma once
+
+#include <stdint.h>
+
+#include "device/opm_registers.h"
+
+constexpr uint16_t TRACE_SAMPLES = 8192;
+constexpr uint16_t DARK_SAMPLES = 512;  // of a trace, recorded before the pulse
+
+// Timing of one acquisition in milliseconds; each measurement has its own.
+struct ACQ_TIMING {
+    uint16_t usStart;      // after the start
+    uint16_t usPoll;       // after each look at the done bit
+    uint16_t usTransfer;   // after the transfer request
+    uint16_t usReadyPoll;  // after each look at the ready bit; 0: none
+    uint32_t uiLimit;      // longest wait for either bit, with a register that can be read; 0: without end
+};
+
+// Starts an acquisition, waits for its end, and fetches usCount samples into pData. Returns 0; -1 when the
+// wait was broken off, by the end of the program or by the limit (pData is then as it was); -2 when the
+// driver gives no samples.
+int AcquireSamples(const ACQ_TIMING& timing, uint16_t* pData, uint16_t usCount);
+
+// A whole trace: AcquireSamples with TRACE_SAMPLES, the first sample replaced by the mean of the next two,
+// and the dark lead-in that precedes the pulse moved to the end of pTrace (TRACE_SAMPLES samples). Returns 0,
+// or -1, pTrace as it was, when the program is ending.
+int FetchTrace(const ACQ_TIMING& timing, uint16_t* pTrace);
+
+// Returns the acquisition control register to idle; every AcquireSamples is followed by one.
+void EndAcquisition();
+
+// Results of the last GetSignalParameter: rounded mean and standard deviation, ADC codes.
+extern int signalMean;
+extern float signalStd;
+
+// Dark level of the ADC with the laser idle: mean of 512 samples, truncated.
+uint32_t GetBlackLevel();
+
+// Measures mean and noise at attenuator code iATT0 (0: the default 800) into signalMean and signalStd, and
+// prints them.
+void GetSignalParameter(uint32_t iATT0);
+
+// Takes a trace at WAVE_LEN_1310 or (any other value) 1550 nm, saves it to the USB stick, and returns how far
+// the signal behind the pulse stands above the dark noise, in 5 log10 units.
+float GetSignal(OTDRWaveLen iWave);
+
+// Fill offset of the status line in adBuffer. A line starts with showLen and *plen at 0.
+extern uint16_t showLen;
+
+// Append " label: value" (the second form with an integer) to the status line; *plen is the length of the
+// field before, and then of this one. A field that does not fit is cut.
+void ShowADTest(const char* TPa, float adValue1, int* plen);
+void ShowADTest_len(const char* TPa, float adValue1, uint32_t adValue2, int* plen);
+
+// Appends VAR and blacklevel to the wavelength's two number lists on the SD card.
+void save_date_sdcard(OTDRWaveLen iWave, uint16_t VAR, int blacklevel);

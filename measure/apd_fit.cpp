@@ -1,0 +1,128 @@
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "device/Opm.h"
+#include "device/common_opt.h"
+#include "device/operator_report.h"
+#include "measure/apd.h"
+#include "measure/common_opm.h"
+
+namespace {
+
+constexpr int kFitSamples = 10;   // fewer are not fitted
+constexpr int kGoodSamples = 16;  // fewer end as a failure, saved all the same
+constexpr int kMostDeleted = 14;
+constexpr float kOutlier = 8.0F;  // codes off the line
+constexpr uint16_t kLeastBreak = 1600;
+constexpr int kApdSettings = 5;
+
+// Codes below breakdown of the APD settings; the sixth setting is always 0.
+const uint16_t changvalue[6] = {15, 45, 145, 455, 1600, 1600};
+
+// Intercept as an unsigned 16-bit code; 0, which is refused as too small, for one that is none.
+uint16_t InterceptCode(float b) {
+    return b > 0.0F && b < 65536.0F ? static_cast<uint16_t>(b) : 0;
+}
+
+// Index and signed distance (codes) of the sample farthest from the line; prints every one.
+int FarthestSample(const APD_BREAK_PARA& para, float k, float b, float& max_delta) {
+    int iFarthest = 0;
+    max_delta = 1e-7F;
+    for (int i = 0; i < para.iNum; ++i) {
+        const float delta = k * para.fTemp[i] + b - static_cast<float>(para.iVolt[i]);
+        printf("delta = %5.2f, ApdBreakVoltage = 0x%x, %d, fTempValue = %f\r\n", static_cast<double>(delta),
+               para.iVolt[i], para.iVolt[i], static_cast<double>(para.fTemp[i]));
+        const float fRatio = delta / max_delta;
+        if (fRatio > 1.0F || fRatio < -1.0F) {
+            max_delta = delta;
+            iFarthest = i;
+        }
+    }
+    printf("Num = %d, max_delta = %f \r\n", iFarthest, static_cast<double>(max_delta));
+    return iFarthest;
+}
+
+void DeleteSample(APD_BREAK_PARA& para, int iSample) {
+    for (int i = iSample; i + 1 < para.iNum; ++i) {
+        para.iVolt[i] = para.iVolt[i + 1];
+        para.fTemp[i] = para.fTemp[i + 1];
+    }
+    --para.iNum;
+}
+
+// Fits the line, deleting one sample after the other until none lies off it. Returns the number deleted.
+int FitWithoutOutliers(APD_BREAK_PARA& para, float* pk, float* pb) {
+    Polyfit(pk, pb, &para);
+    for (int iDeleted = 0; para.iNum > 0;) {
+        float max_delta = 0.0F;
+        const int iFarthest = FarthestSample(para, *pk, *pb, max_delta);
+        if (max_delta > -kOutlier && max_delta < kOutlier)
+            return iDeleted;
+        DeleteSample(para, iFarthest);
+        Polyfit(pk, pb, &para);
+        if (++iDeleted == kMostDeleted || para.iNum == 0)
+            return iDeleted;
+    }
+    return 0;
+}
+
+void ShowAndLog(char* strText) {
+    FrmApdAdjSetInfo1(strText);
+    FCT_LOG(strText);
+}
+
+}  // namespace
+
+void GetApdCoefficient(float* pk, float* pb, APD_BREAK_PARA* pPara) {
+    if (pk == nullptr || pb == nullptr || pPara == nullptr)
+        return;
+    char strText[200] = "";
+    if (pPara->iNum < kFitSamples) {
+        snprintf(strText, sizeof(strText), "Num = %d, GetApdCoefficient Failed!", pPara->iNum);
+        printf("%s\r\n", strText);
+        ShowAndLog(strText);
+        return;
+    }
+    APD_BREAK_PARA* pApd_Para = static_cast<APD_BREAK_PARA*>(malloc(sizeof(*pApd_Para)));
+    if (pApd_Para == nullptr)
+        return;
+    *pApd_Para = *pPara;
+    const int iDeleted = FitWithoutOutliers(*pApd_Para, pk, pb);
+    const bool bGood = iDeleted < kMostDeleted && pPara->iNum >= kGoodSamples;
+    if (!bGood)
+        printf("TempNum = %d, DelNum = %d, GetApdCoefficient Failed!\r\n", pPara->iNum, iDeleted);
+    ChangeOpmTunning(InterceptCode(*pb), 0.0F, *pk);
+    SaveOpmTunning();
+    if (bGood)
+        printf("SaveOpmTunning Over!\r");
+    snprintf(
+        strText, sizeof(strText),
+        bGood
+            ? "TempNum = %d, DelNum = %d , k = %f, b = %f,  SaveOpmTunning Over!   GetApdCoefficient Success!"
+            : "TempNum = %d, DelNum = %d,  k = %f, b = %f,  SaveOpmTunning Over!  GetApdCoefficient Failed!",
+        pPara->iNum, iDeleted, static_cast<double>(*pk), static_cast<double>(*pb));
+    ShowAndLog(strText);
+    if (bGood)
+        printf("k = %f, b = %f\n", static_cast<double>(*pk), static_cast<double>(*pb));
+    free(pApd_Para);
+    if (bGood)
+        printf("---------free pApd_Para-----------");
+}
+
+void ChangeOpmTunning(uint16_t ibreakvoltage, float ftemp, float k) {
+    if (ibreakvoltage < kLeastBreak) {
+        // A full-width comma (GB2312) between the halves.
+        printf(
+            "BreakVoltage is too small"
+            "\xa3\xac"
+            "Set Apd Failed! \r\n ");
+        return;
+    }
+    pOpmTunning->iTemperatureSet = ftemp;
+    for (int i = 0; i < kApdSettings; ++i)
+        pOpmTunning->iApdVoltageSet[i] = ibreakvoltage - changvalue[i];
+    pOpmTunning->iApdVoltageSet[kApdSettings] = 0;
+    for (float& fCoefficient : pOpmTunning->fTempCoefficient)
+        fCoefficient = k;
+}

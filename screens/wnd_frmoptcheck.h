@@ -1,0 +1,15 @@
+// Optical check: the light path at both wavelengths, and the fibre-length offset.
+#pragma once
+
+#include "screens/wnd_global.h"
+
+int FrmOptcheckInit(void* pWndObj);
+int FrmOptcheckPaint(void* pWndObj);
+int FrmOptcheckExit(void* pWndObj);
+
+constexpr SCREEN_ENTRY FrmOptcheck = {FrmOptcheckInit, FrmOptcheckExit, FrmOptcheckPaint, nullptr};
+
+// Text of data line iLine (1 light path, 2 offset) and of the information line. A null text or another line
+// number changes nothing. Return 0.
+int FrmOptcheckSetDataInfo(const char* pInfo, int iLine);
+int FrmOptcheckSetInfo(const char* pInfo);

@@ -1,0 +1,165 @@
+#include "tests/measure/unit/measure_fixture.h"
+
+#include <cmath>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Acquisition = test::MeasureTest;
+
+TEST_F(Acquisition, DarkLevelProgramsAndReadsInItsOrder) {
+    Samples(1000, 0);
+    system_.echo[0x24 / 2] = 0x1234;
+    EXPECT_EQ(1000u, GetBlackLevel());
+    EXPECT_EQ(
+        "reg write 0x30000002 0x07f8\nsleep 1\nreg write 0x3000000a 0x2001\nsleep 10\n"
+        "reg write 0x30000030 0x0008\nsleep 1\nreg write 0x30000032 0x0020\nsleep 1\n"
+        "reg write 0x3000000c 0x0041\nsleep 10\nreg write 0x30000018 0x0000\nsleep 1\n"
+        "reg write 0x30000024 0x0000\nsleep 1\nreg write 0x30000022 0x1234\nsleep 1\n"
+        "reg write 0x3000001a 0x0400\nreg write 0x3000001c 0x0000\nreg write 0x3000001e 0x0001\n"
+        "reg write 0x30000020 0x0400\n"
+        "reg write 0x3000002e 0x0001\nsleep 1\nreg read 0x3000002e\nsleep 100\n"
+        "reg write 0x3000002e 0x0002\nreg read 0x3000002e\ndata 1024\n"
+        "reg write 0x3000002e 0x0000\nsleep 1\n",
+        system_.Trace());
+}
+
+TEST_F(Acquisition, DarkLevelIgnoresTheSecondHalfAndTheFirstSample) {
+    Samples(100, 0, 512);
+    system_.samples[0] = 60000;
+    system_.samples.resize(1024, 9999);
+    EXPECT_EQ(100u, GetBlackLevel());
+    system_.samples[5] = 99;  // 511 * 100 + 99 over 512, truncated
+    EXPECT_EQ(99u, GetBlackLevel());
+}
+
+TEST_F(Acquisition, NoiseUsesTheDefaultsOfBothAttenuators) {
+    Samples(60000, 20);
+    cOpmTunning.iAtt1 = 0;
+    EXPECT_EQ("Mean = 60000, Std = 19.999813\n", test::Printed([] { GetSignalParameter(0); }));
+    EXPECT_THAT(Written("0x3000000e"), ElementsAre(800));
+    EXPECT_THAT(Written("0x30000010"), ElementsAre(896));
+    // Sample 0 is replaced by sample 1, so the mean lies a little below 60000.
+    EXPECT_EQ(60000, signalMean);
+    EXPECT_NEAR(20.0f, signalStd, 0.001f);
+    system_.Clear();
+    cOpmTunning.iAtt1 = 1111;
+    test::Printed([] { GetSignalParameter(1234); });
+    EXPECT_THAT(Written("0x3000000e"), ElementsAre(1234));
+    EXPECT_THAT(Written("0x30000010"), ElementsAre(1111));
+}
+
+TEST_F(Acquisition, AnErasedRecordsCodesAreWrittenAsTheyStand) {
+    Samples(60000, 0);
+    cOpmTunning.iAtt1 = 0xFFFFFFFF;
+    test::Printed([] { GetSignalParameter(0xFFFFFFFE); });
+    EXPECT_THAT(Written("0x3000000e"), ElementsAre(0xFFFE));
+    EXPECT_THAT(Written("0x30000010"), ElementsAre(0xFFFF));
+    EXPECT_EQ("reg read 0x3000002e\nreg read 0x3000002e\n", system_.Trace("reg read"));
+}
+
+TEST_F(Acquisition, NoiseProgramsAndReadsInItsOrder) {
+    Samples(60000, 0);
+    cOpmTunning.iAtt1 = 1024;
+    test::Printed([] { GetSignalParameter(800); });
+    EXPECT_EQ(
+        "reg write 0x30000002 0x03f8\nsleep 10\nreg write 0x3000000a 0x6300\nsleep 10\n"
+        "reg write 0x3000000c 0x0151\nsleep 10\nreg write 0x30000012 0x0000\nsleep 10\n"
+        "reg write 0x30000018 0x0000\nsleep 10\nreg write 0x30000030 0x0009\nsleep 10\n"
+        "reg write 0x3000000e 0x0320\nsleep 10\nreg write 0x30000010 0x0400\nsleep 10\n"
+        "reg write 0x30000032 0x0020\nsleep 10\nreg write 0x30000024 0x0000\nsleep 1\n"
+        "reg write 0x30000022 0x0000\nsleep 1\nreg write 0x3000001a 0x0200\nsleep 1\n"
+        "reg write 0x3000001c 0x0000\nsleep 1\nreg write 0x3000001e 0x0001\nsleep 1\n"
+        "reg write 0x30000020 0x0400\nsleep 1\n"
+        "reg write 0x3000002e 0x0001\nsleep 100\nreg read 0x3000002e\nsleep 100\n"
+        "reg write 0x3000002e 0x0002\nsleep 100\nreg read 0x3000002e\ndata 512\n"
+        "reg write 0x3000002e 0x0000\nsleep 1\n",
+        system_.Trace());
+}
+
+// ---- Trace ----
+
+TEST_F(Acquisition, ATraceLikeItsDarkLevelHasNoSignal) {
+    Samples(40000, 0);
+    const std::string printed = test::Printed([] { EXPECT_EQ(0.0f, GetSignal(WAVE_LEN_1310)); });
+    EXPECT_THAT(printed, HasSubstr("iBlackLevel = 40000\n"));
+    EXPECT_THAT(printed, HasSubstr("---------fMean = 0.000000,fMax = 0.000000---fDelta = 0.000000---\n"));
+    EXPECT_THAT(Written("0x3000000c"), ElementsAre(0x111));
+    EXPECT_THAT(Written("0x30000018"), ElementsAre(4));
+    EXPECT_THAT(Written("0x30000024"), ElementsAre(0, 0));
+}
+
+TEST_F(Acquisition, SamplesAboveAndBelowTheDarkLevelCountAlike) {
+    for (const int offset : {20, -20}) {
+        Samples(40000, 0);
+        // Behind the pulse: samples 300 to 339 of the rotated trace.
+        for (int i = 812; i < 852; ++i)
+            system_.samples[static_cast<size_t>(i)] = static_cast<uint16_t>(40000 + offset);
+        float delta = 0;
+        test::Printed([&] { delta = GetSignal(WAVE_LEN_1550); });
+        EXPECT_NEAR(5 * std::log10(21.0f), delta, 1e-5f) << offset;
+    }
+    EXPECT_THAT(Written("0x3000000c"), ElementsAre(0x151, 0x151));
+}
+
+TEST_F(Acquisition, TheLargestDistancesCountAsNone) {
+    const struct {
+        int dark, sample;
+        float log;
+    } cases[] = {{65535, 1, 5 * std::log10(65535.0f)}, {65535, 0, 0}, {0, 65535, 0}};
+    for (const auto& one : cases) {
+        Samples(one.dark, 0);
+        for (int i = 812; i < 852; ++i)
+            system_.samples[static_cast<size_t>(i)] = static_cast<uint16_t>(one.sample);
+        float delta = -1;
+        test::Printed([&] { delta = GetSignal(WAVE_LEN_1310); });
+        EXPECT_NEAR(one.log, delta, 1e-3f) << one.sample;
+    }
+}
+
+TEST_F(Acquisition, TheLeadInOfATraceMovesToItsEnd) {
+    system_.samples.resize(8192);
+    for (size_t i = 0; i < 8192; ++i)
+        system_.samples[i] = static_cast<uint16_t>(i);
+    static uint16_t trace[TRACE_SAMPLES];
+    EXPECT_EQ(0, FetchTrace({0, 1, 0, 0, 0}, trace));
+    EXPECT_EQ(512, trace[0]);
+    EXPECT_EQ(8191, trace[7679]);
+    EXPECT_EQ((1 + 2) >> 1, trace[7680]);
+    EXPECT_EQ(1, trace[7681]);
+    EXPECT_EQ(511, trace[8191]);
+}
+
+TEST_F(Acquisition, ALimitEndsAWaitForABitThatNeverComes) {
+    uint16_t sample = 7;
+    system_.fixed[0x2e / 2] = 0x80;
+    EXPECT_EQ(-1, AcquireSamples({0, 10, 0, 10, 100}, &sample, 1));
+    EXPECT_EQ(11, Count(system_.Trace("reg read"), "reg read 0x3000002e"));
+    EXPECT_EQ("", system_.Trace("data"));
+    EXPECT_EQ(7, sample);
+    system_.Fail("reg read", 5);
+    system_.Clear();
+    EXPECT_EQ(-1, AcquireSamples({0, 10, 0, 10, 100}, &sample, 1));
+    EXPECT_EQ(1, Count(system_.Trace("reg read"), "reg read 0x3000002e"));
+}
+
+TEST_F(Acquisition, ADriverWithoutSamplesIsTold) {
+    uint16_t sample = 7;
+    system_.Fail("data", 5);
+    EXPECT_EQ(-2, AcquireSamples({0, 10, 0, 10, 0}, &sample, 1));
+}
+
+// ---- Status line ----
+
+TEST_F(Acquisition, FieldsOfTheStatusLineFollowEachOther) {
+    int length = 0;
+    showLen = 0;
+    ShowADTest("ATT0", 1.0f, &length);
+    EXPECT_EQ(17, length);
+    ShowADTest_len("X", -2.5f, 42, &length);
+    EXPECT_STREQ(" ATT0: 1.00000V   X: -2.50000V  42  ", reinterpret_cast<char*>(adBuffer));
+    EXPECT_EQ(17, showLen);
+    for (int i = 0; i < 20; ++i)
+        ShowADTest("TOO LONG FOR THE BUFFER", 1.0f, &length);
+    EXPECT_EQ(0, adBuffer[AD_BUFFER_SIZE - 1]);
+}

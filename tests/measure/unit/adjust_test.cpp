@@ -1,0 +1,281 @@
+#include "tests/measure/unit/measure_fixture.h"
+
+using test::Printed;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Adjust = test::MeasureTest;
+
+namespace {
+const char* const kVdd = "0x30000012";
+const char* const kApd = "0x30000014";
+const char* const kBias = "0x30000016";
+const char* const kAtt0 = "0x3000000e";
+const char* const kAtt1 = "0x30000010";
+}  // namespace
+
+// ---- VDD ----
+
+TEST_F(Adjust, VddTakesAReadingAtTheToleranceAndStepsFromOneBeyondIt) {
+    Reply(ADC_CHANEL_TP15, 3.05f);
+    Reply(ADC_CHANEL_TP15, 2.551f);  // 2.5: above, down by 16
+    Reply(ADC_CHANEL_TP15, 2.449f);  // below, up by 3
+    Reply(ADC_CHANEL_TP15, 2.45f);
+    Reply(ADC_CHANEL_TP15, 2.0f);
+    Reply(ADC_CHANEL_TP15, 1.5f);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1550));
+    EXPECT_THAT(Written(kVdd), ElementsAre(2064, 1712, 1696, 1699, 1376, 1056));
+    EXPECT_EQ(1699, OpmTuningResult.Vdd_Result[1].reg);
+    EXPECT_EQ(2.45f, OpmTuningResult.Vdd_Result[1].adc);
+    EXPECT_EQ(1699, OpmRegValue[WAVE_LEN_1550].iVddValue[1]);
+    EXPECT_EQ(0, OpmRegValue[WAVE_LEN_1310].iVddValue[1]);
+    EXPECT_THAT(operator_.Lines(), ElementsAre("adjust data 2: AD Value :3.05000V, times800 reg:810",
+                                               "adjust data 2: AD Value :2.55100V, times800 reg:6b0",
+                                               "adjust data 2: AD Value :2.44900V, times799 reg:6a0",
+                                               "adjust data 2: AD Value :2.45000V, times798 reg:6a3",
+                                               "adjust data 2: AD Value :2.00000V, times800 reg:560",
+                                               "adjust data 2: AD Value :1.50000V, times800 reg:420"));
+}
+
+TEST_F(Adjust, VddGoesOnAfterATargetItMissed) {
+    OpmTuningResult.Vdd_Result[0] = {77, 7.0f};
+    Reply(ADC_CHANEL_TP15, 9.0f, 801);
+    Reply(ADC_CHANEL_TP15, 2.5f);
+    Reply(ADC_CHANEL_TP15, 2.0f);
+    Reply(ADC_CHANEL_TP15, 1.5f);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1310));
+    EXPECT_EQ(77, OpmTuningResult.Vdd_Result[0].reg);
+    EXPECT_EQ(1712, OpmTuningResult.Vdd_Result[1].reg);
+    // 2064, and 128 steps down to 16, the last code that is not stepped from.
+    const std::vector<int> codes = Written(kVdd);
+    EXPECT_EQ(16, codes.at(128));
+    EXPECT_EQ(1712, codes.at(129));
+}
+
+TEST_F(Adjust, AVddTargetMetWithNoTriesLeftDoesNotCount) {
+    Reply(ADC_CHANEL_TP15, 9.0f, 800);
+    Reply(ADC_CHANEL_TP15, 3.0f);
+    for (const float target : {2.5f, 2.0f, 1.5f})
+        Reply(ADC_CHANEL_TP15, target);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1310));
+    EXPECT_EQ(0, OpmTuningResult.Vdd_Result[0].reg);
+    EXPECT_TRUE(system_.replies.empty());
+}
+
+TEST_F(Adjust, VddKeepsACodeThatItMayNotWrite) {
+    Reply(ADC_CHANEL_TP15, 0.0f, 801);
+    for (const float target : {2.5f, 2.0f, 1.5f})
+        Reply(ADC_CHANEL_TP15, target);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1310));
+    const std::vector<int> codes = Written(kVdd);
+    EXPECT_EQ(4092, codes.at(676)) << "the last below 4093";
+    EXPECT_EQ(1712, codes.at(677));
+    EXPECT_THAT(operator_.Lines(), Contains(EndsWith("times0 reg:1170"))) << "2064 + 800 * 3";
+}
+
+TEST_F(Adjust, FailedReadingsOnlyUseUpTries) {
+    Printed([&] { EXPECT_EQ(-8, OPMAdjustVdd(WAVE_LEN_1310)); });
+    EXPECT_EQ(4u * 801, operator_.Lines().size());
+    EXPECT_THAT(Written(kVdd), ElementsAre(2064, 1712, 1376, 1056));
+}
+
+TEST_F(Adjust, AnUnknownWavelengthTouchesNoHardware) {
+    EXPECT_EQ(-1, OPMAdjustVdd(static_cast<OTDRWaveLen>(4)));
+    EXPECT_EQ(-1, OPMAdjustAPD(4));
+    EXPECT_EQ(-1, OPMAdjustAPD(-1));
+    EXPECT_EQ("", system_.Trace());
+}
+
+TEST_F(Adjust, WavelengthThreeIsAdjustedWithoutARecord) {
+    for (const float target : {3.0f, 2.5f, 2.0f, 1.5f})
+        Reply(ADC_CHANEL_TP15, target);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_MAX));
+    EXPECT_EQ(1056, OpmTuningResult.Vdd_Result[3].reg);
+}
+
+TEST_F(Adjust, StopEndsEveryLoopWithoutAReading) {
+    SetStopThreadFlag(0);
+    EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1310));
+    EXPECT_EQ(0, OPMAdjustAPD(0));
+    EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310));
+    EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310));
+    EXPECT_EQ(1, OPMFCTAdjustAtt0(WAVE_LEN_1310));
+    EXPECT_EQ(1, OPMFCTAdjustAtt1(WAVE_LEN_1310));
+    EXPECT_EQ("", system_.Trace());
+}
+
+// ---- APD ----
+
+TEST_F(Adjust, ApdStepsAndWaitsAfterEachStep) {
+    Reply(ADC_CHANEL_T70, 45.101f);
+    Reply(ADC_CHANEL_T70, 44.899f);
+    Reply(ADC_CHANEL_T70, 45.1f);
+    for (const float target : {40.0f, 35.0f, 30.0f, 25.0f})
+        Reply(ADC_CHANEL_T70, target);
+    EXPECT_EQ(0, OPMAdjustAPD(0));
+    EXPECT_THAT(Written(kApd), ElementsAre(2499, 2478, 2483, 1979, 1465, 944, 432));
+    EXPECT_EQ(2483, OpmTuningResult.Apd_Result[0].reg);
+    EXPECT_EQ(432, OpmRegValue[0].iApdValue[4]);
+    EXPECT_EQ(5, Count(system_.Trace("sleep"), "sleep 500\n"));
+    EXPECT_EQ(2, Count(system_.Trace("sleep"), "sleep 100\n"));
+}
+
+TEST_F(Adjust, ApdGivesUpAtTheFirstTargetItMisses) {
+    Reply(ADC_CHANEL_T70, 0.0f, 201);
+    EXPECT_EQ(-8, OPMAdjustAPD(0));
+    EXPECT_TRUE(system_.replies.empty());
+    const std::vector<int> codes = Written(kApd);
+    EXPECT_EQ(2499 + 201 * 5, codes.back());
+    EXPECT_EQ(202u, codes.size());
+}
+
+// ---- ATT0, ATT1 ----
+
+TEST_F(Adjust, Att0ClampsAtZeroThroughTheBiasRegister) {
+    for (int i = 0; i < 81; ++i) {
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(ADC_CHANEL_TP3, 1.0f);
+    }
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP3, 0.01f);
+    Printed([&] { EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310)); });
+    const std::vector<int> codes = Written(kAtt0);
+    EXPECT_EQ(1280, codes.front());
+    EXPECT_EQ(16, codes.back());
+    EXPECT_EQ(80u, codes.size());
+    EXPECT_THAT(Written(kBias), ElementsAre(0, 0));
+    EXPECT_EQ(0, OpmTuningResult.Att0_Result[0].reg);
+    EXPECT_EQ(0.01f, OpmTuningResult.Att0_Result[0].adc);
+    EXPECT_THAT(Written(kApd), ElementsAre(0)) << "the high voltage is off";
+}
+
+TEST_F(Adjust, Att0ClampsAtTheTopThroughTheBiasRegister) {
+    for (int i = 0; i < 283; ++i) {
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(ADC_CHANEL_TP3, -1.0f);
+    }
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP3, 0.0f);
+    Printed([&] { EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310)); });
+    EXPECT_EQ(4090, Written(kAtt0).back());  // 1280 + 281 * 10
+    EXPECT_THAT(Written(kBias), ElementsAre(4095, 4095));
+    EXPECT_EQ(4095, OpmTuningResult.Att0_Result[0].reg);
+}
+
+TEST_F(Adjust, Att0SetsUpInItsOrder) {
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP3, 0.0f);
+    Printed([&] { EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310)); });
+    const std::string trace = system_.Trace();
+    EXPECT_THAT(trace,
+                HasSubstr("sleep 1000\nreg write 0x30000002 0x07f8\nsleep 1\nsleep 1000\n"
+                          "reg write 0x30000014 0x0000\nreg write 0x3000000a 0x6000\nsleep 10\n"
+                          "reg write 0x3000000c 0x0040\nsleep 10\nreg write 0x3000000e 0x0500\nsleep 1\n"));
+    EXPECT_THAT(operator_.Lines(),
+                ElementsAre("adjust data 3: finish fpga init", "adjust data 3: finish FPGA_CTRLOUT_REG",
+                            "adjust data 3: AD Value :0.00000V, times1000 reg:500"));
+}
+
+TEST_F(Adjust, Att0TakesAThousandFurtherReadings) {
+    for (int i = 0; i < 1001; ++i) {
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(ADC_CHANEL_TP3, i % 2 == 0 ? 1.0f : -1.0f);
+    }
+    Printed([&] { EXPECT_EQ(-8, OPMAdjustAtt0(WAVE_LEN_1310)); });
+    EXPECT_TRUE(system_.replies.empty());
+    EXPECT_THAT(operator_.Lines().back(), HasSubstr("times0 "));
+}
+
+TEST_F(Adjust, Att1ShowsEachReadingLateAndWarnsOfTheDarkLevel) {
+    OpmTuningResult.Att0_Result[0].reg = 1300;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 1.0f);
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    Samples(44999, 0);
+    Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); });
+    EXPECT_THAT(Written(kAtt1), ElementsAre(1024, 1008));
+    EXPECT_THAT(Written(kAtt0), ElementsAre(1300));
+    EXPECT_EQ(44999u, BlackLevelVoltage);
+    const std::vector<std::string>& lines = operator_.Lines();
+    ASSERT_EQ(5u, lines.size());
+    EXPECT_EQ("adjust data 4: AD Value :1.00000V, times1000 reg:400", lines[3]) << "at the second reading";
+    EXPECT_EQ("adjust data 4: adcValue1 = 0.500000,BlackLevel= 44999 is out of range!", lines[4]);
+    EXPECT_THAT(system_.Trace(), EndsWith("sleep 2000\n"));
+}
+
+TEST_F(Adjust, ADarkLevelInItsWindowIsNotTold) {
+    for (const int level : {45000, 65000}) {
+        operator_.Clear();
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(ADC_CHANEL_TP4, 0.0f);
+        Samples(level, 0);
+        Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); });
+        EXPECT_EQ(3u, operator_.Lines().size()) << level;
+    }
+}
+
+TEST_F(Adjust, FctLoopsShowAndStoreNothing) {
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP3, 0.005f);
+    Printed([&] { EXPECT_EQ(1, OPMFCTAdjustAtt0(WAVE_LEN_1310)); });
+    for (int i = 0; i < 101; ++i) {
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(ADC_CHANEL_TP4, 0.5f);
+    }
+    Printed([&] { EXPECT_EQ(-8, OPMFCTAdjustAtt1(WAVE_LEN_1310)); });
+    EXPECT_TRUE(system_.replies.empty());
+    EXPECT_THAT(operator_.Lines(), IsEmpty());
+    EXPECT_EQ(0, OpmTuningResult.Att0_Result[0].reg);
+    EXPECT_EQ(0, OpmTuningResult.Att1_Result[0].reg);
+}
+
+// ---- Threads ----
+
+TEST_F(Adjust, AThreadShowsItsResultsAndSavesThem) {
+    for (const float target : {3.0f, 2.5f, 2.0f, 1.5f})
+        Reply(ADC_CHANEL_TP15, target);
+    RunThread(OPMAdjustVddThd);
+    EXPECT_EQ(
+        "adjust data 2: Ad:  3.0V reg:0x0810  Ad:  2.5V reg:0x06b0  Ad:  2.0V reg:0x0560  Ad:  1.5V "
+        "reg:0x0420",
+        operator_.Lines().back());
+    EXPECT_EQ(2064u, cOpmTunning.iVddValue[0]);
+    EXPECT_EQ(1056u, cOpmTunning.iVddValue[3]);
+    EXPECT_THAT(system_.Trace(), EndsWith("seek optic0 0\nwrite optic0 96\n"));
+}
+
+TEST_F(Adjust, AStoppedThreadSaysStopAndSavesNothing) {
+    const OPM_TUNING before = cOpmTunning;
+    Reply(ADC_CHANEL_TP15, 9.0f, 800);
+    operator_.onLine = [this](const std::string&) {
+        if (operator_.Lines().size() == 5)
+            SetStopThreadFlag(0);
+    };
+    RunThread(OPMAdjustVddThd);
+    EXPECT_EQ("adjust data 2: Stop", operator_.Lines().back());
+    EXPECT_EQ(6u, operator_.Lines().size());
+    EXPECT_EQ(0, memcmp(&before, &cOpmTunning, sizeof before));
+    EXPECT_EQ("", system_.Trace("write optic0"));
+}
+
+TEST_F(Adjust, AnExhaustedThreadHandsItsCodeToTheErrorHandler) {
+    Reply(ADC_CHANEL_T70, 0.0f, 201);
+    RunThread(OPMAdjustAPDThd);
+    EXPECT_EQ("adjust: Ajust try times out.", operator_.Lines().back());
+    EXPECT_EQ("", system_.Trace("write optic0"));
+}
+
+TEST_F(Adjust, ShowReadsTheFourVoltagesOntoOneLine) {
+    Reply(ADC_CHANEL_TP3, 1.0f);
+    Reply(ADC_CHANEL_TP4, 2.0f);
+    Reply(ADC_CHANEL_TP15, 3.0f);
+    Reply(ADC_CHANEL_T70, 4.0f);
+    EXPECT_EQ(0, OPMAdjustShow());
+    EXPECT_THAT(operator_.Lines(),
+                ElementsAre("adjust:  ATT0: 1.00000V   ATT1: 2.00000V   VDD: 3.00000V   APD: 4.00000V  "));
+    ShowADValue(1.5f, 12, 0xAB);
+    EXPECT_EQ("adjust: AD Value :1.50000V, times12 reg:ab", operator_.Lines().back());
+}

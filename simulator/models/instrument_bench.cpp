@@ -95,6 +95,24 @@ std::string SetSeed(Parts& parts, const std::string&, const json& value) {
     return "";
 }
 
+std::string SetFibre(Parts& parts, const std::string&, const json& value) {
+    Fibre fibre;
+    const std::string problem = ParseFibre(value, fibre);
+    if (problem.empty())
+        parts.optics.SetFibre(fibre);
+    return problem;
+}
+
+std::string SetLightOnLink(Parts& parts, const std::string&, const json& value) {
+    constexpr double kUsual = -20;  // dBm: a transmitter at the far end
+    if (!value.is_boolean() && !value.is_null() && !InRange(value, -90, 10))
+        return "optics.light_on_link is true, false, or -90 to 10 dBm";
+    const bool on = value.is_number() || value == json(true);
+    const double level = value.is_number() ? value.get<double>() : kUsual;
+    parts.optics.SetLightOnLink(on ? 1e-3 * std::pow(10.0, level / 10) : 0);
+    return "";
+}
+
 std::string SetPanel(Parts& parts, const std::string&, const json& value) {
     if (!value.is_array() || value.size() != 2 || !WholeInRange(value[0], 1, 4096) ||
         !WholeInRange(value[1], 1, 4096))
@@ -126,6 +144,12 @@ constexpr Row kRows[] = {
     {{"module.temperature", "degrees Celsius now"}, SetTemperature},
     {{"module.temperature_rate", "degrees a minute from now on"}, SetTemperatureRate},
     {{"module.seed", "another optical module: its number"}, SetSeed},
+    {{"optics.fibre",
+      "at the module's port: \"none\", \"5 m\", \"1 km\", \"1.5 km\", or a list of events {\"at\": metres, "
+      "\"loss\": dB, \"reflection\": dB}, the last one the end"},
+     SetFibre},
+    {{"optics.light_on_link", "steady light from the far end: true (-20), false, or dBm at the port"},
+     SetLightOnLink},
     {{"screen.size", "[width, height] of the panel in pixels; before the product opens it"}, SetPanel},
 };
 

@@ -177,6 +177,14 @@ std::string SwappedColours(Parts& parts, bool on, const json& value) {
     return problem.empty() ? parts.screen.SetSwapped(on) : problem;
 }
 
+std::string BadConnector(Parts& parts, bool on, const json& value) {
+    constexpr double kDefault = 4;  // dB
+    if (on && !value.is_boolean() && !(value.is_number() && value > 0 && value <= 60))
+        return "optics.bad_connector takes true or dB up to 60";
+    parts.optics.SetBadConnector(!on ? 0 : value.is_boolean() ? kDefault : value.get<double>());
+    return "";
+}
+
 struct Row {
     Instrument::FaultInfo info;
     Apply apply;
@@ -223,6 +231,16 @@ constexpr Row kRows[] = {
     {{"adc.path", "line from the receiver to the ADC open: the ADC sees 0 V",
       "ADC check: \" not OK! result = ...\""},
      Toggle<&Parts::optics, &Optics::SetPathBroken>},
+    {{"optics.bad_connector",
+      "dirty or damaged connector in the module's port: dB lost each way (true: 4); it also reflects",
+      "\"1310 Optical check bad\", \"1550 Optical check bad\""},
+     BadConnector},
+    {{"optics.apd_defective", "photodiode open: no dark current, no light",
+      "\"APD Tuning Start Failed! ret = -1\"; the optical check ends without a verdict"},
+     Toggle<&Parts::optics, &Optics::SetApdDefective>},
+    {{"optics.laser_off", "the laser does not light",
+      "\"1310 Optical check bad\"; \"offset = 0 Adjust Error\""},
+     Toggle<&Parts::optics, &Optics::SetLaserOff>},
     {{"module.eeprom_stuck", "{\"address\": a, \"value\": v} or a list: cells that always read v",
       "\"Eeprom Check Error!\" when in page 1; the store moves to another copy"},
      CellsStuck<&Parts::moduleEeprom>},

@@ -33,11 +33,6 @@ constexpr double kRailSpread = 0.012;     // half range, of the nominal: regulat
 constexpr double kReadingNoise = 0.0002;  // RMS, of the reading, plus the floor below
 constexpr double kNoiseFloor = 0.00005;   // volts
 
-// DAC to supply, as designed: VDD 3.0 V at code 2064, 1.5 V at 1056; APD 45 V at 2499, 25 V at 432.
-constexpr double kVddPerCode = 1.5 / (2064 - 1056), kVddAtZero = 3.0 - 2064 * kVddPerCode;
-constexpr double kApdPerCode = 20.0 / (2499 - 432), kApdAtZero = 45.0 - 2499 * kApdPerCode;
-constexpr double kSupplySpread = 0.01;  // half range, of the reading
-
 constexpr double kPulseNominal = 20, kPulseSpread = 4;  // counts
 constexpr double kPulseVolts = 0.35;                    // mean level of the pulse monitor
 
@@ -61,12 +56,6 @@ std::string Hex(const char* head, const std::vector<std::uint8_t>& bytes) {
     for (const std::uint8_t byte : bytes)
         line += Text(" %02x", unsigned{byte});
     return line;
-}
-
-// A factor near 1 that belongs to a channel of this module.
-double ChannelFactor(unsigned seed, std::uint8_t channel) {
-    Chance chance(Mix(seed, channel), "supply");
-    return 1.0 + chance.Spread(kSupplySpread);
 }
 
 std::size_t FindRail(const std::string& nameOrChannel) {
@@ -169,11 +158,9 @@ double MeasurementBoard::Volts(std::uint8_t channel) const {
     const unsigned seed = module_.Seed();
     switch (channel) {
         case kChannelVdd:
-            return (kVddAtZero + kVddPerCode * (registers_[kRegVdd] & kDacMask)) *
-                   ChannelFactor(seed, channel);
+            return VddVolts(seed, registers_[kRegVdd]);
         case kChannelApd:
-            return (kApdAtZero + kApdPerCode * (registers_[kRegApd] & kDacMask)) *
-                   ChannelFactor(seed, channel);
+            return ApdVolts(seed, registers_[kRegApd]);
         case kChannelAtt0:
             return DacVolts(registers_[kRegAtt0]) - module_.Spread().att0Zero;
         case kChannelAtt1:
@@ -182,7 +169,7 @@ double MeasurementBoard::Volts(std::uint8_t channel) const {
             break;
     }
     if (channel >= kChannelPulseFirst && channel <= kChannelPulseLast)
-        return PulseWidth(channel) > 0 ? kPulseVolts * ChannelFactor(seed, channel) : 0;
+        return PulseWidth(channel) > 0 ? kPulseVolts * SupplyFactor(seed, channel) : 0;
     for (std::size_t i = 0; i < kBoardRailCount; ++i) {
         const auto held = held_.find(i);
         if (kBoardRails[i].channel == channel)

@@ -7,33 +7,38 @@ namespace k905 {
 
 namespace {
 
-constexpr double kZeroCode = 32290, kFullScaleCode = 65535, kFullScaleVolts = 0.5;
-
-constexpr double kDarkVolts = 0.25;
-constexpr double kDarkSpread = 0.006;  // volts, half range: component tolerance of the output stage
-constexpr std::uint16_t kAtt0Zero = 1280, kAtt1Zero = 1024;
-constexpr double kZeroSpread = 0.035;  // DAC volts, half range (57 codes)
-constexpr double kAtt0Gain = 0.6, kAtt1Gain = 0.1;
-
 // The test input swings the level far below and a little above the dark level, whatever the attenuators are
 // set to.
 constexpr double kTestVoltage0 = 0.10, kTestVoltage1 = -0.80;
 
-constexpr double kNoiseVolts = 0.0002;  // RMS of one shot at the lowest gain (13 codes)
+constexpr double kResponsivity = 0.95;  // amperes a watt, InGaAs
+constexpr double kReceiveLoss = 3.5;    // dB from the port to the diode: the coupler and its splices
+constexpr double kBadReflection = -30;  // dB: a dirty or damaged connector
+constexpr double kFinestStep = 0.04;    // metres
+constexpr double kDelay = 40.6, kDelaySpread = 2.8;             // metres, half range
+constexpr double kPowerSpread = 0.08;                           // of the laser's power, half range
+constexpr double kPortLoss = 0.25, kPortLossSpread = 0.15;      // dB
+constexpr double kPortReflection = -48, kReflectionSpread = 3;  // dB: mated polished connectors
+constexpr double kTurnOn = 0.7;                                 // nanoseconds until the laser lights
 
-// Noise gain of the front amplifier by its code (0, 1, 3, 7 are used: each bit switches one more stage in).
-double NoiseGain(std::uint16_t current0) {
-    return 1.0 + (current0 & 1) + (current0 >> 1 & 1) + (current0 >> 2 & 1);
+// What the laser driver's current step couples into the receiver, away from where light moves it.
+constexpr double kCrosstalk = 0.003, kCrosstalkDecay = 10;  // volts, nanoseconds
+
+double Ratio(double decibels) {
+    return std::pow(10.0, decibels / 10);
 }
 
 }  // namespace
 
 ModuleSpread DrawModuleSpread(unsigned seed) {
-    Chance chance(seed, "module");
+    Chance chance(seed, "laser and port");
     ModuleSpread spread = {};
-    spread.offsetVolts = chance.Spread(kDarkSpread);
-    spread.att0Zero = DacVolts(kAtt0Zero) + chance.Spread(kZeroSpread);
-    spread.att1Zero = DacVolts(kAtt1Zero) + chance.Spread(kZeroSpread);
+    static_cast<ReceiverSpread&>(spread) = DrawReceiverSpread(seed);
+    spread.apd = DrawApdSpread(seed);
+    spread.delay = kDelay + chance.Spread(kDelaySpread);
+    spread.laserFactor = 1 + chance.Spread(kPowerSpread);
+    spread.portLoss = kPortLoss + chance.Spread(kPortLossSpread);
+    spread.portReflection = kPortReflection + chance.Spread(kReflectionSpread);
     return spread;
 }
 
@@ -50,6 +55,7 @@ OpticsInput OpticsInputFrom(const Registers& registers, double temperature, Test
     input.apdBias = registers[kRegApdBias] & kDacMask;
     input.pulse = registers[kRegPulse];
     input.pulseMode = registers[kRegPulseMode];
+    input.memory = registers[kRegMemory];
     input.averages = registers[kRegAverages];
     input.delay = static_cast<std::uint32_t>(registers[kRegDelayHigh]) << 16 | registers[kRegDelayLow];
     input.temperature = temperature;
@@ -58,49 +64,135 @@ OpticsInput OpticsInputFrom(const Registers& registers, double temperature, Test
     return input;
 }
 
-std::uint16_t AdcCode(double volts) {
-    const double code = kZeroCode + volts / kFullScaleVolts * (kFullScaleCode - kZeroCode);
-    return static_cast<std::uint16_t>(std::lround(std::clamp(code, 0.0, kFullScaleCode)));
-}
-
 void Optics::SetSeed(unsigned seed) {
     seed_ = seed;
     spread_ = DrawModuleSpread(seed);
     noise_ = Chance(seed, "receiver noise");
 }
 
+ApdState Optics::Apd(const OpticsInput& input) const {
+    if (apdDefective_)
+        return {};
+    const double light = kResponsivity * light_ * Ratio(-kReceiveLoss - spread_.portLoss - connectorLoss_);
+    return RestingApd(spread_.apd, ApdVolts(seed_, input.apd), input.temperature, light);
+}
+
 double Optics::DarkVolts(const OpticsInput& input) const {
+    return DarkVolts(input, Apd(input));
+}
+
+double Optics::DarkVolts(const OpticsInput& input, const ApdState& apd) const {
     if (pathBroken_)
         return 0;
-    double volts = kDarkVolts + spread_.offsetVolts - kAtt0Gain * (DacVolts(input.att0) - spread_.att0Zero) -
-                   kAtt1Gain * (DacVolts(input.att1) - spread_.att1Zero);
+    double volts =
+        BalancedVolts(spread_, input.att0, input.att1) - apd.current * Transimpedance(input.current0);
     if (input.testSignal != TestSignal::kOpen && (input.current0 & 7u) == input.testChannel)
         volts += input.testSignal == TestSignal::kVoltage0 ? kTestVoltage0 : kTestVoltage1;
     return volts;
 }
 
+std::vector<double> Optics::PulseCurrent(const OpticsInput& input, std::size_t count) const {
+    const LaserSetup laser = LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd));
+    if (laser.watts <= 0 || laserOff_ || apdDefective_)
+        return {};
+    const double step = SampleStep(input.pulseMode, input.memory);
+    const double first = static_cast<double>(input.delay) - kLeadIn;
+    const EchoGrid grid = {first * step - spread_.delay - kTurnOn * kMetresPerNanosecond, step,
+                           laser.nanoseconds * kMetresPerNanosecond};
+    if (grid.start + static_cast<double>(count) * step <= 0)
+        return {};
+    const Port port = {spread_.portLoss + connectorLoss_,
+                       connectorLoss_ > 0 ? kBadReflection : spread_.portReflection};
+    std::vector<double> current = Echo(fibre_, port, laser.wavelength, grid, count);
+    const double amperes = kResponsivity * laser.watts * spread_.laserFactor * Ratio(-kReceiveLoss);
+    for (double& sample : current)
+        sample *= amperes;
+    return current;
+}
+
+// The driver fires at the end of the lead-in, whether or not its laser lights.
+void Optics::AddCrosstalk(const OpticsInput& input, std::vector<double>& signal, std::size_t count) const {
+    const std::size_t fired = input.delay < kLeadIn ? kLeadIn - input.delay : count;
+    if (pathBroken_ || fired >= count ||
+        LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd)).watts <= 0)
+        return;
+    signal.resize(count);
+    const double step = SampleStep(input.pulseMode, input.memory) / kMetresPerNanosecond;
+    const double decay = std::exp(-step / kCrosstalkDecay);
+    double volts = kCrosstalk;
+    for (std::size_t i = fired; i < count && volts > kCrosstalk * 1e-4; ++i, volts *= decay)
+        signal[i] -= volts;
+}
+
 std::vector<std::uint16_t> Optics::Acquire(const OpticsInput& input, std::size_t count) {
-    const double level = DarkVolts(input);
+    const ApdState apd = Apd(input);
+    const double level = DarkVolts(input, apd);
+    const double perAmpere = Transimpedance(input.current0);
     const double shots = std::max<double>(input.averages, 1);
-    const double noise = kNoiseVolts * NoiseGain(input.current0) / std::sqrt(shots);
+    const double amplifier = AmplifierNoise(input.current0);
+    const double current = perAmpere * perAmpere;
+    const double resting =
+        pathBroken_ ? amplifier * amplifier : amplifier * amplifier + current * apd.noiseSquare;
+    std::vector<double> signal = pathBroken_ ? std::vector<double>() : PulseCurrent(input, count);
+    const bool pulsed = !signal.empty();
+    for (double& sample : signal)
+        sample *= perAmpere * apd.gain;
+    if (pulsed)
+        Amplify(signal, SampleStep(input.pulseMode, input.memory) / kMetresPerNanosecond);
+
+    AddCrosstalk(input, signal, count);
+
+    // Shot noise of the echo: its square grows with the light.
+    const double perVolt = pulsed ? current * ShotNoiseSquare(1, apd.gain) / (perAmpere * apd.gain) : 0;
+    const double still = std::sqrt(resting / shots);
     std::vector<std::uint16_t> samples(count);
-    for (std::uint16_t& sample : samples)
-        sample = AdcCode(level + noise * noise_.Normal());
+    for (std::size_t i = 0; i < count; ++i) {
+        const double echo = signal.empty() ? 0 : signal[i];
+        const double noise = echo > 0 ? std::sqrt((resting + perVolt * echo) / shots) : still;
+        samples[i] = AdcCode(level - echo + noise * noise_.Normal());
+    }
     if (!samples.empty())
         samples[0] = AdcCode(0);
     return samples;
 }
 
+double Optics::BreakdownCode(double temperature) const {
+    return ApdCode(seed_, BreakdownVolts(spread_.apd, temperature));
+}
+
+double Optics::OffsetSamples() const {
+    return spread_.delay / kFinestStep;
+}
+
 nlohmann::json Optics::State(const OpticsInput& input) const {
+    static constexpr const char* kWavelengths[] = {"1310", "1550", "1625", "none"};
+    const ApdState apd = Apd(input);
+    const LaserSetup laser = LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd));
+    const double atZero = BreakdownCode(0);
     return {{"seed", seed_},
             {"dark_volts", DarkVolts(input)},
             {"dark_code", AdcCode(DarkVolts(input))},
             {"att0_zero_code", static_cast<int>(std::lround(spread_.att0Zero * 4096 / 2.5))},
             {"att1_zero_code", static_cast<int>(std::lround(spread_.att1Zero * 4096 / 2.5))},
+            {"breakdown_code", BreakdownCode(input.temperature)},
+            {"breakdown_code_at_zero", atZero},
+            {"breakdown_codes_per_degree", BreakdownCode(1) - atZero},
+            {"offset_samples", OffsetSamples()},
+            {"apd_volts", apd.volts},
+            {"apd_gain", apd.gain},
+            {"apd_current", apd.current},
+            {"fibre", fibre_.name},
+            {"fibre_length", fibre_.End()},
+            {"light_on_link", light_},
+            {"port_loss", spread_.portLoss + connectorLoss_},
             {"path_broken", pathBroken_},
             {"laser_enabled", (input.current1 & 1) != 0},
+            {"laser_watts", laserOff_ ? 0.0 : laser.watts * spread_.laserFactor},
+            {"wavelength", kWavelengths[static_cast<int>(laser.wavelength)]},
             {"wavelength_code", input.current1 >> 6 & 3},
-            {"pulse_code", input.pulse}};
+            {"pulse_code", input.pulse},
+            {"pulse_nanoseconds", laser.nanoseconds},
+            {"metres_per_sample", SampleStep(input.pulseMode, input.memory)}};
 }
 
 }  // namespace k905

@@ -101,8 +101,8 @@ TEST_F(OpticalCheck, ADarkReceiverIsBadAtBothWavelengths) {
 }
 
 TEST_F(OpticalCheck, ASearchWithoutAVerdictLeavesTheFirstTextEmpty) {
-    // The simulated receiver has no breakdown that the search could find.
     Start(FrmOptcheck);
+    Fault("optics.apd_defective");  // no breakdown that the search could find
     Tap(540, 90, 1000);
     RunUntilReady(1800);
     ASSERT_TRUE(Enabled(500, 64));

@@ -67,12 +67,12 @@ const Names kHarmless = {"printf",
 
 // And those that the product needs besides: memory, text and numbers.
 const Names kHarmlessToTheProduct = {
-    "calloc",      "malloc",   "free",    "fgets",        "log10f",       "log10",   "memcmp",
-    "memcpy",      "memmove",  "perror",  "puts",         "putchar",      "readdir", "setvbuf",
-    "sigemptyset", "snprintf", "strcmp",  "strdup",       "strlen",       "strncmp", "strstr",
-    "strchr",      "strrchr",  "sysconf", "pthread_exit", "sqrtf",        "powf",    "fprintf",
-    "fputs",       "fwrite",   "fread",   "fflush",       "vsnprintf",    "realloc", "strtol",
-    "truncf",      "exit",     "stdout",  "stderr",       "pthread_self", "fputc",   "sscanf"};
+    "calloc",       "malloc",       "free",    "fgets",   "log10f",  "log10",   "memcmp",      "memcpy",
+    "memmove",      "perror",       "puts",    "putchar", "readdir", "setvbuf", "sigemptyset", "snprintf",
+    "strcmp",       "strdup",       "strcpy",  "strlen",  "strncmp", "strstr",  "strchr",      "strrchr",
+    "sysconf",      "pthread_exit", "sqrtf",   "powf",    "fprintf", "fputs",   "fwrite",      "fread",
+    "fflush",       "vsnprintf",    "realloc", "strtol",  "truncf",  "exit",    "stdout",      "stderr",
+    "pthread_self", "fputc",        "sscanf"};
 
 TEST(Exports, EveryCallOfTheProductIsCovered) {
     if (K905_SANITIZED)

@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 # Packages of the build itself, and those that only the tests need.
-build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libcpp-httplib-dev librsvg2-bin unifont python3)
+build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libcpp-httplib-dev librsvg2-bin unifont)
 test_packages=(libgtest-dev libgmock-dev clang-format)
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }

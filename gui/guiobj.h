@@ -69,8 +69,8 @@ void DropCurr(Object** ppCurr, Object* pObj) {
         __atomic_store_n(ppCurr, nullptr, __ATOMIC_RELEASE);
 }
 
-// Wraps pObj in a new GUIOBJ at the end of the list. -2 if the list is null or full; -3 if memory is short;
-// -4 if the list refuses the item.
+// Wraps pObj in a GUIOBJ of its own at the end of the list. -2 if the list is null or full; -3 if memory is
+// short; -4 if the list refuses the item.
 int AppendObj(int iType, int iLength, void* pObj, GUILIST* pList);
 // Unlinks and frees the GUIOBJ and returns what it held. Null, nothing freed, if it is null or not in this
 // list.

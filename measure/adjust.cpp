@@ -205,6 +205,26 @@ OPM_REG_VALUE* RegValueOf(int32_t iWaveLen) {
     return iWaveLen >= 0 && iWaveLen < WAVE_LEN_MAX ? &OpmRegValue[iWaveLen] : nullptr;
 }
 
+// The search of the adjust screen. True when the zero was found, with the code in result; iStatus is then the
+// status of the last reading, else that of the search, 0 when it was stopped.
+bool FindOffset(const OFFSET_SEARCH& search, OPM_Value& result, int32_t& iStatus) {
+    iStatus = 0;
+    ReleaseOutputs(search.iLine);
+    if (GetStopThreadFlag() == 0)
+        return false;
+    SetUpOffset(search);
+    uint16_t usCode = search.usStart;
+    int32_t iRead = 0;
+    const int32_t iFound = FindZero(search, kOffsetTries, true, usCode, iRead);
+    if (iFound != 0) {
+        iStatus = iFound == kStopped ? 0 : iFound;
+        return false;
+    }
+    result = {usCode, adcValue};
+    iStatus = iRead;
+    return true;
+}
+
 int32_t FctAdjust(const OFFSET_SEARCH& search) {
     if (GetStopThreadFlag() == 0)
         return 1;
@@ -284,38 +304,26 @@ int32_t OPMAdjustAtt0(OTDRWaveLen waveLen) {
     if (GetStopThreadFlag() == 0)
         return 0;
     fpga_init(cFpgaFileName);
-    ReleaseOutputs(LINE_ATT0);
-    if (GetStopThreadFlag() == 0)
-        return 0;
-    SetUpOffset(att0Search);
-    uint16_t usCode = att0Search.usStart;
-    int32_t iRead = 0;
-    const int32_t iFound = FindZero(att0Search, kOffsetTries, true, usCode, iRead);
-    if (iFound != 0)
-        return iFound == kStopped ? 0 : iFound;
-    if (OPM_REG_VALUE* pValue = RegValueOf(waveLen))
-        pValue->iAtt0Value[0] = usCode;
-    OpmTuningResult.Att0_Result[0] = {usCode, adcValue};
-    return iRead;
+    int32_t iStatus = 0;
+    OPM_Value& result = OpmTuningResult.Att0_Result[0];
+    if (FindOffset(att0Search, result, iStatus)) {
+        if (OPM_REG_VALUE* pValue = RegValueOf(waveLen))
+            pValue->iAtt0Value[0] = result.reg;
+    }
+    return iStatus;
 }
 
 int32_t OPMAdjustAtt1(OTDRWaveLen waveLen) {
     if (GetStopThreadFlag() == 0)
         return 0;
-    ReleaseOutputs(LINE_ATT1);
-    if (GetStopThreadFlag() == 0)
-        return 0;
-    SetUpOffset(att1Search);
-    uint16_t usCode = att1Search.usStart;
-    int32_t iRead = 0;
-    const int32_t iFound = FindZero(att1Search, kOffsetTries, true, usCode, iRead);
-    if (iFound != 0)
-        return iFound == kStopped ? 0 : iFound;
-    if (OPM_REG_VALUE* pValue = RegValueOf(waveLen))
-        pValue->iAtt1Value[0] = usCode;
-    OpmTuningResult.Att1_Result[0] = {usCode, adcValue};
-    CheckDarkLevel();
-    return iRead;
+    int32_t iStatus = 0;
+    OPM_Value& result = OpmTuningResult.Att1_Result[0];
+    if (FindOffset(att1Search, result, iStatus)) {
+        if (OPM_REG_VALUE* pValue = RegValueOf(waveLen))
+            pValue->iAtt1Value[0] = result.reg;
+        CheckDarkLevel();
+    }
+    return iStatus;
 }
 
 int32_t OPMFCTAdjustAtt0(OTDRWaveLen /*waveLen*/) {

@@ -73,6 +73,17 @@ int ClearMessageQueue(GUIMESSAGE* pMsgObj) {
     return pMsgObj == nullptr ? -1 : ClearObjs(pMsgObj->pMsgQueue, true);
 }
 
+int DropReceiverMessages(GUIMESSAGE* pMsgObj) {
+    const auto hasReceiver = [](const void* pObj) {
+        return static_cast<const GUIMESSAGE_ITEM*>(pObj)->pRecvObj != nullptr;
+    };
+    if (pMsgObj == nullptr)
+        return -1;
+    while (RemoveObj(pMsgObj->pMsgQueue, true, hasReceiver) == 0)
+        ;
+    return 0;
+}
+
 // ---- Registrations ----
 
 // The test for the registration of one code and receiver.

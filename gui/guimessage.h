@@ -83,6 +83,8 @@ GUIMESSAGE_ITEM* ReadMessageQueue(GUIMESSAGE* pMsgObj);
 GUIMESSAGE_ITEM* RecvSpecialMessage(int iMsgType, GUIMESSAGE* pMsgObj);
 // Frees every queued message. -1 on null; -2 if the queue is missing; -3 if unlinking fails.
 int ClearMessageQueue(GUIMESSAGE* pMsgObj);
+// Frees every queued message that names a receiver, and leaves the others in order. -1 on null.
+int DropReceiverMessages(GUIMESSAGE* pMsgObj);
 
 // ---- Registrations ----
 

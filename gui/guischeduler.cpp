@@ -40,6 +40,23 @@ int GetExitFlag() {
     return iFlag;
 }
 
+int JoinWorker(GUITHREAD* pThread) {
+    constexpr unsigned POLL_MS = 20;
+    if (pThread == nullptr)
+        return -1;
+    if (*pThread == GUITHREAD_NONE)
+        return 0;
+    while (GetExitFlag() != 1) {
+        const int iResult = pthread_tryjoin_np(*pThread, nullptr);
+        if (iResult != EBUSY) {
+            *pThread = GUITHREAD_NONE;
+            return iResult;
+        }
+        MsecSleep(POLL_MS);
+    }
+    return ThreadEnd(pThread);
+}
+
 int InitThreadLock() {
     return InitMutex(&mutexThreadLock) == 0 ? 0 : -1;
 }

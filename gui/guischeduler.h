@@ -10,6 +10,9 @@
 int InitExitFlag();
 int SetExitFlag(int iFlag);
 int GetExitFlag();
+// Waits for a worker thread to end, waking it from its sleeps when the program is ending, and sets the handle
+// to GUITHREAD_NONE. 0 for a handle that holds no thread; -1 on null; else the POSIX result.
+int JoinWorker(GUITHREAD* pThread);
 
 // The lock that a window thread holds for its whole life. InitThreadLock: -1 on failure.
 int InitThreadLock();

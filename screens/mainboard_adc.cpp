@@ -41,6 +41,10 @@ static double Average(const uint16_t* pSamples) {
     return static_cast<double>(uiSum) / AVERAGE_COUNT;
 }
 
+bool MainBoardAdcPasses(double fVolts) {
+    return ADC_LOW < fVolts && fVolts < ADC_HIGH;
+}
+
 void AdcCheck() {
     static uint16_t usSamples[SAMPLE_COUNT];
     MainBoardResult.AdcFlag = ADC_FLAG_ABSENT;
@@ -57,7 +61,7 @@ void AdcCheck() {
     const double fResult = (Average(usSamples) - ADC_ZERO) / ADC_SPAN * ADC_REFERENCE;
     if (WaitUnlessExit(NOTICE_MS) != 0)
         return;
-    const bool bPass = ADC_LOW < fResult && fResult < ADC_HIGH;
+    const bool bPass = MainBoardAdcPasses(fResult);
     MainBoardResult.AdcFlag = bPass ? ADC_FLAG_PASS : ADC_FLAG_FAIL;
     char strText[64] = "";
     snprintf(strText, sizeof(strText), bPass ? " OK! result = %f" : " not OK! result = %f ", fResult);

@@ -42,6 +42,8 @@ void MainBoardFCTShow();
 bool MainBoardPointPasses(int iPoint, float fValue);
 // ADC path: one acquisition.
 void AdcCheck();
+// Whether its result in volts passes: the limits themselves fail.
+bool MainBoardAdcPasses(double fVolts);
 // The board's EEPROM: writes its record and reads it back.
 void ArmEepromCheck();
 // The optical module's EEPROM: writes its test page. No button uses it. Codes of eeprom_write_check.

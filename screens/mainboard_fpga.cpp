@@ -53,13 +53,16 @@ static bool StayLit() {
 
 static void* OpenVLS(void*) {
     uint32_t uiOutputs = 0;
-    read_opt_reg(opticFD, FPGA_CTRLOUT_REG, &uiOutputs);
+    bool bKnown = false;  // else a write would clear the register's other bits
     while (StayLit()) {
-        WriteOutputs(uiOutputs | CTRLOUT_VISIBLE_LIGHT);
+        bKnown = bKnown || read_opt_reg(opticFD, FPGA_CTRLOUT_REG, &uiOutputs) == 0;
+        if (bKnown)
+            WriteOutputs(uiOutputs | CTRLOUT_VISIBLE_LIGHT);
         MsecSleep(VISIBLE_REFRESH_MS);
     }
     uiOutputs &= ~CTRLOUT_VISIBLE_LIGHT;
-    WriteOutputs(uiOutputs);
+    if (bKnown)
+        WriteOutputs(uiOutputs);
     printf("--------close FPGA_CTRLOUT_REG: 0x%04x--------\n", uiOutputs);
     return nullptr;
 }

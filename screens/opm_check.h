@@ -46,6 +46,8 @@ bool OpmVoltagePasses(int iPoint, float fValue);
 
 // Pulse widths at four test points. No button is bound to it. Returns the result of the last request.
 int32_t OPMFCTPulseWidthShow();
+// Whether a pulse width (counts) passes: 11 to 29.
+bool OpmPulseWidthPasses(uint32_t uiWidth);
 
 // The four signal channels of the receiver chain. ChnnelMode1 adjusts the attenuators first. Return 0 once
 // the last line is shown, whatever the channel's verdict; -1 when an attenuator cannot be adjusted

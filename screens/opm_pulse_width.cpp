@@ -35,8 +35,12 @@ static void SetControl(uint16_t usCtrl0, uint16_t usCtrl1) {
     RunRegSequence(opticFD, steps);
 }
 
+bool OpmPulseWidthPasses(uint32_t uiWidth) {
+    return uiWidth >= WIDTH_LEAST && uiWidth <= WIDTH_MOST;
+}
+
 static void ShowPoint(int iLine, const PULSE_POINT& Point, float fValue, uint32_t uiWidth) {
-    const bool bPass = uiWidth >= WIDTH_LEAST && uiWidth <= WIDTH_MOST;
+    const bool bPass = OpmPulseWidthPasses(uiWidth);
     const char* pVerdict = bPass ? "OK" : "F.";
     char strLine[80] = "";
     snprintf(strLine, sizeof(strLine), " %s %s:    %7.5fV  pulse width: %d",

@@ -1,6 +1,7 @@
 #include "screens/wnd_frmadjust.h"
 
 #include "device/serial_link.h"
+#include "gui/guischeduler.h"
 #include "measure/adjust.h"
 #include "screens/wnd_frmopticalmain.h"
 #include "screens/wnd_screen.h"

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include "gui/guidraw.h"
+#include "gui/guischeduler.h"
 #include "measure/adjust.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"

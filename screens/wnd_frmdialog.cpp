@@ -61,7 +61,7 @@ int DialogInit(unsigned x, unsigned y, GUICHAR* pTitleStr, const GUICHAR* pTextS
     CancelcallBackFunc = cancelfunc;
     if (ucIcoType == 0)
         pDiologIcoType = BITMAP_DIR "warring.bmp";
-    SendMsg_ExitWindow(LastWindow);
+    LeaveScreen(LastWindow);
     return SendMsg_CallWindow(pWndObj);
 }
 
@@ -70,7 +70,7 @@ int DialogExit() {
     GUIWINDOW* pNextWnd = nullptr;
     if (DialogcallBackFunc != nullptr)
         DialogcallBackFunc(&pNextWnd);
-    SendMsg_ExitWindow(pFrmDialog);
+    LeaveScreen(pFrmDialog);
     return SendMsg_CallWindow(pNextWnd);
 }
 

@@ -44,6 +44,8 @@ static int MainIcoWnd2_Down(void*, int, void*, int) {
 
 static int MainIcoWnd2_Up(void*, int, void*, int) {
     ShowLook(pMainIcoWnd2, pMainLblWnd2, BMP_ICO_1, COLOR_NONE);
+    // The visible light rewrites the register that the module's EEPROM bus and the optical measurements use.
+    FrmMainBoardRelease();
     SwitchScreen(pFrmMain, FrmOpticalMain);
     return 0;
 }

@@ -19,5 +19,6 @@ constexpr SCREEN_ENTRY FrmMainBoard = {FrmMainBoardInit, FrmMainBoardExit, FrmMa
 int FrmMainBoardSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
 int FrmMainBoardSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
 
-// Ends what the screen leaves running when it is left, the visible light source. For the end of the program.
+// Ends what the screen leaves running when it is left, the visible light source. Before the optical tests,
+// and at the end of the program.
 void FrmMainBoardRelease();

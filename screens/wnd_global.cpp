@@ -1,6 +1,5 @@
 #include "screens/wnd_global.h"
 
-#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -49,11 +48,21 @@ int CallScreen(const SCREEN_ENTRY& Target) {
     return pWndObj == nullptr ? -1 : SendMsg_CallWindow(pWndObj);
 }
 
+int LeaveScreen(GUIWINDOW* pCurrent) {
+    GUIMESSAGE* pMsgObj = GetCurrMessage();
+    if (pMsgObj != nullptr) {
+        MutexLock(&pMsgObj->Mutex);
+        ClearMessageReg(pMsgObj);
+        MutexUnlock(&pMsgObj->Mutex);
+    }
+    return SendMsg_ExitWindow(pCurrent);
+}
+
 int SwitchScreen(GUIWINDOW* pCurrent, const SCREEN_ENTRY& Target) {
     GUIWINDOW* pWndObj = CreateScreenWindow(Target);
     if (pWndObj == nullptr)
         return -1;
-    SendMsg_ExitWindow(pCurrent);
+    LeaveScreen(pCurrent);
     return SendMsg_CallWindow(pWndObj);
 }
 
@@ -253,23 +262,6 @@ bool ConnectBoard(THREADFUNC fnToggle) {
 }
 
 // ---- Waits ----
-
-int JoinWorker(GUITHREAD* pThread) {
-    constexpr unsigned POLL_MS = 20;
-    if (pThread == nullptr)
-        return -1;
-    if (*pThread == GUITHREAD_NONE)
-        return 0;
-    while (GetExitFlag() != 1) {
-        const int iResult = pthread_tryjoin_np(*pThread, nullptr);
-        if (iResult != EBUSY) {
-            *pThread = GUITHREAD_NONE;
-            return iResult;
-        }
-        MsecSleep(POLL_MS);
-    }
-    return ThreadEnd(pThread);
-}
 
 int WaitUnlessExit(unsigned uiMsec) {
     constexpr unsigned STEP_MS = 100;

@@ -49,7 +49,10 @@ struct SCREEN_ENTRY {
 // Creates the target's full-screen window and calls it. -1, nothing sent, if there is no memory for the
 // window.
 int CallScreen(const SCREEN_ENTRY& Target);
-// The same, ending the current screen first: every move from one screen to another.
+// Ends the running screen: from here on none of its handlers is called, so that a second touch that waits
+// behind a long check cannot end the screen that follows. Returns 0.
+int LeaveScreen(GUIWINDOW* pCurrent);
+// The same as CallScreen, leaving the current screen first: every move from one screen to another.
 int SwitchScreen(GUIWINDOW* pCurrent, const SCREEN_ENTRY& Target);
 
 // ---- Entry points and handlers that many screens share ----
@@ -112,10 +115,6 @@ bool ConnectBoard(THREADFUNC fnToggle);
 
 // ---- Waits ----
 
-// Waits on the window thread for a worker thread to end, waking it from its sleeps when the program is
-// ending, and sets the handle to GUITHREAD_NONE. 0 for a handle that holds no thread; -1 on null; else the
-// POSIX result.
-int JoinWorker(GUITHREAD* pThread);
 // Sleeps on the window thread. -1 as soon as the program is ending, which the caller takes as the order to
 // break off.
 int WaitUnlessExit(unsigned uiMsec);

@@ -16,7 +16,7 @@
 
 constexpr unsigned long EXIT_POLL_MS = 100;
 
-static volatile sig_atomic_t iEndRequested = 0;
+static int iEndRequested = 0;
 static volatile sig_atomic_t iStartingUp = 0;
 
 // A signal every ten milliseconds, or none.
@@ -29,7 +29,7 @@ static void WakeRepeatedly(bool bOn) {
 // The signal itself ends the wait that the main thread is in; the hardware's start-up has more of them to
 // come.
 static void RequestEnd(int) {
-    iEndRequested = 1;
+    __atomic_store_n(&iEndRequested, 1, __ATOMIC_RELAXED);
     if (iStartingUp != 0)
         WakeRepeatedly(true);
 }
@@ -65,7 +65,7 @@ static GUITHREAD StartThread(THREADFUNC fnBody, void* pDevice) {
 
 static void WaitForEnd() {
     while (GetExitFlag() != 1) {
-        if (iEndRequested != 0)
+        if (__atomic_load_n(&iEndRequested, __ATOMIC_RELAXED) != 0)
             SetExitFlag(1);
         else
             MsecSleep(EXIT_POLL_MS);
@@ -92,12 +92,13 @@ int main() {
     ThreadEnd(&thdTouch);
     ThreadEnd(&thdKeypad);
     ThreadEnd(&thdFb);
-    free(pApd_Break_Para);
-    pApd_Break_Para = nullptr;
     ReleaseGUI();
 
-    // What outlives the screens: only now are there no window threads left to use it.
+    // What outlives the screens: only now are there no window threads, and no calibration of theirs, left to
+    // use it.
     FrmMainBoardRelease();
+    free(pApd_Break_Para);
+    pApd_Break_Para = nullptr;
     free(pScreenBmpBuff);
     pScreenBmpBuff = nullptr;
     return 0;

@@ -49,6 +49,8 @@ static void RegisterHandlers(const SCREEN& Screen, GUIWINDOW* pWndObj) {
     if (pMsgObj == nullptr)
         return;
     MutexLock(&pMsgObj->Mutex);
+    // Input for the screen before: its controls are gone, and new ones may lie where they lay in memory.
+    DropReceiverMessages(pMsgObj);
     Register(GUIMESSAGE_KEY_DOWN, pWndObj, Screen.Handlers.fnKeyDown, pMsgObj);
     Register(GUIMESSAGE_KEY_UP, pWndObj, Screen.Handlers.fnKeyUp, pMsgObj);
     Register(GUIMESSAGE_KNOB_CLOCK, pWndObj, Screen.Handlers.fnKnobClock, pMsgObj);

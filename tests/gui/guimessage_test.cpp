@@ -142,6 +142,17 @@ TEST_F(Message, MissingListsAreAnswered) {
     message->pMsgReg = registrations;
 }
 
+TEST_F(Message, ThoseWithAReceiverCanBeDropped) {
+    Post(2, 5);
+    ASSERT_EQ(WriteMessageQueue(CreateMessageItem(2, 16, 0, &a), message), 0);
+    Post(1, 2);
+    ASSERT_EQ(WriteMessageQueue(CreateMessageItem(2, 15, 0, &b), message), 0);
+    EXPECT_EQ(DropReceiverMessages(message), 0);
+    EXPECT_EQ(ReadCodes(), (std::vector<int>{5, 2}));
+    EXPECT_EQ(DropReceiverMessages(message), 0);
+    EXPECT_EQ(DropReceiverMessages(nullptr), -1);
+}
+
 TEST_F(Message, UnlinkFailuresAreReported) {
     Post(1, 1);
     ASSERT_EQ(LoginMessageReg(13, &a, Handler<1, 0>, nullptr, 0, message), 0);

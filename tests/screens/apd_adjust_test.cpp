@@ -160,6 +160,37 @@ TEST_F(ApdAdjust, StartRunsTheCalibrationAndStopEndsIt) {
     EXPECT_TRUE(E2promEnabled());
 }
 
+TEST_F(ApdAdjust, EachButtonHasItsPressedLook) {
+    Open();
+    std::vector<test::Picture> pressed;
+    for (const int y : {120, 180, 240}) {
+        Press(720, y);
+        pressed.push_back(Screenshot({690, static_cast<unsigned>(y) - 25, 105, 53}));
+        ReleaseUnheard(FrmAPDAdj);
+    }
+    EXPECT_TRUE(test::MatchesGolden(test::Mosaic(pressed, 1), "screens/apd_pressed"));
+}
+
+// Trial, an hour of warming up, and a sample a degree.
+TEST_F(ApdAdjust, SamplesAreDrawnWhileTheModuleWarmsUpUntilItIsHot) {
+    Set("module.temperature", 49.0);
+    Open();
+    TapStart(1000);
+    for (int i = 0; i < 70 && pApd_Break_Para->iNum == 0; ++i)
+        Run(60000);
+    Set("module.temperature_rate", 0.5);
+    for (int i = 0; i < 600 && pApd_Break_Para->iNum < 3; ++i)
+        Run(2000);
+    EXPECT_EQ(1, iCreateThreadSuccessFlag);
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/apd_sampling"));
+    for (int i = 0; i < 3000 && !E2promEnabled(); ++i)
+        Run(1000);
+    EXPECT_TRUE(E2promEnabled());
+    EXPECT_FALSE(StopEnabled());
+    EXPECT_THAT(Texts(kPanel1), ElementsAre("APDTuning over!"));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/apd_done"));
+}
+
 TEST_F(ApdAdjust, ASecondStartWhileRunningChangesNothing) {
     Open();
     TapStart(3000);

@@ -12,6 +12,8 @@ namespace {
 std::vector<std::string> calls;
 int result = -1;
 bool resultSetFirst = false;
+bool iconKnown = false;  // a dialog of this program had an icon, which later ones keep
+unsigned okLasts = 0;    // milliseconds
 
 void Leave(GUIWINDOW** next) {
     EXPECT_EQ(nullptr, *next);
@@ -22,6 +24,7 @@ void Leave(GUIWINDOW** next) {
 void Ok() {
     calls.push_back("ok");
     resultSetFirst = result != -1;
+    MsecSleep(okLasts);
 }
 void Cancel() {
     calls.push_back("cancel");
@@ -36,14 +39,24 @@ class Dialog : public test::ScreenTest {
     Dialog() {
         calls.clear();
         result = -1;
+        okLasts = 0;
         text_ = TransString("The module has no fibre. Plug it in and press OK.");
     }
     ~Dialog() override { free(text_); }
 
     void Open(uint8_t icon = 0, int* answer = &result) {
         Start(FrmMain);
+        iconKnown = iconKnown || icon == 0;
         ASSERT_EQ(0, DialogInit(260, 150, TransString("Warning"), text_, answer, icon, GetCurrWindow(), Leave,
                                 Ok, Cancel));
+        Run(500);
+    }
+    // With nothing to call on leaving.
+    void OpenBare(uint8_t icon) {
+        Start(FrmMain);
+        iconKnown = iconKnown || icon == 0;
+        ASSERT_EQ(0, DialogInit(260, 150, TransString("Warning"), text_, &result, icon, GetCurrWindow(),
+                                nullptr, nullptr, nullptr));
         Run(500);
     }
     void TapOk() { Tap(260 + 168, 150 + 152); }
@@ -51,6 +64,42 @@ class Dialog : public test::ScreenTest {
 
     GUICHAR* text_ = nullptr;
 };
+
+// The first test: only the first dialog of a program has no icon to keep.
+TEST_F(Dialog, AnotherIconTypeInTheFirstDialogShowsNoIcon) {
+    if (iconKnown)
+        GTEST_SKIP() << "this program has shown an icon";
+    Open(7);
+    const test::Picture without = Screenshot({260, 150, 280, 172});
+    EXPECT_TRUE(test::MatchesGolden(without, "screens/dialog_no_icon"));
+}
+
+TEST_F(Dialog, LeavingWithoutCallbacksLeavesNoScreenRunning) {
+    OpenBare(0);
+    TapOk();
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(0, Registrations(GUIMESSAGE_TCH_UP));
+    ASSERT_EQ(0, CallScreen(FrmMain));
+    Run(500);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
+}
+
+TEST_F(Dialog, CancelWithoutCallbacksStoresZero) {
+    OpenBare(0);
+    TapCancel();
+    EXPECT_EQ(0, result);
+}
+
+// Cancel is touched while the callback of OK still runs.
+TEST_F(Dialog, ALaterPressCannotWriteTheResult) {
+    Open();
+    okLasts = 2000;
+    TapOk();
+    TapCancel();
+    Run(3000);
+    EXPECT_THAT(calls, ElementsAre("ok", "leave"));
+    EXPECT_EQ(1, result);
+}
 
 TEST_F(Dialog, ShowsIconTitleTextAndButtons) {
     Open();

@@ -1,11 +1,15 @@
 #include <cmath>
+#include <fstream>
+#include <iterator>
 
 #include "device/common_opt.h"
 #include "device/e2prom.h"
 #include "device/operator_report.h"
 #include "screens/mainboard_check.h"
+#include "screens/wnd_frmmain.h"
 #include "screens/wnd_frmmainboard_fct.h"
 #include "tests/screens/screen_fixture.h"
+#include "tests/support/failing_calls.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -45,8 +49,9 @@ class MainBoard : public test::ScreenTest {
     void PressButton(const std::string& name) {
         for (const Button& button : kButtons)
             if (name == button.name)
-                Press(static_cast<int>(button.x) + (name == "F21" ? 80 : 20),
-                      static_cast<int>(button.y) + 25);
+                return Press(static_cast<int>(button.x) + (name == "F21" ? 80 : 20),
+                             static_cast<int>(button.y) + 25);
+        FAIL() << "no button " << name;
     }
     void TapButton(const std::string& name, unsigned milliseconds = 400) {
         PressButton(name);
@@ -106,14 +111,7 @@ TEST_F(MainBoard, EveryButtonHasItsPressedLook) {
     for (const Button& button : kButtons) {
         PressButton(button.name);
         pressed.push_back(Screenshot({button.x, button.y, 105, 53}));
-        // Released where no action waits for the button.
-        GUIMESSAGE* messages = GetCurrMessage();
-        MutexLock(&messages->Mutex);
-        ClearMessageReg(messages);
-        MutexUnlock(&messages->Mutex);
-        Release();
-        ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmMainBoard));
-        Run(400);
+        ReleaseUnheard(FrmMainBoard);
     }
     EXPECT_TRUE(test::MatchesGolden(test::Mosaic(pressed, 5), "screens/mainboard_pressed"));
 }
@@ -138,6 +136,22 @@ TEST_F(MainBoard, TouchWhereTwoButtonsOverlapGoesToTheFirstEnabledOne) {
     ExpectResult("Please, wait aboult 10 sec!", false);
 }
 
+// Without the measurement board F2 lets the touch through.
+TEST_F(MainBoard, TouchInTheOverlapGoesToF21WhileF2IsDisabled) {
+    constexpr test::Area kF21 = {650, 95, 105, 53};
+    Open();
+    const test::Picture idle = Screenshot(kF21);
+    linked_->StartTrace();
+    Press(680, 120);
+    const test::Picture pressed = Screenshot(kF21);
+    EXPECT_FALSE(idle.rgb == pressed.rgb);
+    EXPECT_NE(0x3C3028u, ColorOf("ADC"));
+    Release();
+    EXPECT_FALSE(pressed.rgb == Screenshot(kF21).rgb);
+    EXPECT_THAT(Result(), IsEmpty());
+    EXPECT_THAT(linked_->TraceLines({"reg"}), IsEmpty());
+}
+
 TEST_F(MainBoard, LeavingAndComingBackCreatesEverythingAnew) {
     Open();
     TapButton("F61");
@@ -150,6 +164,42 @@ TEST_F(MainBoard, LeavingAndComingBackCreatesEverythingAnew) {
     EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("Key Check"));
     Tap(680, 465);
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/mainboard"));
+}
+
+// The touches wait in the queue while Connect waits for the board.
+TEST_F(MainBoard, SeveralTouchesOnBackDuringACheckLeaveOnce) {
+    Start(FrmMain);
+    const int components = static_cast<int>(Components().size());
+    const int touches = Registrations(GUIMESSAGE_TCH_UP);
+    Tap(240, 210);
+    Fault("board.unplugged");
+    Printed();
+    TapButton("F11");
+    for (int i = 0; i < 3; ++i)
+        Tap(680, 465, 300);
+    Run(20000);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
+    EXPECT_EQ(components, static_cast<int>(Components().size()));
+    EXPECT_EQ(touches, Registrations(GUIMESSAGE_TCH_UP));
+    const std::string printed = Printed();
+    EXPECT_EQ(printed.find("BmpFileDirectory"), printed.rfind("BmpFileDirectory")) << printed;
+}
+
+// Its register is the one that the module's EEPROM bus uses.
+TEST_F(MainBoard, OpeningTheOpticalTestsSwitchesTheVisibleLightOff) {
+    Open();
+    TapButton("F41");
+    EXPECT_THAT(Texts(kFrame), ElementsAre("Visible Check!"));
+    Tap(680, 465);
+    linked_->StartTrace();
+    Run(50);
+    EXPECT_THAT(linked_->TraceLines({"reg"}), Contains(HasSubstr("reg write 0x30000002 0x07f9")));
+    Tap(540, 210);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM  testV20150629"));
+    EXPECT_EQ("reg write 0x30000002 0x07f8", linked_->TraceLines({"reg"}).back());
+    Tap(190, 160);
+    Tap(650, 180, 2000);
+    EXPECT_THAT(Texts(), Contains("Eeprom Check OK!"));
 }
 
 TEST_F(MainBoard, InfoLineTakesAnyText) {
@@ -262,7 +312,25 @@ TEST_F(MainBoard, PointsWithoutAReadingFail) {
     EXPECT_EQ(13u, Result().size());
 }
 
+TEST_F(MainBoard, PointsAfterTheBoardIsUnpluggedFail) {
+    OpenConnected();
+    TapButton("F1", 260);
+    Fault("board.unplugged");
+    Run(80000);
+    EXPECT_FALSE(Enabled(0, 0)) << "the check has not ended";
+    EXPECT_EQ(6, MainBoardResult.ValFlag);
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/mainboard_unplugged"));
+}
+
 // ---- ADC ----
+
+TEST(AdcVerdict, LimitsThemselvesFail) {
+    EXPECT_FALSE(MainBoardAdcPasses(0.2));
+    EXPECT_TRUE(MainBoardAdcPasses(std::nextafter(0.2, 1.0)));
+    EXPECT_TRUE(MainBoardAdcPasses(std::nextafter(0.3, 0.0)));
+    EXPECT_FALSE(MainBoardAdcPasses(0.3));
+    EXPECT_FALSE(MainBoardAdcPasses(std::nan("")));
+}
 
 TEST_F(MainBoard, AdcCheckPassesOnAGoodPath) {
     OpenConnected();
@@ -319,6 +387,16 @@ TEST_F(MainBoard, EepromCheckWritesTheBoardsRecord) {
     EXPECT_THAT(Printed(), HasSubstr("eeprom iIfSelectFlag = 13\n"));
     EXPECT_EQ(1, MainBoardResult.EepromFlag);
     EXPECT_EQ(-1, iE2prom);
+}
+
+TEST_F(MainBoard, EepromCheckFillsPageZeroWithTheRecord) {
+    Open();
+    TapButton("F3", 1000);
+    std::ifstream file(linked_->StateDir() + "/mainboard.eeprom", std::ios::binary);
+    const std::string image{std::istreambuf_iterator<char>(file), {}};
+    ASSERT_LE(128u, image.size());
+    // The flag 13, 120 zeros, and 0x0F2B05D9, the CRC-32C of both; low bytes first.
+    EXPECT_EQ('\x0D' + std::string(123, '\0') + "\xD9\x05\x2B\x0F", image.substr(0, 128));
 }
 
 TEST_F(MainBoard, EepromCheckFailsOnAStuckCell) {
@@ -422,6 +500,18 @@ TEST_F(MainBoard, EndOfTheProgramSwitchesTheVisibleLightOff) {
     // The end of the fixture finds a thread that is left.
 }
 
+TEST(VisibleLight, TellsOfAThreadThatCannotBeMade) {
+    for (int i = 0; i < 2; ++i) {  // a failed start does not count as on
+        testing::internal::CaptureStdout();
+        {
+            test::FailingCalls failing(1);
+            VisibleOnOff();
+            EXPECT_STREQ("pthread_create", failing.Failed());
+        }
+        EXPECT_EQ("-----create thread failure!!---\n", testing::internal::GetCapturedStdout());
+    }
+}
+
 // ---- Battery and clock ----
 
 TEST_F(MainBoard, BatteryCheckShowsTheControllersLevel) {
@@ -439,7 +529,9 @@ TEST_F(MainBoard, BatteryCheckShowsTheControllersLevel) {
 TEST_F(MainBoard, BatteryCheckTellsAMissingAndASilentController) {
     Open();
     Fault("power.missing");
+    testing::internal::CaptureStderr();
     TapButton("F51");
+    EXPECT_EQ("open /dev/p89lpc933_0: No such file or directory\n", testing::internal::GetCapturedStderr());
     ExpectResult("PowerDev ERROR!", false);
     Fault("power.missing", false);
     Fault("power.short");
@@ -522,4 +614,74 @@ TEST_F(MainBoard, AutoTellsWhatFailed) {
                                    "SDcard Check ERROR!"));
     for (const std::string& line : lines)
         EXPECT_EQ(0xFF0000u, ColorOf(line));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/mainboard_auto_failed"));
+}
+
+TEST_F(MainBoard, AutoTellsABadAdcPathFromAMissingOne) {
+    OpenConnected();
+    Fault("adc.path");
+    TapButton("F52", 12000);
+    EXPECT_THAT(Result(), ElementsAre("Voltage Check OK!", "Arm Eeprom Check OK!", "Usb Check OK!",
+                                      "FPGA DDR Check OK!", "ADC Check not OK!", "SDcard Check OK!"));
+    EXPECT_EQ(0xFF0000u, ColorOf("ADC Check not OK!"));
+    EXPECT_EQ(0x00FF00u, ColorOf("Usb Check OK!"));
+}
+
+// Each check stands between the pressed and the released look of a button, and is followed by a pause.
+TEST_F(MainBoard, AutoRunsTheChecksInTheirOrder) {
+    OpenConnected();
+    PressButton("F52");
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    Release(12000);
+    const std::string kPause = "pause";  // after a check; within one, other waits are as long
+    const struct {
+        const char* begins;
+        std::string mark;
+    } marks[] = {
+        {"file open /app/fct/bitmap/btn_active.bmp", "pressed"},
+        {"file open /app/fct/bitmap/btn_enable.bmp", "released"},
+        {"sleep 30 ms", kPause},
+        {"sleep 100 ms x10", "notice"},
+        {"serial tx 04 08 0c", "voltage"},
+        {"reg write 0x3000001a 0x1000", "acquisition"},
+        {"i2c mainboard write", "EEPROM"},
+        {"reg write 0x30000084", "tone"},
+        {"reg read 0x30000032", "DDR status"},
+        {"reg read 0x30000002", "light"},
+        {"file open /dev/p89lpc933_0", "battery"},
+        {"file open /dev/rtc0", "clock"},
+        {"file open /mnt/sdcard/sdcardtest", "card"},
+    };
+    std::vector<std::string> run;
+    for (const std::string& line : linked_->TraceLines())
+        for (const auto& mark : marks)
+            if (line.find(mark.begins) == 0 && (mark.mark != kPause || run.back() == "released"))
+                run.push_back(mark.mark);
+    const std::vector<std::vector<std::string>> checks = {
+        {"voltage"}, {"notice", "DDR status", "acquisition", "notice"},
+        {"EEPROM"},  {"tone"},
+        {"notice"},  {"DDR status"},
+        {"light"},   {"battery"},
+        {"clock"},   {"card"},
+    };
+    std::vector<std::string> expected;
+    for (const std::vector<std::string>& check : checks) {
+        expected.push_back("pressed");
+        expected.insert(expected.end(), check.begin(), check.end());
+        expected.insert(expected.end(), {"released", kPause});
+    }
+    expected.push_back("released");  // Auto itself
+    EXPECT_THAT(run, ElementsAreArray(expected));
+}
+
+TEST_F(MainBoard, AutoSwitchesALightThatIsOnOff) {
+    OpenConnected();
+    TapButton("F41");
+    EXPECT_THAT(Printed(), HasSubstr("-----create thread success!!---\n"));
+    TapButton("F52", 12000);
+    EXPECT_THAT(Printed(), HasSubstr("-----cancel thread success!!---\n"));
+    linked_->StartTrace();
+    Run(200);
+    EXPECT_THAT(linked_->TraceLines({"reg"}), IsEmpty());
 }

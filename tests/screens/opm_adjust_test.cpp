@@ -97,19 +97,16 @@ TEST_F(OpmAdjust, PressSelectsTheLoopAndShowsTheButtonActive) {
     OPMGUIShare.usIsConnect = 1;
     Start(FrmAdjust);
     int index = 0;
+    std::vector<test::Picture> pressed;
     for (const Button& loop : kLoops) {
         Press(static_cast<int>(loop.x) + 20, static_cast<int>(loop.y) + 25);
+        pressed.push_back(Screenshot({loop.x, loop.y, 105, 53}));
         EXPECT_EQ(index++, OPMGUIShare.usCurrAnalog) << loop.name;
         EXPECT_EQ(1, OPMGUIShare.usStart);
         EXPECT_EQ(0xF8A800u, ColorOf(loop.name));
-        GUIMESSAGE* messages = GetCurrMessage();
-        MutexLock(&messages->Mutex);
-        ClearMessageReg(messages);
-        MutexUnlock(&messages->Mutex);
-        Release();
-        ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmAdjust));
-        Run(400);
+        ReleaseUnheard(FrmAdjust);
     }
+    EXPECT_TRUE(test::MatchesGolden(test::Mosaic(pressed, 2), "screens/opm_adjust_pressed"));
 }
 
 TEST_F(OpmAdjust, ConnectTogglesTheLoops) {
@@ -159,6 +156,8 @@ TEST_F(OpmAdjust, VddLoopFindsItsTargetsAndStoresThem) {
 
 TEST_F(OpmAdjust, ApdAndAttenuatorLoopsReportOnTheirLines) {
     OpenConnected();
+    for (OPM_REG_VALUE& value : OpmRegValue)
+        value = {};
     TapAt(600, 64, 300);
     RunUntilEnabled(300);
     for (int i = 0; i < 5; ++i)
@@ -168,12 +167,18 @@ TEST_F(OpmAdjust, ApdAndAttenuatorLoopsReportOnTheirLines) {
     RunUntilEnabled(300);
     EXPECT_NEAR(0, OpmTuningResult.Att0_Result[0].adc, 0.0101f);
     EXPECT_EQ(OpmTuningResult.Att0_Result[0].reg, cOpmTunning.iAtt0);
-    TapAt(600, 244, 300);
+    TapAt(600, 244, 2300);
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_adjust_running"));
     RunUntilEnabled(300);
     EXPECT_NEAR(0, OpmTuningResult.Att1_Result[0].adc, 0.0101f);
     EXPECT_EQ(OpmTuningResult.Att1_Result[0].reg, cOpmTunning.iAtt1);
     EXPECT_THAT(Texts(Line(3)).at(0), StartsWith("Ad:"));
     EXPECT_THAT(Texts(Line(4)).at(0), HasSubstr("BlackLevel = "));
+    // The wavelength index is 0.
+    EXPECT_EQ(OpmTuningResult.Att1_Result[0].reg, OpmRegValue[0].iAtt1Value[0]);
+    EXPECT_NE(0, OpmRegValue[0].iAtt1Value[0]);
+    EXPECT_EQ(0, OpmRegValue[1].iAtt1Value[0] + OpmRegValue[2].iAtt1Value[0]);
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_adjust_done"));
 }
 
 TEST_F(OpmAdjust, AnExhaustedLoopIsToldOnTheInformationLine) {

@@ -101,13 +101,7 @@ TEST_F(OpmFct, EveryButtonHasItsPressedLook) {
     for (const Button& button : kTests) {
         Press(static_cast<int>(button.x) + 20, static_cast<int>(button.y) + 25);
         pressed.push_back(Screenshot({button.x, button.y, 105, 53}));
-        GUIMESSAGE* messages = GetCurrMessage();
-        MutexLock(&messages->Mutex);
-        ClearMessageReg(messages);
-        MutexUnlock(&messages->Mutex);
-        Release();
-        ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmOPM));
-        Run(400);
+        ReleaseUnheard(FrmOPM);
     }
     EXPECT_TRUE(test::MatchesGolden(test::Mosaic(pressed, 2), "screens/opm_fct_pressed"));
 }
@@ -149,6 +143,7 @@ TEST_F(OpmFct, VoltageCheckReadsThreeChannels) {
     EXPECT_THAT(shown[2], StartsWith("OK  TP17:  1.0"));
     EXPECT_EQ(0xFFFFFFu, ColorOf(shown[0]));
     EXPECT_EQ(3, VoltageFlag1 + VoltageFlag2 + VoltageFlag3);
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_voltage"));
     for (const Button& button : kTests)
         EXPECT_TRUE(Enabled(button.x, button.y)) << button.name;
 }
@@ -160,6 +155,18 @@ TEST_F(OpmFct, AMissingReplyFailsItsLimits) {
     EXPECT_THAT(Shown(), ElementsAre("F.  TP18:  99.99999V", "F.  TP16:  99.99999V", "F.  TP17:  99.99999V"));
     EXPECT_EQ(0xF8A800u, ColorOf("F.  TP18:  99.99999V"));
     EXPECT_EQ(0, VoltageFlag1 + VoltageFlag2 + VoltageFlag3);
+}
+
+// The fonts are reset after the check: a text keeps its colour until it is drawn again.
+TEST_F(OpmFct, AFailedLineIsWhiteOnceTheScreenIsPaintedAgain) {
+    OpenConnected();
+    Fault("board.wrong_channel");
+    TapAt(600, 35, 5000);
+    const std::string line = "F.  TP17:  99.99999V";
+    EXPECT_EQ(0xF8A800u, ColorOf(line));
+    EXPECT_EQ(0, FrmOPMPaint(GetCurrWindow()));
+    Run(200);
+    EXPECT_EQ(0xFFFFFFu, ColorOf(line));
 }
 
 // ---- Signal chain ----
@@ -183,6 +190,76 @@ TEST_F(OpmFct, SignalChainTestsFourChannels) {
     EXPECT_THAT(Shown(), ElementsAre("6300channel: success!!!", "6301channel: success!!!",
                                      "6303channel: success!!!", "6307channel: success!!!"));
     EXPECT_EQ(0xFFFFFFu, ColorOf("6300channel: success!!!"));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_channels"));
+}
+
+TEST_F(OpmFct, TheFirstChannelTellsOfTheAdjustmentAndOfEachRound) {
+    OpenConnected();
+    TapAt(600, 95, 0);
+    std::vector<std::string> told;
+    for (int i = 0; i < 4000 && (told.empty() || told.back().find("6300channel: success") != 0); ++i) {
+        Run(40);
+        const std::vector<std::string> shown = Texts({5, 30, 400, 50});
+        if (!shown.empty() && (told.empty() || told.back() != shown[0])) {
+            told.push_back(shown[0]);
+            if (told.back().find("time = 5") != std::string::npos) {
+                EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_running"));
+            }
+        }
+    }
+    ASSERT_EQ(14u, told.size()) << testing::PrintToString(told);
+    EXPECT_EQ("Adjust Att0......", told[0]);
+    EXPECT_EQ("Adjust Att1......", told[1]);
+    EXPECT_EQ("Adjust Att0&Att1 success......", told[2]);
+    for (int time = 10; time > 0; --time) {
+        const int dac = time % 2 == 1 ? 0 : 1;
+        int shownDac = -1, adc = -1, shownTime = -1;
+        EXPECT_EQ(3, sscanf(told[static_cast<size_t>(13 - time)].c_str(),
+                            "6300channel: DAC = %d  ADC = %d, time = %d", &shownDac, &adc, &shownTime))
+            << told[static_cast<size_t>(13 - time)];
+        EXPECT_EQ(time, shownTime);
+        EXPECT_EQ(dac, shownDac) << time;
+        EXPECT_TRUE(dac == 0 ? adc <= 50000 : adc >= 50000) << adc;
+    }
+}
+
+TEST_F(OpmFct, AChannelThatSeesTheWrongLevelFailsAndTheOthersAreStillTested) {
+    OpenConnected();
+    Fault("adc.path");  // the same level in every round
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    TapAt(600, 95, 500);
+    RunUntilEnabled(300);
+    EXPECT_THAT(Shown(), ElementsAre("6300channel: fail!!!", "6301channel: fail!!!", "6303channel: fail!!!",
+                                     "6307channel: fail!!!"));
+    EXPECT_EQ(0xF8A800u, ColorOf("6300channel: fail!!!"));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_channels_failed"));
+    // Each channel's command and "0", the first round's "0", and what closes it.
+    EXPECT_THAT(Lines("serial tx 03"),
+                ElementsAre("serial tx 03 0f 07 23", "serial tx 03 0e 07 23", "serial tx 03 0e 07 23",
+                            "serial tx 03 0e 07 23",  // 6300
+                            "serial tx 03 10 07 23", "serial tx 03 0e 07 23", "serial tx 03 0e 07 23",
+                            "serial tx 03 0e 07 23",  // 6301
+                            "serial tx 03 11 07 23", "serial tx 03 0e 07 23", "serial tx 03 0e 07 23",
+                            "serial tx 03 0d 07 23",  // 6303
+                            "serial tx 03 12 07 23", "serial tx 03 0e 07 23", "serial tx 03 0e 07 23",
+                            "serial tx 03 0e 07 23", "serial tx 03 0f 07 23"));  // 6307
+}
+
+TEST_F(OpmFct, AFailureOfTheSecondAttenuatorIsTold) {
+    OpenConnected();
+    TapAt(600, 95, 0);
+    for (int i = 0; i < 3000 && Shown() != std::vector<std::string>{"Adjust Att1......"}; ++i)
+        Run(100);
+    Fault("board.wrong_channel");
+    for (int i = 0; i < 300 && Shown() == std::vector<std::string>{"Adjust Att1......"}; ++i)
+        Run(1000);
+    std::string shown;
+    for (const std::string& text : Shown())
+        shown += text;
+    EXPECT_THAT(shown, StartsWith("Adjust Att1 fail!!! Signal chain test"));
+    for (const Button& button : kTests)
+        EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
 }
 
 TEST_F(OpmFct, AChannelModeDrivesTheBoardAndTheFpgaInOrder) {
@@ -283,6 +360,7 @@ TEST_F(OpmFct, EepromCheckWritesTheTestPageAndBringsTheFpgaBack) {
     linked_->ClearTrace();
     TapAt(600, 155, 3000);
     EXPECT_THAT(Shown(), ElementsAre("Eeprom Check OK!"));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_eeprom"));
     EXPECT_EQ(1, EepromFlag);
     EXPECT_THAT(linked_->TraceLines({"i2c"}),
                 ElementsAre("i2c module write 0x0080 128 bytes", "i2c module read 0x0080 128 bytes"));
@@ -305,6 +383,7 @@ TEST_F(OpmFct, TemperatureIsShown) {
     ASSERT_EQ(1u, Shown().size());
     EXPECT_THAT(Shown()[0], StartsWith("Temperature = 31."));
     EXPECT_THAT(Printed(), HasSubstr("fCurTemp = 31."));
+    EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_temperature"));
     Fault("optic.temperature_failing");
     TapAt(600, 215, 1000);
     EXPECT_THAT(Shown(), ElementsAre("Temperature = 0.000000"));
@@ -324,21 +403,36 @@ TEST_F(OpmFct, PulseWidthCheckSetsItsRegistersAndWritesFourLines) {
                                                 "reg write 0x3000000c 0x0001"));
     EXPECT_THAT(Lines("serial tx"), ElementsAre("serial tx 04 09 25 07 23", "serial tx 04 09 26 07 23",
                                                 "serial tx 04 09 27 07 23", "serial tx 04 09 24 07 23"));
+    // The first line has its parts the other way round.
+    const char* const starts[] = {"TP2 OK:    0.3", "OK TP3:    0.3", "OK TP4:    0.3", "OK TP1:    0.3"};
+    const int widths[] = {18, 18, 21, 23};
     const std::vector<std::string> shown = Shown();
     ASSERT_EQ(4u, shown.size());
-    const int flags[] = {PulseWidthFlag1, PulseWidthFlag2, PulseWidthFlag3, PulseWidthFlag4};
-    const int widths[] = {1, 2, 3, 0};
-    const char* const names[] = {"TP2", "TP3", "TP4", "TP1"};
-    for (int i = 0; i < 4; ++i) {
-        const uint32_t width = fadcValue_len[widths[i]];
-        const bool pass = width >= 11 && width <= 29;
-        EXPECT_EQ(pass, flags[i] == 1) << names[i];
-        const std::string verdict = pass ? "OK" : "F.";
-        const std::string name = names[i];
-        EXPECT_THAT(shown[static_cast<size_t>(i)],
-                    StartsWith(i == 0 ? name + " " + verdict + ":" : verdict + " " + name + ":"));
-        EXPECT_THAT(shown[static_cast<size_t>(i)], HasSubstr("pulse width: " + std::to_string(width)));
+    for (size_t i = 0; i < 4; ++i) {
+        EXPECT_THAT(shown[i], StartsWith(starts[i]));
+        EXPECT_THAT(shown[i], testing::EndsWith("V  pulse width: " + std::to_string(widths[i])));
+        EXPECT_EQ(0xFFFFFFu, ColorOf(shown[i]));
     }
+    EXPECT_EQ(4, PulseWidthFlag1 + PulseWidthFlag2 + PulseWidthFlag3 + PulseWidthFlag4);
+}
+
+TEST_F(OpmFct, PulseWidthsWithoutAReadingFail) {
+    OpenConnected();
+    Fault("board.wrong_channel");
+    OPMFCTPulseWidthShow();
+    Run(200);
+    EXPECT_THAT(Shown(),
+                ElementsAre("TP2 F.:    99.99999V  pulse width: 0", "F. TP3:    99.99999V  pulse width: 0",
+                            "F. TP4:    99.99999V  pulse width: 0", "F. TP1:    99.99999V  pulse width: 0"));
+    EXPECT_EQ(0xF8A800u, ColorOf("F. TP1:    99.99999V  pulse width: 0"));
+    EXPECT_EQ(0, PulseWidthFlag1 + PulseWidthFlag2 + PulseWidthFlag3 + PulseWidthFlag4);
+}
+
+TEST(PulseWidthVerdict, LimitsThemselvesPass) {
+    EXPECT_FALSE(OpmPulseWidthPasses(10));
+    EXPECT_TRUE(OpmPulseWidthPasses(11));
+    EXPECT_TRUE(OpmPulseWidthPasses(29));
+    EXPECT_FALSE(OpmPulseWidthPasses(30));
 }
 
 TEST_F(OpmFct, TextsOfAScreenThatIsNotShownGoNowhere) {

@@ -78,16 +78,25 @@ TEST_F(PulseWidth, ListsTheWindowSixButtonsAndTheBackButton) {
 
 TEST_F(PulseWidth, EachButtonWritesItsConfigurationAndNamesIt) {
     Start(FrmPulseWid);
+    std::vector<test::Picture> pressed;
     for (int mode = 1; mode <= 6; ++mode) {
         Press(700, 60 * mode);
+        pressed.push_back(Screenshot({650, static_cast<unsigned>(60 * mode) - 25, 105, 53}));
         linked_->StartTrace();
         linked_->ClearTrace();
         Release(1000);
         EXPECT_EQ("PleaseWait5Seconds......", Words(Texts(kFrame))) << mode;
+        if (mode == 2) {
+            EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/pulse_width_running"));
+        }
         Run(6000);
         EXPECT_THAT(linked_->TraceLines({"reg"}), ElementsAreArray(ExpectedWrites(mode))) << mode;
         EXPECT_EQ(Words({kMessages[mode - 1]}), Words(Texts(kFrame))) << mode;
+        if (mode == 2) {
+            EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/pulse_width_done"));
+        }
     }
+    EXPECT_TRUE(test::MatchesGolden(test::Mosaic(pressed, 2), "screens/pulse_width_pressed"));
 }
 
 TEST_F(PulseWidth, WaitsBetweenTheWritesAndLongerAfterTheLast) {

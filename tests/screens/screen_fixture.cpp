@@ -91,6 +91,16 @@ void ScreenTest::Tap(int x, int y, unsigned milliseconds) {
     Release(milliseconds);
 }
 
+void ScreenTest::ReleaseUnheard(const SCREEN_ENTRY& entry) {
+    GUIMESSAGE* messages = GetCurrMessage();
+    MutexLock(&messages->Mutex);
+    ClearMessageReg(messages);
+    MutexUnlock(&messages->Mutex);
+    Release();
+    ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), entry));
+    Run(400);
+}
+
 void ScreenTest::Key(const std::string& name, bool down) {
     EXPECT_EQ("", linked_->Hardware().Key(name, down));
     Run(300);

@@ -37,6 +37,8 @@ class ScreenTest : public testing::Test {
     void Press(int x, int y);
     void Release(unsigned milliseconds = 400);
     void Tap(int x, int y, unsigned milliseconds = 400);
+    // Releases where no action waits for the button, and opens the screen anew.
+    void ReleaseUnheard(const SCREEN_ENTRY& entry);
     void Key(const std::string& name, bool down);
 
     // Texts on the screen, "text" of each run from top to bottom; in an area when one is given.

@@ -1,4 +1,5 @@
 #include "device/share_data.h"
+#include "gui/guipen.h"
 #include "screens/wnd_frmmain.h"
 #include "tests/screens/screen_fixture.h"
 
@@ -59,6 +60,36 @@ TEST_F(StartScreen, ATouchBesideTheIconsDoesNothing) {
     Key("menu", true);
     Key("menu", false);
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/start"));
+}
+
+TEST_F(StartScreen, ALabelWithoutABackgroundIsWrittenOverItsBlackArea) {
+    constexpr test::Area kLabel = {300, 100, 60, 20};
+    const GUICHAR text[] = {'A', 0};
+    Start(FrmMain);
+    GUIPEN* pen = GetCurrPen();
+    const COLOR color = pen->uiPenColor;
+    const test::Picture before = Screenshot();
+    GUILABEL* label = CreateLabel(kLabel.x, kLabel.y, kLabel.width, kLabel.height, nullptr);
+    SetLabelEnable(0, label);
+    EXPECT_EQ(-2, UpdateLabelRes(text, label, nullptr));
+    Run(200);
+    EXPECT_EQ(color, pen->uiPenColor);
+    const test::Picture filled = Screenshot();
+    size_t wrong = 0;
+    for (unsigned i = 0; i < 800 * 480; ++i) {
+        const unsigned x = i % 800, y = i / 800;
+        const bool inside =
+            x >= kLabel.x && x < kLabel.x + kLabel.width && y >= kLabel.y && y < kLabel.y + kLabel.height;
+        for (size_t part = size_t{3} * i; part < size_t{3} * i + 3; ++part)
+            wrong += filled.rgb[part] != (inside ? 0 : before.rgb[part]);
+    }
+    EXPECT_EQ(0u, wrong);
+    SetLabelEnable(1, label);
+    EXPECT_EQ(0, UpdateLabelRes(text, label, nullptr));
+    Run(200);
+    EXPECT_THAT(Texts({kLabel.x, kLabel.y, kLabel.width, kLabel.height}), ElementsAre("A"));
+    EXPECT_EQ(color, pen->uiPenColor);
+    DestroyLabel(&label);
 }
 
 TEST_F(StartScreen, KeepsTheScreenBufferAcrossVisits) {

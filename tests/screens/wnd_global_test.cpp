@@ -183,6 +183,14 @@ TEST_F(Messages, SwitchingEndsTheOldScreenBeforeItCallsTheNew) {
     DestroyWindow(&target);
 }
 
+// A second touch that waits behind the first must find no handler.
+TEST_F(Messages, LeavingDropsTheHandlersOfTheScreen) {
+    ASSERT_EQ(0, LoginMessageReg(GUIMESSAGE_TCH_UP, window_, NoAction, nullptr, 0, message_));
+    EXPECT_EQ(0, LeaveScreen(window_));
+    EXPECT_EQ(0, message_->pMsgReg->iCount);
+    EXPECT_EQ("2 5", Take());
+}
+
 TEST_F(Messages, ScreenStaysWhenTheNextCannotBeMade) {
     test::FailingCalls failing(1);
     EXPECT_EQ(-1, SwitchScreen(window_, kEntry));
@@ -341,6 +349,17 @@ TEST_F(Walker, WhatCannotBeMadeIsLeftOutAndNothingIsLost) {
             EXPECT_EQ(nullptr, picA) << name;
         });
     EXPECT_GT(runs, 30);
+}
+
+// Its receiver may lie in memory where a control of the new screen lies.
+TEST_F(Walker, InputForTheScreenBeforeIsDropped) {
+    SendMsg_DisableLoop(window_);
+    ASSERT_EQ(
+        0, PostMessageItem(CreateMessageItem(GUIMESSAGE_TYP_WND, GUIMESSAGE_TCH_UP, 0, window_), message_));
+    CreateScreen(kScreen, window_);
+    EXPECT_EQ("2 11", Take());
+    EXPECT_EQ("", Take());
+    DestroyScreen(kScreen);
 }
 
 TEST_F(Walker, DestroyingAScreenThatWasNeverMadeDoesNothing) {

@@ -14,12 +14,10 @@ int signalMean = 0;
 float signalStd = 0.0F;
 uint16_t showLen = 0;
 
-namespace {
-
-constexpr uint16_t kBlackSamples = 1024;  // fetched; the first half is used
-constexpr uint16_t kParameterSamples = 512;
-constexpr uint32_t kDefaultAtt0 = 800;
-constexpr uint32_t kDefaultAtt1 = 896;
+constexpr uint16_t BLACK_SAMPLES = 1024;  // fetched; the first half is used
+constexpr uint16_t PARAMETER_SAMPLES = 512;
+constexpr uint32_t DEFAULT_ATT0 = 800;
+constexpr uint32_t DEFAULT_ATT1 = 896;
 
 const REG_STEP blackLevelSetup[] = {
     {FPGA_CTRLOUT_REG, 2040, 1}, {OPM_CTRL0_REG, 0x2001, 10},   {OPM_ACQ_30_REG, 8, 1},
@@ -31,7 +29,7 @@ const ACQ_TIMING blackLevelTiming = {1, 100, 0, 0, 0};
 const ACQ_TIMING parameterTiming = {100, 100, 100, 0, 0};
 const ACQ_TIMING signalTiming = {1, 100, 0, 0, 0};
 
-void Pause(uint16_t usMsec) {
+static void Pause(uint16_t usMsec) {
     if (usMsec != 0)
         MsecSleep(usMsec);
 }
@@ -39,7 +37,7 @@ void Pause(uint16_t usMsec) {
 // Reads the control register until one of its bits is set, pausing usMsec after each look. Returns 0; -1 when
 // the program is ending, or, with a limit, when it has passed or the register cannot be read. Without a limit
 // a failed read counts as a bit that is not set.
-int WaitForBit(uint32_t uiBit, uint16_t usMsec, uint32_t uiLimit) {
+static int WaitForBit(uint32_t uiBit, uint16_t usMsec, uint32_t uiLimit) {
     uint32_t uiStatus = 0;
     uint32_t uiWaited = 0;
     do {
@@ -53,12 +51,12 @@ int WaitForBit(uint32_t uiBit, uint16_t usMsec, uint32_t uiLimit) {
     return 0;
 }
 
-void WriteReg(uint32_t uiAddr, uint32_t uiValue) {
+static void WriteReg(uint32_t uiAddr, uint32_t uiValue) {
     write_opt_reg(opticFD, uiAddr, &uiValue);
 }
 
 // Writes a rotated trace to the USB stick, one sample a line. A missing stick only skips the file.
-void SaveTrace(const uint16_t* pTrace) {
+static void SaveTrace(const uint16_t* pTrace) {
     static int iGet_Num = 0;
     char strName[64] = "";
     snprintf(strName, sizeof(strName), "%s/data_%d.txt", "/mnt/usb", iGet_Num++);
@@ -71,13 +69,13 @@ void SaveTrace(const uint16_t* pTrace) {
 }
 
 // Distance of a sample from the dark level on the 5 log10 scale; the sign is dropped on purpose.
-float LogDistance(int iBlackLevel, uint16_t usSample) {
+static float LogDistance(int iBlackLevel, uint16_t usSample) {
     const int iDistance = iBlackLevel > usSample ? iBlackLevel - usSample : usSample - iBlackLevel;
     return iDistance >= 1 && iDistance <= 65534 ? LogSigTable[iDistance + 1] : 0.0F;
 }
 
 // Appends one field to the status line.
-void AppendField(int* plen, const char* strField) {
+static void AppendField(int* plen, const char* strField) {
     showLen = static_cast<uint16_t>(showLen + *plen);
     *plen = static_cast<int>(strlen(strField));
     if (showLen >= AD_BUFFER_SIZE)
@@ -85,8 +83,6 @@ void AppendField(int* plen, const char* strField) {
     char* pEnd = reinterpret_cast<char*>(adBuffer) + showLen;
     snprintf(pEnd, static_cast<size_t>(AD_BUFFER_SIZE - showLen), "%s", strField);
 }
-
-}  // namespace
 
 int AcquireSamples(const ACQ_TIMING& timing, uint16_t* pData, uint16_t usCount) {
     WriteReg(OPM_ACQ_CTRL_REG, ACQ_START);
@@ -116,19 +112,19 @@ int FetchTrace(const ACQ_TIMING& timing, uint16_t* pTrace) {
 }
 
 uint32_t GetBlackLevel() {
-    uint16_t data[kBlackSamples] = {};
+    uint16_t data[BLACK_SAMPLES] = {};
     RunRegSequence(opticFD, blackLevelSetup);
-    AcquireSamples(blackLevelTiming, data, kBlackSamples);
+    AcquireSamples(blackLevelTiming, data, BLACK_SAMPLES);
     data[0] = data[1];
     uint32_t uiSum = 0;
-    for (int i = 0; i < kBlackSamples / 2; ++i)
+    for (int i = 0; i < BLACK_SAMPLES / 2; ++i)
         uiSum += data[i];
     EndAcquisition();
     return uiSum >> 9;
 }
 
-void GetSignalParameter(uint32_t iATT0) {
-    const uint32_t uiAtt1 = pOpmTunning->iAtt1 != 0 ? pOpmTunning->iAtt1 : kDefaultAtt1;
+int GetSignalParameter(uint32_t iATT0) {
+    const uint32_t uiAtt1 = pOpmTunning->iAtt1 != 0 ? pOpmTunning->iAtt1 : DEFAULT_ATT1;
     const REG_STEP setup[] = {
         {FPGA_CTRLOUT_REG, 0x03F8, 10},
         {OPM_CTRL0_REG, 0x6300, 10},
@@ -136,33 +132,37 @@ void GetSignalParameter(uint32_t iATT0) {
         {OPM_VDD_REG, 0, 10},
         {OPM_ACQ_18_REG, 0, 10},
         {OPM_ACQ_30_REG, 9, 10},
-        {OPM_ATT0_REG, RegCode(iATT0 != 0 ? iATT0 : kDefaultAtt0), 10},
+        {OPM_ATT0_REG, RegCode(iATT0 != 0 ? iATT0 : DEFAULT_ATT0), 10},
         {OPM_ATT1_REG, RegCode(uiAtt1), 10},
         {OPM_ACQ_32_REG, 32, 10},
         {OPM_ACQ_24_REG, 0, 1},
         {OPM_ACQ_22_REG, REG_ECHO, 1},
-        {OPM_ACQ_1A_REG, kParameterSamples, 1},
+        {OPM_ACQ_1A_REG, PARAMETER_SAMPLES, 1},
         {OPM_ACQ_1C_REG, 0, 1},
         {OPM_ACQ_1E_REG, 1, 1},
         {OPM_ACQ_20_REG, 1024, 1},
     };
-    uint16_t data[kParameterSamples] = {};
+    uint16_t data[PARAMETER_SAMPLES] = {};
     RunRegSequence(opticFD, setup);
-    AcquireSamples(parameterTiming, data, kParameterSamples);
+    if (AcquireSamples(parameterTiming, data, PARAMETER_SAMPLES) == -1) {
+        EndAcquisition();
+        return -1;
+    }
     data[0] = data[1];
 
-    constexpr float kPerSample = 1.0F / kParameterSamples;
+    constexpr float PER_SAMPLE = 1.0F / PARAMETER_SAMPLES;
     float fSum = 0.0F;
     for (const uint16_t usSample : data)
         fSum += usSample;
-    const float fMean = fSum * kPerSample;
+    const float fMean = fSum * PER_SAMPLE;
     float fSquares = 0.0F;
     for (const uint16_t usSample : data)
         fSquares += (usSample - fMean) * (usSample - fMean);
     signalMean = static_cast<int>(fMean + 0.5);
-    signalStd = sqrtf(fSquares * kPerSample);
+    signalStd = sqrtf(fSquares * PER_SAMPLE);
     printf("Mean = %d, Std = %f\n", signalMean, static_cast<double>(signalStd));
     EndAcquisition();
+    return 0;
 }
 
 float GetSignal(OTDRWaveLen iWave) {
@@ -197,10 +197,10 @@ float GetSignal(OTDRWaveLen iWave) {
     for (int i = 0; i < TRACE_SAMPLES; ++i)
         log_data[i] = LogDistance(iBlackLevel, tmp_data[i]);
 
-    constexpr int kBehindPulse = 300;  // 40 samples just behind the pulse
-    constexpr int kBehindPulseCount = 40;
+    constexpr int BEHIND_PULSE = 300;  // 40 samples just behind the pulse
+    constexpr int BEHIND_PULSE_COUNT = 40;
     const float fMax = GetMaxFloat(log_data + TRACE_SAMPLES - DARK_SAMPLES, DARK_SAMPLES);
-    const float fMean = GetMeanFloat(log_data + kBehindPulse, kBehindPulseCount);
+    const float fMean = GetMeanFloat(log_data + BEHIND_PULSE, BEHIND_PULSE_COUNT);
     const float fDelta = fMean - fMax;
     printf("---------fMean = %f,fMax = %f---fDelta = %f---\n", static_cast<double>(fMean),
            static_cast<double>(fMax), static_cast<double>(fDelta));

@@ -35,12 +35,12 @@ void EndAcquisition();
 extern int signalMean;
 extern float signalStd;
 
-// Dark level of the ADC with the laser idle: mean of 512 samples, truncated.
+// Dark level of the ADC with the laser idle: mean of 512 samples, truncated. 0 when the program is ending.
 uint32_t GetBlackLevel();
 
 // Measures mean and noise at attenuator code iATT0 (0: the default 800) into signalMean and signalStd, and
-// prints them.
-void GetSignalParameter(uint32_t iATT0);
+// prints them. Returns 0, or -1, nothing stored or printed, when the program is ending.
+int GetSignalParameter(uint32_t iATT0);
 
 // Takes a trace at WAVE_LEN_1310 or (any other value) 1550 nm, saves it to the USB stick, and returns how far
 // the signal behind the pulse stands above the dark noise, in 5 log10 units.

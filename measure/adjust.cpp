@@ -33,13 +33,10 @@ void SetStopThreadFlag(int iFlag) {
     __atomic_store_n(&iStopThreadFlag, iFlag, __ATOMIC_RELEASE);
 }
 
-namespace {
-
 enum { LINE_APD = 1, LINE_VDD = 2, LINE_ATT0 = 3, LINE_ATT1 = 4 };
-constexpr int32_t kStopped = 1;  // outcome of a search; never leaves this file
+constexpr int32_t SEARCH_STOPPED = 1;  // outcome of a search; never leaves this file
 
-// --- VDD and APD: step a voltage to its target
-// -------------------------------------------------------------------
+// ---- VDD and APD: step a voltage to its target ----
 
 struct VOLTAGE_SEARCH {
     int iLine;
@@ -57,21 +54,21 @@ struct VOLTAGE_SEARCH {
 const VOLTAGE_SEARCH vddSearch = {LINE_VDD, ADC_CHANEL_TP15, OPMSetVdd, 0.05F, 800, 16, 3, 4092, 0, 0};
 const VOLTAGE_SEARCH apdSearch = {LINE_APD, ADC_CHANEL_T70, OPMSetApd, 0.1F, 200, 21, 5, 4090, 500, 100};
 
-char* LineText() {
+static char* LineText() {
     return reinterpret_cast<char*>(adBuffer);
 }
 
-void FormatReading(float fValue, int iTries, uint16_t usCode) {
+static void FormatReading(float fValue, int iTries, uint16_t usCode) {
     snprintf(LineText(), AD_BUFFER_SIZE, "AD Value :%7.5fV, times%d reg:%x", static_cast<double>(fValue),
              iTries, usCode);
 }
 
-void Pause(uint16_t usMsec) {
+static void Pause(uint16_t usMsec) {
     if (usMsec != 0)
         MsecSleep(usMsec);
 }
 
-void StepVoltage(const VOLTAGE_SEARCH& search, bool bAbove, uint16_t& usCode) {
+static void StepVoltage(const VOLTAGE_SEARCH& search, bool bAbove, uint16_t& usCode) {
     if (bAbove) {
         if (usCode > search.usDown) {
             usCode = static_cast<uint16_t>(usCode - search.usDown);
@@ -85,13 +82,13 @@ void StepVoltage(const VOLTAGE_SEARCH& search, bool bAbove, uint16_t& usCode) {
     Pause(search.usStepMsec);
 }
 
-// Steps usCode until the reading is at fTarget. Returns 0, OPM_ERR_TRY_TIMEOUT or kStopped; iRead is the
-// status of the last reading. A reading taken with no tries left does not count, whatever it says.
-int32_t FindVoltage(const VOLTAGE_SEARCH& search, float fTarget, uint16_t& usCode, int32_t& iRead) {
+// Steps usCode until the reading is at fTarget. Returns 0, OPM_ERR_TRY_TIMEOUT or SEARCH_STOPPED; iRead is
+// the status of the last reading. A reading taken with no tries left does not count, whatever it says.
+static int32_t FindVoltage(const VOLTAGE_SEARCH& search, float fTarget, uint16_t& usCode, int32_t& iRead) {
     int iTries = search.iTries;
     for (;;) {
         if (GetStopThreadFlag() == 0)
-            return kStopped;
+            return SEARCH_STOPPED;
         iRead = OPMGetAdcValue(search.chanel, ADCRANGE_2560MV, &adcValue);
         FormatReading(adcValue, iTries, usCode);
         FrmAdjustSetDataInfo(LineText(), search.iLine);
@@ -104,12 +101,11 @@ int32_t FindVoltage(const VOLTAGE_SEARCH& search, float fTarget, uint16_t& usCod
             break;
     }
     if (GetStopThreadFlag() == 0)
-        return kStopped;
+        return SEARCH_STOPPED;
     return iTries < 1 ? OPM_ERR_TRY_TIMEOUT : 0;
 }
 
-// --- ATT0 and ATT1: drive an offset voltage to zero
-// --------------------------------------------------------------
+// ---- ATT0 and ATT1: drive an offset voltage to zero ----
 
 struct OFFSET_SEARCH {
     int iLine;
@@ -120,32 +116,32 @@ struct OFFSET_SEARCH {
     bool bLate;            // each reading shows the text of the one before
 };
 
-constexpr float kOffsetTolerance = 0.01F;  // volts, boundary included
-constexpr int kOffsetTries = 1000;
-constexpr int kFctTries = 100;
-constexpr uint16_t kLastCode = 4095;
+constexpr float OFFSET_TOLERANCE = 0.01F;  // volts, boundary included
+constexpr int OFFSET_TRIES = 1000;
+constexpr int FCT_TRIES = 100;
+constexpr uint16_t LAST_CODE = 4095;
 
 const OFFSET_SEARCH att0Search = {LINE_ATT0, ADC_CHANEL_TP3, OPMSetAtt0, Att0RegObjValue, 10, false};
 const OFFSET_SEARCH att1Search = {LINE_ATT1, ADC_CHANEL_TP4, OPMSetAtt1, Att1RegObjValue, 1, true};
 
 // A code that would leave 1 to 4095 is clamped, and the clamped value goes to the APD-bias register on
 // purpose.
-void StepOffset(const OFFSET_SEARCH& search, bool bAbove, uint16_t& usCode) {
-    constexpr uint16_t kDown = 16;
-    constexpr uint16_t kUp = 10;
-    if (bAbove && (usCode < kDown + 1 || usCode > kLastCode + kDown)) {
+static void StepOffset(const OFFSET_SEARCH& search, bool bAbove, uint16_t& usCode) {
+    constexpr uint16_t STEP_DOWN = 16;
+    constexpr uint16_t STEP_UP = 10;
+    if (bAbove && (usCode < STEP_DOWN + 1 || usCode > LAST_CODE + STEP_DOWN)) {
         usCode = 0;
         OPMSetApdBias(usCode);
-    } else if (!bAbove && usCode + kUp > kLastCode) {
-        usCode = kLastCode;
+    } else if (!bAbove && usCode + STEP_UP > LAST_CODE) {
+        usCode = LAST_CODE;
         OPMSetApdBias(usCode);
     } else {
-        usCode = static_cast<uint16_t>(bAbove ? usCode - kDown : usCode + kUp);
+        usCode = static_cast<uint16_t>(bAbove ? usCode - STEP_DOWN : usCode + STEP_UP);
         search.fnSet(usCode);
     }
 }
 
-void ShowOffsetReading(const OFFSET_SEARCH& search, int iTries, uint16_t usCode) {
+static void ShowOffsetReading(const OFFSET_SEARCH& search, int iTries, uint16_t usCode) {
     if (search.bLate)
         FrmAdjustSetDataInfo(LineText(), search.iLine);
     FormatReading(adcValue, iTries, usCode);
@@ -153,29 +149,30 @@ void ShowOffsetReading(const OFFSET_SEARCH& search, int iTries, uint16_t usCode)
         FrmAdjustSetDataInfo(LineText(), search.iLine);
 }
 
-// One reading and up to iTries more. Returns 0, OPM_ERR_TRY_TIMEOUT or kStopped; iRead is the status of the
-// last reading.
-int32_t FindZero(const OFFSET_SEARCH& search, int iTries, bool bShow, uint16_t& usCode, int32_t& iRead) {
+// One reading and up to iTries more. Returns 0, OPM_ERR_TRY_TIMEOUT or SEARCH_STOPPED; iRead is the status of
+// the last reading.
+static int32_t FindZero(const OFFSET_SEARCH& search, int iTries, bool bShow, uint16_t& usCode,
+                        int32_t& iRead) {
     for (;; --iTries) {
         if (GetStopThreadFlag() == 0)
-            return kStopped;
+            return SEARCH_STOPPED;
         OPMGetAdcValue(ADC_CHANEL_TP1, ADCRANGE_2560MV, &adcValue1);
         iRead = OPMGetAdcValue(search.chanel, ADCRANGE_2560MV, &adcValue);
         if (bShow)
             ShowOffsetReading(search, iTries, usCode);
         if (iRead == 0) {
-            if (fabsf(adcValue) <= kOffsetTolerance)
-                return GetStopThreadFlag() == 0 ? kStopped : 0;
+            if (fabsf(adcValue) <= OFFSET_TOLERANCE)
+                return GetStopThreadFlag() == 0 ? SEARCH_STOPPED : 0;
             StepOffset(search, adcValue > 0.0F, usCode);
         }
         if (iTries == 0)
-            return GetStopThreadFlag() == 0 ? kStopped : OPM_ERR_TRY_TIMEOUT;
+            return GetStopThreadFlag() == 0 ? SEARCH_STOPPED : OPM_ERR_TRY_TIMEOUT;
     }
 }
 
 // Gain and wavelength for the offset search, then the start codes. ATT0 is searched with the APD switched
 // off, ATT1 with the ATT0 code found before.
-void SetUpOffset(const OFFSET_SEARCH& search) {
+static void SetUpOffset(const OFFSET_SEARCH& search) {
     const bool bAtt0 = search.fnSet == OPMSetAtt0;
     if (bAtt0)
         OPMSetApd(0);
@@ -192,7 +189,7 @@ void SetUpOffset(const OFFSET_SEARCH& search) {
     }
 }
 
-void ReleaseOutputs(int iLine) {
+static void ReleaseOutputs(int iLine) {
     const REG_STEP rest[] = {{FPGA_CTRLOUT_REG, CTRLOUT_REST, 1}};
     FrmAdjustSetDataInfo("finish fpga init", iLine);
     MsecSleep(1000);
@@ -201,13 +198,13 @@ void ReleaseOutputs(int iLine) {
     MsecSleep(1000);
 }
 
-OPM_REG_VALUE* RegValueOf(int32_t iWaveLen) {
+static OPM_REG_VALUE* RegValueOf(int32_t iWaveLen) {
     return iWaveLen >= 0 && iWaveLen < WAVE_LEN_MAX ? &OpmRegValue[iWaveLen] : nullptr;
 }
 
 // The search of the adjust screen. True when the zero was found, with the code in result; iStatus is then the
 // status of the last reading, else that of the search, 0 when it was stopped.
-bool FindOffset(const OFFSET_SEARCH& search, OPM_Value& result, int32_t& iStatus) {
+static bool FindOffset(const OFFSET_SEARCH& search, OPM_Value& result, int32_t& iStatus) {
     iStatus = 0;
     ReleaseOutputs(search.iLine);
     if (GetStopThreadFlag() == 0)
@@ -215,9 +212,9 @@ bool FindOffset(const OFFSET_SEARCH& search, OPM_Value& result, int32_t& iStatus
     SetUpOffset(search);
     uint16_t usCode = search.usStart;
     int32_t iRead = 0;
-    const int32_t iFound = FindZero(search, kOffsetTries, true, usCode, iRead);
+    const int32_t iFound = FindZero(search, OFFSET_TRIES, true, usCode, iRead);
     if (iFound != 0) {
-        iStatus = iFound == kStopped ? 0 : iFound;
+        iStatus = iFound == SEARCH_STOPPED ? 0 : iFound;
         return false;
     }
     result = {usCode, adcValue};
@@ -225,7 +222,7 @@ bool FindOffset(const OFFSET_SEARCH& search, OPM_Value& result, int32_t& iStatus
     return true;
 }
 
-int32_t FctAdjust(const OFFSET_SEARCH& search) {
+static int32_t FctAdjust(const OFFSET_SEARCH& search) {
     if (GetStopThreadFlag() == 0)
         return 1;
     fpga_init(cFpgaFileName);
@@ -235,16 +232,20 @@ int32_t FctAdjust(const OFFSET_SEARCH& search) {
     SetUpOffset(search);
     uint16_t usCode = search.usStart;
     int32_t iRead = 0;
-    return FindZero(search, kFctTries, false, usCode, iRead) == OPM_ERR_TRY_TIMEOUT ? OPM_ERR_TRY_TIMEOUT : 1;
+    return FindZero(search, FCT_TRIES, false, usCode, iRead) == OPM_ERR_TRY_TIMEOUT ? OPM_ERR_TRY_TIMEOUT : 1;
 }
 
 // Dark level of a good module after the ATT1 loop, ADC codes; outside it the operator is warned.
-constexpr uint32_t kDarkLow = 45000;
-constexpr uint32_t kDarkHigh = 65000;
+constexpr uint32_t DARK_LOW = 45000;
+constexpr uint32_t DARK_HIGH = 65000;
 
-void CheckDarkLevel() {
-    BlackLevelVoltage = GetBlackLevel();
-    if (BlackLevelVoltage >= kDarkLow && BlackLevelVoltage <= kDarkHigh)
+// A level broken off by the end of the program is not judged, and the one before it stays.
+static void CheckDarkLevel() {
+    const uint32_t uiLevel = GetBlackLevel();
+    if (GetExitFlag() == 1)
+        return;
+    BlackLevelVoltage = uiLevel;
+    if (BlackLevelVoltage >= DARK_LOW && BlackLevelVoltage <= DARK_HIGH)
         return;
     snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel= %d is out of range!",
              static_cast<double>(adcValue1), static_cast<int>(BlackLevelVoltage));
@@ -252,8 +253,6 @@ void CheckDarkLevel() {
     printf("%s", LineText());
     MsecSleep(2000);
 }
-
-}  // namespace
 
 int32_t OPMAdjustVdd(OTDRWaveLen waveLen) {
     int32_t iStatus = 0;
@@ -265,7 +264,7 @@ int32_t OPMAdjustVdd(OTDRWaveLen waveLen) {
         uint16_t usCode = VddRegObjValue[i];
         OPMSetVdd(usCode);
         const int32_t iFound = FindVoltage(vddSearch, VddObjValue[i], usCode, iStatus);
-        if (iFound == kStopped)
+        if (iFound == SEARCH_STOPPED)
             return iStatus;
         if (iFound != 0) {
             iStatus = iFound;
@@ -289,7 +288,7 @@ int32_t OPMAdjustAPD(int32_t waveLen) {
         Pause(apdSearch.usSettleMsec);
         int32_t iRead = 0;
         const int32_t iFound = FindVoltage(apdSearch, ApdObjValue[i], usCode, iRead);
-        if (iFound == kStopped)
+        if (iFound == SEARCH_STOPPED)
             return 0;
         if (iFound != 0)
             return iFound;

@@ -27,7 +27,7 @@ extern OPM_TUNING_RESULT OpmTuningResult;
 extern uint32_t BlackLevelVoltage;  // dark level measured after the ATT1 loop, ADC codes
 extern float adcValue;              // last reading of a loop's own channel, volts
 
-// Targets (volts) and start codes, as measured on the first modules.
+// Targets (volts), and the codes that the searches for them start from.
 extern const float VddObjValue[4];
 extern const uint16_t VddRegObjValue[4];
 extern const float ApdObjValue[5];

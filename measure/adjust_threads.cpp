@@ -4,24 +4,22 @@
 #include "device/Opm.h"
 #include "device/common_opt.h"
 #include "device/operator_report.h"
+#include "gui/guischeduler.h"
 #include "measure/acquisition.h"
 #include "measure/adjust.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"
 
-namespace {
+static int32_t iThreadStatus = 0;  // what the thread bodies pass to ThreadExit
 
-int32_t iThreadStatus = 0;  // what the thread bodies pass to ThreadExit
-
-char* LineText() {
+static char* LineText() {
     return reinterpret_cast<char*>(adBuffer);
 }
 
-// --- What each loop shows and saves
-// -----------------------------------------------------------------------------
+// ---- What each loop shows and saves ----
 
 // Results on one line, two blanks between them.
-void FormatResults(const OPM_Value* pResults, int iCount) {
+static void FormatResults(const OPM_Value* pResults, int iCount) {
     size_t uiLength = 0;
     for (int i = 0; i < iCount && uiLength < AD_BUFFER_SIZE; ++i) {
         const int iWritten =
@@ -31,40 +29,40 @@ void FormatResults(const OPM_Value* pResults, int iCount) {
     }
 }
 
-void FormatApd() {
+static void FormatApd() {
     FormatResults(OpmTuningResult.Apd_Result, 5);
 }
 
-void FormatVdd() {
+static void FormatVdd() {
     FormatResults(OpmTuningResult.Vdd_Result, 4);
 }
 
-void FormatAtt0() {
+static void FormatAtt0() {
     const OPM_Value& result = OpmTuningResult.Att0_Result[0];
     snprintf(LineText(), AD_BUFFER_SIZE, "Ad:%5.1fV reg:0x%x", static_cast<double>(result.adc), result.reg);
 }
 
-void FormatAtt1() {
+static void FormatAtt1() {
     const OPM_Value& result = OpmTuningResult.Att1_Result[0];
     snprintf(LineText(), AD_BUFFER_SIZE, "Ad:%5.1fV reg:0x%x    BlackLevel = %d",
              static_cast<double>(result.adc), result.reg, static_cast<int>(BlackLevelVoltage));
 }
 
-void KeepApd() {
+static void KeepApd() {
     for (int i = 0; i < 5; ++i)
         pOpmTunning->iApdVoltageSet[i] = OpmTuningResult.Apd_Result[i].reg;
 }
 
-void KeepVdd() {
+static void KeepVdd() {
     for (int i = 0; i < 4; ++i)
         pOpmTunning->iVddValue[i] = OpmTuningResult.Vdd_Result[i].reg;
 }
 
-void KeepAtt0() {
+static void KeepAtt0() {
     pOpmTunning->iAtt0 = OpmTuningResult.Att0_Result[0].reg;
 }
 
-void KeepAtt1() {
+static void KeepAtt1() {
     pOpmTunning->iAtt1 = OpmTuningResult.Att1_Result[0].reg;
 }
 
@@ -75,7 +73,7 @@ struct LOOP {
     void (*fnKeep)();    // the codes into the tuning record
 };
 
-int32_t AdjustApd(OTDRWaveLen waveLen) {
+static int32_t AdjustApd(OTDRWaveLen waveLen) {
     return OPMAdjustAPD(waveLen);
 }
 
@@ -84,13 +82,13 @@ const LOOP vddLoop = {OPMAdjustVdd, 2, FormatVdd, KeepVdd};
 const LOOP att0Loop = {OPMAdjustAtt0, 3, FormatAtt0, KeepAtt0};
 const LOOP att1Loop = {OPMAdjustAtt1, 4, FormatAtt1, KeepAtt1};
 
-void ShowResult(const LOOP& loop) {
+static void ShowResult(const LOOP& loop) {
     loop.fnFormat();
     FrmAdjustSetDataInfo(LineText(), loop.iLine);
 }
 
 // Runs one loop on the calling thread, shows and saves what it found, and ends the thread.
-void* RunLoop(const LOOP& loop, void* pArg) {
+static void* RunLoop(const LOOP& loop, void* pArg) {
     const int32_t iStatus = loop.fnAdjust(static_cast<OTDRWaveLen>(reinterpret_cast<intptr_t>(pArg)));
     if (GetStopThreadFlag() == 0) {
         FrmAdjustSetDataInfo("Stop", loop.iLine);
@@ -105,8 +103,6 @@ void* RunLoop(const LOOP& loop, void* pArg) {
     ThreadExit(&iThreadStatus);
     return nullptr;
 }
-
-}  // namespace
 
 void* OPMAdjustVddThd(void* pArg) {
     return RunLoop(vddLoop, pArg);
@@ -128,10 +124,10 @@ int32_t OPMAdjustAuto() {
     static const THREADFUNC bodies[] = {OPMAdjustAPDThd, OPMAdjustVddThd, OPMAdjustAtt0Thd, OPMAdjustAtt1Thd};
     int32_t iResult = 0;
     for (const THREADFUNC fnBody : bodies) {
-        GUITHREAD thdLoop = {};
+        GUITHREAD thdLoop = GUITHREAD_NONE;
         iResult = ThreadCreate(&thdLoop, fnBody, nullptr);
         if (iResult == 0)
-            ThreadJoin(thdLoop, nullptr);
+            JoinWorker(&thdLoop);
     }
     return iResult;
 }
@@ -169,10 +165,10 @@ void* OPMAdjustAllThd(void*) {
 }
 
 int32_t OPMAutoTuning() {
-    constexpr uint32_t kDelayMinutes = 60;
+    constexpr uint32_t DELAY_MINUTES = 60;
     iATT0 = pOpmTunning->iAtt0;
     if (GetAPDAdjStopFlag() != 0)
-        APDTuning(pApd_Break_Para, kDelayMinutes);
+        APDTuning(pApd_Break_Para, DELAY_MINUTES);
     return 0;
 }
 

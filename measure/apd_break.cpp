@@ -20,15 +20,13 @@ void SetAPDAdjStopFlag(int iFlag) {
     __atomic_store_n(&iAPDAdjStopFlag, iFlag, __ATOMIC_RELEASE);
 }
 
-namespace {
-
-constexpr uint16_t kSafeApd = 2048;
-constexpr uint16_t kLastApd = 3872;
-constexpr int kRampSteps = 200;
-constexpr int kMeanHigh = 63000;  // ADC codes that the ATT0 search keeps the dark level between
-constexpr int kMeanLow = 58000;
-constexpr uint32_t kAtt0Most = 4080;
-constexpr uint32_t kAtt0Least = 16;
+constexpr uint16_t SAFE_APD = 2048;
+constexpr uint16_t LAST_APD = 3872;
+constexpr int RAMP_STEPS = 200;
+constexpr int MEAN_HIGH = 63000;  // ADC codes that the ATT0 search keeps the dark level between
+constexpr int MEAN_LOW = 58000;
+constexpr uint32_t ATT0_MOST = 4080;
+constexpr uint32_t ATT0_LEAST = 16;
 
 struct NOISE {
     float fStd;   // ADC codes, as measured
@@ -36,29 +34,30 @@ struct NOISE {
     int iMean;
 };
 
-uint16_t StartCode(float fTemp) {
+static uint16_t StartCode(float fTemp) {
     return static_cast<uint16_t>(static_cast<int32_t>(fTemp * 5.0) + 1536);
 }
 
 // Moves iATT0 until the dark level is in its window. Returns 0, -1 when stopped.
-int SearchAtt0(NOISE& noise, int iFirstMean) {
+static int SearchAtt0(NOISE& noise, int iFirstMean) {
     for (;;) {
         if (GetAPDAdjStopFlag() == 0)
             return -1;
-        GetSignalParameter(iATT0);
+        if (GetSignalParameter(iATT0) != 0)
+            return -1;
         noise = {signalStd, signalStd < 1.0F ? 1.0F : signalStd, signalMean};
         printf("iATT0 = %d, std1: %5.2f std2: %5.2f mean1: %d mean2: %d\n", static_cast<int>(iATT0),
                static_cast<double>(noise.fStd), static_cast<double>(noise.fBase), noise.iMean, iFirstMean);
         MsecSleep(500);
-        if (noise.iMean > kMeanHigh)
+        if (noise.iMean > MEAN_HIGH)
             iATT0 += 10;
-        if (noise.iMean < kMeanLow)
+        if (noise.iMean < MEAN_LOW)
             iATT0 -= 10;  // below zero it wraps to the top
-        if (iATT0 > kAtt0Most || iATT0 < kAtt0Least) {
-            iATT0 = iATT0 > kAtt0Most ? kAtt0Most : kAtt0Least;
+        if (iATT0 > ATT0_MOST || iATT0 < ATT0_LEAST) {
+            iATT0 = iATT0 > ATT0_MOST ? ATT0_MOST : ATT0_LEAST;
             return 0;
         }
-        if (noise.iMean >= kMeanLow && noise.iMean <= kMeanHigh)
+        if (noise.iMean >= MEAN_LOW && noise.iMean <= MEAN_HIGH)
             return 0;
     }
 }
@@ -66,14 +65,15 @@ int SearchAtt0(NOISE& noise, int iFirstMean) {
 // Raises the APD code until the noise is well above that of the start. Returns 0 with the code in apd, also
 // when the steps are used up; -1 when stopped or past the last code. A breakdown seen at a noise below 30 is
 // recorded one step above the code at which it was measured.
-int RampApd(const NOISE& noise, uint16_t& apd) {
+static int RampApd(const NOISE& noise, uint16_t& apd) {
     const float fFound = 5.0F * noise.fStd;
     const float fTooMuch = 100.0F * noise.fStd;
     float fStd = noise.fBase;
-    for (int iSteps = kRampSteps; !(fStd > fFound && fStd < fTooMuch) && iSteps > 0; --iSteps) {
+    for (int iSteps = RAMP_STEPS; !(fStd > fFound && fStd < fTooMuch) && iSteps > 0; --iSteps) {
         if (GetAPDAdjStopFlag() == 0)
             return -1;
-        GetSignalParameter(iATT0);
+        if (GetSignalParameter(iATT0) != 0)
+            return -1;
         fStd = signalStd;
         char strText[100] = "";
         snprintf(strText, sizeof(strText), "Apd: %x , mean: %d , std: %5.2f ", apd, signalMean,
@@ -82,7 +82,7 @@ int RampApd(const NOISE& noise, uint16_t& apd) {
         FrmApdAdjSetInfo1(strText);
         if (fStd <= fFound || fStd < 30.0F) {
             apd = static_cast<uint16_t>(apd + 16);
-            if (apd > kLastApd)
+            if (apd > LAST_APD)
                 return -1;
             OPMSetApd(apd);
         } else if (fStd >= fTooMuch || noise.iMean - signalMean > 6000) {
@@ -94,7 +94,7 @@ int RampApd(const NOISE& noise, uint16_t& apd) {
     return 0;
 }
 
-void AddSample(APD_BREAK_PARA& para, uint16_t apd, float fTemp) {
+static void AddSample(APD_BREAK_PARA& para, uint16_t apd, float fTemp) {
     para.iVolt[para.iNum] = apd;
     para.fTemp[para.iNum] = fTemp;
     ++para.iNum;
@@ -107,7 +107,7 @@ void AddSample(APD_BREAK_PARA& para, uint16_t apd, float fTemp) {
     FrmApdAdjSetInfo2(strText);
 }
 
-void SortByTemperature(APD_BREAK_PARA& para) {
+static void SortByTemperature(APD_BREAK_PARA& para) {
     for (int i = para.iNum - 1; i > 0; --i) {
         for (int j = 0; j < i; ++j) {
             if (para.fTemp[j] <= para.fTemp[j + 1])
@@ -122,7 +122,20 @@ void SortByTemperature(APD_BREAK_PARA& para) {
     }
 }
 
-}  // namespace
+// The breakdown at fTemp degrees, searched from the code in apd. Returns 0 with the code in apd, -1 as the
+// searches do.
+static int FindBreak(float fTemp, uint16_t& apd) {
+    if (GetSignalParameter(iATT0) != 0)
+        return -1;
+    const int iFirstMean = signalMean;
+    printf("temp = %f, mean = %d , std = %5.2f \n", static_cast<double>(fTemp), iFirstMean,
+           static_cast<double>(signalStd));
+    MsecSleep(1000);
+    NOISE noise = {};
+    if (SearchAtt0(noise, iFirstMean) != 0)
+        return -1;
+    return RampApd(noise, apd);
+}
 
 int GetBreakVoltage(APD_BREAK_PARA* pPara) {
     if (pPara == nullptr || pPara->iNum < 0 || pPara->iNum >= APD_BREAK_MAX)
@@ -132,20 +145,14 @@ int GetBreakVoltage(APD_BREAK_PARA* pPara) {
     uint16_t apd = StartCode(fTemp);
     OPMSetApd(apd);
     MsecSleep(1);
-    GetSignalParameter(iATT0);
-    const int iFirstMean = signalMean;
-    printf("temp = %f, mean = %d , std = %5.2f \n", static_cast<double>(fTemp), iFirstMean,
-           static_cast<double>(signalStd));
-    MsecSleep(1000);
-    NOISE noise = {};
-    if (SearchAtt0(noise, iFirstMean) != 0 || RampApd(noise, apd) != 0) {
-        OPMSetApd(kSafeApd);
+    if (FindBreak(fTemp, apd) != 0) {
+        OPMSetApd(SAFE_APD);
         return -1;
     }
     GetOpmTemperature(opticFD, &fTemp);
     AddSample(*pPara, apd, fTemp);
     SortByTemperature(*pPara);
-    OPMSetApd(kSafeApd);
+    OPMSetApd(SAFE_APD);
     MsecSleep(100);
     printf("GetBreakVoltage Success!");
     return 0;

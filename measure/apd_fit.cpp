@@ -8,25 +8,23 @@
 #include "measure/apd.h"
 #include "measure/common_opm.h"
 
-namespace {
-
-constexpr int kFitSamples = 10;   // fewer are not fitted
-constexpr int kGoodSamples = 16;  // fewer end as a failure, saved all the same
-constexpr int kMostDeleted = 14;
-constexpr float kOutlier = 8.0F;  // codes off the line
-constexpr uint16_t kLeastBreak = 1600;
-constexpr int kApdSettings = 5;
+constexpr int FIT_SAMPLES = 10;   // fewer are not fitted
+constexpr int GOOD_SAMPLES = 16;  // fewer end as a failure, saved all the same
+constexpr int MOST_DELETED = 14;
+constexpr float OUTLIER = 8.0F;  // codes off the line
+constexpr uint16_t LEAST_BREAK = 1600;
+constexpr int APD_SETTINGS = 5;
 
 // Codes below breakdown of the APD settings; the sixth setting is always 0.
 const uint16_t changvalue[6] = {15, 45, 145, 455, 1600, 1600};
 
 // Intercept as an unsigned 16-bit code; 0, which is refused as too small, for one that is none.
-uint16_t InterceptCode(float b) {
+static uint16_t InterceptCode(float b) {
     return b > 0.0F && b < 65536.0F ? static_cast<uint16_t>(b) : 0;
 }
 
 // Index and signed distance (codes) of the sample farthest from the line; prints every one.
-int FarthestSample(const APD_BREAK_PARA& para, float k, float b, float& max_delta) {
+static int FarthestSample(const APD_BREAK_PARA& para, float k, float b, float& max_delta) {
     int iFarthest = 0;
     max_delta = 1e-7F;
     for (int i = 0; i < para.iNum; ++i) {
@@ -43,7 +41,7 @@ int FarthestSample(const APD_BREAK_PARA& para, float k, float b, float& max_delt
     return iFarthest;
 }
 
-void DeleteSample(APD_BREAK_PARA& para, int iSample) {
+static void DeleteSample(APD_BREAK_PARA& para, int iSample) {
     for (int i = iSample; i + 1 < para.iNum; ++i) {
         para.iVolt[i] = para.iVolt[i + 1];
         para.fTemp[i] = para.fTemp[i + 1];
@@ -52,33 +50,31 @@ void DeleteSample(APD_BREAK_PARA& para, int iSample) {
 }
 
 // Fits the line, deleting one sample after the other until none lies off it. Returns the number deleted.
-int FitWithoutOutliers(APD_BREAK_PARA& para, float* pk, float* pb) {
+static int FitWithoutOutliers(APD_BREAK_PARA& para, float* pk, float* pb) {
     Polyfit(pk, pb, &para);
     for (int iDeleted = 0; para.iNum > 0;) {
         float max_delta = 0.0F;
         const int iFarthest = FarthestSample(para, *pk, *pb, max_delta);
-        if (max_delta > -kOutlier && max_delta < kOutlier)
+        if (max_delta > -OUTLIER && max_delta < OUTLIER)
             return iDeleted;
         DeleteSample(para, iFarthest);
         Polyfit(pk, pb, &para);
-        if (++iDeleted == kMostDeleted || para.iNum == 0)
+        if (++iDeleted == MOST_DELETED || para.iNum == 0)
             return iDeleted;
     }
     return 0;
 }
 
-void ShowAndLog(char* strText) {
+static void ShowAndLog(char* strText) {
     FrmApdAdjSetInfo1(strText);
     FCT_LOG(strText);
 }
-
-}  // namespace
 
 void GetApdCoefficient(float* pk, float* pb, APD_BREAK_PARA* pPara) {
     if (pk == nullptr || pb == nullptr || pPara == nullptr)
         return;
     char strText[200] = "";
-    if (pPara->iNum < kFitSamples) {
+    if (pPara->iNum < FIT_SAMPLES) {
         snprintf(strText, sizeof(strText), "Num = %d, GetApdCoefficient Failed!", pPara->iNum);
         printf("%s\r\n", strText);
         ShowAndLog(strText);
@@ -89,7 +85,7 @@ void GetApdCoefficient(float* pk, float* pb, APD_BREAK_PARA* pPara) {
         return;
     *pApd_Para = *pPara;
     const int iDeleted = FitWithoutOutliers(*pApd_Para, pk, pb);
-    const bool bGood = iDeleted < kMostDeleted && pPara->iNum >= kGoodSamples;
+    const bool bGood = iDeleted < MOST_DELETED && pPara->iNum >= GOOD_SAMPLES;
     if (!bGood)
         printf("TempNum = %d, DelNum = %d, GetApdCoefficient Failed!\r\n", pPara->iNum, iDeleted);
     ChangeOpmTunning(InterceptCode(*pb), 0.0F, *pk);
@@ -111,7 +107,7 @@ void GetApdCoefficient(float* pk, float* pb, APD_BREAK_PARA* pPara) {
 }
 
 void ChangeOpmTunning(uint16_t ibreakvoltage, float ftemp, float k) {
-    if (ibreakvoltage < kLeastBreak) {
+    if (ibreakvoltage < LEAST_BREAK) {
         // A full-width comma (GB2312) between the halves.
         printf(
             "BreakVoltage is too small"
@@ -120,9 +116,9 @@ void ChangeOpmTunning(uint16_t ibreakvoltage, float ftemp, float k) {
         return;
     }
     pOpmTunning->iTemperatureSet = ftemp;
-    for (int i = 0; i < kApdSettings; ++i)
+    for (int i = 0; i < APD_SETTINGS; ++i)
         pOpmTunning->iApdVoltageSet[i] = ibreakvoltage - changvalue[i];
-    pOpmTunning->iApdVoltageSet[kApdSettings] = 0;
+    pOpmTunning->iApdVoltageSet[APD_SETTINGS] = 0;
     for (float& fCoefficient : pOpmTunning->fTempCoefficient)
         fCoefficient = k;
 }

@@ -9,19 +9,17 @@
 #include "measure/apd.h"
 #include "measure/common_opm.h"
 
-namespace {
+constexpr int MOST_SAMPLES = 44;           // TunNum above this ends the tuning
+constexpr float LAST_TEMPERATURE = 55.0F;  // degrees Celsius
+constexpr float SAMPLE_DISTANCE = 1.0F;    // degrees between samples
+constexpr int MOST_FAILURES = 20;          // of the temperature read
+constexpr int FIT_ABOVE = 9;               // samples
 
-constexpr int kMostSamples = 44;           // TunNum above this ends the tuning
-constexpr float kLastTemperature = 55.0F;  // degrees Celsius
-constexpr float kSampleDistance = 1.0F;    // degrees between samples
-constexpr int kMostFailures = 20;          // of the temperature read
-constexpr int kFitAbove = 9;               // samples
-
-int TunNum = 0;  // samples taken; kept between runs
+static int TunNum = 0;  // samples taken; kept between runs
 
 using SHOW = int (*)(const char* pInfo);
 
-__attribute__((format(printf, 2, 3))) void Show(SHOW fnShow, const char* strFormat, ...) {
+static __attribute__((format(printf, 2, 3))) void Show(SHOW fnShow, const char* strFormat, ...) {
     char strText[100] = "";
     va_list arguments;
     va_start(arguments, strFormat);
@@ -30,13 +28,13 @@ __attribute__((format(printf, 2, 3))) void Show(SHOW fnShow, const char* strForm
     fnShow(strText);
 }
 
-void ShowAndLog(SHOW fnShow, const char* strText) {
+static void ShowAndLog(SHOW fnShow, const char* strText) {
     fnShow(strText);
     FCT_LOG(strText);
 }
 
 // Waits in one-second sleeps. Returns 0, -1 as soon as the run flag is 0.
-int WaitSeconds(int iSeconds) {
+static int WaitSeconds(int iSeconds) {
     for (int i = 0; i < iSeconds; ++i) {
         if (GetAPDAdjStopFlag() == 0)
             return -1;
@@ -46,7 +44,7 @@ int WaitSeconds(int iSeconds) {
 }
 
 // Warming up, a line on the screen and in the log every minute. Returns 0, -1 when stopped.
-int WaitMinutes(uint32_t uiMinutes) {
+static int WaitMinutes(uint32_t uiMinutes) {
     printf("DelayTime = %d\n", static_cast<int>(uiMinutes));
     for (uint32_t m = 0; m < uiMinutes; ++m) {
         float fTemp = 0.0F;
@@ -61,18 +59,18 @@ int WaitMinutes(uint32_t uiMinutes) {
     return 0;
 }
 
-bool IsSampled(const APD_BREAK_PARA& para, float fTemp) {
+static bool IsSampled(const APD_BREAK_PARA& para, float fTemp) {
     for (int i = 0; i < para.iNum; ++i)
-        if (fabsf(para.fTemp[i] - fTemp) < kSampleDistance)
+        if (fabsf(para.fTemp[i] - fTemp) < SAMPLE_DISTANCE)
             return true;
     return false;
 }
 
-void TakeSample(APD_BREAK_PARA& para) {
+static void TakeSample(APD_BREAK_PARA& para) {
     GetBreakVoltage(&para);
     initTraceArea();
     DrawCurve();
-    if (para.iNum > kFitAbove) {
+    if (para.iNum > FIT_ABOVE) {
         float k = 0.0F;
         float b = 0.0F;
         GetApdCoefficient(&k, &b, &para);
@@ -87,16 +85,16 @@ void TakeSample(APD_BREAK_PARA& para) {
 
 // Collects samples. Returns true when the tuning is over, false when it was stopped or the temperature cannot
 // be read; iDelayNum is the count of waits since the last sample.
-bool CollectSamples(APD_BREAK_PARA& para, int& iDelayNum) {
+static bool CollectSamples(APD_BREAK_PARA& para, int& iDelayNum) {
     int tmpCount = 0;
     for (;;) {
         float fTemp = 0.0F;
         if (GetOpmTemperature(opticFD, &fTemp) < 0) {
-            if (++tmpCount > kMostFailures) {
+            if (++tmpCount > MOST_FAILURES) {
                 Show(FrmApdAdjSetInfo1, "tmpCount = %d", tmpCount);
                 return false;
             }
-            if (TunNum > kMostSamples)
+            if (TunNum > MOST_SAMPLES)
                 return true;
             continue;
         }
@@ -113,7 +111,7 @@ bool CollectSamples(APD_BREAK_PARA& para, int& iDelayNum) {
         } else {
             TakeSample(para);
             iDelayNum = 0;
-            if (fTemp >= kLastTemperature)
+            if (fTemp >= LAST_TEMPERATURE)
                 return true;
             // A stop during the sample ends here; with no sample stored yet nothing below would look at the
             // flag.
@@ -122,12 +120,10 @@ bool CollectSamples(APD_BREAK_PARA& para, int& iDelayNum) {
                 return false;
             }
         }
-        if (TunNum > kMostSamples)
+        if (TunNum > MOST_SAMPLES)
             return true;
     }
 }
-
-}  // namespace
 
 void APDTuning(APD_BREAK_PARA* pPara, uint32_t DelayTime) {
     if (pPara == nullptr)

@@ -9,16 +9,14 @@
 #include "measure/acquisition.h"
 #include "measure/numeric/numeric.h"
 
-namespace {
-
 const ACQ_TIMING offsetTiming = {100, 100, 100, 0, 0};
-constexpr int kPeakLead = 22;      // samples between a peak and the zero of the distance
-constexpr int kLeastOffset = 900;  // below it the pair cannot be the test fibre
-constexpr int kClearHalf = 62;     // samples cleared on both sides of a peak
-constexpr int kShapeFrom = 10;     // peaks nearer to the start are taken without a shape test
+constexpr int PEAK_LEAD = 22;      // samples between a peak and the zero of the distance
+constexpr int LEAST_OFFSET = 900;  // below it the pair cannot be the test fibre
+constexpr int CLEAR_HALF = 62;     // samples cleared on both sides of a peak
+constexpr int SHAPE_FROM = 10;     // peaks nearer to the start are taken without a shape test
 
 // Raw samples, one a line, onto the USB stick; a missing stick only skips the file.
-void DumpTrace(const uint16_t* pTrace) {
+static void DumpTrace(const uint16_t* pTrace) {
     static int num = 0;
     char strName[64] = "";
     snprintf(strName, sizeof(strName), "/mnt/usb/LogSignal[%d].txt", num++);
@@ -34,7 +32,7 @@ void DumpTrace(const uint16_t* pTrace) {
 
 // Signed distance from the dark level on the 5 log10 scale. The largest distance would read one past the
 // table's end; it takes the last entry.
-float SignedLog(int iBlackLevel, uint16_t usSample) {
+static float SignedLog(int iBlackLevel, uint16_t usSample) {
     const int iDistance = iBlackLevel - usSample;
     if (iDistance == 0)
         return 0.0F;
@@ -43,9 +41,9 @@ float SignedLog(int iBlackLevel, uint16_t usSample) {
     return iDistance > 0 ? fLog : -fLog;
 }
 
-// A back-scatter peak is broad: few of its neighbours stand higher, and its shoulders do not fall off
-// steeply. Neighbours outside the trace are passed over.
-bool IsPeak(const float* pLog, int iPeak) {
+// A reflection peak is broad: few of its neighbours stand higher, and its shoulders do not fall off steeply.
+// Neighbours outside the trace are passed over.
+static bool IsPeak(const float* pLog, int iPeak) {
     const float x = pLog[iPeak];
     int iHigher = 0;
     float fFall = 0.0F;
@@ -63,29 +61,29 @@ bool IsPeak(const float* pLog, int iPeak) {
     return true;
 }
 
-void ClearAround(float* pWork, int iPeak) {
-    if (iPeak < kClearHalf)
+static void ClearAround(float* pWork, int iPeak) {
+    if (iPeak < CLEAR_HALF)
         return;
-    const int iEnd = iPeak + kClearHalf < TRACE_SAMPLES ? iPeak + kClearHalf : TRACE_SAMPLES;
-    for (int i = iPeak - kClearHalf; i < iEnd; ++i)
+    const int iEnd = iPeak + CLEAR_HALF < TRACE_SAMPLES ? iPeak + CLEAR_HALF : TRACE_SAMPLES;
+    for (int i = iPeak - CLEAR_HALF; i < iEnd; ++i)
         pWork[i] = 0.0F;
 }
 
-void PrintPositions(const int* pPosition) {
+static void PrintPositions(const int* pPosition) {
     for (int i = 0; i < FIBER_PEAKS; ++i)
         printf("Position[%d]=%d\n", i, pPosition[i]);
 }
 
-int Judge(int iOffset, bool bFound, char* result) {
+static int Judge(int iOffset, bool bFound, char* result) {
     printf("------OffsetPoint = %u--------\n", static_cast<unsigned>(iOffset));
-    const bool bGood = bFound && iOffset >= kLeastOffset;
+    const bool bGood = bFound && iOffset >= LEAST_OFFSET;
     printf("%s",
            bGood ? "--------------Adjust Success-------------" : "--------------Adjust Error-------------");
     strcpy(result, bGood ? "Adjust Success" : "Adjust Error");
     return iOffset;
 }
 
-int OffsetOfTrace(const uint16_t* pTrace, float* pLog, float* pWork, char* result) {
+static int OffsetOfTrace(const uint16_t* pTrace, float* pLog, float* pWork, char* result) {
     // A whole number already: rounding it again changes nothing.
     const uint16_t BlackLevel = GetMeanUint16(pTrace + TRACE_SAMPLES - DARK_SAMPLES, DARK_SAMPLES);
     printf("BlackLevel = %d\n", BlackLevel);
@@ -99,8 +97,6 @@ int OffsetOfTrace(const uint16_t* pTrace, float* pLog, float* pWork, char* resul
     const int iOffset = OffsetOfPeaks(Position, bFound);
     return Judge(iOffset, bFound, result);
 }
-
-}  // namespace
 
 int ExFiberLenSetParament(uint16_t* DataBuff) {
     if (DataBuff == nullptr)
@@ -140,20 +136,20 @@ void FindFiberPeaks(const float* pLog, float* pWork, int* pPosition) {
                 iPeak = i;
             }
         }
-        pPosition[k] = iPeak < kShapeFrom || IsPeak(pLog, iPeak) ? iPeak : 0;
+        pPosition[k] = iPeak < SHAPE_FROM || IsPeak(pLog, iPeak) ? iPeak : 0;
         ClearAround(pWork, iPeak);
     }
     bubble_sort(pPosition, FIBER_PEAKS);
 }
 
 int OffsetOfPeaks(const int* pPosition, bool& bFound) {
-    constexpr double kMetresPerSample = 0.04;
-    constexpr double kFibre = 5.0;  // metres
+    constexpr double METRES_PER_SAMPLE = 0.04;
+    constexpr double FIBRE_METRES = 5.0;  // metres
     for (int i = 0; i + 1 < FIBER_PEAKS; ++i) {
         // One-sided on purpose: any spacing below 137.5 samples qualifies.
-        if ((pPosition[i + 1] - pPosition[i]) * kMetresPerSample - kFibre < 0.5 && pPosition[i] != 0) {
+        if ((pPosition[i + 1] - pPosition[i]) * METRES_PER_SAMPLE - FIBRE_METRES < 0.5 && pPosition[i] != 0) {
             bFound = true;
-            return pPosition[i] - kPeakLead;
+            return pPosition[i] - PEAK_LEAD;
         }
     }
     bFound = false;

@@ -8,47 +8,46 @@
 #include "measure/adjust.h"
 #include "measure/apd.h"
 
-namespace {
-
-constexpr uint16_t kSafeApd = 2048;
-constexpr uint16_t kFirstApd = 0xA43;
-constexpr uint16_t kLastApd = 0xF20;
-constexpr int kRampTries = 200;
-constexpr int kMeanHigh = 64000;
-constexpr int kMeanLow = 58000;
+constexpr uint16_t SAFE_APD = 2048;
+constexpr uint16_t FIRST_APD = 0xA43;
+constexpr uint16_t LAST_APD = 0xF20;
+constexpr int RAMP_TRIES = 200;
+constexpr int MEAN_HIGH = 64000;
+constexpr int MEAN_LOW = 58000;
 
 // GBK: "breakdown voltage search failed, the link may carry light".
-constexpr char kLightOnLink[] =
+constexpr char LIGHT_ON_LINK[] =
     "\xbb\xf7\xb4\xa9\xb5\xe7\xd1\xb9\xb2\xe9\xd5\xd2\xca\xa7\xb0\xdc\xa3\xac\xc1\xb4\xc2\xb7\xbf\xc9\xc4\xdc"
     "\xd3\xd0"
     "\xb9\xe2"
     "!!!!!!!!!!!!!\n";
 // GBK: "breakdown voltage search failed".
-constexpr char kSearchFailed[] = "\xbb\xf7\xb4\xa9\xb5\xe7\xd1\xb9\xb2\xe9\xd5\xd2\xca\xa7\xb0\xdc\n";
+constexpr char SEARCH_FAILED[] = "\xbb\xf7\xb4\xa9\xb5\xe7\xd1\xb9\xb2\xe9\xd5\xd2\xca\xa7\xb0\xdc\n";
 
-bool Stopped() {
+static bool Stopped() {
     return GetStopThreadFlag() == 0;
 }
 
 // Moves ATT0 until the mean is in its window. Returns 0 with the deviation as measured and the last mean; -1
 // when stopped or out of range.
-int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
+static int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
     do {
         if (Stopped())
             return -1;
-        GetSignalParameter(uiAtt0);
+        if (GetSignalParameter(uiAtt0) != 0)
+            return -1;
         fStd = signalStd;
         iMean = signalMean;
         MsecSleep(300);
-        if (iMean > kMeanHigh)
+        if (iMean > MEAN_HIGH)
             uiAtt0 += 10;
-        else if (iMean < kMeanLow)
+        else if (iMean < MEAN_LOW)
             uiAtt0 -= 10;
         if (uiAtt0 - 16 > 3824) {
             printf("GetSignalParameter ERROR! ATT0 = %d, blacklevel = %d\n", static_cast<int>(uiAtt0), iMean);
             return -1;
         }
-    } while (iMean < kMeanLow || iMean > kMeanHigh);
+    } while (iMean < MEAN_LOW || iMean > MEAN_HIGH);
     iATT0 = uiAtt0;
     MsecSleep(300);
     return 0;
@@ -56,28 +55,27 @@ int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
 
 // Raises the APD until the noise is well above fStd0. Returns 1 with the code in apd when the breakdown was
 // reached, 0 when the tries are spent, -1 stopped, -2 past the last code.
-int RampApd(float fStd0, int iMean0, uint16_t& apd) {
+static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
     const float fFound = 10.0F * fStd0;
     const float fTooMuch = 100.0F * fStd0;
     float fStd = fStd0 < 1.0F ? 1.0F : fStd0;
     int iMean = iMean0;
-    for (int iTries = kRampTries;; --iTries) {
+    for (int iTries = RAMP_TRIES;; --iTries) {
         if (fStd > fFound && fStd < fTooMuch && iMean0 - iMean <= 20000)
             return iTries == 0 ? 0 : 1;
         if (iTries == 0)
             return 0;
-        if (Stopped()) {
-            OPMSetApd(kSafeApd);
+        if (Stopped() || GetSignalParameter(iATT0) != 0) {
+            OPMSetApd(SAFE_APD);
             return -1;
         }
-        GetSignalParameter(iATT0);
         fStd = signalStd;
         iMean = signalMean;
         if (fStd <= fFound && iMean0 - iMean < 6000) {
             apd = static_cast<uint16_t>(apd + 16);
-            if (apd > kLastApd) {
-                OPMSetApd(kSafeApd);
-                printf("%s", kLightOnLink);
+            if (apd > LAST_APD) {
+                OPMSetApd(SAFE_APD);
+                printf("%s", LIGHT_ON_LINK);
                 return -2;
             }
             OPMSetApd(apd);
@@ -91,8 +89,8 @@ int RampApd(float fStd0, int iMean0, uint16_t& apd) {
 
 // Ten traces at the operating point, judged by their mean. Returns 1 good, -1 bad, 0 when the program is
 // ending.
-int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
-    constexpr int kTraces = 10;
+static int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
+    constexpr int TRACE_COUNT = 10;
     const REG_STEP operatingPoint[] = {
         {OPM_VDD_REG, RegCode(pOpmTunning->iVddValue[0]), 10},
         {OPM_ATT0_REG, iATT0, 10},
@@ -102,20 +100,18 @@ int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
     OPMSetApd(static_cast<uint16_t>(apd - 64));
     MsecSleep(200);
     float fMean = 0.0F;
-    for (int i = 0; i < kTraces; ++i) {
+    for (int i = 0; i < TRACE_COUNT; ++i) {
         fMean += GetSignal(waveLen);
         if (GetExitFlag() == 1)
             return 0;
     }
-    fMean /= kTraces;
+    fMean /= TRACE_COUNT;
     printf("fMean = %f\n", static_cast<double>(fMean));
     if (waveLen != WAVE_LEN_1310 && waveLen != WAVE_LEN_1550)
         return -1;
     const float fThreshold = waveLen == WAVE_LEN_1310 ? 6.0F : 5.0F;
     return fMean - fThreshold >= 0.0F ? 1 : -1;
 }
-
-}  // namespace
 
 int32_t LightRoadJust(OTDRWaveLen waveLen) {
     if (Stopped())
@@ -143,7 +139,7 @@ int32_t LightRoadJust(OTDRWaveLen waveLen) {
     int iMean0 = 0;
     if (SearchAtt0(uiAtt0, fStd0, iMean0) != 0)
         return -1;
-    uint16_t apd = kFirstApd;
+    uint16_t apd = FIRST_APD;
     const int iRamp = RampApd(fStd0, iMean0, apd);
     if (iRamp < 0)
         return iRamp;
@@ -151,7 +147,7 @@ int32_t LightRoadJust(OTDRWaveLen waveLen) {
     if (Stopped())
         return 0;
     if (iRamp == 0) {
-        printf("%s", kSearchFailed);
+        printf("%s", SEARCH_FAILED);
         return -8;
     }
     return JudgeTraces(waveLen, apd);

@@ -164,15 +164,10 @@ TEST_F(Adjust, Att0ClampsAtTheTopThroughTheBiasRegister) {
     EXPECT_EQ(4095, OpmTuningResult.Att0_Result[0].reg);
 }
 
-TEST_F(Adjust, Att0SetsUpInItsOrder) {
+TEST_F(Adjust, Att0ShowsItsProgress) {
     Reply(ADC_CHANEL_TP1, 0.5f);
     Reply(ADC_CHANEL_TP3, 0.0f);
     Printed([&] { EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310)); });
-    const std::string trace = system_.Trace();
-    EXPECT_THAT(trace,
-                HasSubstr("sleep 1000\nreg write 0x30000002 0x07f8\nsleep 1\nsleep 1000\n"
-                          "reg write 0x30000014 0x0000\nreg write 0x3000000a 0x6000\nsleep 10\n"
-                          "reg write 0x3000000c 0x0040\nsleep 10\nreg write 0x3000000e 0x0500\nsleep 1\n"));
     EXPECT_THAT(operator_.Lines(),
                 ElementsAre("adjust data 3: finish fpga init", "adjust data 3: finish FPGA_CTRLOUT_REG",
                             "adjust data 3: AD Value :0.00000V, times1000 reg:500"));
@@ -195,7 +190,8 @@ TEST_F(Adjust, Att1ShowsEachReadingLateAndWarnsOfTheDarkLevel) {
     Reply(ADC_CHANEL_TP1, 0.5f);
     Reply(ADC_CHANEL_TP4, 0.0f);
     Samples(44999, 0);
-    Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); });
+    EXPECT_THAT(Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }),
+                EndsWith("adcValue1 = 0.500000,BlackLevel= 44999 is out of range!"));
     EXPECT_THAT(Written(kAtt1), ElementsAre(1024, 1008));
     EXPECT_THAT(Written(kAtt0), ElementsAre(1300));
     EXPECT_EQ(44999u, BlackLevelVoltage);
@@ -232,50 +228,122 @@ TEST_F(Adjust, FctLoopsShowAndStoreNothing) {
     EXPECT_EQ(0, OpmTuningResult.Att1_Result[0].reg);
 }
 
-// ---- Threads ----
+// ---- Set-up ----
 
-TEST_F(Adjust, AThreadShowsItsResultsAndSavesThem) {
-    for (const float target : {3.0f, 2.5f, 2.0f, 1.5f})
-        Reply(ADC_CHANEL_TP15, target);
-    RunThread(OPMAdjustVddThd);
-    EXPECT_EQ(
-        "adjust data 2: Ad:  3.0V reg:0x0810  Ad:  2.5V reg:0x06b0  Ad:  2.0V reg:0x0560  Ad:  1.5V "
-        "reg:0x0420",
-        operator_.Lines().back());
-    EXPECT_EQ(2064u, cOpmTunning.iVddValue[0]);
-    EXPECT_EQ(1056u, cOpmTunning.iVddValue[3]);
-    EXPECT_THAT(system_.Trace(), EndsWith("seek optic0 0\nwrite optic0 96\n"));
-}
-
-TEST_F(Adjust, AStoppedThreadSaysStopAndSavesNothing) {
-    const OPM_TUNING before = cOpmTunning;
-    Reply(ADC_CHANEL_TP15, 9.0f, 800);
-    operator_.onLine = [this](const std::string&) {
-        if (operator_.Lines().size() == 5)
-            SetStopThreadFlag(0);
+TEST_F(Adjust, EachOffsetLoopSetsUpInItsOrder) {
+    const std::string att0 =
+        "reg write 0x30000014 0x0000\nreg write 0x3000000a 0x6000\nsleep 10\n"
+        "reg write 0x3000000c 0x0040\nsleep 10\nreg write 0x3000000e 0x0500\nsleep 1\n";
+    const std::string att1 =
+        "reg write 0x3000000a 0x6000\nsleep 1\nreg write 0x3000000c 0x0040\nsleep 1\n"
+        "reg write 0x30000010 0x0400\nsleep 1\nreg write 0x3000000e 0x0514\nsleep 1\n";
+    const std::string adjust = "sleep 1000\nreg write 0x30000002 0x07f8\nsleep 1\nsleep 1000\n";
+    const std::string fct = "sleep 1000\nreg write 0x30000002 0x07f8\nsleep 100\n";
+    const struct {
+        const char* what;
+        int32_t (*fnAdjust)(OTDRWaveLen wave);
+        AdcChanel channel;
+        bool loadsFpga;
+        std::string setup;
+    } cases[] = {
+        {"ATT0", OPMAdjustAtt0, ADC_CHANEL_TP3, true, adjust + att0},
+        {"ATT1", OPMAdjustAtt1, ADC_CHANEL_TP4, false, adjust + att1},
+        {"FCT ATT0", OPMFCTAdjustAtt0, ADC_CHANEL_TP3, true, fct + att0},
+        {"FCT ATT1", OPMFCTAdjustAtt1, ADC_CHANEL_TP4, true, fct + att1},
     };
-    RunThread(OPMAdjustVddThd);
-    EXPECT_EQ("adjust data 2: Stop", operator_.Lines().back());
-    EXPECT_EQ(6u, operator_.Lines().size());
-    EXPECT_EQ(0, memcmp(&before, &cOpmTunning, sizeof before));
-    EXPECT_EQ("", system_.Trace("write optic0"));
+    const char* const fpga = "/root/app/fct.bit";
+    strcpy(cFpgaFileName, fpga);
+    system_.files[fpga] = "bitstream";
+    Samples(50000, 0);
+    for (const auto& one : cases) {
+        OpmTuningResult.Att0_Result[0].reg = 1300;
+        system_.Clear();
+        system_.fpga.clear();
+        Reply(ADC_CHANEL_TP1, 0.5f);
+        Reply(one.channel, 0.0f);
+        Printed([&] { one.fnAdjust(WAVE_LEN_1310); });
+        EXPECT_EQ(one.loadsFpga ? "bitstream" : "", system_.fpga) << one.what;
+        const std::string trace = system_.Trace();
+        const size_t reading = trace.find("write ttyS0");
+        ASSERT_NE(std::string::npos, reading) << one.what;
+        // Behind the load, which has sleeps of its own.
+        const size_t load = one.loadsFpga ? trace.rfind("close fpga0\n") + strlen("close fpga0\n") : 0;
+        EXPECT_EQ(one.setup, trace.substr(load, trace.rfind('\n', reading) + 1 - load)) << one.what;
+    }
 }
 
-TEST_F(Adjust, AnExhaustedThreadHandsItsCodeToTheErrorHandler) {
-    Reply(ADC_CHANEL_T70, 0.0f, 201);
-    RunThread(OPMAdjustAPDThd);
-    EXPECT_EQ("adjust: Ajust try times out.", operator_.Lines().back());
-    EXPECT_EQ("", system_.Trace("write optic0"));
+// ---- Tolerances, steps and tries ----
+
+TEST_F(Adjust, AnOffsetWithinAHundredthIsZero) {
+    const struct {
+        float volts;
+        int next;  // code, 0 when the search has ended
+    } cases[] = {{0.01f, 0}, {0.0101f, 1280 - 16}, {-0.01f, 0}, {-0.0101f, 1280 + 10}};
+    for (const auto& one : cases) {
+        system_.Clear();
+        system_.replies.clear();
+        for (const float volts : {one.volts, 0.0f}) {
+            Reply(ADC_CHANEL_TP1, 0.5f);
+            Reply(ADC_CHANEL_TP3, volts);
+        }
+        Printed([&] { EXPECT_EQ(0, OPMAdjustAtt0(WAVE_LEN_1310)); });
+        EXPECT_EQ(one.next != 0 ? one.next : 1280, Written(kAtt0).back()) << one.volts;
+        EXPECT_EQ(one.next != 0 ? 1280u + (one.volts > 0 ? -16 : 10) : 1280u,
+                  OpmTuningResult.Att0_Result[0].reg);
+    }
 }
 
-TEST_F(Adjust, ShowReadsTheFourVoltagesOntoOneLine) {
-    Reply(ADC_CHANEL_TP3, 1.0f);
-    Reply(ADC_CHANEL_TP4, 2.0f);
-    Reply(ADC_CHANEL_TP15, 3.0f);
-    Reply(ADC_CHANEL_T70, 4.0f);
-    EXPECT_EQ(0, OPMAdjustShow());
-    EXPECT_THAT(operator_.Lines(),
-                ElementsAre("adjust:  ATT0: 1.00000V   ATT1: 2.00000V   VDD: 3.00000V   APD: 4.00000V  "));
-    ShowADValue(1.5f, 12, 0xAB);
-    EXPECT_EQ("adjust: AD Value :1.50000V, times12 reg:ab", operator_.Lines().back());
+TEST_F(Adjust, ApdStepsDownFromACodeAboveTwentyOneOnly) {
+    // 40 V starts at 1979: 16 steps up and 97 down lead to 22, one more to 1.
+    Reply(ADC_CHANEL_T70, 45.0f);
+    Reply(ADC_CHANEL_T70, 0.0f, 16);
+    Reply(ADC_CHANEL_T70, 99.0f, 98);
+    Reply(ADC_CHANEL_T70, 40.0f);
+    // 35 V starts at 1465: 69 steps down and one up lead to 21, where it stays.
+    Reply(ADC_CHANEL_T70, 99.0f, 69);
+    Reply(ADC_CHANEL_T70, 0.0f);
+    Reply(ADC_CHANEL_T70, 99.0f, 2);
+    Reply(ADC_CHANEL_T70, 35.0f);
+    Reply(ADC_CHANEL_T70, 30.0f);
+    Reply(ADC_CHANEL_T70, 25.0f);
+    EXPECT_EQ(0, OPMAdjustAPD(0));
+    EXPECT_EQ(1, OpmTuningResult.Apd_Result[1].reg);
+    EXPECT_EQ(21, OpmTuningResult.Apd_Result[2].reg);
+    EXPECT_EQ(5u + 16 + 98 + 70, Written(kApd).size());
+    EXPECT_EQ(16 + 98 + 72, Count(system_.Trace("sleep"), "sleep 100\n")) << "also after a step not taken";
+}
+
+TEST_F(Adjust, AFailedApdReadingCountsATryWithoutAPause) {
+    Printed([&] { EXPECT_EQ(-8, OPMAdjustAPD(0)); });
+    EXPECT_EQ(201u, operator_.Lines().size());
+    EXPECT_THAT(Written(kApd), ElementsAre(2499));
+    EXPECT_EQ(0, Count(system_.Trace("sleep"), "sleep 100\n"));
+    EXPECT_EQ(1, Count(system_.Trace("sleep"), "sleep 500\n"));
+}
+
+TEST_F(Adjust, AnApdFailureKeepsTheTargetsBefore) {
+    OpmTuningResult.Apd_Result[2] = {77, 7.0f};
+    Reply(ADC_CHANEL_T70, 45.0f);
+    Reply(ADC_CHANEL_T70, 40.0f);
+    Reply(ADC_CHANEL_T70, 99.0f, 201);
+    EXPECT_EQ(-8, OPMAdjustAPD(1));
+    EXPECT_EQ(1979, OpmTuningResult.Apd_Result[1].reg);
+    EXPECT_EQ(1979, OpmRegValue[1].iApdValue[1]);
+    EXPECT_EQ(77, OpmTuningResult.Apd_Result[2].reg);
+    EXPECT_EQ(0, OpmRegValue[1].iApdValue[2]);
+    EXPECT_EQ(3u + 69, Written(kApd).size()) << "1465 is followed down to 16";
+}
+
+// ---- Dark level ----
+
+TEST_F(Adjust, TheEndOfTheProgramLeavesTheDarkLevelUnjudged) {
+    BlackLevelVoltage = 4711;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    Samples(44999, 0);
+    EndProgramAt(1);
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }));
+    EXPECT_EQ(4711u, BlackLevelVoltage);
+    EXPECT_EQ(3u, operator_.Lines().size());
+    EXPECT_EQ(0, Count(system_.Trace(), "sleep 2000\n"));
 }

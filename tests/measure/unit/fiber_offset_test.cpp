@@ -9,12 +9,13 @@ using testing::HasSubstr;
 
 class FiberOffset : public test::MeasureTest {
   protected:
-    // A reflection of the rotated trace: broad enough for the shape test.
-    void Peak(int position, int height, int halfWidth = 6) {
+    // A reflection of the rotated trace, broad enough for the shape test. A negative height stands above the
+    // dark level.
+    void Peak(int position, int height, int halfWidth = 6, int dark = 60000) {
         for (int i = -halfWidth; i <= halfWidth; ++i) {
             const int at = (position + i + 512) % 8192;
-            const int drop = i == 0 ? 0 : std::abs(i);
-            system_.samples[static_cast<size_t>(at)] = static_cast<uint16_t>(60000 - height + drop);
+            const int fall = (height > 0 ? 2 : -2) * std::abs(i);
+            system_.samples[static_cast<size_t>(at)] = static_cast<uint16_t>(dark - height + fall);
         }
     }
     int Calibrate() {
@@ -61,18 +62,38 @@ TEST_F(FiberOffset, TwoEndsOfTheFibreGiveTheOffset) {
     Samples(60000, 0);
     Peak(1000, 20000);
     Peak(1125, 15000);
-    EXPECT_EQ(978, Calibrate());
+    const std::string positions =
+        "Position[0]=0\nPosition[1]=0\nPosition[2]=0\nPosition[3]=1000\nPosition[4]=1125\n";
+    EXPECT_EQ("BlackLevel = 60000\n" + positions + positions +
+                  "------OffsetPoint = 978--------\n--------------Adjust Success-------------",
+              test::Printed([&] { EXPECT_EQ(978, CalExFiberLen(result_)); }));
     EXPECT_STREQ("Adjust Success", result_);
     EXPECT_EQ(978, cOpmTunning.OffsetPoint);
 }
 
 TEST_F(FiberOffset, ANearPairIsAnErrorButKept) {
-    Samples(60000, 0);
-    Peak(900, 20000);
-    Peak(1000, 15000);
-    EXPECT_EQ(878, Calibrate());
-    EXPECT_STREQ("Adjust Error", result_);
-    EXPECT_EQ(878, cOpmTunning.OffsetPoint);
+    for (const int offset : {878, 899, 900}) {
+        Samples(60000, 0);
+        Peak(offset + 22, 20000);
+        Peak(offset + 122, 15000);
+        EXPECT_EQ(offset, Calibrate());
+        EXPECT_STREQ(offset > 899 ? "Adjust Success" : "Adjust Error", result_);
+        EXPECT_EQ(offset, cOpmTunning.OffsetPoint);
+    }
+}
+
+TEST_F(FiberOffset, OnlySamplesBelowTheDarkLevelMakeAPeak) {
+    Samples(30000, 0);
+    Peak(1000, -20000, 6, 30000);
+    Peak(1125, -15000, 6, 30000);
+    EXPECT_EQ(0, Calibrate());
+}
+
+TEST_F(FiberOffset, ThePeakMayReachOverTheWholeRange) {
+    Samples(65535, 0);
+    Peak(1000, 65535, 6, 65535);
+    Peak(1125, 65535, 6, 65535);
+    EXPECT_EQ(978, Calibrate());
 }
 
 TEST_F(FiberOffset, ASharpSpikeUsesUpARound) {

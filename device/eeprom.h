@@ -25,7 +25,7 @@ enum {
 // State of the store, set by the start-up choice below.
 extern module_part valid_module;    // the chosen module record
 extern crc_part valid_crc;          // the chosen checksums
-extern buffer_part* pvalid_buffer;  // a pending journal entry
+extern buffer_part* pvalid_buffer;  // where a pending journal entry is kept; never null
 extern uint8_t buffer_id;           // journal slot in use, 0 to 15
 
 // --- Pages
@@ -50,7 +50,8 @@ int32_t eeprom_write_check(uint16_t usPage, const uint8_t* pData);
 
 // Read or write iCount bytes from uiAddr (0 to 27647) of the parameter partition in use; a range that runs
 // over its end is cut. Return the number of bytes, or a negative code; a read delivers the bytes even with
-// EEPROM_MISMATCH.
+// EEPROM_MISMATCH. A write returns EEPROM_MISMATCH when no checksum partition is left, having given up the
+// parameter partition, and -3 when that was the last one.
 int32_t optic_eeprom_read(uint32_t uiAddr, uint8_t* pBuff, int32_t iCount);
 int32_t optic_eeprom_write(uint32_t uiAddr, const uint8_t* pBuff, int32_t iCount);
 
@@ -78,7 +79,7 @@ void power_dowm_recovery(const buffer_part* pBuffer);
 // --------------------------------------------------------------------------------------------
 
 // Fill in the defaults, seal and write them. Seal and write the module record to every partition from
-// module_index on. Return 0, EEPROM_NO_RESPONSE, or -2 when every partition is damaged.
+// module_index on. Return 0, EEPROM_NO_RESPONSE, or EEPROM_MISMATCH when every partition is damaged.
 int32_t module_set_definfo(module_part* pModule);
 int32_t module_update_info(module_part* pModule);
 
@@ -92,7 +93,8 @@ int32_t crc_part_broken(module_part* pModule);
 // are resealed. Returns 0; -1 for a missing argument or a range outside the partition.
 int32_t crc_generate(uint16_t usFirst, uint16_t usCount, const uint8_t* pData, crc_part* pCrc);
 
-// Writes the checksum pages that cover a range of data pages. Returns 0, EEPROM_NO_RESPONSE, -2 or -1.
+// Writes the checksum pages that cover a range of data pages. Returns 0, EEPROM_NO_RESPONSE, EEPROM_MISMATCH
+// when every checksum partition is damaged, or -1 for a range outside the partition.
 int32_t crc_update(uint16_t usFirst, uint16_t usCount, const crc_part* pCrc);
 
 // 0, or EEPROM_MISMATCH when a checksum page's own seal, or a data page's checksum, does not agree.

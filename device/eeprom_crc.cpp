@@ -55,7 +55,7 @@ int32_t crc_update(uint16_t usFirst, uint16_t usCount, const crc_part* pCrc) {
         const int32_t iBroken = crc_part_broken(&valid_module);
         module_update_info(&valid_module);
         if (iBroken != 0)
-            return iBroken;
+            return iResult;
     }
 }
 

@@ -7,8 +7,8 @@
 void EepromReport(const char* strFormat, ...) __attribute__((format(printf, 1, 2)));
 void EepromReportAndPrint(const char* strFormat, ...) __attribute__((format(printf, 1, 2)));
 
-// Installs the EEPROM on the I2C lines, write protected, unless it is installed already: before the first
-// access a bus function has no effect, and a store that could not be read would look empty.
+// Installs the EEPROM on the I2C lines and leaves the write protection alone. Until something is installed a
+// bus function has no effect, and a store that could not be read would look empty and be given the defaults.
 void SelectEeprom();
 
 // EEPROM page of a parameter page or checksum page in the partition in use.

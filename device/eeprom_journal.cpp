@@ -5,7 +5,8 @@
 #include "device/i2c_com.h"
 
 uint8_t buffer_id = 0;
-buffer_part* pvalid_buffer = nullptr;
+static buffer_part pendingSlot = {};
+buffer_part* pvalid_buffer = &pendingSlot;
 
 namespace {
 
@@ -45,15 +46,13 @@ void RecoverCrcPage(const buffer_part& buffer) {
     crc_update(static_cast<uint16_t>(CRC_PER_PAGE * uiPage), 1, &valid_crc);
 }
 
-// A parameter page: to its place, and its checksum with it. A page outside the partition in use has none.
+// A parameter page: to its place, and its checksum with it. A page outside the partition in use has none:
+// -1 is shown.
 void RecoverSysparaPage(const buffer_part& buffer) {
     EepromReport("%s: syspara recover.\r\n", "power_dowm_recovery");
     EepromReport("%s: page_addr=%d\r\n", "power_dowm_recovery", buffer.page_addr);
     eeprom_write_check(buffer.page_addr, buffer.buff_data.data);
-    const int iSysparaPage = buffer.page_addr - SysparaEepromPage(0);
-    if (iSysparaPage < 0 || iSysparaPage >= SysparaPageCount())
-        return;
-    const uint16_t usPage = static_cast<uint16_t>(iSysparaPage);
+    const uint16_t usPage = static_cast<uint16_t>(buffer.page_addr - SysparaEepromPage(0));
     crc_generate(usPage, 1, buffer.buff_data.data, &valid_crc);
     const int32_t iResult = crc_update(usPage, 1, &valid_crc);
     if (iResult != 0)
@@ -114,7 +113,7 @@ void power_dowm_recovery(const buffer_part* pBuffer) {
     else
         RecoverModulePage(*pBuffer);
     buffer_invalid();
-    check_eeprom_status();  // a read may follow, and the part does not answer during the write cycle
+    check_eeprom_status();  // a read that comes during the release's write cycle would get ones
 }
 
 int32_t buffer_valid(uint16_t usPage, const uint8_t* pData) {

@@ -97,7 +97,7 @@ int32_t module_update_info(module_part* pModule) {
         if (iResult != EEPROM_MISMATCH)
             return iResult;
         if (module_part_broken(pModule) != 0)
-            return -2;
+            return iResult;
     }
 }
 

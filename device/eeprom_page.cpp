@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int kAddressWidth = 2;            // bytes of a memory address on the bus
-constexpr unsigned long kWriteCycle = 100;  // ms; ten times the part's longest write cycle (data sheet)
+constexpr unsigned long kWriteCycle = 100;  // ms; the part takes 5 at most (data sheet)
 constexpr int kTries = 10;
 
 void Show(bool bPrint, const char* strFormat, va_list arguments) {
@@ -38,8 +38,7 @@ void EepromReportAndPrint(const char* strFormat, ...) {
 }
 
 void SelectEeprom() {
-    if (I2C_Action != AT24C512_I2C_Action)
-        AT24C512_WriteProtect();
+    I2C_Action = AT24C512_I2C_Action;
 }
 
 int32_t eeprom_read_page(uint16_t usPage, uint8_t* pData) {

@@ -5,8 +5,16 @@ if(K905_WERROR)
   add_compile_options(-Werror)
 endif()
 if(K905_SANITIZE)
-  add_compile_options(-fsanitize=${K905_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # Without vptr: it needs the type information that the product is built without.
+  add_compile_options(-fsanitize=${K905_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${K905_SANITIZE})
+endif()
+
+# To the tests: what is repeated many times for its statistics is done a few times there.
+set(K905_SANITIZED 0)
+if(K905_SANITIZE)
+  set(K905_SANITIZED 1)
 endif()
 
 find_package(Threads REQUIRED)
@@ -25,7 +33,8 @@ function(k905_product_library name)
 endfunction()
 
 # k905_test(NAME LIBRARY...): a GoogleTest program of every .cpp in the current folder, its tests named to CTest
-# one by one. SOURCE_DIR and BINARY_DIR of the project reach the tests as K905_SOURCE_DIR and K905_BINARY_DIR.
+# one by one. SOURCE_DIR and BINARY_DIR of the project reach the tests as K905_SOURCE_DIR and K905_BINARY_DIR, and
+# whether this is a sanitizer build as K905_SANITIZED (0 or 1).
 function(k905_test name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   if(NOT sources)
@@ -34,7 +43,10 @@ function(k905_test name)
   add_executable(${name} ${sources})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE K905_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-                                             K905_BINARY_DIR="${PROJECT_BINARY_DIR}")
+                                             K905_BINARY_DIR="${PROJECT_BINARY_DIR}"
+                                             K905_SANITIZED=${K905_SANITIZED})
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gmock GTest::gtest_main)
+  # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1.
+  target_compile_options(${name} PRIVATE -O0)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()

@@ -59,7 +59,8 @@ bool IsTime(const timeval& time) {
 
 // 0, or EINTR with what is left in `left` (may be null).
 int Sleep(Call& call, Micros duration, timespec* left) {
-    call->Trace("sleep", "sleep " + DurationText(duration));
+    if (call->Tracing())
+        call->Trace("sleep", "sleep " + DurationText(duration));
     const Micros rest = SleepFor(call, duration, "sleep");
     if (rest > 0 && left != nullptr)
         *left = ToTimespec(rest);

@@ -128,7 +128,7 @@ K905_ENTRY(int, select, (int count, fd_set* reads, fd_set* writes, fd_set* excep
         return Fail(EINVAL);
     const Micros duration = timeout != nullptr ? timeout->tv_sec * kSecond + timeout->tv_usec : kNever;
     const bool onlySleeps = FromSets(count, reads, writes, excepts).empty();
-    if (onlySleeps && timeout != nullptr)
+    if (onlySleeps && timeout != nullptr && call->Tracing())
         call->Trace("sleep", "sleep " + DurationText(duration));
     call.Charge(cost::kSleep);
     const Micros until = timeout != nullptr ? call->Now() + duration : kNever;

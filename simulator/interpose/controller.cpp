@@ -11,6 +11,8 @@ namespace {
 
 // How often `until` looks whether its condition is met, in virtual time.
 constexpr Micros kLook = 20'000;
+// For a text that it has waited for long, every 200th of that time.
+constexpr Micros kLongestLook = 10'000'000;
 // A thread that has not entered the system for this long in real time, while a client waits, will not do so.
 constexpr std::int64_t kHungSeconds = 30;
 constexpr std::int64_t kSecond = 1'000'000'000;
@@ -36,7 +38,9 @@ Controller::Json Error(const std::string& text) {
 
 }  // namespace
 
-Controller::Controller(Machine& machine) : machine_(machine), progressSince_(RealNow()) {}
+Controller::Controller(Machine& machine) : machine_(machine), progressSince_(RealNow()) {
+    LoadSettings();
+}
 
 std::optional<Controller::Json> Controller::Do(int client, const Json& request) {
     using Handler = std::function<std::optional<Json>()>;
@@ -57,6 +61,8 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"quantities", [&] { return Quantities(); }},
             {"faults", [&] { return Faults(); }},
             {"fault", [&] { return Fault(request); }},
+            {"bench", [&] { return Bench(request); }},
+            {"samples", [&] { return Samples(); }},
             {"speed", [&] { return Speed(request); }},
             {"trace", [&] { return Trace(request); }},
             {"threads", [&] { return Threads(); }},
@@ -104,6 +110,7 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     Guard guard(machine_.lock);
     const Micros now = machine_.Now();
     motion.limit = now + (request.contains("limit_ms") ? Milliseconds(request, "limit_ms") : 60'000'000);
+    motion.begin = now;
     motion.nextLook = now;
     motion.lastChange = now;
     progressSince_ = RealNow();
@@ -154,7 +161,9 @@ std::vector<std::pair<int, Controller::Json>> Controller::FinishMotions() {
             continue;
         }
         if (now >= motion->nextLook) {
-            const Micros step = motion->kind == Motion::Kind::kExit ? 50 * kLook : kLook;
+            Micros step = motion->kind == Motion::Kind::kExit ? 50 * kLook : kLook;
+            if (motion->kind == Motion::Kind::kText)
+                step = std::clamp((now - motion->begin) / 200, kLook, kLongestLook);
             motion->nextLook = std::min(motion->limit, now + step);
         }
         ++motion;

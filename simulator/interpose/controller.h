@@ -47,6 +47,7 @@ class Controller {
     struct Motion {
         int client = -1;
         enum class Kind { kAdvance, kText, kIdle, kExit } kind = Kind::kAdvance;
+        Micros begin = 0;
         Micros limit = 0;
         Micros nextLook = 0;
         std::string text;
@@ -68,11 +69,18 @@ class Controller {
     Json Quantities();
     Json Set(const Json& request);
     Json Fault(const Json& request);
+    Json Bench(const Json& request);
+    Json Samples();
     Json Speed(const Json& request);
     Json Trace(const Json& request);
     Json Threads();
     Json Stop();
     Json PowerCut();
+
+    void LoadSettings();
+    void KeepBench();
+    std::string SetQuantity(const std::string& name, const Json& value);
+    Json BenchNow();
 
     bool IsMet(Motion& motion);
     bool Shows(const ScreenCopy& screen, const std::string& text);
@@ -85,6 +93,7 @@ class Controller {
     Machine& machine_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
+    Json settings_ = Json::object();  // quantities that somebody has set, by name
     std::function<void()> afterReply_;
     std::uint64_t progress_ = 0;
     std::int64_t progressSince_ = 0;

@@ -58,6 +58,7 @@ class Machine final : public World {
 
     Micros Now() const override { return stepped_ ? stepped_->Now() : paced_->Now(); }
     void Trace(const char* kind, const std::string& line) override;
+    bool Tracing() const override { return trace.Recording(); }
 
     // Sends a signal to the product as the kernel would: to its main thread when it has a handler for it,
     // which then ends that thread's wait; otherwise what the system does. Lock held.

@@ -26,6 +26,8 @@ class World {
     // `kind` is its first word's group for filtering: "reg", "fpga", "data", "i2c", "serial", "ioctl",
     // "shell", "sleep", "file".
     virtual void Trace(const char* kind, const std::string& line) = 0;
+    // False: a trace line would be dropped. What is traced often asks first and saves the formatting.
+    virtual bool Tracing() const { return true; }
 };
 
 // One open descriptor of a device node.

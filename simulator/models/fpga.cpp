@@ -22,7 +22,7 @@ void Fpga::BeginConfiguration() {
     configured_ = false;
     registers_ = {};
     acquisition_ = Acquisition::kIdle;
-    DriveLines();
+    HoldStuck();
 }
 
 void Fpga::Configure() {
@@ -30,7 +30,7 @@ void Fpga::Configure() {
     registers_ = {};
     acquisition_ = Acquisition::kIdle;
     std::fill(memory_.begin(), memory_.end(), std::uint16_t{0});
-    DriveLines();
+    HoldStuck();
 }
 
 void Fpga::DriveLines() {
@@ -61,9 +61,29 @@ std::uint16_t Fpga::Read(std::uint16_t index) {
     return value;
 }
 
+void Fpga::SetStuck(std::uint16_t index, int value) {
+    if (stuckValue_ >= 0)
+        registers_[stuckIndex_] = underStuck_;
+    stuckIndex_ = index;
+    stuckValue_ = value;
+    HoldStuck();
+}
+
+void Fpga::HoldStuck() {
+    if (stuckValue_ >= 0) {
+        underStuck_ = registers_[stuckIndex_];
+        registers_[stuckIndex_] = static_cast<std::uint16_t>(stuckValue_);
+    }
+    DriveLines();
+}
+
 void Fpga::Write(std::uint16_t index, std::uint16_t value) {
     if (!configured_ || index >= kRegisterCount)
         return;
+    if (stuckValue_ >= 0 && index == stuckIndex_) {
+        underStuck_ = value;
+        return;
+    }
     registers_[index] = value;
     if (index == kRegControlOut)
         DriveLines();

@@ -43,10 +43,8 @@ class Fpga {
     Micros AcquisitionTime() const;
     Micros TransferTime() const;
 
-    // Faults.
-    void SetStuck(std::uint16_t index, int value) {
-        stuckIndex_ = index, stuckValue_ = value;
-    }  // negative: none
+    // Faults. A stuck register holds its value, and what hangs on it sees that value; negative: none.
+    void SetStuck(std::uint16_t index, int value);
     void SetNeverReady(bool never) { neverReady_ = never; }
     void SetMemoryStatus(std::uint16_t status) { memoryStatus_ = status; }  // bits 0 and 1 of kRegMemory
 
@@ -55,6 +53,7 @@ class Fpga {
   private:
     enum class Acquisition { kIdle, kRunning, kTransferring };
     void DriveLines();
+    void HoldStuck();
     std::size_t SampleCount() const;
 
     World& world_;
@@ -69,7 +68,7 @@ class Fpga {
     std::uint64_t acquisitions_ = 0;
 
     int stuckValue_ = -1;
-    std::uint16_t stuckIndex_ = 0;
+    std::uint16_t stuckIndex_ = 0, underStuck_ = 0;  // what was written last comes back when the fault goes
     bool neverReady_ = false;
     std::uint16_t memoryStatus_ = kMemoryReady;
 };

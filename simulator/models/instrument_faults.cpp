@@ -211,7 +211,7 @@ constexpr Row kRows[] = {
       "register checks fail, \"get opm temperature failed!\", acquisitions do not end"},
      Toggle<&Parts::optic, &OpticDriver::SetFailing>},
     {{"optic.register_stuck",
-      "{\"register\": address, \"value\": v}: the register reads v whatever is written",
+      "{\"register\": address, \"value\": v}: the register holds v whatever is written",
       "what depends on that register fails or does not end"},
      RegisterStuck},
     {{"optic.never_ready", "acquisitions never end",

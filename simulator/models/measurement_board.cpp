@@ -132,8 +132,9 @@ void MeasurementBoard::SetPlugged(bool plugged) {
     input_.clear();  // a board that is plugged in starts afresh
     signal_ = TestSignal::kOpen;
     signalChannel_ = 0;
-    if (!plugged)
-        output_.clear();
+    // What has arrived has arrived.
+    while (!plugged && !output_.empty() && output_.back().at > world_.Now())
+        output_.pop_back();
 }
 
 std::string MeasurementBoard::SetRail(const std::string& nameOrChannel, double volts) {

@@ -51,11 +51,12 @@ int OpticFile::Ioctl(unsigned long request, void* argument) {
 int OpticFile::AccessRegister(void* argument, bool write) {
     auto* access = static_cast<OpticRegister*>(argument);
     const std::uint32_t address = kRegisterBase + 2u * access->index;
-    const char* failed = driver_.failing_ ? " failed" : "";
+    const bool tracing = driver_.world_.Tracing();
     if (write) {
         // Traced first: what the write sets off (an EEPROM transfer, say) then stands behind it.
-        driver_.world_.Trace("reg",
-                             Text("reg write 0x%08x 0x%04x%s", address, unsigned{access->value}, failed));
+        if (tracing)
+            driver_.world_.Trace("reg", Text("reg write 0x%08x 0x%04x%s", address, unsigned{access->value},
+                                             driver_.failing_ ? " failed" : ""));
         if (driver_.failing_)
             return -EIO;
         driver_.fpga_.Write(access->index, access->value);
@@ -66,7 +67,8 @@ int OpticFile::AccessRegister(void* argument, bool write) {
         return -EIO;
     }
     access->value = driver_.fpga_.Read(access->index);
-    driver_.world_.Trace("reg", Text("reg read 0x%08x -> 0x%04x", address, unsigned{access->value}));
+    if (tracing)
+        driver_.world_.Trace("reg", Text("reg read 0x%08x -> 0x%04x", address, unsigned{access->value}));
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "simulator/panel/check_record.h"
 #include "simulator/panel/screens_map.h"
 
 namespace fs = std::filesystem;
@@ -27,9 +28,12 @@ class Job {
 
   private:
     bool Do(const CheckStep& step);
+    bool DoAll(CheckJob job);
+    void Follow(Then what);
     CheckResult Perform(const CheckStep& step);
     std::vector<std::string> Trace(const CheckStep& step);
 
+    void CompareRecord();
     void CheckKeys();
     CheckResult CheckKey(const KeyPicture& key);
     bool UntilLook(const KeyPicture& key, const Picture& released, bool lit);
@@ -43,6 +47,7 @@ class Job {
     std::function<void(const CheckResult&)> report_;
     Bench bench_;
     std::vector<CheckResult> results_;
+    const char* doing_ = "Start";
     int shots_ = 0;
 };
 
@@ -71,27 +76,41 @@ Job::Job(const CheckOptions& options, const std::function<void(const CheckResult
 }
 
 std::vector<CheckResult> Job::Run() {
-    const char* doing = "Start";
     try {
-        bool open = true;
-        for (const CheckStep& step : CheckSteps()) {
-            doing = step.name;
-            // Without its screen the rest cannot be done; a failed check is only a failed check.
-            const bool opens = std::string(step.screen) == "start";
-            if (!Do(step) && opens) {
-                open = false;
+        for (const CheckJob job : options_.jobs)
+            if (!DoAll(job))
                 break;
-            }
-        }
-        doing = "Key check";
-        if (open)
-            CheckKeys();
-        doing = "End";
+        doing_ = "End";
         End();
     } catch (const std::exception& error) {
-        Report({doing, "", error.what()});
+        Report({doing_, "", error.what()});
     }
     return results_;
+}
+
+// Returns whether the instrument is where the next job begins. A failed check is only a failed check; without
+// its screen the rest cannot be done.
+bool Job::DoAll(CheckJob job) {
+    for (const CheckStep& step : CheckSteps(job)) {
+        doing_ = step.name;
+        if (!Do(step) && step.opens)
+            return false;
+        Follow(step.then);
+    }
+    return true;
+}
+
+void Job::Follow(Then what) {
+    switch (what) {
+        case Then::kNothing:
+            break;
+        case Then::kEveryKey:
+            CheckKeys();
+            break;
+        case Then::kCompareRecord:
+            CompareRecord();
+            break;
+    }
 }
 
 void Job::Report(CheckResult result) {
@@ -121,6 +140,8 @@ CheckResult Job::Perform(const CheckStep& step) {
         bench_.Request({{"do", "trace"}, {"action", "clear"}});
         bench_.Request({{"do", "trace"}, {"action", "start"}});
     }
+    for (std::size_t i = 0; i + 1 < step.bench.size(); i += 2)
+        bench_.Set(step.bench[i], nlohmann::json::parse(step.bench[i + 1]));
     if (step.control != nullptr) {
         // What stands there already would prove nothing.
         if (Judge(step, bench_.Texts(), Trace(step)).Passed())
@@ -132,7 +153,7 @@ CheckResult Job::Perform(const CheckStep& step) {
     const auto passedMs = [&] { return static_cast<int>((bench_.NowUs() - begin) / 1000); };
     CheckResult result;
     do {
-        bench_.Advance(passedMs() < 5000 ? 100 : 500);
+        bench_.Advance(std::clamp(passedMs() / 20, 100, 10000));
         result = Judge(step, bench_.Texts(), Trace(step));
     } while (!result.Passed() && passedMs() < step.limitMs);
     bench_.UntilIdle(kSettledMs, 5000);
@@ -154,14 +175,20 @@ bool Job::Do(const CheckStep& step) {
     return passed;
 }
 
+void Job::CompareRecord() {
+    CheckResult result = {std::string(doing_) + " values", "", ""};
+    const std::vector<TextRun> shown = bench_.Texts();
+    const std::vector<std::string> lines = RecordLines(bench_.StateDir() + "/tuning.bin");
+    for (const std::string& line : lines)
+        if (!Shows(shown, line))
+            result.wrong += "the driver's record says " + line + "; ";
+    result.seen = std::to_string(lines.size()) + " values, compared with the driver's record";
+    Report(std::move(result));
+}
+
 void Job::CheckKeys() {
-    static const CheckStep open = {"Key check", "mainboard", "Key Check", {"^Realt$", "^Anti$"}};
-    static const CheckStep back = {"Back", "keycheck", "Back", {"^K905 Mainboard FCT !$"}};
-    if (!Do(open))
-        return;
     for (const KeyPicture& key : KeyPictures())
         Report(CheckKey(key));
-    Do(back);
 }
 
 // Pixels of the key's picture that no other key's picture covers too: those show this key's state and nothing

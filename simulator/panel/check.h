@@ -1,5 +1,5 @@
-// `k905 check`: an operator's whole main-board job, done by touching the real buttons and pressing the real
-// keys of the unmodified fct, and judged by what then stands on the screen.
+// `k905 check`: an operator's whole job (main board, then optical module), done by touching the real buttons
+// and pressing the real keys of the unmodified fct, and judged by what then stands on the screen.
 #pragma once
 
 #include <functional>
@@ -10,21 +10,42 @@
 
 namespace k905 {
 
-// One touch of a control, and what a passing board then shows. The texts are regular expressions, each to be
-// found in one line of text on the screen.
+// What follows a step that passed, beyond reading texts.
+enum class Then {
+    kNothing,
+    kEveryKey,       // every key pressed, the knob turned both ways: their pictures light up and go out
+    kCompareRecord,  // the values shown are those of the tuning record that the optic driver holds
+};
+
+// One touch of a control, and what a passing instrument then shows. The texts are regular expressions, each
+// to be found in one line of text on the screen.
 struct CheckStep {
     const char* name;
     const char* screen;   // of the control
     const char* control;  // null: nothing is touched
     std::vector<const char*> shows;
+
     const char* gone = nullptr;  // plain text that must not be on the screen any more
     std::vector<const char*> hardware =
-        {};              // in this order in the hardware trace, for what leaves nothing to read
-    int limitMs = 5000;  // virtual time
+        {};  // in this order in the hardware trace, for what leaves nothing to read
+    std::vector<const char*> bench = {};  // done before the touch: quantity, its value as JSON, ...
+    int limitMs = 5000;                   // virtual time
+    bool opens = false;                   // another screen: when it does not, the job cannot go on
+    Then then = Then::kNothing;
+
+    CheckStep& Gone(const char* text) { return gone = text, *this; }
+    CheckStep& Hardware(std::vector<const char*> lines) { return hardware = std::move(lines), *this; }
+    CheckStep& With(const char* quantity, const char* value) {
+        return bench.insert(bench.end(), {quantity, value}), *this;
+    }
+    CheckStep& Within(int milliseconds) { return limitMs = milliseconds, *this; }
+    CheckStep& Opens() { return opens = true, *this; }
+    CheckStep& Followed(Then what) { return then = what, *this; }
 };
 
-// From the start screen to Auto; adding a check is adding a row.
-const std::vector<CheckStep>& CheckSteps();
+// The job, from the start screen and back to it; adding a check is adding a row.
+enum class CheckJob { kMainBoard, kModule };
+const std::vector<CheckStep>& CheckSteps(CheckJob job);
 
 struct CheckResult {
     std::string step;
@@ -39,6 +60,7 @@ CheckResult Judge(const CheckStep& step, const std::vector<TextRun>& runs,
 
 struct CheckOptions {
     BenchOptions bench;  // stepped
+    std::vector<CheckJob> jobs = {CheckJob::kMainBoard, CheckJob::kModule};
     std::string outDir;  // for the screenshots 01-start.png ...; made if missing
 };
 

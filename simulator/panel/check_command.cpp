@@ -3,6 +3,7 @@
 
 #include "simulator/panel/check.h"
 #include "simulator/panel/commands.h"
+#include "simulator/panel/replay.h"
 
 namespace k905 {
 
@@ -10,6 +11,8 @@ int RunCheckCommand(const CommandOptions& options) {
     CheckOptions check;
     check.bench.seed = options.seed;
     check.bench.bits = options.bits;
+    if (options.job != "all")
+        check.jobs = {options.job == "module" ? CheckJob::kModule : CheckJob::kMainBoard};
     check.outDir = std::filesystem::absolute(options.out).string();
     if (options.keep) {
         std::string folder = (std::filesystem::temp_directory_path() / "k905-check-XXXXXX").string();
@@ -20,10 +23,13 @@ int RunCheckCommand(const CommandOptions& options) {
     }
 
     std::fputs(TableHead().c_str(), stdout);
-    const std::vector<CheckResult> results = RunCheck(check, [](const CheckResult& result) {
+    const auto report = [](const CheckResult& result) {
         std::fputs(TableRows(result).c_str(), stdout);
         std::fflush(stdout);
-    });
+    };
+    const std::vector<CheckResult> results =
+        options.script.empty() ? RunCheck(check, report)
+                               : RunReplay({check.bench, options.script, check.outDir}, report);
 
     std::size_t failed = 0;
     for (const CheckResult& result : results)

@@ -17,6 +17,8 @@ struct CommandOptions {
     unsigned seed = 1;
     unsigned bits = 16;
     bool keep = false;
+    std::string job = "all";            // of `check`: main-board, module, all
+    std::string script;                 // of `check`: replayed instead of the job
     std::vector<std::string> requests;  // of `ctl`
 };
 

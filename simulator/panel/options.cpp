@@ -32,6 +32,7 @@ constexpr Option kOptions[] = {
     {"--bits", "panel check", 16, 32, true, "16, 24 or 32"},
     {"--state", "panel ctl", 1, 0, false, "a folder"},
     {"--out", "check", 1, 0, false, "a folder"},
+    {"--job", "check", 1, 0, false, "main-board, module or all"},
 };
 
 const Option* Find(const std::string& name, const std::string& command) {
@@ -52,6 +53,8 @@ void Store(const std::string& name, const std::string& text, double value, Comma
         options.bits = static_cast<unsigned>(value);
     else if (name == "--state")
         options.state = text;
+    else if (name == "--job")
+        options.job = text;
     else
         options.out = text;
 }
@@ -70,6 +73,10 @@ std::string ParseOptions(const std::string& command, const std::vector<std::stri
             options.requests.push_back(name);
             continue;
         }
+        if (command == "check" && options.script.empty() && name.rfind("--", 0) != 0) {
+            options.script = name;
+            continue;
+        }
         const Option* option = Find(name, command);
         if (option == nullptr)
             return "k905 " + command + " does not know '" + name + "'";
@@ -80,7 +87,9 @@ std::string ParseOptions(const std::string& command, const std::vector<std::stri
         const bool good = option->low > option->high
                               ? !text.empty()
                               : Number(text, option->low, option->high, option->whole, value);
-        if (!good || (name == "--bits" && value != 16 && value != 24 && value != 32))
+        const bool unknown = (name == "--bits" && value != 16 && value != 24 && value != 32) ||
+                             (name == "--job" && text != "main-board" && text != "module" && text != "all");
+        if (!good || unknown)
             return name + " needs " + option->expects + ", not '" + text + "'";
         Store(name, text, value, options);
     }
@@ -100,12 +109,14 @@ k905 panel    the instrument, live in the browser; Ctrl-C ends it
   --seed N      another specimen: board and module spread, noise (default 1)
   --bits N      depth of the LCD: 16, 24 or 32 (default 16)
 
-k905 check    a whole main-board job without a browser: touches the real buttons, presses the real keys,
+k905 check    a whole job without a browser: touches the real buttons, presses the real keys, plugs fibres in,
               reads the results back from the screen, prints them as a table; exit status 0 only if every
               step passed
+  --job WHAT    main-board, module (test and calibration of the optical module) or all (default)
   --seed N, --bits N   as above
   --out DIR     where the screenshots go (default build/check)
   --keep        keep the instrument's state folder, and say where it is
+  SCRIPT        instead of the job: replay a script that was recorded at the page, and check its texts
 
 k905 ctl JSON...   sends requests to a running instrument and prints the replies, one a line
   --state DIR   its state folder (default: the one that the last `k905 panel` of this user started)

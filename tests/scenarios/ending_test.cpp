@@ -36,6 +36,22 @@ State During(const char* name, const char* control, int ms, const Faults& faults
             }};
 }
 
+// The same on a screen of the optical module, named by its icon in the menu; null: only the screen. The board
+// is connected where the screen can do that.
+State DuringModule(const char* name, const char* icon, const char* screen, const char* control, int ms,
+                   const Faults& faults = {}) {
+    return {name, faults, [=](Operator& person) {
+                const bool connects = std::string(screen).rfind("opm_", 0) == 0;
+                if (!person.OpenModule(icon) || (connects && !person.ConnectModule(screen)))
+                    return false;
+                person.At().Set("optics.fibre", "1.5 km");
+                if (control != nullptr)
+                    person.Press(screen, control);
+                person.At().Advance(ms);
+                return true;
+            }};
+}
+
 std::vector<State> States() {
     const Faults none;
     std::vector<State> states = {
@@ -117,6 +133,30 @@ std::vector<State> States() {
              }
              return true;
          }},
+        DuringModule("OpmTest", "OPM_FCT", "opm_fct", nullptr, 100),
+        DuringModule("OpmVoltages", "OPM_FCT", "opm_fct", "Voltage Check", 700),
+        DuringModule("SignalChainAttenuators", "OPM_FCT", "opm_fct", "Signal chain", 1500),
+        DuringModule("SignalChain", "OPM_FCT", "opm_fct", "Signal chain", 12000),
+        DuringModule("SignalChainNeverReady", "OPM_FCT", "opm_fct", "Signal chain", 20000,
+                     {{"optic.never_ready", true}}),
+        DuringModule("OpmEeprom", "OPM_FCT", "opm_fct", "Eeprom Check", 350),
+        DuringModule("AdjustApd", "OPM_Adjust", "opm_adjust", "Apd", 900),
+        DuringModule("AdjustVdd", "OPM_Adjust", "opm_adjust", "Vdd", 400),
+        DuringModule("AdjustAtt0", "OPM_Adjust", "opm_adjust", "Att0", 1500),
+        DuringModule("AdjustAtt1", "OPM_Adjust", "opm_adjust", "Att1", 2500),
+        DuringModule("AdjustAtt1DarkLevel", "OPM_Adjust", "opm_adjust", "Att1", 30000,
+                     {{"optic.never_ready", true}}),
+        DuringModule("OpticalCheck", "OPT_Adjust", "optcheck", "Opt check", 5000),
+        DuringModule("OpticalCheckNeverReady", "OPT_Adjust", "optcheck", "Opt check", 5000,
+                     {{"optic.never_ready", true}}),
+        DuringModule("FibreOffset", "OPT_Adjust", "optcheck", "Dev adjust", 600),
+        DuringModule("ApdAdjust", "APD_Adjust", "apd_adjust", nullptr, 100),
+        DuringModule("ApdTrial", "APD_Adjust", "apd_adjust", "Start", 30000),
+        DuringModule("ApdNeverReady", "APD_Adjust", "apd_adjust", "Start", 10000,
+                     {{"optic.never_ready", true}}),
+        DuringModule("ApdDelay", "APD_Adjust", "apd_adjust", "Start", 20 * 60000),
+        DuringModule("ApdSample", "APD_Adjust", "apd_adjust", "Start", 80 * 60000),
+        DuringModule("E2promView", "E2PROM", "e2prom", nullptr, 100),
     };
     return states;
 }

@@ -8,8 +8,9 @@ namespace k905 {
 
 namespace {
 
-BenchOptions With(const Faults& faults) {
+BenchOptions With(const Faults& faults, unsigned seed) {
     BenchOptions options;
+    options.seed = seed;
     if (!faults.empty())
         options.start = {{"faults", faults}};
     return options;
@@ -17,7 +18,7 @@ BenchOptions With(const Faults& faults) {
 
 }  // namespace
 
-Operator::Operator(const Faults& faults) : bench_(With(faults)) {}
+Operator::Operator(const Faults& faults, unsigned seed) : bench_(With(faults, seed)) {}
 
 bool Operator::Sees(const std::string& text, int limitMs) {
     if (bench_.UntilText(text, limitMs))
@@ -54,6 +55,34 @@ bool Operator::Connect() {
 bool Operator::OpenKeyCheck() {
     Press("mainboard", "Key Check");
     if (!Sees("Realt"))
+        return false;
+    Settle();
+    return true;
+}
+
+bool Operator::OpenModule(const std::string& icon) {
+    static const std::map<std::string, const char*> titles = {{"OPM_FCT", "OPM FCT"},
+                                                              {"OPM_Adjust", "Apd"},
+                                                              {"OPT_Adjust", "Dev adjust"},
+                                                              {"APD_Adjust", "APD Adjust"},
+                                                              {"E2PROM", "pOpmTunning->iAtt0"}};
+    if (!WaitForStart())
+        return false;
+    Settle();
+    Press("start", "Opticl_FCT");
+    if (!Sees("K905 Optical FCT !"))
+        return false;
+    Settle();
+    Press("menu", icon);
+    if (!Sees(titles.at(icon)))
+        return false;
+    Settle();
+    return true;
+}
+
+bool Operator::ConnectModule(const std::string& screen) {
+    Press(screen, "Connect");
+    if (!Sees("Connect Success!!!"))
         return false;
     Settle();
     return true;

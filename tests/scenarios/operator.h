@@ -14,7 +14,7 @@ using Faults = std::map<std::string, nlohmann::json>;
 class Operator {
   public:
     // A fresh instrument at power-on, with these faults from the start.
-    explicit Operator(const Faults& faults = {});
+    explicit Operator(const Faults& faults = {}, unsigned seed = 1);
 
     Bench& At() { return bench_; }
 
@@ -32,6 +32,10 @@ class Operator {
     bool OpenMainBoard();
     bool Connect();
     bool OpenKeyCheck();
+    // From power-on by way of the optical menu to one of its screens, named by its icon.
+    bool OpenModule(const std::string& icon);
+    // On the OPM test and OPM adjust screens.
+    bool ConnectModule(const std::string& screen);
 
   private:
     Bench bench_;

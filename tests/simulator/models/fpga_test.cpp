@@ -172,6 +172,7 @@ TEST_F(FpgaModel, NeverReadyAndStuckRegistersCanBeSetAndCleared) {
     fpga_.SetNeverReady(false);
     EXPECT_EQ(Read(0x3000002e) & 0x80, 0x80u);
     fpga_.SetStuck(7, 0x0123);
+    EXPECT_EQ(0x0123, fpga_.Values()[7]) << "what hangs on the register sees it";
     Write(0x3000000e, 1280);
     EXPECT_EQ(Read(0x3000000e), 0x0123u);
     fpga_.SetStuck(0, -1);

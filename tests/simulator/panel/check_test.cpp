@@ -53,7 +53,10 @@ TEST(Judge, WantsTheHardwareTouchedInOrder) {
 
 TEST(CheckSteps, TouchControlsThatAreKnown) {
     std::set<std::string> names;
-    for (const CheckStep& step : CheckSteps()) {
+    std::vector<CheckStep> steps;
+    for (const CheckJob job : {CheckJob::kMainBoard, CheckJob::kModule})
+        steps.insert(steps.end(), CheckSteps(job).begin(), CheckSteps(job).end());
+    for (const CheckStep& step : steps) {
         EXPECT_TRUE(names.insert(step.name).second) << step.name << " is there twice";
         EXPECT_FALSE(step.shows.empty() && step.hardware.empty() && step.gone == nullptr) << step.name;
         if (step.control != nullptr) {

@@ -1,0 +1,311 @@
+// The optical module's job, on good modules and with faults.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "simulator/panel/check.h"
+#include "tests/scenarios/operator.h"
+
+namespace k905 {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// Ten different modules.
+class ModuleJob : public ::testing::TestWithParam<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(Modules, ModuleJob, ::testing::Range(1u, K905_SANITIZED ? 2u : 11u));
+
+TEST_P(ModuleJob, Passes) {
+    CheckOptions options;
+    options.bench.seed = GetParam();
+    options.jobs = {CheckJob::kModule};
+    options.outDir = std::string(K905_BINARY_DIR) + "/scenarios/module-" + std::to_string(GetParam());
+    for (const CheckResult& result : RunCheck(options, [](const CheckResult&) {}))
+        EXPECT_TRUE(result.Passed()) << result.step << ": " << result.wrong;
+}
+
+std::string Contents(const std::string& file) {
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// ---- APD tuning ----
+
+class ApdTuning : public ::testing::Test {
+  protected:
+    static constexpr int kMinute = 60000;
+
+    void SetUp() override { ASSERT_TRUE(person_.OpenModule("APD_Adjust")); }
+
+    void Start() {
+        person_.Press("apd_adjust", "Start");
+        ASSERT_TRUE(person_.Sees("DelayTime = 60 min, CurTime = 0 min", 10 * kMinute));
+    }
+    // After Stop, or at the end: the calibration can be started anew, and the program is usable.
+    void ExpectUsable() {
+        person_.Press("apd_adjust", "Start");
+        EXPECT_TRUE(person_.Sees("APD Tuning Start Success!", 10 * kMinute));
+        person_.Press("apd_adjust", "Stop");
+        person_.At().Advance(3000);
+        person_.Press("apd_adjust", "Back");
+        EXPECT_TRUE(person_.Sees("OPM_Adjust"));
+        EXPECT_EQ(0, person_.At().Stop().status) << person_.At().DescribeEnding();
+    }
+    // Releases Stop; within a second or so the E2PROM button can be used, which it cannot while a calibration
+    // runs.
+    void StopAndLook() {
+        person_.Press("apd_adjust", "E2PROM");
+        person_.At().Advance(400);
+        EXPECT_TRUE(person_.SeesNow("APD Adjust")) << "E2PROM is disabled during the calibration";
+        person_.Press("apd_adjust", "Stop");
+        person_.At().Advance(2000);
+        person_.Press("apd_adjust", "E2PROM");
+        EXPECT_TRUE(person_.Sees("pOpmTunning->iAtt0"));
+        person_.Settle();
+        person_.Press("e2prom", "Back");
+        ASSERT_TRUE(person_.Sees("APD_Adjust"));
+        person_.Settle();
+        person_.Press("menu", "APD_Adjust");
+        ASSERT_TRUE(person_.Sees("APD Adjust"));
+        person_.Settle();
+        ExpectUsable();
+    }
+
+    Operator person_;
+};
+
+TEST_F(ApdTuning, StopsDuringItsTrial) {
+    person_.Press("apd_adjust", "Start");
+    person_.At().Advance(20000);
+    StopAndLook();
+}
+
+TEST_F(ApdTuning, StopsInTheWaitAfterItsTrial) {
+    person_.Press("apd_adjust", "Start");
+    ASSERT_TRUE(person_.Sees("APD Tuning Start Success!", 10 * kMinute));
+    person_.At().Advance(5000);
+    StopAndLook();
+}
+
+TEST_F(ApdTuning, StopsInItsDelay) {
+    Start();
+    person_.At().Advance(7 * kMinute + 30000);
+    StopAndLook();
+}
+
+TEST_F(ApdTuning, StopsDuringASample) {
+    Start();
+    person_.At().Advance(60 * kMinute + 20000);
+    StopAndLook();
+}
+
+TEST_F(ApdTuning, StopsBetweenSamples) {
+    Start();
+    ASSERT_TRUE(person_.Sees("TunNum = 1", 90 * kMinute));
+    person_.At().Advance(2 * kMinute);
+    StopAndLook();
+}
+
+TEST_F(ApdTuning, LeavingTheScreenStopsIt) {
+    Start();
+    person_.At().Advance(kMinute);
+    person_.Press("apd_adjust", "Back");
+    ASSERT_TRUE(person_.Sees("OPM_Adjust"));
+    person_.Settle();
+    person_.Press("menu", "APD_Adjust");
+    ASSERT_TRUE(person_.Sees("APD Adjust"));
+    person_.Settle();
+    ExpectUsable();
+}
+
+TEST_F(ApdTuning, GivesUpAfterTwentyFailedTemperatures) {
+    Start();
+    person_.At().Advance(59 * kMinute);
+    person_.At().Fault("optic.temperature_failing", true);
+    ASSERT_TRUE(person_.Sees("tmpCount = 21", 5 * kMinute));
+    EXPECT_THAT(person_.At().Console(), HasSubstr("get opm temperature failed!"));
+    person_.At().Fault("optic.temperature_failing", false);
+    person_.Settle();
+    ExpectUsable();
+}
+
+TEST_F(ApdTuning, DoesNotStartWithLightOnTheLink) {
+    person_.At().Set("optics.light_on_link", true);
+    person_.Press("apd_adjust", "Start");
+    ASSERT_TRUE(person_.Sees("APD Tuning Start Failed! ret = -1", 10 * kMinute));
+    person_.At().Set("optics.light_on_link", false);
+    person_.Settle();
+    ExpectUsable();
+}
+
+// ---- The whole tuning ----
+
+struct Tuning {
+    std::string log, record, console;
+    std::vector<std::uint8_t> curve, values;
+    bool operator==(const Tuning& other) const {
+        return log == other.log && record == other.record && console == other.console &&
+               curve == other.curve && values == other.values;
+    }
+};
+
+// From 25 degrees to 55 while the module warms up: trial, delay, samples, fit, the record looked at.
+Tuning WholeTuning(unsigned seed) {
+    Operator person({}, seed);
+    Bench& bench = person.At();
+    Tuning tuning;
+    if (!person.OpenModule("APD_Adjust"))
+        return tuning;
+    person.Press("apd_adjust", "Start");
+    bench.Set("module.temperature_rate", 0.15);
+    EXPECT_TRUE(person.Sees("APDTuning over!", 24 * 3600 * 1000));
+    person.Settle();
+    tuning.curve = bench.Screen().bytes;
+    person.Press("apd_adjust", "E2PROM");
+    EXPECT_TRUE(person.Sees("pOpmTunning->iAtt0"));
+    person.Settle();
+    tuning.values = bench.Screen().bytes;
+    bench.Stop();
+    tuning.log = Contents(bench.StateDir() + "/root/mnt/sdcard/fct_log.txt");
+    tuning.record = Contents(bench.StateDir() + "/tuning.bin");
+    tuning.console = bench.Console();
+    return tuning;
+}
+
+TEST(WholeApdTuning, IsTheSameEveryTime) {
+    const Tuning first = WholeTuning(7);
+    EXPECT_THAT(first.log, HasSubstr("GetApdCoefficient Success!"));
+    EXPECT_EQ(96u, first.record.size());
+    EXPECT_TRUE(first == WholeTuning(7));
+    EXPECT_NE(first.record, WholeTuning(8).record) << "another module";
+}
+
+// ---- Faults on the other screens ----
+
+TEST(OpmTest, UnsettableAttenuatorEndsTheSignalChainAndLocksTheScreen) {
+    Operator person;
+    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule("opm_fct"));
+    person.At().Fault("optic.register_stuck", {{"register", "0x3000000e"}, {"value", 0}});
+    person.Press("opm_fct", "Signal chain");
+    ASSERT_TRUE(person.Sees("Adjust Att0 fail!!! Signal chain test fa", 600000)) << person.At().Describe();
+    person.Settle();
+    // Every button is disabled until the screen is left.
+    const Picture before = person.At().Screen();
+    for (const char* control : {"Voltage Check", "Signal chain", "Eeprom Check", "Temperature"}) {
+        person.Press("opm_fct", control);
+        person.At().Advance(1500);
+        EXPECT_EQ(before.bytes, person.At().Screen().bytes) << control;
+    }
+    person.At().Fault("optic.register_stuck", false);
+    person.Press("opm_fct", "Back");
+    ASSERT_TRUE(person.Sees("OPM_FCT"));
+    person.Settle();
+    person.Press("menu", "OPM_FCT");
+    ASSERT_TRUE(person.Sees("Signal chain"));
+    person.Settle();
+    person.Press("opm_fct", "Signal chain");
+    EXPECT_TRUE(person.Sees("6307channel: success!!!", 300000));
+    EXPECT_TRUE(person.SeesNow("6300channel: success!!!"));
+}
+
+TEST(OpmAdjust, UnsettableAttenuatorRunsOutOfTries) {
+    Operator person;
+    ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule("opm_adjust"));
+    person.At().Fault("optic.register_stuck", {{"register", "0x3000000e"}, {"value", 0}});
+    person.Press("opm_adjust", "Att0");
+    ASSERT_TRUE(person.Sees("Ajust try times out.", 1200000));
+    person.At().Fault("optic.register_stuck", false);
+    person.Settle();
+    person.Press("opm_adjust", "Att0");
+    EXPECT_TRUE(person.Sees("Ad:  0.0V reg:0x", 1200000));
+    EXPECT_FALSE(person.SeesNow("Ajust try times out."));
+}
+
+TEST(OpmAdjust, BoardUnpluggedHalfWayRunsOutOfTriesAndCanBeRepaired) {
+    Operator person;
+    ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule("opm_adjust"));
+    person.Press("opm_adjust", "Apd");
+    ASSERT_TRUE(person.Sees("AD Value :"));
+    person.At().Fault("board.unplugged", true);
+    ASSERT_TRUE(person.Sees("Ajust try times out.", 2000000));
+    person.At().Fault("board.unplugged", false);
+    person.Settle();
+    person.Press("opm_adjust", "Apd");
+    EXPECT_TRUE(person.Sees("Ad: 45.0V reg:0x", 600000));
+}
+
+TEST(OpmTest, BoardUnpluggedHalfWayFailsTheRemainingPoints) {
+    Operator person;
+    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule("opm_fct"));
+    person.Press("opm_fct", "Voltage Check");
+    ASSERT_TRUE(person.Sees("OK  TP18:"));
+    person.At().Fault("board.unplugged", true);
+    ASSERT_TRUE(person.Sees("F.  TP17:  99.99999V", 20000));
+    person.At().Fault("board.unplugged", false);
+    person.Settle();
+    person.Press("opm_fct", "Voltage Check");
+    EXPECT_TRUE(person.Sees("OK  TP17:", 20000));
+}
+
+TEST(OpmTest, FailingTemperatureIsTold) {
+    Operator person;
+    ASSERT_TRUE(person.OpenModule("OPM_FCT"));
+    person.At().Fault("optic.temperature_failing", true);
+    person.Press("opm_fct", "Temperature");
+    EXPECT_TRUE(person.Sees("Temperature = 0.000000"));
+    person.Settle();
+    EXPECT_THAT(person.At().Console(), HasSubstr("get opm temperature failed!"));
+    person.At().Fault("optic.temperature_failing", false);
+    person.Press("opm_fct", "Temperature");
+    EXPECT_TRUE(person.Sees("Temperature = 25."));
+}
+
+// ---- Optical check ----
+
+struct LinkCase {
+    const char* name;
+    const char* quantity;
+    nlohmann::json value;
+    const char* check;   // what data line 1 says in the end
+    const char* offset;  // and data line 2
+};
+
+void PrintTo(const LinkCase& link, std::ostream* out) {
+    *out << link.name;
+}
+
+class OpticalCheckLink : public ::testing::TestWithParam<LinkCase> {};
+INSTANTIATE_TEST_SUITE_P(Links, OpticalCheckLink,
+                         ::testing::Values(LinkCase{"NoFibre", "optics.fibre", "none",
+                                                    "1310 Optical check bad", "offset = 0 Adjust Error"},
+                                           LinkCase{"LightOnTheLink", "optics.light_on_link", true,
+                                                    ", checking 1550", "offset = 0 Adjust Error"}),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(OpticalCheckLink, IsToldAndTheScreenGoesOn) {
+    const LinkCase& link = GetParam();
+    Operator person;
+    Bench& bench = person.At();
+    ASSERT_TRUE(person.OpenModule("OPT_Adjust"));
+    bench.Set("optics.fibre", "1.5 km");
+    bench.Set(link.quantity, link.value);
+    person.Press("optcheck", "Opt check");
+    ASSERT_TRUE(person.Sees(link.check, 600000));
+    bench.Advance(600000);
+    EXPECT_FALSE(person.SeesNow("good")) << bench.Describe();
+    person.Press("optcheck", "Dev adjust");
+    EXPECT_TRUE(person.Sees(link.offset, 60000));
+    bench.Set("optics.light_on_link", false);
+    bench.Set("optics.fibre", "1.5 km");
+    person.Settle();
+    person.Press("optcheck", "Opt check");
+    EXPECT_TRUE(person.Sees("1310 Optical check good     1550 Optical check goo", 600000))
+        << bench.Describe();
+}
+
+}  // namespace
+}  // namespace k905

@@ -1,0 +1,51 @@
+// What the program prints while it starts.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/scenarios/operator.h"
+
+namespace k905 {
+namespace {
+
+// What the console tells of these, in its order. Other messages may stand before them in their line.
+std::vector<std::string> Milestones(const std::string& console) {
+    std::vector<std::string> found;
+    std::istringstream lines(console);
+    for (std::string line; std::getline(lines, line);)
+        for (const char* begins : {"OPMTestInit", "Create window", "BmpFileDirectory"})
+            if (line.find(begins) != std::string::npos)
+                found.push_back(line.substr(line.find(begins)));
+    return found;
+}
+
+struct StartCase {
+    const char* name;
+    Faults faults;
+    const char* hardware;
+};
+// For the messages of failures.
+void PrintTo(const StartCase& one, std::ostream* stream) {
+    *stream << one.name;
+}
+class StartUpConsole : public ::testing::TestWithParam<StartCase> {};
+INSTANTIATE_TEST_SUITE_P(
+    With, StartUpConsole,
+    ::testing::Values(StartCase{"AGoodModule", {}, "OPMTestInit ok"},
+                      StartCase{"AFailingDriver", {{"optic.ioctl_failing", true}}, "OPMTestInit failed"}),
+    [](const auto& one) { return one.param.name; });
+
+TEST_P(StartUpConsole, TellsOfTheHardwareThenOfTheWindowAndGoesOn) {
+    Operator person(GetParam().faults);
+    ASSERT_TRUE(person.WaitForStart());
+    EXPECT_THAT(
+        Milestones(person.At().Console()),
+        ::testing::ElementsAre(GetParam().hardware, "Create window", "BmpFileDirectory = /app/fct/bitmap/"));
+    // The main board tests work without the module.
+    EXPECT_TRUE(person.OpenMainBoard());
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+}  // namespace
+}  // namespace k905

@@ -2,8 +2,10 @@
 # shellcheck shell=bash
 
 # Packages of the build itself, and those that only the tests need.
-build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libcpp-httplib-dev librsvg2-bin unifont)
-test_packages=(libgtest-dev libgmock-dev clang-format)
+build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libjs-dygraphs librsvg2-bin unifont)
+test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium)
+# The instrument's own program, and what its tests run it with.
+instrument_packages=(g++-arm-linux-gnueabi musl-dev:armel qemu-user busybox-static file python3)
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
@@ -24,6 +26,10 @@ need() {
   if [ "$(id -u)" -ne 0 ]; then
     command -v sudo >/dev/null || fail "missing Debian packages: ${missing[*]}. Install them as root, or install sudo"
     sudo=sudo
+  fi
+  if [[ " ${missing[*]} " == *:armel\ * ]] && ! dpkg --print-foreign-architectures | grep -qx armel; then
+    say "adding armel, the instrument's architecture, to those that dpkg knows"
+    $sudo dpkg --add-architecture armel
   fi
   say "installing Debian packages: ${missing[*]}"
   $sudo apt-get update -qq || say "apt-get update failed; trying with the package lists at hand"

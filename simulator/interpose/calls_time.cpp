@@ -33,7 +33,7 @@ timespec ToTimespec(Micros time) {
 
 // Rounded up, as a sleep is never shorter than asked for.
 Micros FromTimespec(const timespec& time) {
-    if (time.tv_sec > 1'000'000'000'000)
+    if (Micros{time.tv_sec} > 1'000'000'000'000)
         return kNever;
     return time.tv_sec * kSecond + (time.tv_nsec + 999) / 1000;
 }

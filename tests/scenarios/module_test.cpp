@@ -212,30 +212,47 @@ TEST(OpmTest, UnsettableAttenuatorEndsTheSignalChainAndLocksTheScreen) {
     EXPECT_TRUE(person.SeesNow("6300channel: success!!!"));
 }
 
-TEST(OpmAdjust, UnsettableAttenuatorRunsOutOfTries) {
-    Operator person;
-    ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule("opm_adjust"));
-    person.At().Fault("optic.register_stuck", {{"register", "0x3000000e"}, {"value", 0}});
-    person.Press("opm_adjust", "Att0");
-    ASSERT_TRUE(person.Sees("Ajust try times out.", 1200000));
-    person.At().Fault("optic.register_stuck", false);
-    person.Settle();
-    person.Press("opm_adjust", "Att0");
-    EXPECT_TRUE(person.Sees("Ad:  0.0V reg:0x", 1200000));
-    EXPECT_FALSE(person.SeesNow("Ajust try times out."));
+// A loop whose target has gone out of reach ends with the message; after the repair it finds the target.
+struct LoopFault {
+    const char* name;
+    const char* control;
+    const char* fault;
+    nlohmann::json value;
+    bool fromTheStart;  // else from the first reading that the loop shows
+    const char* good;
+};
+
+void PrintTo(const LoopFault& fault, std::ostream* out) {
+    *out << fault.name;
 }
 
-TEST(OpmAdjust, BoardUnpluggedHalfWayRunsOutOfTriesAndCanBeRepaired) {
+class AdjustLoop : public ::testing::TestWithParam<LoopFault> {};
+INSTANTIATE_TEST_SUITE_P(Faults, AdjustLoop,
+                         ::testing::Values(LoopFault{"AttenuatorStuck",
+                                                     "Att0",
+                                                     "optic.register_stuck",
+                                                     {{"register", "0x3000000e"}, {"value", 0}},
+                                                     true,
+                                                     "Ad:  0.0V reg:0x"},
+                                           LoopFault{"BoardUnpluggedHalfWay", "Apd", "board.unplugged", true,
+                                                     false, "Ad: 45.0V reg:0x"}),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(AdjustLoop, RunsOutOfTriesAndCanBeRepaired) {
+    const LoopFault& fault = GetParam();
     Operator person;
     ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule("opm_adjust"));
-    person.Press("opm_adjust", "Apd");
+    if (fault.fromTheStart)
+        person.At().Fault(fault.fault, fault.value);
+    person.Press("opm_adjust", fault.control);
     ASSERT_TRUE(person.Sees("AD Value :"));
-    person.At().Fault("board.unplugged", true);
+    person.At().Fault(fault.fault, fault.value);
     ASSERT_TRUE(person.Sees("Ajust try times out.", 2000000));
-    person.At().Fault("board.unplugged", false);
+    person.At().Fault(fault.fault, false);
     person.Settle();
-    person.Press("opm_adjust", "Apd");
-    EXPECT_TRUE(person.Sees("Ad: 45.0V reg:0x", 600000));
+    person.Press("opm_adjust", fault.control);
+    EXPECT_TRUE(person.Sees(fault.good, 1200000));
+    EXPECT_FALSE(person.SeesNow("Ajust try times out."));
 }
 
 TEST(OpmTest, BoardUnpluggedHalfWayFailsTheRemainingPoints) {

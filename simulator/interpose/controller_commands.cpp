@@ -150,8 +150,9 @@ Json Controller::State() {
 Json Controller::Set(const Json& request) {
     const std::string name = request.at("name").get<std::string>();
     Guard guard(machine_.lock);
-    const std::string error = machine_.Hardware().Set(name, request.at("value"));
+    const std::string error = SetQuantity(name, request.at("value"));
     machine_.Running().DevicesChanged();
+    KeepBench();
     return Result(error);
 }
 
@@ -179,6 +180,7 @@ Json Controller::Fault(const Json& request) {
     Guard guard(machine_.lock);
     const std::string error = machine_.Hardware().SetFault(name, value);
     machine_.Running().DevicesChanged();
+    KeepBench();
     return Result(error);
 }
 
@@ -221,13 +223,15 @@ Json Controller::Trace(const Json& request) {
         const auto kinds = request.value("kinds", std::set<std::string>());
         const bool plain = request.value("plain", false);
         Json lines = Json::array();
-        for (const TraceLog::Entry& entry : trace.Select(kinds, threads)) {
+        const std::size_t most = request.value("limit", std::size_t{0});
+        const unsigned long from = request.value("from", 0ul);
+        for (const TraceLog::Entry& entry : trace.Select(kinds, threads, from, most)) {
             const std::string count = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
             lines.push_back(
                 (plain ? "" : TimeText(entry.time) + " " + machine_.threads.Label(entry.thread) + " ") +
                 entry.line + count);
         }
-        return {{"lines", lines}, {"dropped", trace.Dropped()}};
+        return {{"lines", lines}, {"dropped", trace.Dropped()}, {"next", trace.Added()}};
     } else {
         return Result("a trace's action is start, stop, clear or read");
     }

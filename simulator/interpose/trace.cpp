@@ -1,5 +1,7 @@
 #include "simulator/interpose/trace.h"
 
+#include <algorithm>
+
 namespace k905 {
 
 void TraceLog::Clear() {
@@ -38,12 +40,17 @@ void TraceLog::Add(Micros time, int thread, const char* kind, const std::string&
 }
 
 std::vector<TraceLog::Entry> TraceLog::Select(const std::set<std::string>& kinds,
-                                              const std::set<int>& threads) const {
+                                              const std::set<int>& threads, unsigned long from,
+                                              std::size_t most) const {
     std::vector<Entry> selected;
-    for (const Entry& entry : entries_)
-        if ((kinds.empty() || kinds.count(entry.kind) != 0) &&
-            (threads.empty() || threads.count(entry.thread) != 0))
-            selected.push_back(entry);
+    for (auto entry = entries_.rbegin(); entry != entries_.rend() && entry->number >= from; ++entry) {
+        if ((kinds.empty() || kinds.count(entry->kind) != 0) &&
+            (threads.empty() || threads.count(entry->thread) != 0))
+            selected.push_back(*entry);
+        if (most != 0 && selected.size() == most)
+            break;
+    }
+    std::reverse(selected.begin(), selected.end());
     return selected;
 }
 

@@ -30,9 +30,13 @@ class TraceLog {
     // Lines that had to make room for later ones since the last Clear.
     unsigned long Dropped() const { return dropped_; }
 
+    // Lines recorded so far, the number of the next one.
+    unsigned long Added() const { return added_; }
+
     // Entries in order of their beginning; those of the kinds (empty: all) and of the threads (empty: all)
-    // given.
-    std::vector<Entry> Select(const std::set<std::string>& kinds, const std::set<int>& threads) const;
+    // given, from number `from` on, the last `most` of them (0: all).
+    std::vector<Entry> Select(const std::set<std::string>& kinds, const std::set<int>& threads,
+                              unsigned long from = 0, std::size_t most = 0) const;
 
   private:
     static constexpr std::size_t kLimit = 500'000;

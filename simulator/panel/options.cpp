@@ -119,8 +119,10 @@ k905 check    a whole job without a browser: touches the real buttons, presses t
   SCRIPT        instead of the job: replay a script that was recorded at the page, and check its texts
 
 k905 ctl JSON...   sends requests to a running instrument and prints the replies, one a line
+k905 ctl WORD...   one request in words; `k905 ctl help` lists them, `k905 ctl completion` is for bash to source
   --state DIR   its state folder (default: the one that the last `k905 panel` of this user started)
-  for example:  k905 ctl '{"do":"hello"}'
+  for example:  k905 ctl fault sd.missing
+                k905 ctl '{"do":"hello"}'
                 k905 ctl '{"do":"key","key":"f1"}' '{"do":"text"}'
                 k905 ctl '{"do":"fault","name":"sd.missing","value":true}'
 

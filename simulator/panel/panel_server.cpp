@@ -1,32 +1,27 @@
 #include "simulator/panel/panel_server.h"
 
-#include <httplib.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstring>
-#include <thread>
+#include <cctype>
 
 #include "simulator/panel/control_client.h"
+#include "simulator/panel/instrument_files.h"
 #include "simulator/panel/page_files.h"
 
 namespace k905 {
 
 namespace {
 
-constexpr int kThreads = 24;  // each open page holds one while it waits for the screen to change
-constexpr auto kLookEvery = std::chrono::milliseconds(25);
-constexpr auto kHoldScreen = std::chrono::seconds(5);
 constexpr int kDeepestJson = 16;
+constexpr unsigned kStatusEvery = 12;       // looks at the screen
+constexpr off_t kConsoleFirst = 64 * 1024;  // of the console, for a page that has come
+constexpr std::size_t kConsolePiece = 16 * 1024;
 
-void Answer(httplib::Response& response, int status, const nlohmann::json& body) {
-    response.status = status;
-    response.set_content(body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
-                         "application/json");
-}
-
-void Refuse(httplib::Response& response, int status, const std::string& error) {
-    Answer(response, status, {{"ok", false}, {"error", error}});
+WebReply Answer(int status, const nlohmann::json& body) {
+    return {status, "application/json", body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)};
 }
 
 // The object in `body`, or null: what is nested deeper than any request is none.
@@ -42,207 +37,184 @@ nlohmann::json ParseRequest(const std::string& body) {
     return request;
 }
 
+nlohmann::json Describe(const PanelInstrument::Status& status) {
+    return {{"run", status.run}, {"running", status.running}, {"how", status.how}, {"lines", status.lines}};
+}
+
+// "%20" and the like; "" if it is malformed.
+std::string Decode(const std::string& text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            out.push_back(text[i]);
+            continue;
+        }
+        if (i + 2 >= text.size() || std::isxdigit(static_cast<unsigned char>(text[i + 1])) == 0 ||
+            std::isxdigit(static_cast<unsigned char>(text[i + 2])) == 0)
+            return "";
+        out.push_back(static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)));
+        i += 2;
+    }
+    return out.find('\0') == std::string::npos ? out : "";
+}
+
 }  // namespace
 
-// A page may outlive the server that it came from: numbers of another server mean nothing here.
-FrameLog::FrameLog()
-    : number_(static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                             std::chrono::system_clock::now().time_since_epoch())
-                                             .count())),
-      first_(number_),
-      changedAt_(kScreenHeight) {}
+// One page: fct's status when it changes, its output as it grows, and the screen, of which the next frame
+// leaves when the page has drawn the one before.
+class PageFeed final : public LiveFeed {
+  public:
+    explicit PageFeed(PanelServer& server) : server_(server) {}
 
-void FrameLog::Update(const Picture& picture) {
-    const bool fresh = last_.bytes.size() != picture.bytes.size();
-    bool changed = false;
-    for (int y = 0; y < static_cast<int>(kScreenHeight); ++y) {
-        if (!fresh && std::memcmp(last_.Row(y), picture.Row(y), picture.RowBytes()) == 0)
-            continue;
-        changedAt_[static_cast<std::size_t>(y)] = number_ + 1;
-        changed = true;
-    }
-    if (changed) {
-        ++number_;
-        last_ = picture;
-    }
-}
-
-FrameLog::Change FrameLog::Since(std::uint64_t since) const {
-    Change change;
-    if (number_ == first_)
-        return change;
-    const bool known = since > first_ && since <= number_;
-    int bottom = 0;
-    change.top = static_cast<int>(kScreenHeight);
-    for (int y = 0; y < static_cast<int>(kScreenHeight); ++y)
-        if (!known || changedAt_[static_cast<std::size_t>(y)] > since) {
-            change.top = std::min(change.top, y);
-            bottom = y + 1;
+    bool Next(std::string& message, bool& binary) override {
+        binary = true;
+        if (status_ != server_.statusNumber_) {
+            status_ = server_.statusNumber_;
+            binary = false;
+            message =
+                Describe(server_.status_).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+            return true;
         }
-    change.rows = std::max(0, bottom - change.top);
-    change.rgba = last_.Rgba(change.rows > 0 ? change.top : 0, change.rows);
-    return change;
-}
+        if (frameSeen_ && frame_ != server_.frames_.Number()) {
+            message = server_.frames_.Message(frame_);
+            frame_ = server_.frames_.Number();
+            frameSeen_ = message.empty();
+            return !message.empty();
+        }
+        return NextOutput(message);
+    }
 
-PanelServer::PanelServer(PanelInstrument& instrument)
-    : instrument_(instrument), server_(std::make_unique<httplib::Server>()) {
-    server_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    server_->set_payload_max_length(kLargestBody);
-    server_->set_keep_alive_timeout(2);
-    server_->set_socket_options([](int socket) {
-        // Only what lets a restarted server have its port back; two servers on one port would share the
-        // callers.
-        const int yes = 1;
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    server_->set_default_headers({{"Cache-Control", "no-store"},
-                                  {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
-                                  {"X-Content-Type-Options", "nosniff"}});
-    server_->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-        return FromHere(request, response) ? httplib::Server::HandlerResponse::Unhandled
-                                           : httplib::Server::HandlerResponse::Handled;
-    });
-    server_->set_error_handler([](const httplib::Request&, httplib::Response& response) {
-        if (response.body.empty())
-            Refuse(response, response.status,
-                   response.status == 413 ? "the request is too long" : "there is nothing here");
-    });
+    // The page has drawn frame {"seen": number}.
+    bool Received(const std::string& message) override {
+        const nlohmann::json seen = nlohmann::json::parse(message, nullptr, false);
+        if (!seen.is_object() || !seen.contains("seen") || !seen["seen"].is_number_unsigned())
+            return false;
+        frameSeen_ = frameSeen_ || seen["seen"] == frame_;
+        return true;
+    }
 
-    ServePage();
-    server_->Get("/screen", [this](const auto& request, auto& response) { ServeScreen(request, response); });
-    server_->Get("/status", [this](const auto&, auto& response) { ServeStatus(response); });
-    const auto post = [this](const char* path, auto handler) {
-        server_->Post(path, [handler](const httplib::Request& request, httplib::Response& response,
-                                      const httplib::ContentReader& content) {
-            std::string body;
-            bool tooLong = false;
-            const bool complete = content([&](const char* data, std::size_t size) {
-                tooLong = tooLong || body.size() + size > kLargestBody;
-                if (!tooLong)
-                    body.append(data, size);
-                return !tooLong;
-            });
-            if (tooLong || response.status == 413)
-                Refuse(response, 413,
-                       "the request is longer than " + std::to_string(kLargestBody) + " bytes");
-            else if (!complete)
-                Refuse(response, 400, "the request is incomplete");
-            else if (request.get_header_value("Content-Type").rfind("application/json", 0) != 0)
-                Refuse(response, 415, "the request must be application/json");
-            else
-                handler(body, response);
-        });
-    };
-    post("/api", [this](const std::string& body, httplib::Response& response) { ServeApi(body, response); });
-    post("/restart", [this](const std::string&, httplib::Response& response) {
-        instrument_.Restart();
-        Answer(response, 202, {{"ok", true}});
-    });
-}
+  private:
+    // 1 byte 'C' (or 'N' for the first piece of a new run's), then bytes of the console as they are.
+    bool NextOutput(std::string& message) {
+        if (looked_ == server_.looks_ / kStatusEvery)
+            return false;
+        const std::string path = server_.stateDir_ + "/console.log";
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat status = {};
+        if (fd < 0 || fstat(fd, &status) != 0) {
+            if (fd >= 0)
+                close(fd);
+            return false;
+        }
+        const bool other = run_ != server_.status_.run || status.st_size < console_;
+        if (other) {
+            run_ = server_.status_.run;
+            console_ = std::max<off_t>(0, status.st_size - kConsoleFirst);
+        }
+        message.assign(1, other ? 'N' : 'C');
+        message.resize(1 + kConsolePiece);
+        const ssize_t count = pread(fd, message.data() + 1, kConsolePiece, console_);
+        close(fd);
+        message.resize(1 + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        console_ += std::max<ssize_t>(count, 0);
+        if (count < static_cast<ssize_t>(kConsolePiece))
+            looked_ = server_.looks_ / kStatusEvery;
+        return message.size() > 1 || other;
+    }
 
-PanelServer::~PanelServer() = default;
+    PanelServer& server_;
+    unsigned status_ = ~0u;
+    std::uint32_t frame_ = 0;
+    bool frameSeen_ = true;
+    unsigned run_ = ~0u;  // whose output it is
+    off_t console_ = 0;
+    unsigned looked_ = ~0u;
+};
+
+PanelServer::PanelServer(PanelInstrument& instrument, std::chrono::milliseconds silence)
+    : instrument_(instrument), server_(*this, silence) {}
 
 int PanelServer::Bind(int port, int attempts) {
-    if (port == 0) {
-        port_ = server_->bind_to_any_port("127.0.0.1");
-    } else {
-        for (int candidate = port; port_ == 0 && candidate < port + attempts && candidate <= 65535;
-             ++candidate)
-            if (server_->bind_to_port("127.0.0.1", candidate))
-                port_ = candidate;
-    }
-    if (port_ <= 0)
+    const int bound = server_.Bind(port, attempts);
+    if (bound == 0)
         throw BenchError("no free port at 127.0.0.1 from " + std::to_string(port) + " on");
-    return port_;
+    return bound;
 }
 
-void PanelServer::Serve() {
-    if (!stopping_)
-        server_->listen_after_bind();
-    served_ = true;
+std::unique_ptr<LiveFeed> PanelServer::Open() {
+    UpdateStatus();
+    return std::make_unique<PageFeed>(*this);
 }
 
-void PanelServer::Stop() {
-    stopping_ = true;
-    // A server that is not listening yet would not notice.
-    while (!served_ && !server_->is_running())
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (!served_)
-        server_->stop();
+void PanelServer::Look() {
+    instrument_.Look(frames_);
+    if (++looks_ % kStatusEvery == 0)
+        UpdateStatus();
 }
 
-// A page from elsewhere must not drive the instrument, whatever name it has made resolve to this machine.
-bool PanelServer::FromHere(const httplib::Request& request, httplib::Response& response) const {
-    const std::string port = ":" + std::to_string(port_);
-    const std::string host = request.get_header_value("Host");
-    const std::string origin = request.get_header_value("Origin");
-    const bool hostIsOurs = host == "127.0.0.1" + port || host == "localhost" + port;
-    const bool originIsOurs = !request.has_header("Origin") || origin == "http://127.0.0.1" + port ||
-                              origin == "http://localhost" + port;
-    if (hostIsOurs && originIsOurs)
-        return true;
-    Refuse(response, 403, hostIsOurs ? "foreign Origin" : "foreign Host");
-    return false;
+void PanelServer::UpdateStatus() {
+    const PanelInstrument::Status status = instrument_.GetStatus();
+    if (!(status == status_))
+        ++statusNumber_;
+    status_ = status;
+    stateDir_ = instrument_.StateDir();
 }
 
-void PanelServer::ServePage() {
+WebReply PanelServer::Refuse(int status, const std::string& error) {
+    return Answer(status, {{"ok", false}, {"error", error}});
+}
+
+WebReply PanelServer::Serve(const WebRequest& request) {
+    const std::string path = request.path.substr(0, request.path.find('?'));
+    constexpr const char* kFiles = "/files/";
+    if (request.method == "POST") {
+        if (path != "/api" && path != "/restart")
+            return Refuse(404, "there is nothing here");
+        if (request.type.rfind("application/json", 0) != 0)
+            return Refuse(415, "the request must be application/json");
+        if (path == "/api")
+            return ServeApi(request);
+        instrument_.Restart();
+        return Answer(202, {{"ok", true}});
+    }
+    if (request.method != "GET")
+        return Refuse(405, "only GET and POST are served");
     for (std::size_t i = 0; i < kPageFileCount; ++i) {
         const PageFile& file = kPageFiles[i];
-        server_->Get(file.path, [&file](const httplib::Request&, httplib::Response& response) {
-            response.set_content(reinterpret_cast<const char*>(file.data), file.size, file.type);
-        });
+        if (path == file.path)
+            return {200, file.type, std::string(reinterpret_cast<const char*>(file.data), file.size)};
     }
-}
-
-// Rows of the screen that changed since the frame that the page has; held back until something has.
-void PanelServer::ServeScreen(const httplib::Request& request, httplib::Response& response) {
-    const std::uint64_t since = std::strtoull(request.get_param_value("since").c_str(), nullptr, 10);
-    const auto deadline = std::chrono::steady_clock::now() + kHoldScreen;
-    for (;;) {
-        Picture picture;
-        if (instrument_.Screen(picture)) {
-            const std::lock_guard<std::mutex> guard(framesMutex_);
-            frames_.Update(picture);
-            FrameLog::Change change = frames_.Since(since);
-            if (change.rows > 0) {
-                response.set_header("X-Frame", std::to_string(frames_.Number()));
-                response.set_header("X-Top", std::to_string(change.top));
-                response.set_header("X-Rows", std::to_string(change.rows));
-                response.set_content(std::string(change.rgba.begin(), change.rgba.end()),
-                                     "application/octet-stream");
-                return;
-            }
-        }
-        if (stopping_ || std::chrono::steady_clock::now() > deadline) {
-            response.status = 204;
-            return;
-        }
-        std::this_thread::sleep_for(kLookEvery);
+    if (path == "/status")
+        return Answer(200, Describe(instrument_.GetStatus()));
+    if (path == "/files") {
+        nlohmann::json list = nlohmann::json::array();
+        for (const InstrumentFile& file : ListInstrumentFiles(instrument_.StateDir()))
+            list.push_back({{"path", file.path}, {"size", file.size}, {"modified", file.modified}});
+        return Answer(200, {{"ok", true}, {"files", list}});
     }
+    WebReply reply = {200, "application/octet-stream", ""};
+    if (path.rfind(kFiles, 0) == 0 &&
+        ReadInstrumentFile(instrument_.StateDir(),
+                           Decode(path.substr(std::char_traits<char>::length(kFiles))), reply.body))
+        return reply;
+    return Refuse(404, "there is nothing here");
 }
 
-void PanelServer::ServeStatus(httplib::Response& response) {
-    const PanelInstrument::Status status = instrument_.GetStatus();
-    Answer(response, 200, {{"running", status.running}, {"how", status.how}, {"lines", status.lines}});
-}
-
-void PanelServer::ServeApi(const std::string& body, httplib::Response& response) {
-    nlohmann::json request = ParseRequest(body);
-    if (request.is_null())
-        return Refuse(response, 400, "not a request: a JSON object with \"do\" is expected");
-    if (request["do"] == "screenshot") {
+WebReply PanelServer::ServeApi(const WebRequest& request) {
+    nlohmann::json asked = ParseRequest(request.body);
+    if (asked.is_null())
+        return Refuse(400, "not a request: a JSON object with \"do\" is expected");
+    if (asked["do"] == "screenshot") {
         // Whoever can send requests must not thereby write files anywhere.
-        const std::string name =
-            request.contains("path") && request["path"].is_string() ? request["path"] : "";
+        const std::string name = asked.contains("path") && asked["path"].is_string() ? asked["path"] : "";
         if (name.empty() || name.find('/') != std::string::npos || name[0] == '.')
-            return Refuse(response, 400,
-                          "\"path\" must be a plain file name; the file is put into the state folder");
-        request["path"] = instrument_.StateDir() + "/" + name;
+            return Refuse(400, "\"path\" must be a plain file name; the file is put into the state folder");
+        asked["path"] = instrument_.StateDir() + "/" + name;
     }
     try {
-        Answer(response, 200, instrument_.Ask(request));
+        return Answer(200, instrument_.Ask(asked));
     } catch (const BenchError& error) {
-        Refuse(response, 502, error.what());
+        return Refuse(502, error.what());
     }
 }
 

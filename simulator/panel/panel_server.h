@@ -1,23 +1,15 @@
-// The front panel's web server: the page, the live screen, and the control protocol over HTTP. Serves this
-// machine only.
+// What the front panel's web server serves: the page, the live screen and console, the control interface over
+// HTTP, and the files of the instrument. Serves this machine only.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "simulator/panel/screen_view.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-class ContentReader;
-}  // namespace httplib
+#include "simulator/panel/frame_log.h"
+#include "simulator/panel/web_server.h"
 
 namespace k905 {
 
@@ -25,72 +17,60 @@ namespace k905 {
 class PanelInstrument {
   public:
     struct Status {
+        unsigned run = 0;  // how often fct has been started
         bool running = false;
         std::string how;                 // how fct ended, in words; empty while it runs
         std::vector<std::string> lines;  // the last lines that it wrote
+        bool operator==(const Status& other) const {
+            return run == other.run && running == other.running && how == other.how && lines == other.lines;
+        }
     };
     virtual ~PanelInstrument() = default;
     virtual Status GetStatus() = 0;
     // Asks for a fresh start; returns at once, GetStatus tells when it has come about.
     virtual void Restart() = 0;
-    // One request of the control protocol and its reply. Throws BenchError.
+    // One request of the control interface and its reply. Throws BenchError.
     virtual nlohmann::json Ask(const nlohmann::json& request) = 0;
-    // The screen now; false when there is none.
-    virtual bool Screen(Picture& picture) = 0;
-    // Where screenshots may be put.
+    // Lets `frames` take the screen as it is now; nothing when there is none. Quick.
+    virtual void Look(FrameLog& frames) = 0;
+    // The folder of the instrument that runs or ran last.
     virtual std::string StateDir() = 0;
 };
 
-// Numbers the pictures that the LCD has shown and knows which rows changed since each.
-class FrameLog {
+class PanelServer final : private WebSite {
   public:
-    FrameLog();
-    // Takes the picture that is on the screen now.
-    void Update(const Picture& picture);
-    std::uint64_t Number() const { return number_; }
-    struct Change {
-        int top = 0, rows = 0;
-        std::vector<std::uint8_t> rgba;
-    };
-    // The rows that differ from frame `since`; all of them when that frame is not known.
-    Change Since(std::uint64_t since) const;
+    static constexpr std::size_t kLargestBody = WebServer::kLargestBody;
 
-  private:
-    Picture last_;
-    std::uint64_t number_, first_;
-    std::vector<std::uint64_t> changedAt_;  // by row
-};
+    static constexpr std::chrono::milliseconds kSilence = std::chrono::seconds(20);
 
-class PanelServer {
-  public:
-    static constexpr std::size_t kLargestBody = 64 * 1024;
-
-    explicit PanelServer(PanelInstrument& instrument);
-    ~PanelServer();
-    PanelServer(const PanelServer&) = delete;
-    PanelServer& operator=(const PanelServer&) = delete;
+    // A page that gives no sign of life for `silence` is cut off.
+    explicit PanelServer(PanelInstrument& instrument, std::chrono::milliseconds silence = kSilence);
 
     // Binds 127.0.0.1, `port` or the next free one of `attempts`; 0: any. Returns the port. Throws
     // BenchError.
     int Bind(int port, int attempts = 20);
     // Serves until Stop, which another thread calls once, at any time from here on.
-    void Serve();
-    void Stop();
+    void Serve() { server_.Serve(); }
+    void Stop() { server_.Stop(); }
 
   private:
-    bool FromHere(const httplib::Request& request, httplib::Response& response) const;
-    void ServePage();
-    void ServeScreen(const httplib::Request& request, httplib::Response& response);
-    void ServeStatus(httplib::Response& response);
-    void ServeApi(const std::string& body, httplib::Response& response);
+    friend class PageFeed;
+
+    WebReply Serve(const WebRequest& request) override;
+    WebReply Refuse(int status, const std::string& error) override;
+    std::unique_ptr<LiveFeed> Open() override;
+    void Look() override;
+
+    WebReply ServeApi(const WebRequest& request);
+    void UpdateStatus();
 
     PanelInstrument& instrument_;
-    std::unique_ptr<httplib::Server> server_;
-    int port_ = 0;
-    std::atomic<bool> stopping_{false};
-    std::atomic<bool> served_{false};
-    std::mutex framesMutex_;
-    FrameLog frames_;
+    FrameLog frames_;  // this and what follows: the serving thread's
+    PanelInstrument::Status status_;
+    std::string stateDir_;
+    unsigned statusNumber_ = 0;
+    unsigned looks_ = 0;
+    WebServer server_;
 };
 
 }  // namespace k905

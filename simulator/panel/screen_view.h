@@ -41,6 +41,9 @@ class ScreenView {
     ScreenView& operator=(const ScreenView&) = delete;
 
     Picture Grab() const;
+    // The pixels as they are, rows without padding; fct goes on drawing into them.
+    const std::uint8_t* Pixels() const { return static_cast<const std::uint8_t*>(pixels_); }
+    unsigned Bits() const { return bits_; }
 
   private:
     unsigned bits_;

@@ -3,16 +3,21 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
 
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "simulator/panel/client.h"
+#include "tests/simulator/panel/web_client.h"
 
 namespace k905 {
 namespace {
 
 using ::testing::HasSubstr;
+using namespace std::chrono_literals;
 
 // The stand-in for fct answers each request with `reply`.
 class StubInstrument final : public PanelInstrument {
@@ -20,16 +25,23 @@ class StubInstrument final : public PanelInstrument {
     explicit StubInstrument(const std::string& reply) : bench_(Options(reply)) {
         picture_.bytes.resize(picture_.RowBytes() * kScreenHeight);
     }
-    Status GetStatus() override { return {ended_.empty(), ended_, {"last line"}}; }
+    Status GetStatus() override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return {1, ended_.empty(), ended_, {"last line"}};
+    }
     void Restart() override { ++restarts_; }
     nlohmann::json Ask(const nlohmann::json& request) override {
-        asked_ = request;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            asked_ = request;
+        }
+        while (hold_)
+            std::this_thread::sleep_for(1ms);
         return bench_.Ask(request);
     }
-    bool Screen(Picture& picture) override {
+    void Look(FrameLog& frames) override {
         const std::lock_guard<std::mutex> guard(mutex_);
-        picture = picture_;
-        return true;
+        frames.Update(picture_.bytes.data(), picture_.bits);
     }
     std::string StateDir() override { return bench_.StateDir(); }
 
@@ -37,10 +49,25 @@ class StubInstrument final : public PanelInstrument {
         const std::lock_guard<std::mutex> guard(mutex_);
         std::memcpy(&picture_.bytes[static_cast<std::size_t>(y) * picture_.RowBytes() + x * 2u], &pixel, 2);
     }
+    void PaintAll(std::uint8_t byte) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        std::fill(picture_.bytes.begin(), picture_.bytes.end(), byte);
+    }
+    void SetEnded(const std::string& how) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        ended_ = how;
+    }
+    nlohmann::json Asked() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return asked_;
+    }
+    void Forget() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        asked_ = nullptr;
+    }
 
-    std::string ended_;
-    int restarts_ = 0;
-    nlohmann::json asked_;
+    std::atomic<int> restarts_{0};
+    std::atomic<bool> hold_{false};
 
   private:
     static BenchOptions Options(const std::string& reply) {
@@ -54,75 +81,98 @@ class StubInstrument final : public PanelInstrument {
     Bench bench_;
     std::mutex mutex_;
     Picture picture_;
+    std::string ended_;
+    nlohmann::json asked_;
 };
 
 class Server : public ::testing::Test {
   protected:
     void Start(const std::string& reply = R"({"ok":true,"answer":42})") {
         instrument_ = std::make_unique<StubInstrument>(reply);
-        server_ = std::make_unique<PanelServer>(*instrument_);
+        server_ = std::make_unique<PanelServer>(*instrument_, silence_);
         port_ = server_->Bind(0);
         serving_ = std::thread([this] { server_->Serve(); });
-        client_ = std::make_unique<httplib::Client>("127.0.0.1", port_);
-        for (int i = 0; i < 200 && !client_->Get("/status"); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        client_ = std::make_unique<WebClient>(port_);
     }
     void TearDown() override {
-        client_.reset();
+        if (instrument_)
+            instrument_->hold_ = false;
         if (server_)
             server_->Stop();
         if (serving_.joinable())
             serving_.join();
+        server_.reset();
     }
-    httplib::Result Api(const std::string& body, const httplib::Headers& headers = {}) {
-        return client_->Post("/api", headers, body, "application/json");
+    WebResult Api(const std::string& body, const WebClient::Headers& headers = {}) {
+        return client_->Post("/api", body, headers);
     }
 
     std::unique_ptr<StubInstrument> instrument_;
     std::unique_ptr<PanelServer> server_;
-    std::unique_ptr<httplib::Client> client_;
+    std::unique_ptr<WebClient> client_;
     std::thread serving_;
+    std::chrono::milliseconds silence_ = PanelServer::kSilence;
     int port_ = 0;
 };
 
-nlohmann::json Body(const httplib::Result& result) {
-    return nlohmann::json::parse(result->body);
+unsigned Number(const std::string& bytes, std::size_t at, int count) {
+    unsigned value = 0;
+    for (int i = count - 1; i >= 0; --i)
+        value = value << 8 | static_cast<unsigned char>(bytes.at(at + static_cast<std::size_t>(i)));
+    return value;
+}
+
+// The areas of a screen message, as its head tells them.
+std::vector<Area> Areas(const std::string& message) {
+    std::vector<Area> areas;
+    for (unsigned i = 0; i < Number(message, 2, 2); ++i) {
+        const std::size_t at = 8 + 8 * i;
+        areas.push_back(
+            {static_cast<int>(Number(message, at, 2)), static_cast<int>(Number(message, at + 2, 2)),
+             static_cast<int>(Number(message, at + 4, 2)), static_cast<int>(Number(message, at + 6, 2))});
+    }
+    return areas;
 }
 
 TEST_F(Server, PassesRequestsOnAndRepliesBack) {
     Start();
-    const auto result = Api(R"({"do":"key","key":"f1","action":"down"})");
-    ASSERT_TRUE(result);
-    EXPECT_EQ(200, result->status);
-    EXPECT_EQ(42, Body(result)["answer"]);
-    EXPECT_EQ("f1", instrument_->asked_["key"]);
+    const WebResult result = Api(R"({"do":"key","key":"f1","action":"down"})");
+    EXPECT_EQ(200, result.status);
+    EXPECT_EQ(42, result.Json()["answer"]);
+    EXPECT_EQ("f1", instrument_->Asked()["key"]);
 }
 
 TEST_F(Server, ServesThePage) {
     Start();
-    for (const char* path : {"/", "/panel.css", "/panel.js"}) {
-        const auto result = client_->Get(path);
-        ASSERT_TRUE(result);
-        EXPECT_EQ(200, result->status) << path;
-        EXPECT_FALSE(result->body.empty()) << path;
+    for (const char* path : {"/", "/panel.css", "/panel.js", "/dygraph.min.js"}) {
+        const WebResult result = client_->Get(path);
+        EXPECT_EQ(200, result.status) << path;
+        EXPECT_FALSE(result.body.empty()) << path;
     }
-    EXPECT_THAT(client_->Get("/")->body, HasSubstr("panel.js"));
-    EXPECT_EQ(404, client_->Get("/nothing")->status);
-    EXPECT_EQ(404, client_->Get("/../main.cpp")->status);
+    EXPECT_THAT(client_->Get("/").body, HasSubstr("panel.js"));
+    EXPECT_THAT(client_->Get("/").type, HasSubstr("text/html"));
+    EXPECT_EQ(404, client_->Get("/nothing").status);
+    EXPECT_EQ(404, client_->Get("/../main.cpp").status);
+    EXPECT_EQ(
+        405,
+        client_->Raw("DELETE / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n\r\n").status);
 }
 
 TEST_F(Server, RefusesForeignOriginsAndHosts) {
     Start();
     const std::string own = "http://127.0.0.1:" + std::to_string(port_);
-    EXPECT_EQ(200, Api(R"({"do":"hello"})", {{"Origin", own}})->status);
-    instrument_->asked_ = nullptr;
-    for (const char* origin : {"http://example.com", "null", "https://127.0.0.1", "http://127.0.0.1"})
-        EXPECT_EQ(403, Api(R"({"do":"stop"})", {{"Origin", origin}})->status) << origin;
+    EXPECT_EQ(200, Api(R"({"do":"hello"})", {{"Origin", own}}).status);
+    instrument_->Forget();
+    for (const char* origin : {"http://example.com", "null", "https://127.0.0.1", "http://127.0.0.1"}) {
+        EXPECT_EQ(403, Api(R"({"do":"stop"})", {{"Origin", origin}}).status) << origin;
+        EXPECT_THROW(LiveClient(port_, {{"Origin", origin}}), std::runtime_error) << origin;
+    }
     for (const char* host : {"example.com", "127.0.0.1", "127.0.0.1.example.com"})
-        for (const char* path : {"/", "/screen", "/status"})
-            EXPECT_EQ(403, client_->Get(path, {{"Host", host}})->status) << host << path;
-    EXPECT_EQ(403, Api(R"({"do":"stop"})", {{"Host", "example.com:" + std::to_string(port_)}})->status);
-    EXPECT_TRUE(instrument_->asked_.is_null()) << "a refused request reached the instrument";
+        for (const char* path : {"/", "/status", "/files"})
+            EXPECT_EQ(403, client_->Get(path, {{"Host", host}}).status) << host << path;
+    EXPECT_EQ(403, Api(R"({"do":"stop"})", {{"Host", "example.com:" + std::to_string(port_)}}).status);
+    EXPECT_TRUE(instrument_->Asked().is_null()) << "a refused request reached the instrument";
+    EXPECT_NO_THROW(LiveClient(port_, {{"Origin", own}}));
 }
 
 TEST_F(Server, RefusesMalformedRequests) {
@@ -131,47 +181,38 @@ TEST_F(Server, RefusesMalformedRequests) {
          {std::string("nonsense"), std::string(""), std::string("[]"), std::string("{}"),
           std::string(R"({"do":7})"), std::string(60000, '['),
           R"({"do":"set","value":)" + std::string(1000, '[') + std::string(1000, ']') + "}"}) {
-        const auto result = Api(body);
-        ASSERT_TRUE(result) << body.substr(0, 40);
-        EXPECT_EQ(400, result->status) << body.substr(0, 40);
-        EXPECT_FALSE(Body(result)["ok"].get<bool>());
+        const WebResult result = Api(body);
+        EXPECT_EQ(400, result.status) << body.substr(0, 40);
+        EXPECT_FALSE(result.Json()["ok"].get<bool>());
     }
-    EXPECT_EQ(415, client_->Post("/api", R"({"do":"hello"})", "text/plain")->status);
-    EXPECT_TRUE(instrument_->asked_.is_null());
+    EXPECT_EQ(415, client_->Post("/api", R"({"do":"hello"})", {{"Content-Type", "text/plain"}}).status);
+    EXPECT_EQ(400, client_->Raw("this is not HTTP\r\n\r\n").status);
+    EXPECT_EQ(431, client_->Get("/", {{"X-Long", std::string(WebServer::kLargestHeader, 'x')}}).status);
+    EXPECT_TRUE(instrument_->Asked().is_null());
+    EXPECT_EQ(200, Api(R"({"do":"hello"})").status) << "the server still serves";
 }
 
 TEST_F(Server, RefusesOversizedBodies) {
     Start();
     const std::string filler(PanelServer::kLargestBody, ' ');
-    const auto result = Api(R"({"do":"hello"})" + filler);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(413, result->status);
-    EXPECT_EQ(200, Api(R"({"do":"hello"})" + filler.substr(100))->status);
+    EXPECT_EQ(413, Api(R"({"do":"hello"})" + filler).status);
+    EXPECT_EQ(200, Api(R"({"do":"hello"})" + filler.substr(100)).status);
     // In pieces, so that no length announces it.
-    int pieces = 0;
-    const auto chunked = client_->Post(
-        "/api", {},
-        [&](std::size_t, httplib::DataSink& sink) {
-            if (++pieces > 20)
-                sink.done();
-            else
-                sink.write(filler.data(), 8192);
-            return true;
-        },
-        "application/json");
-    ASSERT_TRUE(chunked);
-    EXPECT_EQ(413, chunked->status);
-    EXPECT_EQ(200, Api(R"({"do":"hello"})")->status) << "the server still serves";
+    std::string chunked = "POST /api HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) +
+                          "\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (int i = 0; i < 20; ++i)
+        chunked += "2000\r\n" + filler.substr(0, 0x2000) + "\r\n";
+    EXPECT_EQ(413, client_->Raw(chunked + "0\r\n\r\n").status);
+    EXPECT_EQ(200, Api(R"({"do":"hello"})").status) << "the server still serves";
 }
 
 TEST_F(Server, TellsWhatIsWrongWithTheInstrument) {
     Start("this is no JSON");
-    const auto result = Api(R"({"do":"state"})");
-    ASSERT_TRUE(result);
-    EXPECT_EQ(502, result->status);
-    EXPECT_THAT(Body(result)["error"].get<std::string>(), HasSubstr("not a reply"));
-    instrument_->ended_ = "fct crashed (Segmentation fault, signal 11)";
-    const nlohmann::json status = Body(client_->Get("/status"));
+    const WebResult result = Api(R"({"do":"state"})");
+    EXPECT_EQ(502, result.status);
+    EXPECT_THAT(result.Json()["error"].get<std::string>(), HasSubstr("not a reply"));
+    instrument_->SetEnded("fct crashed (Segmentation fault, signal 11)");
+    const nlohmann::json status = client_->Get("/status").Json();
     EXPECT_FALSE(status["running"].get<bool>());
     EXPECT_EQ("fct crashed (Segmentation fault, signal 11)", status["how"]);
     EXPECT_EQ("last line", status["lines"][0]);
@@ -179,11 +220,10 @@ TEST_F(Server, TellsWhatIsWrongWithTheInstrument) {
 
 TEST_F(Server, RestartsOnRequestOnly) {
     Start();
-    EXPECT_EQ(404, client_->Get("/restart")->status);
-    EXPECT_EQ(
-        403, client_->Post("/restart", {{"Origin", "http://example.com"}}, "{}", "application/json")->status);
+    EXPECT_EQ(404, client_->Get("/restart").status);
+    EXPECT_EQ(403, client_->Post("/restart", "{}", {{"Origin", "http://example.com"}}).status);
     EXPECT_EQ(0, instrument_->restarts_);
-    EXPECT_EQ(202, client_->Post("/restart", "{}", "application/json")->status);
+    EXPECT_EQ(202, client_->Post("/restart", "{}").status);
     EXPECT_EQ(1, instrument_->restarts_);
 }
 
@@ -191,51 +231,169 @@ TEST_F(Server, PutsScreenshotsIntoTheStateFolderOnly) {
     Start();
     for (const char* path : {"/tmp/evil.png", "../evil.png", "..", "", ".profile"}) {
         const nlohmann::json request = {{"do", "screenshot"}, {"path", path}};
-        EXPECT_EQ(400, Api(request.dump())->status) << path;
+        EXPECT_EQ(400, Api(request.dump()).status) << path;
     }
-    EXPECT_TRUE(instrument_->asked_.is_null());
-    EXPECT_EQ(200, Api(R"({"do":"screenshot","path":"now.png"})")->status);
-    EXPECT_EQ(instrument_->StateDir() + "/now.png", instrument_->asked_["path"]);
+    EXPECT_TRUE(instrument_->Asked().is_null());
+    EXPECT_EQ(200, Api(R"({"do":"screenshot","path":"now.png"})").status);
+    EXPECT_EQ(instrument_->StateDir() + "/now.png", instrument_->Asked()["path"]);
 }
 
-TEST_F(Server, SendsTheWholeScreenFirstAndThenWhatChanged) {
+TEST_F(Server, ServesTheInstrumentsFilesAndNoOthers) {
     Start();
-    const auto whole = client_->Get("/screen?since=0");
-    ASSERT_TRUE(whole);
-    ASSERT_EQ(200, whole->status);
-    EXPECT_EQ("0", whole->get_header_value("X-Top"));
-    EXPECT_EQ("480", whole->get_header_value("X-Rows"));
-    EXPECT_EQ(800u * 480 * 4, whole->body.size());
+    const std::filesystem::path folder = instrument_->StateDir();
+    std::filesystem::create_directories(folder / "root/mnt/sdcard");
+    std::ofstream(folder / "root/mnt/sdcard/fct log.txt") << "passed";
+    std::ofstream(folder / "secret.txt") << "secret";
+    std::ofstream(folder / ".hidden.png") << "secret";
+    std::filesystem::create_symlink("/etc/passwd", folder / "root/mnt/sdcard/passwd");
+    std::filesystem::create_directory_symlink("/etc", folder / "root/mnt/sdcard/etc");
+    EXPECT_EQ("passed", client_->Get("/files/root/mnt/sdcard/fct%20log.txt").body);
+    const std::string list = client_->Get("/files").body;
+    EXPECT_THAT(list, HasSubstr("root/mnt/sdcard/fct log.txt"));
+    for (const char* none : {"secret", "passwd", "hidden"})
+        EXPECT_THAT(list, ::testing::Not(HasSubstr(none)));
+    for (const char* path :
+         {"secret.txt", ".hidden.png", "../secret.txt", "root/mnt/sdcard/../../../secret.txt",
+          "root/mnt/sdcard/%2e%2e/%2e%2e/%2e%2e/secret.txt", "root/mnt/sdcard/passwd",
+          "root/mnt/sdcard/etc/passwd", "/etc/passwd", "%00", "%2", ""})
+        EXPECT_EQ(404, client_->Get(std::string("/files/") + path).status) << path;
+}
+
+TEST_F(Server, SendsTheWholeScreenFirstAndThenTheTilesThatChanged) {
+    Start();
+    LiveClient page(port_);
+    const std::string whole = page.ReadKind('L');
+    ASSERT_FALSE(whole.empty());
+    ASSERT_EQ(1u, Areas(whole).size());
+    EXPECT_EQ(800, Areas(whole)[0].width);
+    EXPECT_EQ(480, Areas(whole)[0].height);
+    EXPECT_EQ(16u + 800 * 480 * 2, whole.size());
+    page.Seen(whole);
 
     instrument_->Paint(5, 100, 0xF800);
-    instrument_->Paint(6, 102, 0x07E0);
-    const auto change = client_->Get("/screen?since=" + whole->get_header_value("X-Frame"));
-    ASSERT_EQ(200, change->status);
-    EXPECT_EQ("100", change->get_header_value("X-Top"));
-    EXPECT_EQ("3", change->get_header_value("X-Rows"));
-    ASSERT_EQ(800u * 3 * 4, change->body.size());
-    EXPECT_EQ(std::string("\xFF\x00\x00\xFF", 4), change->body.substr(5 * 4, 4));
-    EXPECT_EQ(std::string("\x00\xFF\x00\xFF", 4), change->body.substr((2 * 800 + 6) * 4, 4));
+    const std::string change = page.ReadKind('L');
+    ASSERT_EQ(1u, Areas(change).size());
+    EXPECT_TRUE(Areas(change)[0].Contains(5, 100));
+    EXPECT_EQ(FrameLog::kTileWidth, Areas(change)[0].width);
+    EXPECT_EQ(FrameLog::kTileHeight, Areas(change)[0].height);
+    const std::size_t at =
+        16 + ((100 - static_cast<std::size_t>(Areas(change)[0].y)) * FrameLog::kTileWidth + 5) * 2;
+    EXPECT_EQ(0xF800u, Number(change, at, 2));
 
-    // A page that has missed a frame gets all rows of both.
+    // Until it is said to be drawn, nothing more comes; then all that changed meanwhile.
     instrument_->Paint(0, 400, 0xFFFF);
-    const auto both = client_->Get("/screen?since=" + whole->get_header_value("X-Frame"));
-    EXPECT_EQ("100", both->get_header_value("X-Top"));
-    EXPECT_EQ("301", both->get_header_value("X-Rows"));
+    EXPECT_EQ("", page.ReadKind('L', 300ms));
+    instrument_->Paint(799, 479, 0xFFFF);
+    std::this_thread::sleep_for(50ms);
+    page.Seen(change);
+    EXPECT_EQ(2u, Areas(page.ReadKind('L')).size());
 }
 
-TEST_F(Server, AWaitingPageGetsTheNextChange) {
+TEST_F(Server, TellsEveryPageTheStatusAndTheOutput) {
     Start();
-    const std::string frame = client_->Get("/screen?since=0")->get_header_value("X-Frame");
-    std::thread painter([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        instrument_->Paint(0, 7, 0xFFFF);
-    });
-    const auto change = client_->Get("/screen?since=" + frame);
-    painter.join();
-    ASSERT_TRUE(change);
-    EXPECT_EQ(200, change->status);
-    EXPECT_EQ("7", change->get_header_value("X-Top"));
+    const std::string console = instrument_->StateDir() + "/console.log";
+    std::ofstream(console, std::ios::app) << "before\n";
+    LiveClient one(port_), two(port_);
+    for (LiveClient* page : {&one, &two}) {
+        const nlohmann::json status = nlohmann::json::parse(page->ReadKind('{'));
+        EXPECT_TRUE(status["running"].get<bool>());
+        EXPECT_THAT(page->ReadKind('N'), HasSubstr("before\n"));
+    }
+    std::ofstream(console, std::ios::app) << "written later\n";
+    instrument_->SetEnded("fct crashed");
+    EXPECT_EQ("Cwritten later\n", one.ReadKind('C'));
+    EXPECT_EQ("fct crashed", nlohmann::json::parse(two.ReadKind('{'))["how"]);
+}
+
+TEST_F(Server, APageThatNeverReadsHoldsUpNobody) {
+    Start();
+    LiveClient silent(port_);
+    LiveClient page(port_);
+    std::string frame = page.ReadKind('L');
+    for (std::uint8_t i = 1; i <= 50; ++i) {
+        page.Seen(frame);
+        instrument_->PaintAll(i);
+        frame = page.ReadKind('L', 5s);
+        ASSERT_FALSE(frame.empty()) << "frame " << int{i};
+        ASSERT_EQ(i, static_cast<std::uint8_t>(frame.back()));
+        ASSERT_EQ(200, Api(R"({"do":"hello"})").status);
+    }
+}
+
+TEST_F(Server, CutsOffAPageThatNeverReads) {
+    silence_ = 600ms;
+    Start();
+    LiveClient silent(port_), page(port_);
+    for (int i = 0; i < 20; ++i)
+        page.Read(100ms);  // answers what the server asks
+    EXPECT_TRUE(silent.Ended(10s));
+    EXPECT_FALSE(page.Ended(100ms));
+}
+
+TEST_F(Server, CutsOffAPageThatSendsNonsense) {
+    Start();
+    for (const std::string& text : {std::string("nonsense"), std::string("{}"), std::string(R"({"seen":-1})"),
+                                    std::string(WebServer::kLargestLiveMessage + 1, ' ')}) {
+        LiveClient page(port_);
+        page.Send(text);
+        EXPECT_TRUE(page.Ended(10s)) << text.substr(0, 20);
+    }
+    EXPECT_EQ(200, Api(R"({"do":"hello"})").status);
+}
+
+TEST_F(Server, OutlivesAbruptDisconnects) {
+    Start();
+    for (int i = 0; i < 40; ++i) {
+        LiveClient page(port_);
+        if (i % 2 == 0)
+            page.Read();
+        page.Drop();
+    }
+    for (int i = 0; i < 200; ++i)
+        client_->Abandon("POST /api HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) +
+                         "\r\nContent-Length: 500\r\n\r\n{\"do\"");
+    LiveClient page(port_);
+    EXPECT_FALSE(page.ReadKind('L').empty());
+}
+
+TEST_F(Server, ServesManyClientsAtOnce) {
+    Start();
+    std::vector<std::unique_ptr<LiveClient>> pages;
+    for (int i = 0; i < WebServer::kMostLive; ++i)
+        pages.push_back(std::make_unique<LiveClient>(port_));
+    EXPECT_THROW(LiveClient(port_, {}), std::runtime_error) << "one page too many";
+    std::vector<std::thread> callers;
+    std::atomic<int> good{0};
+    for (int i = 0; i < 20; ++i)
+        callers.emplace_back([&] {
+            for (int n = 0; n < 5; ++n)
+                good += Api(R"({"do":"hello"})").status == 200 ? 1 : 0;
+        });
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_EQ(100, good);
+    for (auto& page : pages)
+        EXPECT_FALSE(page->ReadKind('L').empty());
+    pages.pop_back();
+    for (int i = 0; i < 100; ++i)  // its place becomes free
+        try {
+            LiveClient next(port_);
+            return;
+        } catch (const std::runtime_error&) {
+            std::this_thread::sleep_for(20ms);
+        }
+    FAIL() << "the place of a page that has gone stays taken";
+}
+
+TEST_F(Server, ALongRequestHoldsUpNobody) {
+    Start();
+    instrument_->hold_ = true;
+    std::thread waiting([this] { Api(R"({"do":"until","text":"never"})"); });
+    EXPECT_EQ(200, client_->Get("/status").status);
+    LiveClient page(port_);
+    EXPECT_FALSE(page.ReadKind('L').empty());
+    instrument_->hold_ = false;
+    waiting.join();
 }
 
 TEST_F(Server, TakesTheNextFreePort) {
@@ -263,14 +421,35 @@ TEST(FrameLog, SendsEverythingForAFrameItDoesNotKnow) {
     Picture picture;
     picture.bits = 32;
     picture.bytes.resize(picture.RowBytes() * kScreenHeight);
-    EXPECT_EQ(0, log.Since(0).rows) << "nothing has been shown yet";
-    log.Update(picture);
-    EXPECT_EQ(0, log.Since(log.Number()).rows);
-    EXPECT_EQ(480, log.Since(0).rows);
-    EXPECT_EQ(480, log.Since(log.Number() + 1000).rows);
-    const std::uint64_t before = log.Number();
-    log.Update(picture);
-    EXPECT_EQ(before, log.Number()) << "the same picture is no new frame";
+    EXPECT_TRUE(log.Since(0).empty()) << "nothing has been shown yet";
+    EXPECT_TRUE(log.Update(picture.bytes.data(), 32));
+    EXPECT_TRUE(log.Since(log.Number()).empty());
+    for (const std::uint32_t unknown : {0u, log.Number() + 1000}) {
+        ASSERT_EQ(1u, log.Since(unknown).size());
+        EXPECT_EQ(480, log.Since(unknown)[0].height);
+    }
+    EXPECT_FALSE(log.Update(picture.bytes.data(), 32)) << "the same picture is no new frame";
+    EXPECT_EQ(1u, log.Number());
+}
+
+TEST(FrameLog, JoinsTilesIntoAreasThatCoverExactlyWhatChanged) {
+    FrameLog log;
+    Picture picture;
+    picture.bytes.resize(picture.RowBytes() * kScreenHeight);
+    log.Update(picture.bytes.data(), 16);
+    const std::uint32_t before = log.Number();
+    // A block of 2 x 3 tiles and a single one.
+    for (int y = 16; y < 64; ++y)
+        picture.bytes[static_cast<std::size_t>(y) * 1600 + 64 * 2] =
+            picture.bytes[static_cast<std::size_t>(y) * 1600 + 96 * 2] = 1;
+    picture.bytes[400 * 1600 + 700 * 2] = 1;
+    log.Update(picture.bytes.data(), 16);
+    const std::vector<Area> areas = log.Since(before);
+    ASSERT_EQ(2u, areas.size());
+    EXPECT_EQ((std::array<int, 4>{64, 16, 64, 48}),
+              (std::array<int, 4>{areas[0].x, areas[0].y, areas[0].width, areas[0].height}));
+    EXPECT_EQ((std::array<int, 4>{672, 400, 32, 16}),
+              (std::array<int, 4>{areas[1].x, areas[1].y, areas[1].width, areas[1].height}));
 }
 
 }  // namespace

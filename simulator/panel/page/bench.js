@@ -1,0 +1,92 @@
+// The bench: its sections as tabs. A section is {id, title, open(panel), look?(state), every?, closed?()}; the one that
+// is open is given the state of the models twice a second.
+import { byId, element } from "./dom.js";
+import { ask, on } from "./link.js";
+import { boardTab } from "./tab_board.js";
+import { opticsTab } from "./tab_optics.js";
+import { memoryTab } from "./tab_memory.js";
+import { mainBoardTab } from "./tab_mainboard.js";
+import { logsTab } from "./tab_logs.js";
+import { traceTab } from "./tab_trace.js";
+import { faultsTab } from "./tab_faults.js";
+import { setupsTab } from "./tab_setups.js";
+
+const tabs = [boardTab, opticsTab, memoryTab, mainBoardTab, logsTab, traceTab, faultsTab, setupsTab];
+const kLookMs = 500;
+let current = null;
+let running = false;
+let busy = false;
+
+function select(tab, focus) {
+  current = tab;
+  for (const other of tabs) {
+    const chosen = other === tab;
+    other.button.setAttribute("aria-selected", chosen);
+    other.button.tabIndex = chosen ? 0 : -1;
+    other.panel.hidden = !chosen;
+  }
+  byId("panels").scrollTop = 0;
+  if (focus) tab.button.focus();
+  try {
+    localStorage.setItem("tab", tab.id);
+  } catch {
+    // a page without a memory of its own
+  }
+  tab.shown?.();
+  look();
+}
+
+async function look() {
+  if (!current || busy || document.hidden || !running) return;
+  busy = true;
+  try {
+    const { state } = await ask({ do: "state" });
+    markFaults(Object.keys(state.faults).length);
+    await current.look?.(state);
+  } catch {
+    // what is wrong with the instrument is told over its screen
+  }
+  busy = false;
+}
+
+function markFaults(count) {
+  const mark = faultsTab.button.querySelector(".mark");
+  mark.textContent = count === 0 ? "" : ` ${count}`;
+}
+
+export function openBench() {
+  for (const tab of tabs) {
+    tab.button = element(
+      "button",
+      {
+        role: "tab", id: "tab-" + tab.id, "aria-controls": "panel-" + tab.id,
+        onclick: () => select(tab),
+        onkeydown: (event) => {
+          const step = { ArrowRight: 1, ArrowLeft: -1 }[event.key];
+          if (step) select(tabs[(tabs.indexOf(tab) + step + tabs.length) % tabs.length], true);
+        },
+      },
+      tab.title,
+      element("span", { class: "mark" }),
+    );
+    tab.panel = element("section", {
+      class: "tab", role: "tabpanel", id: "panel-" + tab.id, "aria-labelledby": "tab-" + tab.id,
+    });
+    byId("tabs").append(tab.button);
+    byId("panels").append(tab.panel);
+    tab.open(tab.panel);
+  }
+  let last = null;
+  try {
+    last = localStorage.getItem("tab");
+  } catch {
+    // see above
+  }
+  select(tabs.find((tab) => tab.id === last) ?? tabs[0]);
+  on("status", (status) => {
+    running = status.running;
+    look();
+  });
+  on("lost", () => (running = false));
+  setInterval(look, kLookMs);
+}

@@ -1,0 +1,121 @@
+// The 18 keys and the knob: by mouse, finger and the PC's keyboard. A key is down while something holds it.
+import { byId } from "./dom.js";
+import { act } from "./link.js";
+
+const held = new Set();
+const buttons = new Map([...document.querySelectorAll("[data-key]")].map((button) => [button.dataset.key, button]));
+
+function hold(key, down) {
+  if (held.has(key) === down) return;
+  if (down) held.add(key);
+  else held.delete(key);
+  buttons.get(key).classList.toggle("held", down);
+  act({ do: "key", key, action: down ? "down" : "up" });
+}
+
+export function releaseAll() {
+  [...held].forEach((key) => hold(key, false));
+}
+
+for (const [key, button] of buttons) {
+  button.addEventListener("pointerdown", (event) => {
+    if (event.button !== 0) return;
+    event.preventDefault(); // the focus stays where it is
+    event.stopPropagation();
+    button.setPointerCapture(event.pointerId);
+    hold(key, true);
+  });
+  for (const kind of ["pointerup", "pointercancel", "lostpointercapture"])
+    button.addEventListener(kind, () => hold(key, false));
+  // A screen reader clicks without a pointer.
+  button.addEventListener("click", (event) => {
+    if (event.detail === 0 && event.pointerType === "") act({ do: "key", key, action: "press" });
+  });
+}
+
+const keyboard = {
+  1: "f1", 2: "f2", 3: "f3", 4: "f4", 5: "f5",
+  m: "menu", f: "file", escape: "esc", s: "scale", u: "setup", a: "avg", r: "realt", k: "knob",
+  arrowup: "up", arrowleft: "left", arrowright: "right", arrowdown: "down", enter: "enter",
+};
+const byCode = new Map(); // physical key -> instrument key that it holds
+
+addEventListener("keydown", (event) => {
+  const focus = document.activeElement;
+  const onKey = focus?.dataset?.key;
+  if (event.ctrlKey || event.altKey || event.metaKey || !byId("ended").hidden) return;
+  if (focus && focus !== document.body && !onKey) return; // the bench's own controls
+  const name = event.key.toLowerCase();
+  let key = keyboard[name];
+  if (onKey && (name === " " || name === "enter")) key = onKey;
+  if (name === "+" || name === "-" || name === "=") turn(name === "-" ? -1 : 1);
+  else if (key && !event.repeat) {
+    byCode.set(event.code, key);
+    hold(key, true);
+  } else if (!key) return;
+  event.preventDefault();
+});
+addEventListener("keyup", (event) => {
+  const key = byCode.get(event.code);
+  if (!key) return;
+  byCode.delete(event.code);
+  hold(key, false);
+  event.preventDefault();
+});
+addEventListener("blur", releaseAll);
+
+// ---- The knob: 20 steps a turn.
+
+const dial = byId("dial");
+const kStep = 18; // degrees
+let angle = 0;
+let wheel = 0;
+let drag = null; // {id, at: degrees, left over}
+
+function turn(steps) {
+  angle += steps * kStep;
+  dial.style.setProperty("--angle", angle + "deg");
+  act({ do: "knob", steps });
+}
+
+for (const button of document.querySelectorAll("[data-turn]"))
+  button.addEventListener("click", () => {
+    turn(Number(button.dataset.turn));
+  });
+
+dial.addEventListener(
+  "wheel",
+  (event) => {
+    event.preventDefault();
+    wheel += event.deltaMode === 0 ? event.deltaY / 60 : event.deltaY;
+    const steps = Math.trunc(wheel);
+    if (steps === 0) return;
+    wheel -= steps;
+    turn(-steps);
+  },
+  { passive: false },
+);
+
+function direction(event) {
+  const box = dial.getBoundingClientRect();
+  return (
+    (Math.atan2(event.clientY - box.top - box.height / 2, event.clientX - box.left - box.width / 2) * 180) / Math.PI
+  );
+}
+dial.addEventListener("pointerdown", (event) => {
+  if (event.button !== 0) return;
+  event.preventDefault();
+  dial.setPointerCapture(event.pointerId);
+  drag = { id: event.pointerId, at: direction(event), left: 0 };
+});
+dial.addEventListener("pointermove", (event) => {
+  if (!drag || drag.id !== event.pointerId) return;
+  const at = direction(event);
+  drag.left += ((at - drag.at + 540) % 360) - 180;
+  drag.at = at;
+  const steps = Math.trunc(drag.left / kStep);
+  if (steps === 0) return;
+  drag.left -= steps * kStep;
+  turn(steps);
+});
+for (const kind of ["pointerup", "pointercancel"]) dial.addEventListener(kind, () => (drag = null));

@@ -1,0 +1,94 @@
+// The LCD: shows what changed, and is touched.
+import { byId } from "./dom.js";
+import { act, drawn, on } from "./link.js";
+
+const lcd = byId("lcd");
+const context = lcd.getContext("2d", { alpha: false });
+
+// RGB565 to the canvas's bytes: red, green, blue, opaque.
+const from565 = new Uint32Array(65536);
+for (let v = 0; v < 65536; ++v) {
+  const r = v >> 11, g = (v >> 5) & 63, b = v & 31;
+  from565[v] = (0xff000000 | (((b << 3) | (b >> 2)) << 16) | (((g << 2) | (g >> 4)) << 8) | ((r << 3) | (r >> 2))) >>> 0;
+}
+
+function convert(bytes, at, bits, count) {
+  const out = new Uint32Array(count);
+  if (bits === 16) {
+    const pixels = new Uint16Array(bytes.buffer, bytes.byteOffset + at, count);
+    for (let i = 0; i < count; ++i) out[i] = from565[pixels[i]];
+  } else {
+    for (let i = 0, p = at; i < count; ++i, p += bits / 8)
+      out[i] = (0xff000000 | (bytes[p] << 16) | (bytes[p + 1] << 8) | bytes[p + 2]) >>> 0;
+  }
+  return new Uint8ClampedArray(out.buffer);
+}
+
+// See FrameLog::Message for the bytes.
+on("frame", (buffer) => {
+  const head = new DataView(buffer);
+  const bytes = new Uint8Array(buffer);
+  const bits = head.getUint8(1), count = head.getUint16(2, true), number = head.getUint32(4, true);
+  let at = 8 + 8 * count;
+  for (let i = 0; i < count; ++i) {
+    const [x, y, width, height] = [0, 2, 4, 6].map((n) => head.getUint16(8 + 8 * i + n, true));
+    context.putImageData(new ImageData(convert(bytes, at, bits, width * height), width, height), x, y);
+    at += (width * height * bits) / 8;
+  }
+  drawn(number);
+  lcd.dispatchEvent(new CustomEvent("frame", { detail: { number, bytes: buffer.byteLength } }));
+});
+
+// ---- Fingers: as many as the hand has on it, two of them count. One that slides off stays at the edge.
+
+const fingers = new Map();
+let moveDue = 0;
+
+function place(event) {
+  const box = lcd.getBoundingClientRect();
+  const clamp = (v, top) => Math.min(Math.max(Math.floor(v), 0), top);
+  return {
+    x: clamp(((event.clientX - box.left) * lcd.width) / box.width, lcd.width - 1),
+    y: clamp(((event.clientY - box.top) * lcd.height) / box.height, lcd.height - 1),
+  };
+}
+
+function touch(action) {
+  const [first, second] = fingers.values();
+  if (!first) return act({ do: "touch", action: "up" });
+  act({ do: "touch", action, ...first, ...(second && { x2: second.x, y2: second.y }) });
+}
+
+lcd.addEventListener("pointerdown", (event) => {
+  if (event.button !== 0 || fingers.size === 2) return;
+  event.preventDefault();
+  document.activeElement?.blur(); // the keyboard is the instrument's again
+  lcd.setPointerCapture(event.pointerId);
+  fingers.set(event.pointerId, place(event));
+  touch("down");
+});
+lcd.addEventListener("pointermove", (event) => {
+  if (!fingers.has(event.pointerId)) return;
+  fingers.set(event.pointerId, place(event));
+  if (event.timeStamp < moveDue) return;
+  moveDue = event.timeStamp + 16;
+  touch("move");
+});
+for (const kind of ["pointerup", "pointercancel"])
+  lcd.addEventListener(kind, (event) => {
+    if (!fingers.has(event.pointerId)) return;
+    if (kind === "pointerup") {
+      const last = fingers.get(event.pointerId), now = place(event);
+      if (last.x !== now.x || last.y !== now.y) {
+        fingers.set(event.pointerId, now);
+        touch("move");
+      }
+    }
+    fingers.delete(event.pointerId);
+    touch("move");
+  });
+
+byId("scale").addEventListener("change", ({ target }) => {
+  lcd.style.setProperty("--scale", target.value);
+  document.body.classList.toggle("large", target.value !== "1");
+});

@@ -1,0 +1,110 @@
+// Every fault of the simulator as a switch, with what it does and what the operator then sees.
+import { element, show } from "./dom.js";
+import { ask, fault, on, tell } from "./link.js";
+
+// What faults that take a value start with.
+const values = {
+  "board.reply_late": 6000,
+  "optic.register_stuck": { register: "0x3000002e", value: 0 },
+  "fpga.ddr": 2,
+  "optics.bad_connector": 4,
+  "module.eeprom_stuck": { address: 128, value: 0 },
+  "module.eeprom_cut": { after: 200, damage: "prefix" },
+  "mainboard.eeprom_stuck": { address: 5, value: 0 },
+  "mainboard.eeprom_cut": { after: 100, damage: "prefix" },
+  "bitmap.missing": "bg_desk.bmp",
+  "bitmap.broken": "bg_desk.bmp",
+};
+
+const places = []; // {wanted, holder, switches}: where switches stand
+let known = []; // as "faults" lists them
+
+function addSwitch(place, info) {
+  const value = values[info.name] === undefined
+    ? null
+    : element("input", {
+        class: "value", "aria-label": `value of ${info.name}`, value: JSON.stringify(values[info.name]),
+        onchange: () => box.checked && turn(),
+      });
+  const box = element("input", { type: "checkbox", id: `fault-${place.id}-${info.name}`, onchange: () => turn() });
+  const turn = () => {
+    let wanted = box.checked;
+    if (wanted && value)
+      try {
+        wanted = JSON.parse(value.value);
+      } catch {
+        box.checked = false;
+        return tell("problem", `${info.name}: ${value.value} is no number, "text" or {object}`);
+      }
+    fault(info.name, wanted);
+  };
+  const row = element(
+    "div", { class: "fault" },
+    box,
+    element("label", { class: "name", for: box.id }, info.name),
+    element("span", { class: "what" }, info.what),
+    element("span", { class: "sees" }, "→ " + info.operator_sees),
+    value,
+  );
+  place.holder.append(row);
+  place.switches.set(info.name, { box, row });
+}
+
+// Switches of the faults whose name `wanted` accepts. They follow what the instrument says.
+export function faultSwitches(wanted) {
+  const place = { id: places.length, wanted, holder: element("div", { class: "faults" }), switches: new Map() };
+  places.push(place);
+  return place.holder;
+}
+
+async function learn() {
+  try {
+    known = (await ask({ do: "faults" })).faults;
+  } catch {
+    return;
+  }
+  for (const place of places)
+    for (const info of known) {
+      if (!place.wanted(info.name)) continue;
+      if (!place.switches.has(info.name)) addSwitch(place, info);
+      const { box, row } = place.switches.get(info.name);
+      const isOn = info.value !== false;
+      show(box, isOn);
+      row.classList.toggle("on", isOn);
+    }
+}
+
+on("status", (status) => status.running && learn());
+on("sent", (request) => ["fault", "bench"].includes(request.do) && setTimeout(learn, 150));
+setInterval(() => !document.hidden && learn(), 2000); // another page may switch them too
+
+const search = element("input", { type: "search", placeholder: "search", "aria-label": "search faults" });
+
+export const faultsTab = {
+  id: "faults",
+  title: "Faults",
+  open(panel) {
+    const all = faultSwitches(() => true);
+    const sift = () => {
+      for (const row of all.children)
+        row.hidden = !row.textContent.toLowerCase().includes(search.value.toLowerCase());
+    };
+    search.addEventListener("input", sift);
+    panel.append(
+      element(
+        "div", { class: "row" },
+        search,
+        element(
+          "button",
+          {
+            class: "small",
+            onclick: () => known.filter((info) => info.value !== false).forEach((info) => fault(info.name, false)),
+          },
+          "Clear all",
+        ),
+      ),
+      element("p", { class: "hint" }, "Those that matter at start-up take effect with Restart."),
+      all,
+    );
+  },
+};

@@ -1,0 +1,222 @@
+// The optical module and what is at its port; the last acquisition as a plot.
+import { element, show } from "./dom.js";
+import { ask, file, on, set } from "./link.js";
+import { faultSwitches } from "./tab_faults.js";
+import { decodeTuning } from "./records.js";
+
+const kFibres = ["none", "5 m", "1 km", "1.5 km"];
+const kFinest = 0.04; // metres a sample
+const kLeadIn = 512; // samples before the pulse, which a calibration does not count
+const kDarkFrom = 10, kDarkTo = 500; // samples before the pulse: the dark level
+
+const fibre = element(
+  "select",
+  {
+    "aria-label": "fibre",
+    onchange: () => {
+      custom.hidden = fibre.value !== "custom";
+      if (fibre.value !== "custom") set("optics.fibre", fibre.value);
+    },
+  },
+  ...kFibres.map((name) => element("option", { value: name }, name)),
+  element("option", { value: "custom" }, "custom"),
+);
+const length = element("span", { class: "hint" });
+const events = element("tbody");
+const custom = element("div", { hidden: true });
+
+function eventRow(at, loss, reflection) {
+  const field = (value, step, label) =>
+    element("input", { type: "number", step, value: String(value), "aria-label": label, style: "width:6em" });
+  const inputs = [field(at, 1, "at, metres"), field(loss, 0.1, "loss, dB"), field(reflection, 1, "reflection, dB")];
+  const row = element(
+    "tr", {},
+    ...inputs.map((input) => element("td", {}, input)),
+    element("td", {}, element("button", { class: "small", onclick: () => row.remove() }, "Remove")),
+  );
+  row.values = () => {
+    const [a, l, r] = inputs.map((input) => (input.value === "" ? null : Number(input.value)));
+    return { at: a ?? 0, loss: l ?? 0, ...(r !== null && { reflection: r }) };
+  };
+  events.append(row);
+}
+
+custom.append(
+  element(
+    "table", {},
+    element(
+      "thead", {},
+      element("tr", {}, ...["at, metres", "loss, dB", "reflection, dB", ""].map((text) => element("th", {}, text))),
+    ),
+    events,
+  ),
+  element(
+    "div", { class: "row" },
+    element("button", { class: "small", onclick: () => eventRow(2000, 0.2, "") }, "Splice or connector"),
+    element(
+      "button",
+      {
+        class: "small",
+        onclick: () =>
+          set("optics.fibre", [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at)),
+      },
+      "Connect this fibre",
+    ),
+  ),
+  element("p", { class: "hint" }, "The last event is the fibre's end. A splice has no reflection."),
+);
+eventRow(500, 0.3, -45);
+eventRow(1000, 0.1, "");
+eventRow(1500, 0, -14.5);
+
+const temperature = element("input", {
+  type: "range", min: -40, max: 85, step: 0.5, "aria-label": "module temperature",
+  oninput: () => set("module.temperature", Number(temperature.value)),
+});
+const degrees = element("span", { class: "num" });
+const rate = element("input", {
+  type: "number", min: -60, max: 60, step: 0.5, value: "0", "aria-label": "degrees a minute",
+  onchange: () => set("module.temperature_rate", Number(rate.value)),
+});
+const seed = element("input", {
+  type: "number", min: 0, max: 4294967295, "aria-label": "number of the module",
+  onchange: () => set("module.seed", Number(seed.value)),
+});
+const light = element("input", {
+  type: "checkbox", onchange: () => set("optics.light_on_link", light.checked),
+});
+const facts = element("p", { class: "hint num" });
+
+// ---- The plot.
+
+const holder = element("div", { class: "plot", id: "plot" });
+const cursor = element("p", { class: "num hint", id: "cursor" }, "Point at the trace to read it; drag to zoom, double click for all of it.");
+const scale = element(
+  "select", { "aria-label": "scale of the plot", onchange: () => draw() },
+  element("option", { value: "lin" }, "linear (ADC codes)"),
+  element("option", { value: "log" }, "5 log10 (dB)"),
+);
+let graph = null;
+let trace = null; // the last reply to "samples"
+let offset = null; // of the tuning record, samples
+let truth = 0; // where the port really is, in the same samples
+let acquisition = 0;
+let positions = []; // of peaks, as a calibration prints them: samples of the last acquisition
+let found = 0; // when
+
+on("output", ({ bytes }) => {
+  for (const [, peak, at] of new TextDecoder().decode(bytes).matchAll(/Position\[(\d+)\]=(\d+)/g)) {
+    positions[Number(peak)] = Number(at);
+    found = performance.now();
+  }
+  if (performance.now() - found < 100) draw(true);
+});
+
+const metres = (i) => trace.first_metres + i * trace.metres_per_sample;
+
+function darkLevel(samples) {
+  const part = samples.slice(kDarkFrom, Math.min(kDarkTo, samples.length));
+  return part.reduce((sum, v) => sum + v, 0) / Math.max(1, part.length);
+}
+
+function draw(keepZoom = false) {
+  if (!trace || trace.samples.length < 2 || holder.clientWidth === 0) return;
+  const log = scale.value === "log";
+  const dark = darkLevel(trace.samples);
+  const points = trace.samples
+    .map((v, i) => [metres(i), log ? 5 * Math.log10(Math.max(1, dark - v)) : v])
+    .slice(1);
+  const marks = (canvas, area, plot) => {
+    canvas.strokeStyle = "#eda32a";
+    canvas.fillStyle = "#eda32a";
+    let labels = 0;
+    const vertical = (x, text) => {
+      const at = plot.toDomXCoord(x);
+      if (at < area.x || at > area.x + area.w) return;
+      canvas.beginPath();
+      canvas.moveTo(at, area.y);
+      canvas.lineTo(at, area.y + area.h);
+      canvas.stroke();
+      canvas.fillText(text, at + 3, area.y + 10 + 12 * labels++); // close ones stay legible
+    };
+    vertical(0, "port");
+    if (offset !== null) vertical((offset - truth) * kFinest, "calibrated");
+    positions.forEach((at, i) => at > 0 && vertical(metres(at + kLeadIn), `peak ${i}`));
+    if (!log) {
+      const y = plot.toDomYCoord(dark);
+      canvas.beginPath();
+      canvas.moveTo(area.x, y);
+      canvas.lineTo(area.x + area.w, y);
+      canvas.stroke();
+      canvas.fillText("dark " + dark.toFixed(0), area.x + area.w - 70, y - 3);
+    }
+  };
+  const options = {
+    file: points, labels: ["m", log ? "dB" : "code"], colors: ["#6fd0f0"], strokeWidth: 1,
+    gridLineColor: "#2d3850", axisLineColor: "#5d7294", xlabel: "", legend: "never", underlayCallback: marks,
+    highlightCallback: (event, x, [point]) => {
+      cursor.textContent = `${x.toFixed(2)} m   ${point.yval.toFixed(log ? 2 : 0)} ${log ? "dB" : "(ADC code)"}`;
+    },
+  };
+  if (!graph) graph = new Dygraph(holder, points, options);
+  else graph.updateOptions({ ...options, ...(!keepZoom && { dateWindow: null, valueRange: [null, null] }) });
+  graph.resize();
+}
+
+export const opticsTab = {
+  id: "optics",
+  title: "Optics",
+  open(panel) {
+    panel.append(
+      element("h2", {}, "At the module's port"),
+      element(
+        "div", { class: "row" },
+        element("label", {}, "fibre", fibre), length,
+        element("label", {}, light, "light on the link"),
+      ),
+      custom,
+      element("h2", {}, "Module"),
+      element(
+        "div", { class: "row" },
+        element("label", {}, "temperature", temperature), degrees,
+        element("label", {}, "ramp", rate, "°C a minute"),
+      ),
+      element("div", { class: "row" }, element("label", {}, "module number", seed)),
+      facts,
+      element("h2", {}, "Last acquisition"),
+      element("div", { class: "row" }, scale),
+      holder, cursor,
+      element("h2", {}, "Faults"),
+      faultSwitches((name) => /^(optic|optics|adc)\./.test(name)),
+    );
+    holder.addEventListener("dblclick", () => draw());
+  },
+  shown() {
+    draw(true);
+  },
+  async look({ optics, optic, fpga }) {
+    const named = kFibres.includes(optics.fibre);
+    if (document.activeElement !== fibre && (named || custom.hidden)) {
+      fibre.value = named ? optics.fibre : "custom";
+      custom.hidden = named;
+    }
+    length.textContent = optics.fibre_length > 0 ? `${optics.fibre_length} m connected` : "nothing connected";
+    show(temperature, optic.temperature);
+    degrees.textContent = optic.temperature.toFixed(1) + " °C";
+    show(seed, optics.seed);
+    show(light, optics.light_on_link > 0);
+    facts.textContent =
+      `APD ${optics.apd_volts.toFixed(2)} V, gain ${optics.apd_gain.toFixed(2)}; breaks down at code ` +
+      `${optics.breakdown_code.toFixed(0)} now, ${optics.breakdown_code_at_zero.toFixed(0)} at 0 °C and ` +
+      `${optics.breakdown_codes_per_degree.toFixed(2)} more a degree; dark code ${optics.dark_code}; ` +
+      `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
+    if (fpga.acquisitions === acquisition || fpga.acquisition === "running") return;
+    acquisition = fpga.acquisitions;
+    if (performance.now() - found > 1000) positions = [];
+    trace = await ask({ do: "samples" });
+    truth = optics.offset_samples;
+    const record = optic.tuning_stored ? await file("tuning.bin") : null;
+    offset = record && record.length >= 96 ? decodeTuning(record).offset : null;
+    draw(true);
+  },
+};

@@ -1,0 +1,102 @@
+// The hardware trace, live: what fct does to registers, buses and the serial line.
+import { download, element } from "./dom.js";
+import { ask } from "./link.js";
+
+const kinds = ["reg", "fpga", "data", "i2c", "serial", "ioctl", "shell", "sleep", "file"];
+const registers = {
+  "0x30000002": "CTRLOUT", "0x3000000a": "CURRENT0", "0x3000000c": "CURRENT1", "0x3000000e": "ATT0",
+  "0x30000010": "ATT1", "0x30000012": "VDD", "0x30000014": "APD", "0x30000016": "APD_BIAS", "0x30000018": "PULSE",
+  "0x3000001a": "SAMPLES", "0x3000001c": "SAMPLES_HIGH", "0x3000001e": "AVERAGES", "0x30000020": "PERIOD",
+  "0x30000022": "DELAY_HIGH", "0x30000024": "DELAY_LOW", "0x3000002e": "ACQUIRE", "0x30000030": "PULSE_MODE",
+  "0x30000032": "MEMORY", "0x30000082": "SPEAKER_ON", "0x30000084": "SPEAKER_TONE",
+};
+const kShown = 2000; // lines on the page
+const kAtOnce = 1000; // lines of one reply
+
+const list = element("pre", { class: "log", tabindex: 0, "aria-label": "hardware trace" });
+const search = element("input", { type: "search", placeholder: "search", "aria-label": "search the trace" });
+const state = element("span", { class: "hint" });
+const boxes = new Map();
+let next = null; // number of the first line not yet shown; null: not recording
+let lines = [];
+
+// Phase table entries are 32 registers in a row.
+function name(address) {
+  const number = Number(address);
+  if (number >= 0x30000034 && number < 0x30000074) return `PHASE[${(number - 0x30000034) / 2}]`;
+  return registers[address] ?? "";
+}
+
+const decode = (line) =>
+  line.replace(/^(.*?\breg (?:read|write) (0x[0-9a-f]{8}).*)$/, (all, text, address) => {
+    const known = name(address);
+    return known ? `${text}   ${known}` : text;
+  });
+
+function paint() {
+  const wanted = search.value.toLowerCase();
+  const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
+  list.textContent = lines.filter((line) => line.toLowerCase().includes(wanted)).join("\n");
+  if (atEnd) list.scrollTop = list.scrollHeight;
+}
+
+async function start() {
+  const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
+  await ask({ do: "trace", action: "start" });
+  next = from;
+  state.textContent = "recording";
+}
+
+async function stop() {
+  next = null;
+  state.textContent = "stopped";
+  await ask({ do: "trace", action: "stop" });
+}
+
+async function follow() {
+  if (next === null) return;
+  const wanted = [...boxes].filter(([, box]) => box.checked).map(([kind]) => kind);
+  const reply = await ask({
+    do: "trace", action: "read", from: next, limit: kAtOnce,
+    ...(wanted.length < kinds.length && { kinds: wanted.length > 0 ? wanted : ["none"] }),
+  });
+  if (next === null) return;
+  next = reply.next;
+  if (reply.lines.length === 0) return;
+  lines = lines.concat(reply.lines.map(decode)).slice(-kShown);
+  paint();
+}
+
+search.addEventListener("input", paint);
+
+export const traceTab = {
+  id: "trace",
+  title: "Trace",
+  open(panel) {
+    for (const kind of kinds) boxes.set(kind, element("input", { type: "checkbox", checked: true }));
+    panel.append(
+      element(
+        "div", { class: "row" },
+        element("button", { class: "small", onclick: () => start().catch(() => {}) }, "Record"),
+        element("button", { class: "small", onclick: () => stop().catch(() => {}) }, "Stop"),
+        element("button", { class: "small", onclick: () => { lines = []; paint(); } }, "Clear"),
+        element(
+          "button",
+          {
+            class: "small",
+            onclick: async () => {
+              const all = await ask({ do: "trace", action: "read" });
+              download("trace.txt", all.lines.map(decode).join("\n") + "\n");
+            },
+          },
+          "Download all",
+        ),
+        search, state,
+      ),
+      element("div", { class: "row" }, ...kinds.map((kind) => element("label", {}, boxes.get(kind), kind))),
+      list,
+      element("p", { class: "hint" }, "Virtual seconds, thread, what it did; equal lines in a row are counted."),
+    );
+  },
+  look: follow,
+};

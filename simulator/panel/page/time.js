@@ -1,0 +1,60 @@
+// Virtual time: its clock, its speed, its pause.
+import { byId } from "./dom.js";
+import { act, ask, on } from "./link.js";
+
+let running = false;
+let told = { us: 0, at: 0, speed: 0 }; // virtual microseconds at a moment of this page
+
+// Virtual milliseconds since power-on, as far as known.
+export function virtualNow() {
+  return told.us / 1000 + (performance.now() - told.at) * told.speed;
+}
+
+async function look() {
+  if (!running || document.hidden) return;
+  try {
+    const hello = await ask({ do: "hello" });
+    told = { us: hello.now_us, at: performance.now(), speed: hello.paused ? 0 : hello.speed };
+    const pause = byId("pause");
+    pause.setAttribute("aria-pressed", hello.paused);
+    pause.textContent = hello.paused ? "Go on" : "Pause";
+    const speed = byId("speed");
+    if (!hello.paused && document.activeElement !== speed) {
+      const text = String(hello.speed);
+      if (![...speed.options].some((option) => option.value === text)) speed.add(new Option(text + " x", text));
+      speed.value = text;
+    }
+  } catch {
+    told.speed = 0;
+  }
+}
+
+function paint() {
+  const ms = Math.max(0, virtualNow());
+  const tenths = Math.floor(ms / 100);
+  const minutes = Math.floor(tenths / 600);
+  byId("clock").textContent = `${minutes}:${String(Math.floor(tenths / 10) % 60).padStart(2, "0")}.${tenths % 10}`;
+}
+
+on("status", (status) => {
+  running = status.running;
+  if (!running) told.speed = 0;
+  look();
+});
+on("lost", () => {
+  running = false;
+  told.speed = 0;
+});
+
+byId("pause").addEventListener("click", async () => {
+  const factor = byId("pause").getAttribute("aria-pressed") === "true" ? Number(byId("speed").value) : 0;
+  await act({ do: "speed", factor });
+  look();
+});
+byId("speed").addEventListener("change", async ({ target }) => {
+  await act({ do: "speed", factor: Number(target.value) });
+  target.blur();
+  look();
+});
+setInterval(look, 1000);
+setInterval(paint, 100);

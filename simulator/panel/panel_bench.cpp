@@ -1,0 +1,175 @@
+#include "simulator/panel/panel_bench.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "simulator/panel/last_panel.h"
+
+namespace fs = std::filesystem;
+
+namespace k905 {
+
+namespace {
+
+constexpr double kStopSeconds = 5;
+constexpr unsigned kShownLines = 20;
+
+nlohmann::json NameOf(const nlohmann::json& request) {
+    if (!request.contains("name") || !request["name"].is_string())
+        throw BenchError("\"name\" is missing");
+    return request["name"];
+}
+
+}  // namespace
+
+PanelBench::PanelBench(const BenchOptions& options) : options_(options) {
+    if (options_.stateDir.empty()) {
+        std::string folder = (fs::temp_directory_path() / "k905-panel-XXXXXX").string();
+        if (mkdtemp(folder.data()) == nullptr)
+            throw BenchError(folder + ": cannot be made");
+        options_.stateDir = folder;
+        removeState_ = true;
+    }
+    std::error_code ignored;
+    fs::remove(options_.stateDir + "/bench.json", ignored);
+    Start();
+    if (!bench_) {  // never ran: the launcher's problem, not the page's
+        Leave();
+        throw BenchError(status_.how);
+    }
+}
+
+PanelBench::~PanelBench() {
+    End();
+    Leave();
+}
+
+void PanelBench::Leave() const {
+    std::error_code ignored;
+    if (removeState_)
+        fs::remove_all(options_.stateDir, ignored);
+}
+
+PanelInstrument::Status PanelBench::GetStatus() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return status_;
+}
+
+void PanelBench::Wish(const WishedFor& wish) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    wish_ = wish;
+}
+
+nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
+    const std::string what = request["do"];
+    nlohmann::json done = {{"ok", true}};
+    if (what == "restart") {
+        Wish({request.value("fresh", nlohmann::json(false)) == true ? "fresh" : "restart", ""});
+        return done;
+    }
+    if (what == "benches")
+        return {{"ok", true}, {"names", saved_.Names()}};
+    if (what == "bench_restore") {
+        const std::string name = NameOf(request);
+        if (!saved_.Has(name))
+            throw BenchError("no bench is kept under the name \"" + name + "\"");
+        Wish({"restore", name});
+        return done;
+    }
+    if (what == "bench_remove") {
+        saved_.Remove(NameOf(request));
+        return done;
+    }
+    if (what == "bench_save") {
+        saved_.Save(NameOf(request), BenchAsLeft(), options_.stateDir);
+        return done;
+    }
+    const Status status = GetStatus();
+    if (!status.running)
+        throw BenchError(status.how);
+    // A connection of its own: a long wait holds up nobody else.
+    return ControlClient(options_.stateDir + "/control.sock").Ask(request);
+}
+
+void PanelBench::Look(FrameLog& frames) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (screen_)
+        frames.Update(screen_->Pixels(), screen_->Bits());
+}
+
+// As the control interface keeps it from change to change. A power cut has happened once it has happened.
+nlohmann::json PanelBench::BenchAsLeft() const {
+    std::ifstream in(options_.stateDir + "/bench.json");
+    nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
+    if (!bench.is_object())
+        return {{"set", nlohmann::json::object()}, {"faults", nlohmann::json::object()}};  // untouched
+    if (bench.contains("faults") && bench["faults"].is_object())
+        for (const char* cut : {"module.eeprom_cut", "mainboard.eeprom_cut"})
+            bench["faults"].erase(cut);
+    return bench;
+}
+
+void PanelBench::Watch() {
+    WishedFor wish;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        std::swap(wish, wish_);
+    }
+    if (!wish.what.empty()) {
+        End();
+        try {
+            if (wish.what == "fresh")
+                SavedBenches::Blank(options_.stateDir);
+            options_.start = wish.what == "fresh"     ? nlohmann::json()
+                             : wish.what == "restore" ? saved_.Restore(wish.name, options_.stateDir)
+                                                      : BenchAsLeft();
+            std::error_code ignored;
+            fs::remove(options_.stateDir + "/bench.json", ignored);
+            Start();
+        } catch (const BenchError& error) {
+            SetEnded(error.what());
+        }
+    } else if (bench_ && !bench_->Status().running && GetStatus().running) {
+        SetEnded("fct " + bench_->Status().Describe());
+        std::printf("%s\n", bench_->DescribeEnding().c_str());
+        std::fflush(stdout);
+    }
+}
+
+void PanelBench::End() {
+    if (!bench_)
+        return;
+    SetEnded("fct is being ended");
+    bench_->Stop(kStopSeconds);
+    bench_.reset();
+}
+
+void PanelBench::Start() {
+    std::unique_ptr<ScreenView> screen;
+    try {
+        bench_ = std::make_unique<Bench>(options_);
+        screen = std::make_unique<ScreenView>(bench_->Pid(), options_.bits);
+        if (!options_.start.is_null())
+            std::ofstream(options_.stateDir + "/bench.json") << options_.start.dump(2) << '\n';
+    } catch (const BenchError& error) {
+        SetEnded(error.what());
+        bench_.reset();
+        return;
+    }
+    const std::lock_guard<std::mutex> guard(mutex_);
+    screen_ = std::move(screen);
+    status_ = {status_.run + 1, true, "", {}};
+    RememberPanel(options_.stateDir);
+}
+
+void PanelBench::SetEnded(const std::string& how) {
+    const std::vector<std::string> lines = LastLines(options_.stateDir + "/console.log", kShownLines);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    status_.running = false;
+    status_.how = how;
+    status_.lines = lines;
+    ForgetPanel(options_.stateDir);
+}
+
+}  // namespace k905

@@ -1,0 +1,55 @@
+// The instrument behind the page: started, watched and restarted by one thread (Look, End), asked by the
+// server's.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "simulator/panel/client.h"
+#include "simulator/panel/panel_server.h"
+#include "simulator/panel/saved_benches.h"
+
+namespace k905 {
+
+class PanelBench final : public PanelInstrument {
+  public:
+    // Starts fct. Without a state folder in `options` it makes one, which lasts as long as this object: a
+    // restart finds the instrument as it was left.
+    explicit PanelBench(const BenchOptions& options);
+    ~PanelBench() override;
+
+    Status GetStatus() override;
+    void Restart() override { Wish({"restart", ""}); }
+    // Besides the control interface it knows the launcher's own requests: restart (with "fresh" for a
+    // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name").
+    nlohmann::json Ask(const nlohmann::json& request) override;
+    void Look(FrameLog& frames) override;
+    std::string StateDir() override { return options_.stateDir; }
+
+    // Sees whether fct has ended, and does what the server's threads wished for.
+    void Watch();
+    void End();
+
+  private:
+    struct WishedFor {
+        std::string what;
+        std::string name;
+    };
+    void Wish(const WishedFor& wish);
+    void Start();
+    void Leave() const;
+    void SetEnded(const std::string& how);
+    nlohmann::json BenchAsLeft() const;
+
+    BenchOptions options_;
+    bool removeState_ = false;
+    SavedBenches saved_;
+    std::unique_ptr<Bench> bench_;
+    std::mutex mutex_;  // guards what follows
+    std::unique_ptr<ScreenView> screen_;
+    Status status_;
+    WishedFor wish_;
+};
+
+}  // namespace k905

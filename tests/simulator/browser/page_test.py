@@ -1,0 +1,295 @@
+#!/usr/bin/python3
+"""usage: page_test.py K905 SCREENSHOTS: what a person does at the page, done by a headless Chromium."""
+
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
+from selenium.webdriver.common.by import By
+
+sys.dont_write_bytecode = True  # the sources stay clean
+from panel_page import Panel
+
+KEYS = ("menu f1 f2 f3 f4 f5 file esc scale setup up left enter right down realt knob avg").split()
+TURNED = (535, 190, 240, 100)  # of the key check: the pictures of both turns
+SECTIONS = {
+    "board": "Rails", "optics": "Last acquisition", "memory": "Tuning record", "mainboard": "Straps",
+    "logs": "Standard output", "trace": "Record", "faults": "Clear all", "setups": "Keep this bench",
+}
+FAST = "50"  # speed of time for what takes long
+
+
+class Page(unittest.TestCase):
+    """One launcher and one page a test: none depends on what another left."""
+
+    def setUp(self):
+        self.panel = Panel(sys.argv[1], sys.argv[2])
+        self.addCleanup(self.panel.close)
+        self.panel.open()
+
+    def faster(self):
+        self.panel.choose("#speed", FAST)
+        self.panel.until(lambda: self.panel.ask(do="hello")["speed"] == float(FAST), "the speed")
+
+    def test_every_section_opens(self):
+        panel = self.panel
+        for section, heading in SECTIONS.items():
+            with self.subTest(section):
+                panel.tab(section)
+                shown = [one for one in panel.browser.find_elements(By.CSS_SELECTOR, ".tab") if one.is_displayed()]
+                self.assertEqual(1, len(shown))
+                panel.until(lambda: heading in shown[0].text, heading)
+                panel.until(lambda: panel.get("#message").text == "", "quiet")
+                time.sleep(0.6)  # one look at the instrument
+                panel.shot(section)
+        listed = len(panel.ask(do="faults")["faults"])
+        panel.tab("faults")
+        self.assertEqual(listed, len(panel.browser.find_elements(By.CSS_SELECTOR, "#panel-faults .fault")))
+        self.assertEqual([], panel.errors())
+
+    def test_keys_and_knob(self):
+        panel = self.panel
+        panel.touch("MainBoard_FCT")
+        panel.until(lambda: panel.reads("Key Check"), "the main board's screen")
+        panel.touch("Key Check")
+        panel.until(lambda: panel.reads("Anti"), "the key check")
+        for key in KEYS:
+            with self.subTest(key):
+                before = panel.picture()
+                panel.hold(f'[data-key="{key}"]')
+                panel.until(lambda: panel.state()["keypad"]["down"] == [key], f"{key} held")
+                self.assertIn("held", panel.get(f'[data-key="{key}"]').get_attribute("class"))
+                panel.until(lambda: panel.picture() != before, f"the picture of {key}")
+                panel.release()
+                panel.until(lambda: panel.state()["keypad"]["down"] == [], f"{key} released")
+        panel.shot("keys")
+        with self.subTest("released outside"):
+            ActionChains(panel.browser).click_and_hold(panel.get('[data-key="f1"]')).move_by_offset(0, -300).perform()
+            self.assertEqual(["f1"], panel.state()["keypad"]["down"])
+            panel.release()
+            panel.until(lambda: panel.state()["keypad"]["down"] == [], "the release")
+        with self.subTest("PC keyboard"):
+            ActionChains(panel.browser).key_down("m").perform()
+            panel.until(lambda: panel.state()["keypad"]["down"] == ["menu"], "Menu by M")
+            ActionChains(panel.browser).key_up("m").perform()
+            panel.until(lambda: panel.state()["keypad"]["down"] == [], "Menu released")
+        # The picture of a turn lights up for a tenth of a second: time goes slowly for it.
+        panel.choose("#speed", "0.1")
+        dial = panel.get("#dial")
+        turns = {
+            "wheel": lambda: ActionChains(panel.browser).scroll_from_origin(
+                ScrollOrigin.from_element(dial, 0, -48), 0, -120).perform(),
+            "button": lambda: panel.get('[data-turn="-1"]').click(),
+            "drag": lambda: ActionChains(panel.browser).move_to_element_with_offset(dial, 0, -48).click_and_hold()
+            .move_to_element_with_offset(dial, 34, -34).move_to_element_with_offset(dial, 48, 0).release().perform(),
+            "minus": lambda: (panel.get("#lcd").click(), ActionChains(panel.browser).send_keys("-").perform()),
+        }
+        for how, turn in turns.items():
+            with self.subTest(how):
+                before = panel.picture(*TURNED)
+                turn()
+                panel.until(lambda: panel.picture(*TURNED) != before, f"a turn by {how}", 10)
+                panel.until(lambda: panel.picture(*TURNED) == before, "the end of the flash", 10)
+
+    def test_touch_by_fingers(self):
+        panel = self.panel
+        lcd = panel.get("#lcd").rect
+        builder, first, second = panel.fingers()
+        for finger, (x, y) in ((first, (300, 100)), (second, (500, 330))):
+            finger.create_pointer_move(x=int(lcd["x"]) + x, y=int(lcd["y"]) + y)
+            finger.create_pointer_down(button=0)
+        builder.devices = [first, second]
+        panel.browser.execute("actions", {"actions": [first.encode(), second.encode()]})
+        panel.until(lambda: len(panel.state()["touch"]["fingers"]) == 2, "two fingers")
+        builder.clear_actions()
+        panel.until(lambda: panel.state()["touch"]["fingers"] == [], "the release")
+
+    def test_main_board_auto(self):
+        panel = self.panel
+        panel.touch("MainBoard_FCT")
+        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        self.faster()
+        panel.touch("Connect")
+        panel.until(lambda: panel.reads("Connect success!!!"), "the connection")
+        panel.touch("Auto")
+        for text in ("Voltage Check OK!", "Arm Eeprom Check OK!", "Usb Check OK!", "FPGA DDR Check OK!",
+                     "ADC Check OK!", "SDcard Check OK!"):
+            panel.until(lambda: panel.reads(text), text)
+        panel.shot("auto")
+
+    def test_vdd_calibration(self):
+        panel = self.panel
+        panel.touch("Opticl_FCT")
+        panel.until(lambda: panel.reads("OPM_Adjust"), "the optical menu")
+        panel.touch("OPM_Adjust")
+        panel.until(lambda: panel.reads("infomation eara!"), "the adjust screen")
+        self.faster()
+        panel.touch("Adjust Connect")
+        panel.until(lambda: panel.reads("Connect Success!!!"), "the connection")
+        panel.tab("board")
+        panel.touch("Vdd")
+        panel.until(lambda: panel.reads("Ad:  3.0V reg:0x"), "the calibrated voltage", 180)
+        panel.shot("calibration")
+
+    def test_acquisition_is_plotted(self):
+        panel = self.panel
+        panel.tab("optics")
+        panel.choose("#panel-optics select[aria-label=fibre]", "1.5 km")
+        panel.until(lambda: panel.state()["optics"]["fibre_length"] == 1500, "the fibre")
+        panel.touch("Opticl_FCT")
+        panel.until(lambda: panel.reads("OPT_Adjust"), "the optical menu")
+        panel.touch("OPT_Adjust")
+        panel.until(lambda: panel.reads("Opt check"), "the optical check")
+        self.faster()
+        panel.touch("Opt check")
+        panel.until(lambda: panel.reads("check over!!!"), "the end of the check", 180)
+        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "#plot canvas"), "the plot")
+        for scale, unit in (("log", "dB"), ("lin", "ADC code")):
+            panel.choose("#panel-optics select[aria-label='scale of the plot']", scale)
+            ActionChains(panel.browser).move_to_element_with_offset(panel.get("#plot"), 20, 0).perform()
+            panel.until(lambda: unit in panel.get("#cursor").text, f"the cursor's level in {unit}")
+            panel.shot("plot-" + scale)
+        self.assertEqual([], panel.errors())
+
+    def test_memory_is_decoded(self):
+        panel = self.panel
+        panel.touch("Opticl_FCT")
+        panel.until(lambda: panel.reads("OPM_FCT"), "the optical menu")
+        panel.touch("OPM_FCT")
+        panel.until(lambda: panel.reads("Eeprom Check"), "the module's tests")
+        panel.tab("memory")
+        cells = panel.browser.find_elements(By.CSS_SELECTOR, ".map button")
+        self.assertEqual(512, len(cells))
+        panel.until(lambda: "blank" in (cells[1].get_attribute("aria-label") or ""), "the blank page")
+        self.faster()
+        panel.touch("Eeprom Check")
+        panel.until(lambda: panel.reads("Eeprom Check OK!"), "the check")
+        panel.until(lambda: "spare" in cells[1].get_attribute("aria-label"), "the test page on the map")
+        cells[1].click()
+        self.assertIn("00 01 02 03", panel.get("pre.hex").text)
+        panel.shot("memory-page")
+
+    def test_board_pulled_out(self):
+        panel = self.panel
+        panel.touch("MainBoard_FCT")
+        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        panel.tab("board")
+        plug = panel.get("#panel-board input[type=checkbox]")
+        panel.until(plug.is_selected, "the plug as it is")
+        plug.click()
+        panel.until(lambda: not panel.state()["board"]["plugged"], "the board out")
+        self.faster()
+        panel.touch("Connect")
+        panel.until(lambda: panel.reads("Connect fail!!!"), "the message")
+        panel.shot("unplugged")
+
+    def test_power_cut_and_restart(self):
+        panel = self.panel
+        panel.ask(do="set", name="module.temperature", value=33)
+        panel.tab("memory")
+        panel.get("#cut").click()
+        ended = panel.get("#ended")
+        panel.until(ended.is_displayed, "the notice")
+        self.assertEqual("The power is off", panel.get("#how").text)
+        self.assertNotEqual("", panel.get("#lines").text)
+        panel.shot("power-cut")
+        panel.get("#restart").click()
+        panel.until(lambda: not ended.is_displayed() and panel.reads("Welcome to K905_FCT"), "the restart")
+        self.assertEqual(33, panel.state()["optic"]["temperature"], "the bench is as it was left")
+
+    def test_crash_is_told(self):
+        panel = self.panel
+        os.kill(panel.ask(do="hello")["pid"], signal.SIGSEGV)
+        panel.until(panel.get("#ended").is_displayed, "the notice")
+        self.assertIn("crashed", panel.get("#how").text)
+
+    def test_lost_launcher_is_told_and_found_again(self):
+        panel = self.panel
+        panel.end_launcher()
+        panel.until(lambda: panel.get("#how").text == "Connection lost", "the notice")
+        self.assertFalse(panel.get("#restart").is_displayed(), "there is nobody to restart it")
+        before = panel.url
+        panel.launch(before.split(":")[2].strip("/"))
+        self.assertEqual(before, panel.url)
+        panel.until(lambda: not panel.get("#ended").is_displayed() and panel.lit() > 1000, "the page going on")
+
+    def test_setup_saved_and_restored(self):
+        panel = self.panel
+        panel.ask(do="set", name="module.temperature", value=41)
+        panel.ask(do="fault", name="sd.missing")
+        panel.tab("setups")
+        panel.get("#panel-setups input[type=text]").send_keys("hot without card")
+        panel.browser.find_element(By.XPATH, "//button[text()='Save']").click()
+        panel.until(lambda: "hot without card" in panel.get("#panel-setups table").text, "the saved set-up")
+        panel.browser.find_element(By.XPATH, "//button[text()='Untouched bench']").click()
+        panel.until(lambda: panel.state()["optic"]["temperature"] == 25 and not panel.state()["faults"],
+                    "the untouched bench")
+        panel.browser.find_element(By.XPATH, "//button[text()='Restore']").click()
+        panel.until(lambda: panel.ask(do="state").get("state", {}).get("optic", {}).get("temperature") == 41,
+                    "the heat")
+        panel.until(lambda: panel.state()["faults"] == {"sd.missing": True}, "the fault")
+        panel.shot("restored")
+
+    def test_link_reproduces_a_setup(self):
+        panel = self.panel
+        panel.ask(do="set", name="optics.fibre", value="1.5 km")
+        panel.tab("setups")
+        panel.browser.find_element(By.XPATH, "//button[text()='Link to this set-up']").click()
+        field = panel.get("#panel-setups input[aria-label=link]")
+        panel.until(lambda: field.get_attribute("value") != "", "the link")
+        link = field.get_attribute("value")
+        panel.ask(do="set", name="optics.fibre", value="none")
+        panel.browser.get("about:blank")
+        panel.browser.get(link)
+        panel.until(lambda: panel.browser.find_elements(By.ID, "apply-link"), "the question")
+        self.assertEqual("none", panel.state()["optics"]["fibre"], "nothing happens unasked")
+        panel.get("#apply-link").click()
+        panel.until(lambda: panel.state()["optics"]["fibre"] == "1.5 km", "the fibre")
+
+    def test_recorded_script(self):
+        panel = self.panel
+        panel.tab("setups")
+        panel.browser.find_element(By.XPATH, "//button[text()='Record from now']").click()
+        script = panel.get("textarea.script")
+        panel.until(lambda: "Replay with" in script.get_attribute("value"), "the recording")
+        panel.touch("MainBoard_FCT")
+        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        panel.get("#panel-setups input[aria-label='expected text']").send_keys("Connect")
+        panel.browser.find_element(By.XPATH, "//button[text()='Expect']").click()
+        path = panel.folder.name + "/script.jsonl"
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(script.get_attribute("value"))
+        done = subprocess.run([sys.argv[1], "check", path, "--out", panel.folder.name], capture_output=True,
+                              text=True, check=False)
+        self.assertEqual(0, done.returncode, done.stdout)
+        self.assertIn("1 steps passed", done.stdout)
+
+    def test_fits_a_tablet(self):
+        panel = self.panel
+        for width, height in ((1280, 720), (1024, 768), (768, 1024)):
+            with self.subTest(width=width):
+                panel.resize(width, height)
+                time.sleep(0.3)
+                wide = panel.browser.execute_script("return document.documentElement.scrollWidth")
+                self.assertLessEqual(wide, width, "nothing stands out at the side")
+                lcd = panel.get("#lcd").rect
+                self.assertAlmostEqual(5 / 3, lcd["width"] / lcd["height"], delta=0.02)
+                panel.shot(f"width-{width}")
+        panel.resize(1280, 720)
+        lcd = panel.get("#lcd").rect
+        self.assertEqual((800, 480), (lcd["width"], lcd["height"]))
+        panel.resize(2600, 1600)
+        for scale in ("2", "3"):
+            panel.choose("#scale", scale)
+            self.assertEqual(800 * int(scale), panel.get("#lcd").rect["width"])
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 3:
+        sys.exit(__doc__)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)

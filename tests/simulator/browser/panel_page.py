@@ -1,0 +1,155 @@
+"""The front panel in a headless Chromium: starts `k905 panel`, opens its page, and has hands and eyes there."""
+
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import time
+import urllib.error
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.actions import interaction
+from selenium.webdriver.common.actions.action_builder import ActionBuilder
+from selenium.webdriver.common.actions.pointer_input import PointerInput
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select
+
+# Middle of each control on the 800 x 480 screen.
+CONTROLS = {
+    "MainBoard_FCT": (240, 210), "Opticl_FCT": (540, 210), "OPM_Adjust": (390, 160), "Back": (680, 466),
+    "OPT_Adjust": (590, 160), "OPM_FCT": (190, 160), "Opt check": (552, 90), "Eeprom Check": (652, 181),
+    "Connect": (487, 90), "Auto": (727, 421), "Key Check": (487, 241), "Adjust Connect": (502, 90), "Vdd": (652, 150),
+}
+WAIT = 60  # seconds, for what must come
+HOLD = 0.15  # of a touch and a key
+
+
+class Panel:
+    """The launcher and the browser."""
+
+    def __init__(self, k905, shots):
+        self.shots = shots
+        os.makedirs(shots, exist_ok=True)
+        self.folder = tempfile.TemporaryDirectory(prefix="k905-page-")
+        self.k905 = k905
+        self.launcher = None
+        self.url = None
+        self.launch("8950")
+        options = webdriver.ChromeOptions()
+        options.binary_location = "/usr/bin/chromium"
+        for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars"):
+            options.add_argument(argument)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        self.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        self.resize(1280, 720)
+
+    def launch(self, port):
+        """Starts the launcher at that port or the next free one."""
+        environment = {**os.environ, "K905_BENCHES": self.folder.name + "/benches",
+                       "XDG_RUNTIME_DIR": self.folder.name}
+        self.launcher = subprocess.Popen([self.k905, "panel", "--port", port], stdout=subprocess.PIPE, text=True,
+                                         env=environment)
+        self.url = self.launcher.stdout.readline().split(" at ")[1].split()[0]
+
+    def end_launcher(self):
+        if self.launcher.poll() is None:
+            self.launcher.send_signal(signal.SIGTERM)
+        self.launcher.wait(20)
+        self.launcher.stdout.close()
+
+    def close(self):
+        self.browser.quit()
+        self.end_launcher()
+        self.folder.cleanup()
+
+    def resize(self, width, height):
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+
+    def open(self):
+        self.browser.get(self.url)
+        self.until(lambda: self.reads("Welcome to K905_FCT"), "the start screen")
+        self.until(lambda: self.lit() > 1000, "the picture of the start screen")
+
+    # ---- What a program sees
+
+    def ask(self, **request):
+        body = json.dumps(request).encode()
+        call = urllib.request.Request(self.url + "api", body, {"Content-Type": "application/json"})
+        try:
+            with urllib.request.urlopen(call, timeout=30) as reply:
+                return json.load(reply)
+        except urllib.error.HTTPError as error:
+            return json.load(error)
+
+    def state(self):
+        return self.ask(do="state")["state"]
+
+    def texts(self):
+        return [run["text"] for run in self.ask(do="text").get("runs", [])]
+
+    def reads(self, text):
+        return any(text in line for line in self.texts())
+
+    # ---- What eyes see
+
+    def get(self, selector):
+        return self.browser.find_element(By.CSS_SELECTOR, selector)
+
+    def lit(self):
+        """Pixels of the page's LCD that are not black."""
+        return self.browser.execute_script(
+            "const lcd = document.getElementById('lcd');"
+            "const data = lcd.getContext('2d').getImageData(0, 0, 800, 480).data; let lit = 0;"
+            "for (let i = 0; i < data.length; i += 4) lit += data[i] + data[i + 1] + data[i + 2] > 0; return lit;")
+
+    def picture(self, x=0, y=0, width=800, height=480):
+        return self.browser.execute_script(
+            "return Array.from(document.getElementById('lcd').getContext('2d')"
+            ".getImageData(...arguments).data).join()", x, y, width, height)
+
+    def shot(self, name):
+        self.browser.save_screenshot(f"{self.shots}/{name}.png")
+
+    def until(self, condition, what, seconds=WAIT):
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            if condition():
+                return
+            time.sleep(0.1)
+        self.shot("missing")
+        raise AssertionError(f"{what} did not come; on the screen: {self.texts()}; message: "
+                             f"{self.get('#message').text!r}")
+
+    def errors(self):
+        return [entry["message"] for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"]
+
+    # ---- What hands do
+
+    def tab(self, name):
+        self.get("#tab-" + name).click()
+
+    def touch(self, control):
+        x, y = CONTROLS[control]
+        lcd = self.get("#lcd")
+        (ActionChains(self.browser).move_to_element_with_offset(lcd, x - 400, y - 240)
+         .click_and_hold().pause(HOLD).release().perform())
+
+    def hold(self, selector):
+        ActionChains(self.browser).click_and_hold(self.get(selector)).perform()
+
+    def release(self):
+        ActionChains(self.browser).release().perform()
+
+    def fingers(self):
+        """Two touch pointers over the LCD, as (builder, first, second); perform() does what was told to them."""
+        first = PointerInput(interaction.POINTER_TOUCH, "first")
+        second = PointerInput(interaction.POINTER_TOUCH, "second")
+        return ActionBuilder(self.browser, mouse=first), first, second
+
+    def choose(self, selector, value):
+        Select(self.get(selector)).select_by_value(value)

@@ -48,5 +48,5 @@ function(k905_test name)
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gmock GTest::gtest_main)
   # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1.
   target_compile_options(${name} PRIVATE -O0)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()

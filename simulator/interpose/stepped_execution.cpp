@@ -1,13 +1,33 @@
 #include "simulator/interpose/stepped_execution.h"
 
+#include <sched.h>
+
 #include <algorithm>
 
 #include "simulator/interpose/costs.h"
 
 namespace k905 {
 
+namespace {
+
+// One thread runs at a time: on one processor the next starts at once, on two it first has to be woken there,
+// which takes several times as long. Where this is not allowed it only goes slower.
+void StayOnThisProcessor() {
+    const int processor = sched_getcpu();
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    if (processor >= 0 && processor < CPU_SETSIZE) {
+        CPU_SET(static_cast<unsigned>(processor), &one);
+        sched_setaffinity(0, sizeof one, &one);
+    }
+}
+
+}  // namespace
+
 SteppedExecution::SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers)
-    : lock_(lock), threads_(threads), timers_(timers) {}
+    : lock_(lock), threads_(threads), timers_(timers) {
+    StayOnThisProcessor();
+}
 
 // The waiting thread whose wait ends first, and when.
 ProductThread* SteppedExecution::NextWaiter(Micros& due) const {

@@ -56,7 +56,7 @@ TEST(MainBoardJob, NamesTheStepsThatAFailingOpticDriverMakesFail) {
                 ElementsAre("ADC", "Speaker", "FPGA DDR", "Visible on", "Visible off", "Auto"));
 }
 
-TEST(MainBoardJob, FailsAtOnceWhenThereIsNoScreen) {
+TEST(MainBoardJob, FailsAtOnceWhenNothingCanBeRead) {
     EXPECT_THAT(FailedSteps({{"font.missing", true}}, "font"), ElementsAre("Start"));
 }
 
@@ -212,7 +212,7 @@ TEST(Acquisition, ThatNeverEndsIsReportedAndTheInstrumentGoesOn) {
     EXPECT_TRUE(person.Sees("OK! result = 0.2", 20000));
 }
 
-TEST(Font, MissingAtStartLeavesNoScreenAndAnOrderlyEnd) {
+TEST(Font, MissingAtStartLeavesNoTextsAndAnOrderlyEnd) {
     Operator person(Faults{{"font.missing", true}});
     person.At().Advance(3000);
     EXPECT_TRUE(person.At().Status().running) << person.At().DescribeEnding();

@@ -63,15 +63,9 @@ class ApdTuning : public ::testing::Test {
         EXPECT_TRUE(person_.SeesNow("APD Adjust")) << "E2PROM is disabled during the calibration";
         person_.Press("apd_adjust", "Stop");
         person_.At().Advance(2000);
-        person_.Press("apd_adjust", "E2PROM");
-        EXPECT_TRUE(person_.Sees("pOpmTunning->iAtt0"));
-        person_.Settle();
-        person_.Press("e2prom", "Back");
-        ASSERT_TRUE(person_.Sees("APD_Adjust"));
-        person_.Settle();
-        person_.Press("menu", "APD_Adjust");
-        ASSERT_TRUE(person_.Sees("APD Adjust"));
-        person_.Settle();
+        ASSERT_TRUE(person_.Go("apd_adjust", "E2PROM", "pOpmTunning->iAtt0") &&
+                    person_.Go("e2prom", "Back", "APD_Adjust") &&
+                    person_.Go("menu", "APD_Adjust", "APD Adjust"));
         ExpectUsable();
     }
 
@@ -113,12 +107,8 @@ TEST_F(ApdTuning, StopsBetweenSamples) {
 TEST_F(ApdTuning, LeavingTheScreenStopsIt) {
     Start();
     person_.At().Advance(kMinute);
-    person_.Press("apd_adjust", "Back");
-    ASSERT_TRUE(person_.Sees("OPM_Adjust"));
-    person_.Settle();
-    person_.Press("menu", "APD_Adjust");
-    ASSERT_TRUE(person_.Sees("APD Adjust"));
-    person_.Settle();
+    ASSERT_TRUE(person_.Go("apd_adjust", "Back", "OPM_Adjust") &&
+                person_.Go("menu", "APD_Adjust", "APD Adjust"));
     ExpectUsable();
 }
 
@@ -201,12 +191,7 @@ TEST(OpmTest, UnsettableAttenuatorEndsTheSignalChainAndLocksTheScreen) {
         EXPECT_EQ(before.bytes, person.At().Screen().bytes) << control;
     }
     person.At().Fault("optic.register_stuck", false);
-    person.Press("opm_fct", "Back");
-    ASSERT_TRUE(person.Sees("OPM_FCT"));
-    person.Settle();
-    person.Press("menu", "OPM_FCT");
-    ASSERT_TRUE(person.Sees("Signal chain"));
-    person.Settle();
+    ASSERT_TRUE(person.Go("opm_fct", "Back", "OPM_FCT") && person.Go("menu", "OPM_FCT", "Signal chain"));
     person.Press("opm_fct", "Signal chain");
     EXPECT_TRUE(person.Sees("6307channel: success!!!", 300000));
     EXPECT_TRUE(person.SeesNow("6300channel: success!!!"));

@@ -33,31 +33,27 @@ void Operator::Press(const std::string& screen, const std::string& control) {
     bench_.Tap(place.x, place.y);
 }
 
+bool Operator::Go(const std::string& screen, const std::string& control, const std::string& text) {
+    Press(screen, control);
+    if (!Sees(text))
+        return false;
+    Settle();
+    return true;
+}
+
 bool Operator::OpenMainBoard() {
     if (!WaitForStart())
         return false;
     Settle();
-    Press("start", "MainBoard_FCT");
-    if (!Sees("K905 Mainboard FCT !"))
-        return false;
-    Settle();
-    return true;
+    return Go("start", "MainBoard_FCT", "K905 Mainboard FCT !");
 }
 
 bool Operator::Connect() {
-    Press("mainboard", "Connect");
-    if (!Sees("Connect success!!!"))
-        return false;
-    Settle();
-    return true;
+    return Go("mainboard", "Connect", "Connect success!!!");
 }
 
 bool Operator::OpenKeyCheck() {
-    Press("mainboard", "Key Check");
-    if (!Sees("Realt"))
-        return false;
-    Settle();
-    return true;
+    return Go("mainboard", "Key Check", "Realt");
 }
 
 bool Operator::OpenModule(const std::string& icon) {
@@ -69,23 +65,11 @@ bool Operator::OpenModule(const std::string& icon) {
     if (!WaitForStart())
         return false;
     Settle();
-    Press("start", "Opticl_FCT");
-    if (!Sees("K905 Optical FCT !"))
-        return false;
-    Settle();
-    Press("menu", icon);
-    if (!Sees(titles.at(icon)))
-        return false;
-    Settle();
-    return true;
+    return Go("start", "Opticl_FCT", "K905 Optical FCT !") && Go("menu", icon, titles.at(icon));
 }
 
 bool Operator::ConnectModule(const std::string& screen) {
-    Press(screen, "Connect");
-    if (!Sees("Connect Success!!!"))
-        return false;
-    Settle();
-    return true;
+    return Go(screen, "Connect", "Connect Success!!!");
 }
 
 }  // namespace k905

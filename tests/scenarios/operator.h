@@ -24,6 +24,8 @@ class Operator {
     bool SeesNow(const std::string& text) { return Shows(bench_.Texts(), text); }
     // Touches a control and lets go.
     void Press(const std::string& screen, const std::string& control);
+    // Touches a control, waits for the text that it brings, and for rest. Fails the test like Sees.
+    bool Go(const std::string& screen, const std::string& control, const std::string& text);
     // Until the screen has come to rest.
     void Settle() { bench_.UntilIdle(300, 5000); }
 

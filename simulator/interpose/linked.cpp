@@ -4,7 +4,6 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include "simulator/interpose/machine.h"
@@ -42,8 +41,6 @@ LinkedInstrument::LinkedInstrument(const Options& options) : stateDir_(options.s
         stateDir_ = TemporaryFolder();
         temporary_ = true;
     }
-    if (!options.start.is_null())
-        std::ofstream(stateDir_ + "/start.json") << options.start;
     Machine::Options machineOptions;
     machineOptions.stepped = true;
     machineOptions.instrument.stateDir = stateDir_;

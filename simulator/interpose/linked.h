@@ -12,7 +12,6 @@
 #pragma once
 
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -29,7 +28,6 @@ class LinkedInstrument {
         unsigned bits = 16;    // framebuffer depth
         std::string appDir;    // default: the built assets, <build>/app/fct
         std::string stateDir;  // default: a fresh temporary folder, removed at the end
-        nlohmann::json start;  // {"set": {...}, "faults": {...}} in force from the first moment
     };
 
     LinkedInstrument() : LinkedInstrument(Options()) {}

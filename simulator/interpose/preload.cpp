@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <exception>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 

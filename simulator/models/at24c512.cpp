@@ -1,5 +1,7 @@
 #include "simulator/models/at24c512.h"
 
+#include <nlohmann/json.hpp>
+
 #include "simulator/models/text.h"
 
 namespace k905 {

@@ -1,6 +1,7 @@
 #include "simulator/models/eeprom_cells.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace k905 {
 

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 

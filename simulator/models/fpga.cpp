@@ -1,6 +1,7 @@
 #include "simulator/models/fpga.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/text.h"
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "simulator/models/device.h"
 #include "simulator/models/fpga.h"

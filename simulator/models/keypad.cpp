@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/text.h"
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "simulator/models/text.h"

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/text.h"
 

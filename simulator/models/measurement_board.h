@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/host_file.h"
 #include "simulator/models/text.h"

@@ -4,7 +4,7 @@
 
 #include <array>
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "simulator/models/device.h"

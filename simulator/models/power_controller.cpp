@@ -1,6 +1,7 @@
 #include "simulator/models/power_controller.h"
 
 #include <cerrno>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/text.h"
 

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "simulator/models/text.h"
 

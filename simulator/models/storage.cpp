@@ -1,5 +1,6 @@
 #include "simulator/models/storage.h"
 
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 

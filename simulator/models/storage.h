@@ -3,7 +3,7 @@
 #pragma once
 
 #include <map>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace k905 {

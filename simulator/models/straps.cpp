@@ -1,5 +1,7 @@
 #include "simulator/models/straps.h"
 
+#include <nlohmann/json.hpp>
+
 namespace k905 {
 
 bool Straps::Set(const std::string& name, bool level) {

@@ -2,7 +2,7 @@
 // after its number was written to "export".
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace k905 {

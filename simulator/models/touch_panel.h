@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <deque>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 #include "simulator/models/device.h"

@@ -1,5 +1,6 @@
 #include "simulator/models/virtual_shell.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
@@ -56,6 +57,10 @@ int VirtualShell::Run(const std::string& command, std::string& output) {
 }
 
 // 1 when the file is not there, is no module of this kernel, or is already inserted.
+nlohmann::json VirtualShell::State() const {
+    return {{"modules", inserted_}};
+}
+
 int VirtualShell::Insert(const std::string& path) {
     const std::string file = storage_.Inside(path);
     const std::string folder = Storage::kModules, suffix = ".ko";

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <functional>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <string>
 
@@ -23,7 +23,7 @@ class VirtualShell {
     // Exit status; `output` is what the command prints on standard output.
     int Run(const std::string& command, std::string& output);
 
-    nlohmann::json State() const { return {{"modules", inserted_}}; }
+    nlohmann::json State() const;
 
   private:
     int Insert(const std::string& path);

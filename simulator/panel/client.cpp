@@ -55,10 +55,11 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
     MustExist(options.build.program, "program", "fct");
     MustExist(options.build.preload, "simulator library", "k905_preload");
     MustExist(options.build.app, "folder of font and bitmaps", "assets");
+    const std::string first = options.preloadFirst.empty() ? "" : options.preloadFirst + ":";
     try {
         PrepareState(options);
         std::map<std::string, std::string> environment = options.environment;
-        environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + options.build.preload;
+        environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + first + options.build.preload;
         environment["K905_STATE"] = stateDir_;
         environment["K905_APP"] = options.build.app;
         environment["K905_MODE"] = options.stepped ? "stepped" : "paced";

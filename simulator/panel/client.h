@@ -34,6 +34,7 @@ struct BenchOptions {
     unsigned bits = 16;    // framebuffer depth: 16, 24 or 32
     nlohmann::json start;  // {"set": {...}, "faults": {...}} in force before the product's first instruction
     BuildFolder build = BuildFolder::OfThisProgram();
+    std::string preloadFirst;                        // a library to load before the simulator's
     std::map<std::string, std::string> environment;  // more of it
 };
 

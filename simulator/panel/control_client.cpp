@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 namespace k905 {
 

@@ -1,6 +1,7 @@
 #include "simulator/panel/ctl_words.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "simulator/panel/control_client.h"
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <nlohmann/json.hpp>
 
 #include "simulator/panel/control_client.h"
 #include "simulator/panel/instrument_files.h"

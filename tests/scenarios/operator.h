@@ -15,6 +15,7 @@ class Operator {
   public:
     // A fresh instrument at power-on, with these faults from the start.
     explicit Operator(const Faults& faults = {}, unsigned seed = 1);
+    explicit Operator(const BenchOptions& options) : bench_(options) {}
 
     Bench& At() { return bench_; }
 

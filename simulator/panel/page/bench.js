@@ -2,6 +2,7 @@
 // is open is given the state of the models twice a second.
 import { byId, element } from "./dom.js";
 import { ask, on } from "./link.js";
+import { showDown } from "./keys.js";
 import { boardTab } from "./tab_board.js";
 import { opticsTab } from "./tab_optics.js";
 import { memoryTab } from "./tab_memory.js";
@@ -42,6 +43,7 @@ async function look() {
   try {
     const { state } = await ask({ do: "state" });
     markFaults(Object.keys(state.faults).length);
+    showDown(state.keypad.down);
     await current.look?.(state);
   } catch {
     // what is wrong with the instrument is told over its screen

@@ -3,14 +3,27 @@ import { byId } from "./dom.js";
 import { act } from "./link.js";
 
 const held = new Set();
+const released = new Map(); // key -> when this page let go of it
+const kOwnMs = 1000; // so long, what the instrument told may still be this page's own press
 const buttons = new Map([...document.querySelectorAll("[data-key]")].map((button) => [button.dataset.key, button]));
 
 function hold(key, down) {
   if (held.has(key) === down) return;
   if (down) held.add(key);
-  else held.delete(key);
+  else {
+    held.delete(key);
+    released.set(key, performance.now());
+  }
   buttons.get(key).classList.toggle("held", down);
   act({ do: "key", key, action: down ? "down" : "up" });
+}
+
+// Keys that are down on the instrument, whoever holds them: another page, a script.
+export function showDown(keys) {
+  for (const [key, button] of buttons) {
+    const own = held.has(key) || performance.now() - (released.get(key) ?? -kOwnMs) < kOwnMs;
+    button.classList.toggle("elsewhere", keys.includes(key) && !own);
+  }
 }
 
 export function releaseAll() {

@@ -97,7 +97,8 @@ export function describePage(image, number, record) {
   return told("journal", isBlank(whole.subarray(0, 128)) ? "blank" : "spare", `slot ${slot}, ${half}: empty`, fields);
 }
 
-// The 96 bytes of the tuning record: {rows: [[name, text]], offset}.
+// The 96 bytes of the tuning record: {rows: [[name, text]], offset, apd}. apd: the working point next to the breakdown,
+// DAC code at a temperature and its change a degree.
 export function decodeTuning(bytes) {
   const view = new DataView(bytes.buffer, bytes.byteOffset, 96);
   const code = (at) => hex(view.getUint32(at, true) & 0xffff, 4);
@@ -109,5 +110,10 @@ export function decodeTuning(bytes) {
   for (let i = 0; i < 6; ++i) rows.push([`TempCoefficient[${i}]`, view.getFloat32(68 + 4 * i, true).toFixed(4)]);
   const offset = view.getInt32(92, true);
   rows.push(["OffsetPoint", `${offset} samples`]);
-  return { rows, offset };
+  const apd = {
+    at: view.getFloat32(40, true),
+    code: view.getUint32(44, true) & 0xffff,
+    perDegree: view.getFloat32(68, true),
+  };
+  return { rows, offset, apd };
 }

@@ -163,6 +163,50 @@ function draw(keepZoom = false) {
   graph.resize();
 }
 
+// ---- The breakdown over the temperature: what the module does, and what its tuning record makes of it.
+
+const curveHolder = element("div", { class: "plot", id: "curve" });
+const curveText = element("p", { class: "num hint", id: "curve-text" });
+const kColdest = -40, kHottest = 85; // of the module
+let curve = null;
+let curveKey = "";
+
+function drawCurve({ optics, optic, fpga }, apd) {
+  if (curveHolder.clientWidth === 0) return;
+  const now = optic.temperature;
+  const applied = parseInt(fpga.registers.apd, 16);
+  const key = JSON.stringify([optics.breakdown_code_at_zero, now.toFixed(1), applied, apd, curveHolder.clientWidth]);
+  if (key === curveKey) return;
+  curveKey = key;
+  const breaks = (t) => optics.breakdown_code_at_zero + t * optics.breakdown_codes_per_degree;
+  const works = (t) => (apd ? apd.code + (t - apd.at) * apd.perDegree : null);
+  const points = [kColdest, kHottest].map((t) => [t, breaks(t), works(t)]);
+  const marks = (canvas, area, plot) => {
+    const [x, y] = [plot.toDomXCoord(now), plot.toDomYCoord(applied)];
+    canvas.strokeStyle = canvas.fillStyle = "#eda32a";
+    canvas.beginPath();
+    canvas.moveTo(x, area.y);
+    canvas.lineTo(x, area.y + area.h);
+    canvas.stroke();
+    canvas.fillText("now", x + 4, area.y + 10);
+    canvas.beginPath();
+    canvas.arc(x, Math.min(Math.max(y, area.y), area.y + area.h), 4, 0, 2 * Math.PI);
+    canvas.fill();
+  };
+  const options = {
+    file: points, labels: ["°C", "breakdown", "working point stored"], colors: ["#6fd0f0", "#7ddb8a"], strokeWidth: 1.5,
+    gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never", underlayCallback: marks,
+  };
+  if (!curve) curve = new Dygraph(curveHolder, points, options);
+  else curve.updateOptions(options);
+  curve.resize();
+  curveText.textContent =
+    `Blue: breaks down, code ${breaks(now).toFixed(0)} at ${now.toFixed(1)} °C. Dot: code applied now, ${applied}` +
+    (applied > breaks(now) ? ", beyond breakdown. " : ". ") +
+    (apd ? `Green: working point of the tuning record, code ${works(now).toFixed(0)}, ` +
+      `${(breaks(now) - works(now)).toFixed(0)} below the breakdown.` : "No tuning record is stored.");
+}
+
 export const opticsTab = {
   id: "optics",
   title: "Optics",
@@ -186,6 +230,8 @@ export const opticsTab = {
       element("h2", {}, "Last acquisition"),
       element("div", { class: "row" }, scale),
       holder, cursor,
+      element("h2", {}, "APD codes over the temperature"),
+      curveHolder, curveText,
       element("h2", {}, "Faults"),
       faultSwitches((name) => /^(optic|optics|adc)\./.test(name)),
     );
@@ -193,6 +239,7 @@ export const opticsTab = {
   },
   shown() {
     draw(true);
+    curveKey = "";
   },
   async look({ optics, optic, fpga }) {
     const named = kFibres.includes(optics.fibre);
@@ -210,13 +257,15 @@ export const opticsTab = {
       `${optics.breakdown_code.toFixed(0)} now, ${optics.breakdown_code_at_zero.toFixed(0)} at 0 °C and ` +
       `${optics.breakdown_codes_per_degree.toFixed(2)} more a degree; dark code ${optics.dark_code}; ` +
       `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
+    const bytes = optic.tuning_stored ? await file("tuning.bin") : null;
+    const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
+    drawCurve({ optics, optic, fpga }, record?.apd);
     if (fpga.acquisitions === acquisition || fpga.acquisition === "running") return;
     acquisition = fpga.acquisitions;
     if (performance.now() - found > 1000) positions = [];
     trace = await ask({ do: "samples" });
     truth = optics.offset_samples;
-    const record = optic.tuning_stored ? await file("tuning.bin") : null;
-    offset = record && record.length >= 96 ? decodeTuning(record).offset : null;
+    offset = record ? record.offset : null;
     draw(true);
   },
 };

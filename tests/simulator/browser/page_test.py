@@ -54,10 +54,8 @@ class Page(unittest.TestCase):
 
     def test_keys_and_knob(self):
         panel = self.panel
-        panel.touch("MainBoard_FCT")
-        panel.until(lambda: panel.reads("Key Check"), "the main board's screen")
-        panel.touch("Key Check")
-        panel.until(lambda: panel.reads("Anti"), "the key check")
+        panel.touch("MainBoard_FCT", "Key Check")
+        panel.touch("Key Check", "Anti")
         for key in KEYS:
             with self.subTest(key):
                 before = panel.picture()
@@ -73,6 +71,12 @@ class Page(unittest.TestCase):
             self.assertEqual(["f1"], panel.state()["keypad"]["down"])
             panel.release()
             panel.until(lambda: panel.state()["keypad"]["down"] == [], "the release")
+        with self.subTest("held by someone else"):
+            key = panel.get('[data-key="f2"]')
+            panel.ask(do="key", key="f2", action="down")
+            panel.until(lambda: "elsewhere" in key.get_attribute("class"), "the mark of a key held elsewhere")
+            panel.ask(do="key", key="f2", action="up")
+            panel.until(lambda: "elsewhere" not in key.get_attribute("class"), "the end of the mark")
         with self.subTest("PC keyboard"):
             ActionChains(panel.browser).key_down("m").perform()
             panel.until(lambda: panel.state()["keypad"]["down"] == ["menu"], "Menu by M")
@@ -111,11 +115,9 @@ class Page(unittest.TestCase):
 
     def test_main_board_auto(self):
         panel = self.panel
-        panel.touch("MainBoard_FCT")
-        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        panel.touch("MainBoard_FCT", "Connect")
         self.faster()
-        panel.touch("Connect")
-        panel.until(lambda: panel.reads("Connect success!!!"), "the connection")
+        panel.touch("Connect", "Connect success!!!")
         panel.touch("Auto")
         for text in ("Voltage Check OK!", "Arm Eeprom Check OK!", "Usb Check OK!", "FPGA DDR Check OK!",
                      "ADC Check OK!", "SDcard Check OK!"):
@@ -124,13 +126,10 @@ class Page(unittest.TestCase):
 
     def test_vdd_calibration(self):
         panel = self.panel
-        panel.touch("Opticl_FCT")
-        panel.until(lambda: panel.reads("OPM_Adjust"), "the optical menu")
-        panel.touch("OPM_Adjust")
-        panel.until(lambda: panel.reads("infomation eara!"), "the adjust screen")
+        panel.touch("Opticl_FCT", "OPM_Adjust")
+        panel.touch("OPM_Adjust", "infomation eara!")
         self.faster()
-        panel.touch("Adjust Connect")
-        panel.until(lambda: panel.reads("Connect Success!!!"), "the connection")
+        panel.touch("Adjust Connect", "Connect Success!!!")
         panel.tab("board")
         panel.touch("Vdd")
         panel.until(lambda: panel.reads("Ad:  3.0V reg:0x"), "the calibrated voltage", 180)
@@ -141,10 +140,8 @@ class Page(unittest.TestCase):
         panel.tab("optics")
         panel.choose("#panel-optics select[aria-label=fibre]", "1.5 km")
         panel.until(lambda: panel.state()["optics"]["fibre_length"] == 1500, "the fibre")
-        panel.touch("Opticl_FCT")
-        panel.until(lambda: panel.reads("OPT_Adjust"), "the optical menu")
-        panel.touch("OPT_Adjust")
-        panel.until(lambda: panel.reads("Opt check"), "the optical check")
+        panel.touch("Opticl_FCT", "OPT_Adjust")
+        panel.touch("OPT_Adjust", "Opt check")
         self.faster()
         panel.touch("Opt check")
         panel.until(lambda: panel.reads("check over!!!"), "the end of the check", 180)
@@ -154,21 +151,26 @@ class Page(unittest.TestCase):
             ActionChains(panel.browser).move_to_element_with_offset(panel.get("#plot"), 20, 0).perform()
             panel.until(lambda: unit in panel.get("#cursor").text, f"the cursor's level in {unit}")
             panel.shot("plot-" + scale)
+        now = lambda: panel.get("#curve-text").text
+        panel.until(lambda: "No tuning record is stored" in now(), "the breakdown over the temperature")
+        panel.ask(do="set", name="module.temperature", value=55)
+        code = panel.state()["optics"]["breakdown_code"]
+        panel.until(lambda: f"code {code:.0f} at 55.0 °C" in now(), "the breakdown at another temperature")
+        self.assertTrue(panel.browser.find_elements(By.CSS_SELECTOR, "#curve canvas"))
+        panel.browser.execute_script("document.getElementById('curve').scrollIntoView({block: 'center'})")
+        panel.shot("curve")
         self.assertEqual([], panel.errors())
 
     def test_memory_is_decoded(self):
         panel = self.panel
-        panel.touch("Opticl_FCT")
-        panel.until(lambda: panel.reads("OPM_FCT"), "the optical menu")
-        panel.touch("OPM_FCT")
-        panel.until(lambda: panel.reads("Eeprom Check"), "the module's tests")
+        panel.touch("Opticl_FCT", "OPM_FCT")
+        panel.touch("OPM_FCT", "Eeprom Check")
         panel.tab("memory")
         cells = panel.browser.find_elements(By.CSS_SELECTOR, ".map button")
         self.assertEqual(512, len(cells))
         panel.until(lambda: "blank" in (cells[1].get_attribute("aria-label") or ""), "the blank page")
         self.faster()
-        panel.touch("Eeprom Check")
-        panel.until(lambda: panel.reads("Eeprom Check OK!"), "the check")
+        panel.touch("Eeprom Check", "Eeprom Check OK!")
         panel.until(lambda: "spare" in cells[1].get_attribute("aria-label"), "the test page on the map")
         cells[1].click()
         self.assertIn("00 01 02 03", panel.get("pre.hex").text)
@@ -176,16 +178,14 @@ class Page(unittest.TestCase):
 
     def test_board_pulled_out(self):
         panel = self.panel
-        panel.touch("MainBoard_FCT")
-        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        panel.touch("MainBoard_FCT", "Connect")
         panel.tab("board")
         plug = panel.get("#panel-board input[type=checkbox]")
         panel.until(plug.is_selected, "the plug as it is")
         plug.click()
         panel.until(lambda: not panel.state()["board"]["plugged"], "the board out")
         self.faster()
-        panel.touch("Connect")
-        panel.until(lambda: panel.reads("Connect fail!!!"), "the message")
+        panel.touch("Connect", "Connect fail!!!")
         panel.shot("unplugged")
 
     def test_power_cut_and_restart(self):
@@ -257,8 +257,7 @@ class Page(unittest.TestCase):
         panel.browser.find_element(By.XPATH, "//button[text()='Record from now']").click()
         script = panel.get("textarea.script")
         panel.until(lambda: "Replay with" in script.get_attribute("value"), "the recording")
-        panel.touch("MainBoard_FCT")
-        panel.until(lambda: panel.reads("Connect"), "the main board's screen")
+        panel.touch("MainBoard_FCT", "Connect")
         panel.get("#panel-setups input[aria-label='expected text']").send_keys("Connect")
         panel.browser.find_element(By.XPATH, "//button[text()='Expect']").click()
         path = panel.folder.name + "/script.jsonl"

@@ -133,11 +133,14 @@ class Panel:
     def tab(self, name):
         self.get("#tab-" + name).click()
 
-    def touch(self, control):
+    def touch(self, control, text=None):
+        """A touch, and what the screen must read then."""
         x, y = CONTROLS[control]
         lcd = self.get("#lcd")
         (ActionChains(self.browser).move_to_element_with_offset(lcd, x - 400, y - 240)
          .click_and_hold().pause(HOLD).release().perform())
+        if text:
+            self.until(lambda: self.reads(text), f"{text!r} after {control}")
 
     def hold(self, selector):
         ActionChains(self.browser).click_and_hold(self.get(selector)).perform()

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <nlohmann/json.hpp>
 
 namespace k905 {
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "tests/simulator/models/bench_world.h"
 

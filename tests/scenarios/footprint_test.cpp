@@ -1,0 +1,153 @@
+// What the program takes of the instrument's memory. docs/instrument.md has the figures.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "simulator/panel/screens_map.h"
+#include "tests/scenarios/heap_meter/heap_meter.h"
+#include "tests/scenarios/operator.h"
+
+namespace k905 {
+namespace {
+
+constexpr std::uint64_t kMost = 4 << 20;          // bytes of data
+constexpr std::uint64_t kBesideHeap = 512 << 10;  // static data and the stacks at their deepest: 370 KB
+
+struct Footprint {
+    std::uint64_t bytes, blocks, descriptors, threads;
+    bool operator==(const Footprint& other) const {
+        return bytes == other.bytes && blocks == other.blocks && descriptors == other.descriptors &&
+               threads == other.threads;
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const Footprint& is) {
+    return out << is.bytes << " bytes in " << is.blocks << " blocks, " << is.descriptors << " descriptors, "
+               << is.threads << " threads";
+}
+
+// fct with the meter before the simulator.
+class Metered {
+  public:
+    Metered() : person_(WithMeter()) {
+        void* shared = mmap(nullptr, sizeof(HeapMeter), PROT_READ, MAP_SHARED, fd_, 0);
+        meter_ = shared == MAP_FAILED ? nullptr : static_cast<const volatile HeapMeter*>(shared);
+    }
+    ~Metered() {
+        if (meter_ != nullptr)
+            munmap(const_cast<HeapMeter*>(meter_), sizeof(HeapMeter));
+        close(fd_);
+    }
+    Metered(const Metered&) = delete;
+    Metered& operator=(const Metered&) = delete;
+
+    Operator& Person() { return person_; }
+    const volatile HeapMeter& Meter() const { return *meter_; }
+    Footprint Now() {
+        const std::string process = "/proc/" + std::to_string(person_.At().Pid());
+        return {meter_->bytes, meter_->blocks, Entries(process + "/fd"), Entries(process + "/task")};
+    }
+
+  private:
+    static std::uint64_t Entries(const std::string& folder) {
+        std::error_code gone;
+        return std::distance(std::filesystem::directory_iterator(folder, gone), {});
+    }
+
+    BenchOptions WithMeter() {
+        char path[] = "/tmp/k905-heap-XXXXXX";
+        fd_ = mkostemp(path, O_CLOEXEC);
+        EXPECT_EQ(0, ftruncate(fd_, sizeof(HeapMeter)));
+        BenchOptions options;
+        options.preloadFirst = K905_HEAP_METER;
+        // The file lives on without its name, for as long as someone has it open.
+        options.environment["K905_HEAP_METER"] =
+            "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd_);
+        unlink(path);
+        return options;
+    }
+
+    int fd_ = -1;
+    Operator person_;
+    const volatile HeapMeter* meter_ = nullptr;
+};
+
+// Touches a control and gives the screen the time it needs. Cheaper than waiting for a text.
+void Touch(Operator& person, const char* screen, const char* control) {
+    person.Press(screen, control);
+    person.At().Advance(1000);
+}
+
+// Through every screen that an operator reaches and back to the start: 16 changes.
+constexpr int kChanges = 16;
+void AllScreens(Operator& person) {
+    Touch(person, "start", "MainBoard_FCT");
+    Touch(person, "mainboard", "Key Check");
+    Touch(person, "keycheck", "Back");
+    Touch(person, "mainboard", "Back");
+    Touch(person, "start", "Opticl_FCT");
+    const struct {
+        const char *icon, *screen;
+    } screens[] = {{"OPM_FCT", "opm_fct"},
+                   {"OPM_Adjust", "opm_adjust"},
+                   {"OPT_Adjust", "optcheck"},
+                   {"APD_Adjust", "apd_adjust"},
+                   {"E2PROM", "e2prom"}};
+    for (const auto& entry : screens) {
+        Touch(person, "menu", entry.icon);
+        Touch(person, entry.screen, "Back");
+    }
+    Touch(person, "menu", "Back");
+    EXPECT_TRUE(person.SeesNow("Welcome to K905_FCT !")) << person.At().Describe();
+}
+
+class Footprints : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (K905_SANITIZED)
+            GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+    }
+};
+
+TEST_F(Footprints, StayBelow4MegabytesOnEveryScreen) {
+    Metered fct;
+    Operator& person = fct.Person();
+    ASSERT_TRUE(person.WaitForStart());
+    person.Settle();
+    const Footprint start = fct.Now();
+    AllScreens(person);
+    ASSERT_TRUE(person.Go("start", "MainBoard_FCT", "K905 Mainboard FCT !") && person.Connect());
+    person.Press("mainboard", "Auto");
+    ASSERT_TRUE(person.Sees("SDcard Check OK!", 300000));
+    person.Settle();
+    ASSERT_TRUE(person.Go("mainboard", "Back", "MainBoard_FCT"));
+    ASSERT_TRUE(person.Go("start", "Opticl_FCT", "OPT_Adjust") &&
+                person.Go("menu", "OPT_Adjust", "Dev adjust"));
+    person.At().Set("optics.fibre", "1.5 km");
+    person.Press("optcheck", "Opt check");
+    ASSERT_TRUE(person.Sees("check over!!!", 300000));
+    person.Settle();
+    std::cout << "start screen: " << start << "; most: " << fct.Meter().peak << " bytes\n";
+    EXPECT_LT(fct.Meter().peak, kMost - kBesideHeap);
+    EXPECT_GT(start.bytes, 100000u) << "the meter sees the program";
+    EXPECT_EQ(0u, fct.Meter().lost);
+}
+
+TEST_F(Footprints, DoNotGrowOver1000ScreenChanges) {
+    Metered fct;
+    Operator& person = fct.Person();
+    ASSERT_TRUE(person.WaitForStart());
+    AllScreens(person);
+    const Footprint first = fct.Now();
+    for (int changes = 0; changes < 1000 && !HasFailure(); changes += kChanges) {
+        AllScreens(person);
+        ASSERT_EQ(first, fct.Now()) << "after " << changes + kChanges << " changes";
+    }
+    EXPECT_EQ(0u, fct.Meter().lost);
+}
+
+}  // namespace
+}  // namespace k905

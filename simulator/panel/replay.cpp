@@ -99,6 +99,9 @@ std::vector<CheckResult> RunReplay(const ReplayOptions& options,
         if (!result.Passed())
             break;
     }
+    if (results.empty())
+        throw BenchError(options.script +
+                         ": was gone through, but checks nothing: it has no line \"expect\" and no \"screenshot\"");
     return results;
 }
 

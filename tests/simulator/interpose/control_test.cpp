@@ -167,9 +167,9 @@ TEST(Control, TellsStateFaultsAndThreads) {
 }
 
 TEST(Control, APathLongerThanASocketNameIsServed) {
-    const std::string base = test::TemporaryFolder();
+    const test::TemporaryFolder base;
     ProbeRun::Options options;
-    options.stateDir = base + "/" + std::string(120, 'x');
+    options.stateDir = base.Path() + "/" + std::string(120, 'x');
     // The test's own client cannot connect by such a name; that the probe runs to its end is enough.
     EXPECT_THROW(
         {

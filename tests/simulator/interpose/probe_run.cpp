@@ -44,11 +44,15 @@ std::string WholeFile(const std::string& path) {
 
 }  // namespace
 
-std::string TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "k905-probe-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
+TemporaryFolder::TemporaryFolder()
+    : path_((std::filesystem::temp_directory_path() / "k905-probe-XXXXXX").string()) {
+    if (mkdtemp(path_.data()) == nullptr)
         throw std::runtime_error("cannot make a temporary folder");
-    return name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
 }
 
 Control::Control(const std::string& stateDir) : fd_(Connect(stateDir + "/control.sock")) {}
@@ -97,10 +101,8 @@ Json Control::AskLine(const std::string& line) {
 
 ProbeRun::ProbeRun(const std::string& name, const std::string& mode, const Options& options)
     : stateDir_(options.stateDir) {
-    if (stateDir_.empty()) {
-        stateDir_ = TemporaryFolder();
-        temporary_ = true;
-    }
+    if (stateDir_.empty())
+        stateDir_ = temporary_.emplace().Path();
     const std::string program = std::string(K905_BINARY_DIR) + "/bin/probe_" + name;
     const std::string output = stateDir_ + "/console.log";
     std::vector<std::string> words = {program};
@@ -142,10 +144,6 @@ ProbeRun::~ProbeRun() {
     if (pid_ > 0) {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
-    }
-    if (temporary_) {
-        std::error_code ignored;
-        std::filesystem::remove_all(stateDir_, ignored);
     }
 }
 

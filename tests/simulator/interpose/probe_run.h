@@ -5,12 +5,27 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace test {
 
 using Json = nlohmann::json;
+
+// A fresh folder, removed with all that is in it.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::string& Path() const { return path_; }
+
+  private:
+    std::string path_;
+};
 
 // A connection to a control socket. Every reply is awaited for 60 s of real time at most; an empty object
 // means that the other side has closed, or that the time was up.
@@ -65,13 +80,11 @@ class ProbeRun {
 
   private:
     std::string stateDir_;
-    bool temporary_ = false;
+    std::optional<TemporaryFolder> temporary_;
     pid_t pid_ = -1;
     int status_ = -1;
     std::unique_ptr<Control> control_;
 };
-
-std::string TemporaryFolder();
 
 // Keeps every core of the machine busy while it lives.
 class LoadGenerator {

@@ -33,16 +33,15 @@ TEST(Routes, FilesOfTheInstrumentLiveInItsStateFolder) {
 }
 
 TEST(Routes, FilesOfTheHostAreUntouched) {
-    const std::string folder = test::TemporaryFolder();
+    const test::TemporaryFolder folder;
     ProbeRun::Options options;
-    options.arguments = {folder + "/host.txt"};
+    options.arguments = {folder.Path() + "/host.txt"};
     ProbeRun run("files", "stepped", options);
     EXPECT_EQ(0, run.Finish());
     EXPECT_THAT(run.Lines(), Contains("host write ok"));
     std::string text;
-    std::getline(std::ifstream(folder + "/host.txt"), text);
+    std::getline(std::ifstream(folder.Path() + "/host.txt"), text);
     EXPECT_EQ("host", text);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Routes, NodesAreTheInstrumentsAndNeverTheHosts) {
@@ -67,12 +66,12 @@ TEST(Routes, AFullCardRefusesWhatIsWritten) {
 }
 
 TEST(Routes, TheShellActsOnTheInstrumentOnly) {
-    const std::string folder = test::TemporaryFolder();
+    const test::TemporaryFolder folder;
     ProbeRun::Options options;
-    options.arguments = {folder + "/made"};
+    options.arguments = {folder.Path() + "/made"};
     ProbeRun run("shell", "stepped", options);
     EXPECT_EQ(0, run.Finish());
-    EXPECT_FALSE(std::filesystem::exists(folder + "/made"));
+    EXPECT_FALSE(std::filesystem::exists(folder.Path() + "/made"));
     const auto lines = run.Lines();
     EXPECT_THAT(lines, Contains("touch 127"));
     EXPECT_THAT(lines, Contains("echo 1"));
@@ -80,7 +79,6 @@ TEST(Routes, TheShellActsOnTheInstrumentOnly) {
     EXPECT_THAT(lines, Contains("sync 0"));
     EXPECT_THAT(lines, Contains("cat nothing 1 1"));
     EXPECT_THAT(lines, Contains(testing::MatchesRegex("gpio [01] 0")));
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Routes, TheSerialPortIsATerminalWhoseBytesFollowVirtualTime) {

@@ -77,6 +77,15 @@ TEST_F(Replay, TouchesAndChecksTextsAndTakesScreenshots) {
     EXPECT_TRUE(std::filesystem::exists(folder_ + "/out/sd.png"));
 }
 
+TEST_F(Replay, SaysThatAScriptChecksNothing) {
+    try {
+        Run(R"({"do":"touch","x":240,"y":210})");
+        FAIL();
+    } catch (const BenchError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("checks nothing"));
+    }
+}
+
 TEST_F(Replay, EndsAtATextThatDoesNotCome) {
     const auto results =
         Run("{\"do\":\"expect\",\"text\":\"no such text\",\"limit_ms\":500}\n"

@@ -100,8 +100,9 @@ std::vector<CheckResult> RunReplay(const ReplayOptions& options,
             break;
     }
     if (results.empty())
-        throw BenchError(options.script +
-                         ": was gone through, but checks nothing: it has no line \"expect\" and no \"screenshot\"");
+        throw BenchError(
+            options.script +
+            ": was gone through, but checks nothing: it has no line \"expect\" and no \"screenshot\"");
     return results;
 }
 

@@ -5,9 +5,8 @@ if(K905_WERROR)
   add_compile_options(-Werror)
 endif()
 if(K905_SANITIZE)
-  # Without vptr: it needs the type information that the product is built without. Without null: a third of the time to
-  # compile, and using a null pointer ends the program with a report all the same.
-  add_compile_options(-fsanitize=${K905_SANITIZE} -fno-sanitize=vptr,null -fno-omit-frame-pointer
+  # Without vptr: it needs the type information that the product is built without.
+  add_compile_options(-fsanitize=${K905_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${K905_SANITIZE})
 endif()

@@ -87,7 +87,25 @@ const light = element("input", {
 });
 const facts = element("p", { class: "hint num" });
 
-// ---- The plot.
+// ---- The plots.
+
+const kMark = "#eda32a";
+const kPlotLook = { gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never" };
+
+// A line from top to bottom at `x` of the plot, with its name; false when that is out of sight.
+function mark(canvas, area, plot, x, text, row = 0) {
+  const at = plot.toDomXCoord(x);
+  if (at < area.x || at > area.x + area.w) return false;
+  canvas.strokeStyle = canvas.fillStyle = kMark;
+  canvas.beginPath();
+  canvas.moveTo(at, area.y);
+  canvas.lineTo(at, area.y + area.h);
+  canvas.stroke();
+  canvas.fillText(text, at + 3, area.y + 10 + 12 * row);
+  return true;
+}
+
+// The last acquisition.
 
 const holder = element("div", { class: "plot", id: "plot" });
 const cursor = element("p", { class: "num hint", id: "cursor" }, "Point at the trace to read it; drag to zoom, double click for all of it.");
@@ -127,18 +145,9 @@ function draw(keepZoom = false) {
     .map((v, i) => [metres(i), log ? 5 * Math.log10(Math.max(1, dark - v)) : v])
     .slice(1);
   const marks = (canvas, area, plot) => {
-    canvas.strokeStyle = "#eda32a";
-    canvas.fillStyle = "#eda32a";
-    let labels = 0;
-    const vertical = (x, text) => {
-      const at = plot.toDomXCoord(x);
-      if (at < area.x || at > area.x + area.w) return;
-      canvas.beginPath();
-      canvas.moveTo(at, area.y);
-      canvas.lineTo(at, area.y + area.h);
-      canvas.stroke();
-      canvas.fillText(text, at + 3, area.y + 10 + 12 * labels++); // close ones stay legible
-    };
+    canvas.strokeStyle = canvas.fillStyle = kMark;
+    let row = 0; // names of close ones stay legible
+    const vertical = (x, text) => (row += mark(canvas, area, plot, x, text, row));
     vertical(0, "port");
     if (offset !== null) vertical((offset - truth) * kFinest, "calibrated");
     positions.forEach((at, i) => at > 0 && vertical(metres(at + kLeadIn), `peak ${i}`));
@@ -153,7 +162,7 @@ function draw(keepZoom = false) {
   };
   const options = {
     file: points, labels: ["m", log ? "dB" : "code"], colors: ["#6fd0f0"], strokeWidth: 1,
-    gridLineColor: "#2d3850", axisLineColor: "#5d7294", xlabel: "", legend: "never", underlayCallback: marks,
+    ...kPlotLook, underlayCallback: marks,
     highlightCallback: (event, x, [point]) => {
       cursor.textContent = `${x.toFixed(2)} m   ${point.yval.toFixed(log ? 2 : 0)} ${log ? "dB" : "(ADC code)"}`;
     },
@@ -182,20 +191,15 @@ function drawCurve({ optics, optic, fpga }, apd) {
   const works = (t) => (apd ? apd.code + (t - apd.at) * apd.perDegree : null);
   const points = [kColdest, kHottest].map((t) => [t, breaks(t), works(t)]);
   const marks = (canvas, area, plot) => {
-    const [x, y] = [plot.toDomXCoord(now), plot.toDomYCoord(applied)];
-    canvas.strokeStyle = canvas.fillStyle = "#eda32a";
+    if (!mark(canvas, area, plot, now, "now")) return;
+    const y = Math.min(Math.max(plot.toDomYCoord(applied), area.y), area.y + area.h);
     canvas.beginPath();
-    canvas.moveTo(x, area.y);
-    canvas.lineTo(x, area.y + area.h);
-    canvas.stroke();
-    canvas.fillText("now", x + 4, area.y + 10);
-    canvas.beginPath();
-    canvas.arc(x, Math.min(Math.max(y, area.y), area.y + area.h), 4, 0, 2 * Math.PI);
+    canvas.arc(plot.toDomXCoord(now), y, 4, 0, 2 * Math.PI);
     canvas.fill();
   };
   const options = {
     file: points, labels: ["°C", "breakdown", "working point stored"], colors: ["#6fd0f0", "#7ddb8a"], strokeWidth: 1.5,
-    gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never", underlayCallback: marks,
+    ...kPlotLook, underlayCallback: marks,
   };
   if (!curve) curve = new Dygraph(curveHolder, points, options);
   else curve.updateOptions(options);

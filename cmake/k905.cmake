@@ -29,19 +29,24 @@ target_link_libraries(k905_product_flags INTERFACE Threads::Threads)
 function(k905_product_library name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   add_library(${name} STATIC ${sources})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)  # each file as it ships
   target_link_libraries(${name} PUBLIC k905_product_flags ${ARGN})
 endfunction()
 
-# How the sanitizer builds get by with few minutes on two processors. The other builds have none of this.
+# How all of it compiles in few minutes on two processors. Where nobody edits between two builds (sanitizers, arm-test) the
+# simulator and the tests are also compiled several files at a time (CMAKE_UNITY_BUILD in their presets): neighbours that
+# use a name for two things are found there, files that forget an include are found in the other builds.
+if(CMAKE_UNITY_BUILD)
+  # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
+  add_compile_options(-Wno-subobject-linkage)
+endif()
 #
 # k905_bulky_headers(NAME HEADER...): headers that take longer to read than the file they are in are read once for the
-# whole target. (The other builds find out what a file forgets to include.)
-# k905_hot_sources(FILE...): sources of the current folder where the time goes at run time are optimised; the rest of
-# the simulator is not, which halves what it takes to compile.
+# whole target.
+# k905_hot_sources(FILE...): sources of the current folder where the time goes at run time are optimised in the sanitizer
+# builds too; the rest of the simulator is not, which halves what it takes to compile.
 function(k905_bulky_headers name)
-  if(K905_SANITIZE)
-    target_precompile_headers(${name} PRIVATE ${ARGN})
-  endif()
+  target_precompile_headers(${name} PRIVATE ${ARGN})
 endfunction()
 function(k905_hot_sources)
   if(K905_SANITIZE)

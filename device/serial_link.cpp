@@ -25,8 +25,6 @@ static uint8_t RecvBuffer[FRAME_SIZE];
 
 constexpr int RECEIVE_SECONDS = 5;
 constexpr unsigned REPLY_MSEC = 25;  // time in which the rest of a reply arrives after its first byte
-constexpr int SHORT_REPLY = 6;       // length less one of a reply without a pulse width
-constexpr uint8_t LONG_REPLY = 10;   // byte 0 of a reply with one
 constexpr int CONNECT_TRIES = 3;
 constexpr unsigned CONNECT_MSEC = 50;
 

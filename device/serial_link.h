@@ -122,9 +122,15 @@ int32_t SerialRecvData(uint8_t* data, int len, int command_len);
 // SerialRecvData, or -1 for a null value. A failure leaves *value as it was, so callers preset it.
 int32_t OPMGetAdcValue(AdcChanel chanel, AdcRange range, float* value);
 
-// The same with a given command. command_len is the reply's length less one: 6, or 10 for a pulse width,
-// which goes to *value_len (null when no width is expected); a reply that does not announce 10 bytes leaves
-// *value_len as it was.
+// What callers preset: it lies outside every band.
+constexpr float NO_READING = 99.99999f;
+// Byte 0 of a reply, its length less one: without a pulse width and with one.
+constexpr uint8_t SHORT_REPLY = 6;
+constexpr uint8_t LONG_REPLY = 10;
+
+// The same with a given command. command_len is SHORT_REPLY, or LONG_REPLY for a pulse width, which goes to
+// *value_len (null when no width is expected); a reply that does not announce 10 bytes leaves *value_len as
+// it was.
 int32_t OPMGetZhijuAdcValue(AdcChanel chanel, AdcRange range, float* value, uint32_t* value_len,
                             CommandList command, int command_len);
 

@@ -28,9 +28,6 @@ static const VOLTAGE_POINT VoltagePoints[MAINBOARD_POINTS] = {
     {ADC_3_3V_A_TP14, "TP68:", 0.93373f, 1.14123f},
 };
 
-constexpr float NO_READING = 99.99999f;  // outside every band
-constexpr int SHORT_REPLY = 6;
-
 bool MainBoardPointPasses(int iPoint, float fValue) {
     return iPoint >= 0 && iPoint < MAINBOARD_POINTS && VoltagePoints[iPoint].fLow < fValue &&
            fValue < VoltagePoints[iPoint].fHigh;

@@ -1,6 +1,7 @@
 #include <stdio.h>
 
 #include "device/common_opt.h"
+#include "device/serial_link.h"
 #include "screens/opm_check.h"
 #include "screens/wnd_global.h"
 
@@ -27,8 +28,6 @@ constexpr uint16_t APD_BIAS_CODE = 1387;
 constexpr uint16_t WRITE_MS = 10;
 constexpr uint32_t WIDTH_LEAST = 11;
 constexpr uint32_t WIDTH_MOST = 29;
-constexpr float NO_READING = 99.99999f;
-constexpr int LONG_REPLY = 10;
 
 static void SetControl(uint16_t usCtrl0, uint16_t usCtrl1) {
     const REG_STEP steps[] = {{OPM_CTRL0_REG, usCtrl0, WRITE_MS}, {OPM_CTRL1_REG, usCtrl1, WRITE_MS}};

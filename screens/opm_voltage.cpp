@@ -1,6 +1,7 @@
 #include <stdio.h>
 
 #include "device/common_opt.h"
+#include "device/serial_link.h"
 #include "screens/opm_check.h"
 #include "screens/wnd_global.h"
 
@@ -24,8 +25,6 @@ constexpr int VOLTAGES = sizeof(Voltages) / sizeof(Voltages[0]);
 
 constexpr uint16_t VDD_CODE = 760;  // at which the supplies are judged
 constexpr unsigned SETTLE_MS = 500;
-constexpr float NO_READING = 99.99999f;  // outside every band
-constexpr int SHORT_REPLY = 6;
 
 bool OpmVoltagePasses(int iPoint, float fValue) {
     return iPoint >= 0 && iPoint < VOLTAGES && Voltages[iPoint].fLow < fValue &&

@@ -4,8 +4,8 @@
 # Packages of the build itself, and those that only the tests need.
 build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libjs-dygraphs librsvg2-bin unifont)
 test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium)
-# The instrument's own program, and what its tests run it with.
-instrument_packages=(g++-arm-linux-gnueabi musl-dev:armel qemu-user busybox-static file python3)
+# The instrument's own program, what its tests run it with, and GoogleTest's sources, to be built for its processor.
+instrument_packages=(g++-arm-linux-gnueabi musl-dev:armel qemu-user busybox-static file googletest python3)
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 

@@ -7,7 +7,6 @@ using namespace k905;
 
 namespace {
 
-constexpr Micros kSecond = 1'000'000;
 // The monotonic clock of a machine that has been up for a while: never 0, as on a real one.
 constexpr Micros kMonotonicStart = 10 * kSecond;
 

@@ -11,7 +11,6 @@ using namespace k905;
 
 namespace {
 
-constexpr Micros kSecond = 1'000'000;
 // While a host descriptor is awaited too, it is looked at this often.
 constexpr Micros kHostPoll = 10'000;
 

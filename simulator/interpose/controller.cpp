@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/interpose/real_time.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
 
@@ -15,14 +16,7 @@ constexpr Micros kLook = 20'000;
 constexpr Micros kLongestLook = 10'000'000;
 // A thread that has not entered the system for this long in real time, while a client waits, will not do so.
 constexpr std::int64_t kHungSeconds = 30;
-constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr Micros kLongest = 1'000'000'000'000;  // of virtual time that can be asked for at once
-
-std::int64_t RealNow() {
-    timespec now = {};
-    Real().clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * kSecond + now.tv_nsec;
-}
 
 // Virtual milliseconds of a request, which must be there.
 Micros Milliseconds(const Controller::Json& request, const char* name) {
@@ -183,7 +177,7 @@ std::vector<std::pair<int, Controller::Json>> Controller::Proceed() {
         if (stepped->Progress() != progress_ || motions_.empty()) {
             progress_ = stepped->Progress();
             progressSince_ = RealNow();
-        } else if (RealNow() - progressSince_ > kHungSeconds * kSecond) {
+        } else if (RealNow() - progressSince_ > kHungSeconds * kRealSecond) {
             for (const Motion& motion : motions_)
                 replies.emplace_back(motion.client,
                                      Error("the product runs without entering the system; see threads"));
@@ -207,15 +201,16 @@ std::int64_t Controller::Pause() {
     const PacedExecution* paced = machine_.PacedRun();
     if (paced == nullptr) {
         const bool lifted = machine_.SteppedRun()->Limit() == kNever;
-        return lifted && !motions_.empty() ? kSecond / 50 : kSecond;
+        return lifted && !motions_.empty() ? kRealSecond / 50 : kRealSecond;
     }
     Micros next = machine_.timers.Next();
     for (const Motion& motion : motions_)
         next = std::min(next, motion.nextLook);
     const std::int64_t pause = paced->RealUntil(next);
     // Looking at the screen more often than this would only heat the host.
-    return motions_.empty() ? pause
-                            : std::max<std::int64_t>(pause, std::min<std::int64_t>(kSecond / 100, kSecond));
+    return motions_.empty()
+               ? pause
+               : std::max<std::int64_t>(pause, std::min<std::int64_t>(kRealSecond / 100, kRealSecond));
 }
 
 std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {

@@ -2,19 +2,9 @@
 
 #include <algorithm>
 
+#include "simulator/interpose/real_time.h"
+
 namespace k905 {
-
-namespace {
-
-constexpr std::int64_t kSecond = 1'000'000'000;
-
-std::int64_t RealNow() {
-    timespec now = {};
-    Real().clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * kSecond + now.tv_nsec;
-}
-
-}  // namespace
 
 PacedExecution::PacedExecution(Lock& lock, ThreadTable& threads, double factor)
     : lock_(lock), threads_(threads), factor_(factor), realStart_(RealNow()) {}
@@ -36,8 +26,8 @@ std::int64_t PacedExecution::RealUntil(Micros time) const {
     if (time <= now)
         return 0;
     const double nanoseconds = static_cast<double>(time - now) * 1000.0;
-    if (nanoseconds >= static_cast<double>(kSecond) * factor_)
-        return kSecond;
+    if (nanoseconds >= static_cast<double>(kRealSecond) * factor_)
+        return kRealSecond;
     return static_cast<std::int64_t>(nanoseconds / factor_) + 1;
 }
 

@@ -24,6 +24,7 @@ constexpr int kBlankAdvance = 1 + kMatrix * 3 / 8 + 1;
 constexpr int kRunInk = 14;
 // Free pixels that a single glyph needs on each side to be believed.
 constexpr int kClear = 3;
+constexpr std::size_t kMostInks = 31;
 
 std::uint32_t Le32(const std::uint8_t* p) {
     return p[0] | p[1] << 8 | p[2] << 16 | static_cast<std::uint32_t>(p[3]) << 24;
@@ -73,39 +74,49 @@ std::uint32_t PixelValue(std::uint32_t color, unsigned bits) {
     return color & 0xFFFFFF;
 }
 
-// The picture as one value a pixel, whatever its depth.
-std::vector<std::uint32_t> Flatten(const std::uint8_t* pixels, unsigned width, unsigned height,
-                                   unsigned bits) {
-    const std::size_t count = static_cast<std::size_t>(width) * height;
-    std::vector<std::uint32_t> flat(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint8_t* p = pixels + i * (bits / 8);
-        flat[i] = bits == 16 ? Le16(p) : Le16(p) | static_cast<std::uint32_t>(p[2]) << 16;
-    }
-    return flat;
-}
-
 }  // namespace
 
-// The pixels of one colour: a bit each, a byte a pixel.
-class ScreenReader::Plane {
+// Which ink each pixel has: its number from 1 on, or 0.
+class ScreenReader::Picture {
   public:
-    Plane(const std::vector<std::uint32_t>& flat, int width, int height, std::uint32_t value)
-        : width_(width), height_(height), set_(flat.size()) {
-        for (std::size_t i = 0; i < flat.size(); ++i)
-            set_[i] = flat[i] == value;
-        any_ = std::find(set_.begin(), set_.end(), 1) != set_.end();
+    // `values`: the inks as pixels of that depth.
+    Picture(const std::uint8_t* pixels, int width, int height, unsigned bits,
+            const std::vector<std::uint32_t>& values)
+        : width_(width),
+          height_(height),
+          inks_(static_cast<std::size_t>(width) * height),
+          rows_(static_cast<std::size_t>(height)) {
+        // Most pixels are what the one before is.
+        std::uint32_t last = ~0u;
+        unsigned number = 0;
+        std::uint8_t* out = inks_.data();
+        for (std::uint32_t& row : rows_) {
+            row = 1u << number;
+            for (int x = 0; x < width; ++x, pixels += bits / 8) {
+                const std::uint32_t value =
+                    bits == 16 ? Le16(pixels) : Le16(pixels) | static_cast<std::uint32_t>(pixels[2]) << 16;
+                if (value != last) {
+                    last = value;
+                    const auto found = std::find(values.begin(), values.end(), value);
+                    number = found == values.end() ? 0 : static_cast<unsigned>(found - values.begin()) + 1;
+                    row |= 1u << number;
+                }
+                *out++ = static_cast<std::uint8_t>(number);
+            }
+        }
     }
     int Width() const { return width_; }
     int Height() const { return height_; }
-    bool Any() const { return any_; }
-    const std::uint8_t* Row(int y) const { return &set_[static_cast<std::size_t>(y) * width_]; }
-    bool At(int x, int y) const { return x >= 0 && y >= 0 && x < width_ && y < height_ && Row(y)[x]; }
+    const std::uint8_t* Row(int y) const { return &inks_[static_cast<std::size_t>(y) * width_]; }
+    bool RowHas(int y, unsigned ink) const { return rows_[static_cast<std::size_t>(y)] >> ink & 1; }
+    bool Has(int x, int y, unsigned ink) const {
+        return x >= 0 && y >= 0 && x < width_ && y < height_ && Row(y)[x] == ink;
+    }
 
   private:
     int width_, height_;
-    bool any_ = false;
-    std::vector<std::uint8_t> set_;
+    std::vector<std::uint8_t> inks_;
+    std::vector<std::uint32_t> rows_;  // bit k: the row may have ink k
 };
 
 // A reading of the ink from (x, y) on.
@@ -128,6 +139,8 @@ ScreenReader::ScreenReader(const std::vector<std::uint8_t>& font, const Options&
 
 ScreenReader::ScreenReader(const std::uint8_t* font, std::size_t size, const Options& options)
     : options_(options), firstColumns_(65536) {
+    if (options_.inks.size() > kMostInks)
+        throw std::invalid_argument("more than " + std::to_string(kMostInks) + " inks");
     if (size < 32 || Le32(&font[0]) != kFontMagic || Le32(&font[8]) != 1 || Le16(&font[12]) != 0)
         throw std::runtime_error("not a font of this format");
     if (Le32(&font[16]) != kMatrix || Le32(&font[20]) != kMatrix)
@@ -195,18 +208,23 @@ struct Reading {
 
 }  // namespace
 
-void ScreenReader::ReadInk(const Plane& plane, std::uint32_t color, std::vector<TextRun>& runs) const {
-    const int width = plane.Width();
+void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t color,
+                           std::vector<TextRun>& runs) const {
+    const int width = picture.Width();
     std::vector<std::uint16_t> window(static_cast<std::size_t>(width) + kMatrix +
                                       1);  // blank columns at its end
     std::vector<Reading> best(window.size());
     std::vector<int> starts;
     std::vector<Candidate> candidates;
 
-    for (int bottom = 0; bottom < plane.Height(); ++bottom) {
-        const std::uint8_t* row = plane.Row(bottom);
+    unsigned blankRows = kMatrix;
+    for (int bottom = 0; bottom < picture.Height(); ++bottom) {
+        blankRows = picture.RowHas(bottom, ink) ? 0 : blankRows + 1;
+        if (blankRows > kMatrix)
+            continue;  // nothing is left in the window
+        const std::uint8_t* row = picture.Row(bottom);
         for (int x = 0; x < width; ++x)
-            window[x] = static_cast<std::uint16_t>(window[x] >> 1 | row[x] << 15);
+            window[x] = static_cast<std::uint16_t>(window[x] >> 1 | (row[x] == ink) << 15);
         const int y = bottom - static_cast<int>(kMatrix) + 1;
         if (y < 0)
             continue;
@@ -284,7 +302,7 @@ void ScreenReader::ReadInk(const Plane& plane, std::uint32_t color, std::vector<
         const int bottom = c.y + 32 - __builtin_clz(rows);
         for (int y = top - kClear; y < bottom + kClear; ++y)
             for (int x = left - kClear; x < right + kClear; ++x)
-                if ((x < left || x >= right || y < top || y >= bottom) && plane.At(x, y))
+                if ((x < left || x >= right || y < top || y >= bottom) && picture.Has(x, y, ink))
                     return false;
         return glyph.rich && !Ideograph(glyph.code);
     };
@@ -292,7 +310,7 @@ void ScreenReader::ReadInk(const Plane& plane, std::uint32_t color, std::vector<
     // Ink belongs to one reading only, the one that explains most of it.
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const Candidate& a, const Candidate& b) { return a.ink > b.ink; });
-    std::vector<bool> taken(static_cast<std::size_t>(width) * plane.Height());
+    std::vector<bool> taken(static_cast<std::size_t>(width) * picture.Height());
     for (const Candidate& candidate : candidates) {
         if (candidate.parts.size() == 1 ? !standsFree(candidate) : !candidate.rich || candidate.ink < kRunInk)
             continue;
@@ -333,17 +351,17 @@ std::vector<TextRun> ScreenReader::Read(const std::uint8_t* pixels, unsigned wid
     std::vector<TextRun> runs;
     if (width == 0 || height == 0)
         return runs;
-    const std::vector<std::uint32_t> flat = Flatten(pixels, width, height, bits);
-    std::vector<std::uint32_t> seen;
-    for (const std::uint32_t ink : options_.inks) {
-        const std::uint32_t value = PixelValue(ink, bits);
-        if (std::find(seen.begin(), seen.end(), value) != seen.end())
+    std::vector<std::uint32_t> values, colors;
+    for (const std::uint32_t color : options_.inks) {
+        const std::uint32_t value = PixelValue(color, bits);
+        if (std::find(values.begin(), values.end(), value) != values.end())
             continue;  // two inks that this depth does not tell apart
-        seen.push_back(value);
-        const Plane plane(flat, static_cast<int>(width), static_cast<int>(height), value);
-        if (plane.Any())
-            ReadInk(plane, ink, runs);
+        values.push_back(value);
+        colors.push_back(color);
     }
+    const Picture picture(pixels, static_cast<int>(width), static_cast<int>(height), bits, values);
+    for (unsigned i = 0; i < colors.size(); ++i)
+        ReadInk(picture, i + 1, colors[i], runs);
     std::sort(runs.begin(), runs.end(),
               [](const TextRun& a, const TextRun& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
     return runs;

@@ -52,10 +52,10 @@ class ScreenReader {
         std::vector<std::uint16_t> columns;  // bit r = row r, left column first
     };
     struct Candidate;
-    class Plane;
+    class Picture;
 
     void AddGlyph(std::uint16_t code, const std::uint8_t* matrix);
-    void ReadInk(const Plane& plane, std::uint32_t color, std::vector<TextRun>& runs) const;
+    void ReadInk(const Picture& picture, unsigned ink, std::uint32_t color, std::vector<TextRun>& runs) const;
 
     Options options_;
     std::vector<Glyph> glyphs_;

@@ -91,8 +91,9 @@ void SteppedExecution::Freeze() {
         onFrozen_();
 }
 
-// Nobody runs: hands over to the next ready thread, jumping in time as needed, or stands still.
-void SteppedExecution::RunNext() {
+// Nobody runs: chooses the next ready thread, jumping in time as needed, or stands still (then null). The
+// caller lets it run.
+ProductThread* SteppedExecution::ChooseNext() {
     running_ = nullptr;
     while (ready_.empty()) {
         const Micros due = NextDue();
@@ -100,7 +101,7 @@ void SteppedExecution::RunNext() {
             if (limit_ != kNever)
                 MoveTimeTo(limit_);
             Freeze();
-            return;
+            return nullptr;
         }
         MoveTimeTo(due);
     }
@@ -108,11 +109,29 @@ void SteppedExecution::RunNext() {
     ready_.pop_front();
     running_->state = ThreadState::kRunning;
     sliceStart_ = now_;
-    running_->parking.Give();
+    return running_;
+}
+
+void SteppedExecution::RunNext() {
+    if (ProductThread* next = ChooseNext())
+        next->parking.Give();
 }
 
 void SteppedExecution::Park(ProductThread& self) {
     lock_.unlock();
+    self.parking.Take();
+    lock_.lock();
+}
+
+// Lets the next thread run and waits for this one's turn. The next is woken without the lock, which is the
+// first thing that it wants.
+void SteppedExecution::HandOver(ProductThread& self) {
+    ProductThread* next = ChooseNext();
+    if (next == &self)
+        return;
+    lock_.unlock();
+    if (next != nullptr)
+        next->parking.Give();
     self.parking.Take();
     lock_.lock();
 }
@@ -162,8 +181,7 @@ void SteppedExecution::Charge(ProductThread& self, Micros cost) {
     }
     self.state = ThreadState::kReady;
     ready_.push_back(&self);
-    RunNext();
-    Park(self);
+    HandOver(self);
 }
 
 Wake SteppedExecution::Wait(ProductThread& self, const Waiting& waiting) {
@@ -178,8 +196,7 @@ Wake SteppedExecution::Wait(ProductThread& self, const Waiting& waiting) {
     self.interruptible = waiting.interruptible;
     self.waitOrder = ++waitCount_;
     nextDueKnown_ = false;
-    RunNext();
-    Park(self);
+    HandOver(self);
     self.waitsFor = "";
     self.waitObject = nullptr;
     return self.wake;

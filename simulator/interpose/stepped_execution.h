@@ -54,9 +54,11 @@ class SteppedExecution final : public Execution {
     Micros NextDue();
     void MoveTimeTo(Micros time);
     void MakeReady(ProductThread& thread, Wake wake);
+    ProductThread* ChooseNext();
     void RunNext();
     void Freeze();
     void Park(ProductThread& self);
+    void HandOver(ProductThread& self);
 
     Lock& lock_;
     ThreadTable& threads_;

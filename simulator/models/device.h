@@ -14,6 +14,7 @@
 namespace k905 {
 
 using Micros = std::int64_t;  // virtual time since power-on, microseconds
+constexpr Micros kSecond = 1'000'000;
 constexpr Micros kNever = std::numeric_limits<Micros>::max();
 
 // What a model may ask of the world it lives in.

@@ -126,13 +126,13 @@ std::string SetPanel(Parts& parts, const std::string&, const json& value) {
     return problem;
 }
 
-struct Row {
+struct QuantityRow {
     Instrument::QuantityInfo info;
     Setter set;
 };
 
 // A name that ends in a dot stands for every name that begins with it.
-constexpr Row kRows[] = {
+constexpr QuantityRow kQuantityRows[] = {
     {{"board.plugged", "measurement board on the serial port: true or false"}, SetPlugged},
     {{"board.rail.", "rail by test point or channel (board.rail.TP97): volts as reported, null frees it"},
      SetRail},
@@ -156,7 +156,7 @@ constexpr Row kRows[] = {
 }  // namespace
 
 std::string Instrument::Set(const std::string& name, const nlohmann::json& value) {
-    for (const Row& row : kRows) {
+    for (const QuantityRow& row : kQuantityRows) {
         const std::string own = row.info.name;
         const bool family = own.back() == '.';
         if (family ? name.compare(0, own.size(), own) == 0 : name == own)
@@ -168,7 +168,7 @@ std::string Instrument::Set(const std::string& name, const nlohmann::json& value
 const std::vector<Instrument::QuantityInfo>& Instrument::Quantities() {
     static const std::vector<QuantityInfo> infos = [] {
         std::vector<QuantityInfo> all;
-        for (const Row& row : kRows)
+        for (const QuantityRow& row : kQuantityRows)
             all.push_back(row.info);
         return all;
     }();

@@ -185,12 +185,12 @@ std::string BadConnector(Parts& parts, bool on, const json& value) {
     return "";
 }
 
-struct Row {
+struct FaultRow {
     Instrument::FaultInfo info;
     Apply apply;
 };
 
-constexpr Row kRows[] = {
+constexpr FaultRow kFaultRows[] = {
     {{"board.unplugged", "measurement board not on the serial port",
       "Connect: three times \"Read Serial Time Out.\", then \"Can not connect to aduc848 board!\""},
      Media},
@@ -300,8 +300,8 @@ constexpr Row kRows[] = {
     {{"screen.small", "a 640 x 480 panel; matters at start-up", "no screen"}, SmallPanel},
 };
 
-const Row* Find(const std::string& name) {
-    for (const Row& row : kRows)
+const FaultRow* Find(const std::string& name) {
+    for (const FaultRow& row : kFaultRows)
         if (name == row.info.name)
             return &row;
     return nullptr;
@@ -316,7 +316,7 @@ bool Clears(const json& value) {
 const std::vector<Instrument::FaultInfo>& Instrument::Faults() {
     static const std::vector<FaultInfo> infos = [] {
         std::vector<FaultInfo> all;
-        for (const Row& row : kRows)
+        for (const FaultRow& row : kFaultRows)
             all.push_back(row.info);
         return all;
     }();
@@ -324,7 +324,7 @@ const std::vector<Instrument::FaultInfo>& Instrument::Faults() {
 }
 
 std::string Instrument::SetFault(const std::string& name, const nlohmann::json& value) {
-    const Row* row = Find(name);
+    const FaultRow* row = Find(name);
     if (row == nullptr)
         return "no such fault: " + name;
     auto& faults = parts_->faults;

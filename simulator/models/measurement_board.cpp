@@ -23,9 +23,10 @@ enum Command : std::uint8_t {
     kChannel6307 = 18,
 };
 
-constexpr Micros kByteTime = 10 * 1000000 / MeasurementBoard::kBaud + 1;  // 86.8 microseconds, rounded up
-constexpr Micros kByteGap = 20000;         // longer inside a frame: the board gives the frame up
-constexpr Micros kConversionTime = 12000;  // sixteen conversions averaged
+constexpr Micros kCharacterTime =
+    10 * 1000000 / MeasurementBoard::kBaud + 1;  // 86.8 microseconds, rounded up
+constexpr Micros kByteGap = 20000;               // longer inside a frame: the board gives the frame up
+constexpr Micros kConversionTime = 12000;        // sixteen conversions averaged
 constexpr Micros kPulseTime = 20000;
 constexpr Micros kCommandTime = 500;
 constexpr std::size_t kLongestFrame = 16;  // bytes after N that the board has room for
@@ -92,7 +93,7 @@ class MeasurementBoardFile : public DeviceFile {
         if (size > 0)
             board_.world_.Trace("serial", Hex("serial tx", {bytes, bytes + size}));
         for (std::size_t i = 0; i < size; ++i) {
-            board_.sentUntil_ = std::max(board_.sentUntil_, board_.world_.Now()) + kByteTime;
+            board_.sentUntil_ = std::max(board_.sentUntil_, board_.world_.Now()) + kCharacterTime;
             board_.Receive(bytes[i], board_.sentUntil_);
         }
         return static_cast<ssize_t>(size);
@@ -257,12 +258,12 @@ void MeasurementBoard::Reply(std::vector<std::uint8_t> reply, Micros at) {
         reply.resize(1 + garbage_.Word() % (reply.size() + 4), 0x55);
     if (replyShort_)
         reply.pop_back();
-    busyUntil_ = at + static_cast<Micros>(reply.size()) * kByteTime;
+    busyUntil_ = at + static_cast<Micros>(reply.size()) * kCharacterTime;
     if (!output_.empty())
         at = std::max(at, output_.back().at);
     at += replyDelay_;
     for (const std::uint8_t byte : reply)
-        output_.push_back({at += kByteTime, byte});
+        output_.push_back({at += kCharacterTime, byte});
     ++replies_;
     world_.Trace("serial", Hex("serial rx", reply));
 }

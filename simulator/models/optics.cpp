@@ -25,10 +25,6 @@ constexpr double kTurnOn = 0.7;                                 // nanoseconds u
 // What the laser driver's current step couples into the receiver, away from where light moves it.
 constexpr double kCrosstalk = 0.003, kCrosstalkDecay = 10;  // volts, nanoseconds
 
-double Ratio(double decibels) {
-    return std::pow(10.0, decibels / 10);
-}
-
 }  // namespace
 
 ModuleSpread DrawModuleSpread(unsigned seed) {

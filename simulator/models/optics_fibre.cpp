@@ -8,10 +8,6 @@ namespace k905 {
 
 namespace {
 
-double Ratio(double decibels) {
-    return std::pow(10.0, decibels / 10);
-}
-
 // G.652 fibre: attenuation, and back-scatter of 1 ns as test instruments assume it.
 struct Glass {
     double loss, backscatter;

@@ -5,11 +5,17 @@
 // at the moment.
 #pragma once
 
+#include <cmath>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 namespace k905 {
+
+// Power ratio of a level in decibels.
+inline double Ratio(double decibels) {
+    return std::pow(10.0, decibels / 10);
+}
 
 enum class Wavelength { k1310, k1550, k1625, kNone };
 

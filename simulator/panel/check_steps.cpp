@@ -12,7 +12,7 @@ using Steps = std::vector<CheckStep>;
 
 constexpr const char* kStart = "start";
 constexpr const char* kBoard = "mainboard";
-constexpr const char* kKeys = "keycheck";
+constexpr const char* kKeyCheck = "keycheck";
 constexpr const char* kMenu = "menu";
 constexpr const char* kModule = "opm_fct";
 constexpr const char* kAdjust = "opm_adjust";
@@ -61,7 +61,7 @@ Steps MainBoardSteps() {
               "^ADC Check OK!$", "^SDcard Check OK!$"})
             .Within(120000),
         Step("Key check", kBoard, "Key Check", {"^Realt$", "^Anti$"}).Opens().Followed(Then::kEveryKey),
-        Step("Back", kKeys, "Back", {"^K905 Mainboard FCT !$"}).Opens(),
+        Step("Back", kKeyCheck, "Back", {"^K905 Mainboard FCT !$"}).Opens(),
         Step("Disconnect", kBoard, "Connect", {"^Connect fail!!!$"}),
         Step("Start screen", kBoard, "Back", {"^Welcome to K905_FCT !$"}).Opens(),
     };

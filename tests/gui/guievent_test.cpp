@@ -6,17 +6,10 @@
 #include "gui/guimessage.h"
 #include "gui/guischeduler.h"
 #include "gui/guiwindow.h"
+#include "tests/gui/idle_functions.h"
 #include "tests/support/failing_calls.h"
 
 namespace {
-
-void* NoThread(void*) {
-    return nullptr;
-}
-
-int Nothing(void*) {
-    return 0;
-}
 
 GUIVISIBLE Visible(unsigned startX, unsigned startY, unsigned endX, unsigned endY, int layer = 0) {
     return {{{startX, startY}, {endX, endY}}, 1, 0, layer};
@@ -69,18 +62,19 @@ class Event : public testing::Test {
         free(item);
     }
 
-    GUIEVENT* event = CreateEvent(10, NoThread);
+    GUIEVENT* event = CreateEvent(10, test::NoThread);
     GUIMESSAGE* message = CreateMessage(8, 1);
-    GUIWINDOW* window = CreateWindow(0, 0, 800, 480, Nothing, Nothing, Nothing, nullptr, nullptr);
+    GUIWINDOW* window =
+        CreateWindow(0, 0, 800, 480, test::DoNothing, test::DoNothing, test::DoNothing, nullptr, nullptr);
 };
 
 TEST_F(Event, CreationReleasesWhatItMade) {
     EXPECT_EQ(CreateEvent(1, nullptr), nullptr);
-    EXPECT_EQ(CreateEvent(-1, NoThread), nullptr);
-    EXPECT_EQ(event->fnEventThread, NoThread);
+    EXPECT_EQ(CreateEvent(-1, test::NoThread), nullptr);
+    EXPECT_EQ(event->fnEventThread, test::NoThread);
     const int runs = test::FailEachCall(
         [] {
-            GUIEVENT* made = CreateEvent(1, NoThread);
+            GUIEVENT* made = CreateEvent(1, test::NoThread);
             const bool succeeded = made != nullptr;
             DestroyEvent(&made);
             return succeeded;
@@ -99,7 +93,7 @@ TEST_F(Event, DestroyFreesWhatIsLeftAndTells) {
     EXPECT_EQ(DestroyEvent(nullptr), -1);
     EXPECT_EQ(SetCurrEvent(nullptr), -1);
     EXPECT_EQ(PostEvent(1, 1), -2) << "no current event object";
-    event = CreateEvent(1, NoThread);
+    event = CreateEvent(1, test::NoThread);
     EXPECT_EQ(DestroyEvent(&event), 0);
 }
 

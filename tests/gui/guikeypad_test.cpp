@@ -5,14 +5,11 @@
 
 #include "gui/guievent.h"
 #include "gui/guischeduler.h"
+#include "tests/gui/idle_functions.h"
 #include "tests/gui/input_device.h"
 #include "tests/support/failing_calls.h"
 
 namespace {
-
-void* NoThread(void*) {
-    return nullptr;
-}
 
 class Keypad : public testing::Test {
   protected:
@@ -38,8 +35,8 @@ class Keypad : public testing::Test {
     }
 
     test::InputDevice device;
-    GUIKEYPAD* keypad = CreateKeypad(device.Path(), 2, NoThread);
-    GUIEVENT* event = CreateEvent(2, NoThread);
+    GUIKEYPAD* keypad = CreateKeypad(device.Path(), 2, test::NoThread);
+    GUIEVENT* event = CreateEvent(2, test::NoThread);
 };
 
 TEST_F(Keypad, DecodesKeysAndKnob) {
@@ -99,21 +96,21 @@ TEST_F(Keypad, ReportsShortMemoryAndAFullQueue) {
 }
 
 TEST_F(Keypad, CreationRefusesBadArgumentsAndReleasesWhatItMade) {
-    EXPECT_EQ(CreateKeypad(nullptr, 2, NoThread), nullptr);
+    EXPECT_EQ(CreateKeypad(nullptr, 2, test::NoThread), nullptr);
     EXPECT_EQ(CreateKeypad(device.Path(), 2, nullptr), nullptr);
-    EXPECT_EQ(CreateKeypad("/nonexistent/keyb0", 2, NoThread), nullptr);
+    EXPECT_EQ(CreateKeypad("/nonexistent/keyb0", 2, test::NoThread), nullptr);
     EXPECT_EQ(keypad->iDevType, 2);
-    EXPECT_EQ(keypad->fnKeypadThread, NoThread);
+    EXPECT_EQ(keypad->fnKeypadThread, test::NoThread);
     const int before = test::FailingCalls::OpenDescriptors();
     for (int call : {1, 2}) {
         test::FailingCalls failing(call);
-        EXPECT_EQ(CreateKeypad(device.Path(), 2, NoThread), nullptr);
+        EXPECT_EQ(CreateKeypad(device.Path(), 2, test::NoThread), nullptr);
     }
     EXPECT_EQ(test::FailingCalls::OpenDescriptors(), before);
 }
 
 TEST_F(Keypad, IsFreedEvenWhenTheCloseFails) {
-    GUIKEYPAD* other = CreateKeypad(device.Path(), 2, NoThread);
+    GUIKEYPAD* other = CreateKeypad(device.Path(), 2, test::NoThread);
     ASSERT_NE(other, nullptr);
     {
         test::FailingCalls failing(1);
@@ -130,7 +127,7 @@ TEST_F(Keypad, DestroyingTheCurrentOneLeavesNone) {
     EXPECT_EQ(GetCurrKeypad(), keypad);
     EXPECT_EQ(DestroyKeypad(&keypad), 0);
     EXPECT_EQ(GetCurrKeypad(), nullptr);
-    keypad = CreateKeypad(device.Path(), 2, NoThread);
+    keypad = CreateKeypad(device.Path(), 2, test::NoThread);
 }
 
 TEST_F(Keypad, ThreadEndsWhileItWaitsForAKey) {

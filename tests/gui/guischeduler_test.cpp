@@ -121,7 +121,16 @@ class Scheduler : public testing::Test {
         LockWindowThread();  // free once the window thread has posted its last message
         UnlockWindowThread();
         ASSERT_EQ(SendMessage(GUIMESSAGE_TYP_SCHED, 99, 0), 0);
-        ASSERT_TRUE(WaitUntil([this] { return QueueEmpty(); }));
+        ASSERT_TRUE(WaitUntil([this] { return !Queued(GUIMESSAGE_TYP_SCHED); }));
+    }
+    // A message of that type waits. (One for a window may wait for good once its screen has ended.)
+    bool Queued(int type) {
+        MutexLock(&message->Mutex);
+        const bool queued = FindObj(message->pMsgQueue, [type](const void* item) {
+                                return static_cast<const GUIMESSAGE_ITEM*>(item)->iMsgType == type;
+                            }) != nullptr;
+        MutexUnlock(&message->Mutex);
+        return queued;
     }
     bool QueueEmpty() {
         MutexLock(&message->Mutex);

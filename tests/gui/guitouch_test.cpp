@@ -6,14 +6,11 @@
 #include "gui/guimessage.h"
 #include "gui/guischeduler.h"
 #include "gui/guiwindow.h"
+#include "tests/gui/idle_functions.h"
 #include "tests/gui/input_device.h"
 #include "tests/support/failing_calls.h"
 
 namespace {
-
-void* NoThread(void*) {
-    return nullptr;
-}
 
 // The decoder remembers when it last emitted an event, for the whole process: every test starts well after
 // the last.
@@ -57,8 +54,8 @@ class Touch : public testing::Test {
     }
 
     test::InputDevice device;
-    GUITOUCH* touch = CreateTouch(device.Path(), 1, NoThread);
-    GUIEVENT* event = CreateEvent(2, NoThread);
+    GUITOUCH* touch = CreateTouch(device.Path(), 1, test::NoThread);
+    GUIEVENT* event = CreateEvent(2, test::NoThread);
 };
 
 TEST_F(Touch, ReportsAPressWhereItIs) {
@@ -88,13 +85,10 @@ TEST_F(Touch, ReportsAReleaseWhereItBegan) {
     ExpectEvent(GUIEVENT_TCH_UP, 0xFFFF, 0xFFFF);  // no press to go back to
 }
 
-int Nothing(void*) {
-    return 0;
-}
-
 TEST_F(Touch, ReleaseBesideAButtonReachesTheButtonPressed) {
     GUIVISIBLE button = {{{100, 200}, {150, 220}}, 1, 0, 0};
-    GUIWINDOW* window = CreateWindow(0, 0, 800, 480, Nothing, Nothing, Nothing, nullptr, nullptr);
+    GUIWINDOW* window =
+        CreateWindow(0, 0, 800, 480, test::DoNothing, test::DoNothing, test::DoNothing, nullptr, nullptr);
     GUIMESSAGE* message = CreateMessage(2, 0);
     ASSERT_EQ(AddWindowComp(GUICOMP_WINDOW, sizeof(*window), window, window), 0);
     ASSERT_EQ(AddWindowComp(GUICOMP_PICTURE, sizeof(button), &button, window), 0);
@@ -255,19 +249,19 @@ TEST_F(Touch, ReportsShortMemoryAndAFullQueue) {
 }
 
 TEST_F(Touch, CreationRefusesBadArgumentsAndReleasesWhatItMade) {
-    EXPECT_EQ(CreateTouch(nullptr, 1, NoThread), nullptr);
+    EXPECT_EQ(CreateTouch(nullptr, 1, test::NoThread), nullptr);
     EXPECT_EQ(CreateTouch(device.Path(), 1, nullptr), nullptr);
-    EXPECT_EQ(CreateTouch("/nonexistent/event2", 1, NoThread), nullptr);
+    EXPECT_EQ(CreateTouch("/nonexistent/event2", 1, test::NoThread), nullptr);
     const int before = test::FailingCalls::OpenDescriptors();
     for (int call : {1, 2, 3}) {
         test::FailingCalls failing(call);
-        EXPECT_EQ(CreateTouch(device.Path(), 1, NoThread), nullptr);
+        EXPECT_EQ(CreateTouch(device.Path(), 1, test::NoThread), nullptr);
     }
     EXPECT_EQ(test::FailingCalls::OpenDescriptors(), before);
 }
 
 TEST_F(Touch, IsFreedEvenWhenTheCloseFails) {
-    GUITOUCH* other = CreateTouch(device.Path(), 1, NoThread);
+    GUITOUCH* other = CreateTouch(device.Path(), 1, test::NoThread);
     ASSERT_NE(other, nullptr);
     {
         test::FailingCalls failing(1);
@@ -283,7 +277,7 @@ TEST_F(Touch, DestroyingTheCurrentOneLeavesNone) {
     EXPECT_EQ(GetCurrTouch(), touch);
     EXPECT_EQ(DestroyTouch(&touch), 0);
     EXPECT_EQ(GetCurrTouch(), nullptr);
-    touch = CreateTouch(device.Path(), 1, NoThread);
+    touch = CreateTouch(device.Path(), 1, test::NoThread);
 }
 
 TEST_F(Touch, ThreadEndsWhileItWaitsForATouch) {

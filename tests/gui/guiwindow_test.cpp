@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "tests/gui/idle_functions.h"
 #include "tests/support/failing_calls.h"
 
 namespace {
@@ -13,10 +14,6 @@ int Function(void*) {
     return Name;
 }
 constexpr WNDFUNC Nothing = Function<0>;
-
-void* NoThread(void*) {
-    return nullptr;
-}
 
 GUIWINDOW* MakeWindow() {
     return CreateWindow(0, 0, 800, 480, Nothing, Nothing, Nothing, nullptr, nullptr);
@@ -43,7 +40,7 @@ class Window : public testing::Test {
 
 TEST_F(Window, IsCreatedEnabledAndEmpty) {
     GUIWINDOW* placed =
-        CreateWindow(10, 20, 30, 1, Function<1>, Function<2>, Function<3>, Function<4>, NoThread);
+        CreateWindow(10, 20, 30, 1, Function<1>, Function<2>, Function<3>, Function<4>, test::NoThread);
     ASSERT_NE(placed, nullptr);
     EXPECT_EQ(placed->Visible.Area.Start.x, 10u);
     EXPECT_EQ(placed->Visible.Area.Start.y, 20u);
@@ -56,7 +53,7 @@ TEST_F(Window, IsCreatedEnabledAndEmpty) {
     EXPECT_EQ(placed->fnWndExit, Function<2>);
     EXPECT_EQ(placed->fnWndPaint, Function<3>);
     EXPECT_EQ(placed->fnWndLoop, Function<4>);
-    EXPECT_EQ(placed->fnWndThread, NoThread);
+    EXPECT_EQ(placed->fnWndThread, test::NoThread);
     EXPECT_EQ(placed->thdWndTid, GUITHREAD_NONE);
     EXPECT_EQ(placed->pWndComps->iLimit, 1000);
     EXPECT_EQ(placed->pWndBrush, nullptr);

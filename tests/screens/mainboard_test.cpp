@@ -21,18 +21,13 @@ using testing::StartsWith;
 
 namespace {
 
-struct Button {
-    const char* name;
-    unsigned x, y;
-};
-const Button kButtons[] = {
+const test::Button kButtons[] = {
     {"F1", 600, 35},   {"F2", 600, 95},   {"F3", 435, 155},  {"F4", 435, 215},  {"F5", 435, 275},
     {"F6", 435, 335},  {"F7", 435, 395},  {"F11", 435, 64},  {"F21", 650, 95},  {"F31", 555, 155},
     {"F41", 555, 215}, {"F51", 555, 275}, {"F61", 555, 335}, {"F71", 555, 395}, {"F12", 675, 155},
     {"F22", 675, 215}, {"F32", 675, 275}, {"F42", 675, 335}, {"F52", 675, 395},
 };
 constexpr test::Area kFrame = {20, 30, 400, 400};
-constexpr test::Area kInfoLine = {0, 450, 650, 30};
 
 }  // namespace
 
@@ -42,12 +37,12 @@ class MainBoard : public test::ScreenTest {
     void OpenConnected() {
         Open();
         TapButton("F11", 2000);
-        ASSERT_THAT(Texts(kInfoLine), ElementsAre("Connect success!!!"));
+        ASSERT_THAT(Texts(test::kInfoLine), ElementsAre("Connect success!!!"));
         Printed();
     }
     // The middle of the button's left half: F21 covers the right half of F2.
     void PressButton(const std::string& name) {
-        for (const Button& button : kButtons)
+        for (const test::Button& button : kButtons)
             if (name == button.name)
                 return Press(static_cast<int>(button.x) + (name == "F21" ? 80 : 20),
                              static_cast<int>(button.y) + 25);
@@ -70,7 +65,7 @@ class MainBoard : public test::ScreenTest {
 TEST_F(MainBoard, WithoutTheMeasurementBoardThreeButtonsAreDisabled) {
     Open();
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/mainboard"));
-    for (const Button& button : kButtons) {
+    for (const test::Button& button : kButtons) {
         const std::string name = button.name;
         EXPECT_EQ(name != "F1" && name != "F2" && name != "F52", Enabled(button.x, button.y)) << name;
     }
@@ -85,14 +80,14 @@ TEST_F(MainBoard, WithTheMeasurementBoardAllButtonsAreEnabled) {
     OPMGUIShare.usIsConnect = 1;
     Open();
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/mainboard_connected"));
-    for (const Button& button : kButtons)
+    for (const test::Button& button : kButtons)
         EXPECT_TRUE(Enabled(button.x, button.y)) << button.name;
 }
 
 TEST_F(MainBoard, ListsTheShieldTheButtonsInOrderAndTheBackButton) {
     Open();
     std::vector<std::string> places = {"0,0", "0,0"};
-    for (const Button& button : kButtons)
+    for (const test::Button& button : kButtons)
         places.push_back(std::to_string(button.x) + "," + std::to_string(button.y));
     places.push_back("650,454");
     EXPECT_THAT(Components(), ElementsAreArray(places));
@@ -108,7 +103,7 @@ TEST_F(MainBoard, EveryButtonHasItsPressedLook) {
     OPMGUIShare.usIsConnect = 1;
     Open();
     std::vector<test::Picture> pressed;
-    for (const Button& button : kButtons) {
+    for (const test::Button& button : kButtons) {
         PressButton(button.name);
         pressed.push_back(Screenshot({button.x, button.y, 105, 53}));
         ReleaseUnheard(FrmMainBoard);
@@ -205,9 +200,9 @@ TEST_F(MainBoard, OpeningTheOpticalTestsSwitchesTheVisibleLightOff) {
 TEST_F(MainBoard, InfoLineTakesAnyText) {
     Open();
     EXPECT_EQ(0, FrmMainBoardSetInfo("Read Serial Time Out."));
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Read Serial Time Out."));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Read Serial Time Out."));
     EXPECT_EQ(0, FrmMainBoardSetInfo(nullptr));
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Read Serial Time Out."));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Read Serial Time Out."));
 }
 
 TEST(MainBoardInfoLine, TextForAScreenThatIsNotShownIsDropped) {
@@ -220,7 +215,7 @@ TEST_F(MainBoard, ConnectEnablesTheChecksThatNeedTheBoard) {
     OpenConnected();
     EXPECT_TRUE(Enabled(600, 35) && Enabled(600, 95) && Enabled(675, 395));
     TapButton("F11", 500);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect fail!!!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect fail!!!"));
     EXPECT_FALSE(Enabled(600, 35) || Enabled(600, 95) || Enabled(675, 395));
     EXPECT_EQ(-1, serialFD);
 }
@@ -231,9 +226,9 @@ TEST_F(MainBoard, WithoutABoardConnectFailsAfterThreeTimeOuts) {
     TapButton("F11", 4000);
     EXPECT_TRUE(Enabled(0, 0)) << "the shield is up while the check runs";
     Run(2000);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Read Serial Time Out."));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Read Serial Time Out."));
     Run(12000);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect fail!!!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect fail!!!"));
     EXPECT_FALSE(Enabled(0, 0));
     EXPECT_FALSE(Enabled(600, 35));
 }

@@ -13,12 +13,7 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr test::Area kInfoLine = {0, 450, 650, 30};
-struct Button {
-    const char* name;
-    unsigned x, y;
-};
-const Button kLoops[] = {{"Apd", 600, 64}, {"Vdd", 600, 124}, {"Att0", 600, 184}, {"Att1", 600, 244}};
+const test::Button kLoops[] = {{"Apd", 600, 64}, {"Vdd", 600, 124}, {"Att0", 600, 184}, {"Att1", 600, 244}};
 
 // Data line 1 to 4.
 constexpr test::Area Line(unsigned line) {
@@ -39,8 +34,8 @@ class OpmAdjust : public test::ScreenTest {
     void OpenConnected() {
         Start(FrmAdjust);
         TapAt(450, 64, 2000);
-        ASSERT_THAT(Texts(kInfoLine), ElementsAre("Connect Success!!!"));
-        for (const Button& loop : kLoops)
+        ASSERT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Success!!!"));
+        for (const test::Button& loop : kLoops)
             ASSERT_TRUE(Enabled(loop.x, loop.y));
         Printed();
     }
@@ -62,7 +57,7 @@ TEST_F(OpmAdjust, WithoutTheBoardTheLoopsAreDisabled) {
                 ElementsAre("OPM Adjust", "Connect", "Apd", "Vdd", "Att0", "Att1", "infomation eara!"));
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_adjust"));
     const test::Picture idle = Screenshot();
-    for (const Button& loop : kLoops) {
+    for (const test::Button& loop : kLoops) {
         EXPECT_FALSE(Enabled(loop.x, loop.y)) << loop.name;
         TapAt(loop.x, loop.y);
         EXPECT_EQ(idle.rgb, Screenshot().rgb) << loop.name;
@@ -76,7 +71,7 @@ TEST_F(OpmAdjust, WithTheBoardConnectedBeforeTheLoopsAreEnabledAtOnce) {
     OPMGUIShare.usCurrWaveLen = 2;
     OPMGUIShare.usStart = 1;
     Start(FrmAdjust);
-    for (const Button& loop : kLoops)
+    for (const test::Button& loop : kLoops)
         EXPECT_TRUE(Enabled(loop.x, loop.y)) << loop.name;
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_adjust_connected"));
     EXPECT_EQ(0, OPMGUIShare.usCurrAnalog);
@@ -98,7 +93,7 @@ TEST_F(OpmAdjust, PressSelectsTheLoopAndShowsTheButtonActive) {
     Start(FrmAdjust);
     int index = 0;
     std::vector<test::Picture> pressed;
-    for (const Button& loop : kLoops) {
+    for (const test::Button& loop : kLoops) {
         Press(static_cast<int>(loop.x) + 20, static_cast<int>(loop.y) + 25);
         pressed.push_back(Screenshot({loop.x, loop.y, 105, 53}));
         EXPECT_EQ(index++, OPMGUIShare.usCurrAnalog) << loop.name;
@@ -113,9 +108,9 @@ TEST_F(OpmAdjust, ConnectTogglesTheLoops) {
     OpenConnected();
     OPMGUIShare.usDoneFlag = 1;
     TapAt(450, 64, 1000);  // closes the port again
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect Fail!!!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Fail!!!"));
     EXPECT_EQ(0, OPMGUIShare.usDoneFlag);
-    for (const Button& loop : kLoops)
+    for (const test::Button& loop : kLoops)
         EXPECT_FALSE(Enabled(loop.x, loop.y)) << loop.name;
 }
 
@@ -132,7 +127,7 @@ TEST_F(OpmAdjust, DataLinesAreOneToFour) {
     EXPECT_THAT(Texts(Line(1)), ElementsAre("one"));
     EXPECT_THAT(Texts(Line(4)), ElementsAre("four"));
     EXPECT_THAT(Texts(Line(2)), IsEmpty());
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("infomation eara!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("infomation eara!"));
 }
 
 TEST_F(OpmAdjust, VddLoopFindsItsTargetsAndStoresThem) {
@@ -148,7 +143,7 @@ TEST_F(OpmAdjust, VddLoopFindsItsTargetsAndStoresThem) {
     for (const std::string& text : Texts(Line(2)))
         shown += text;
     EXPECT_THAT(shown, HasSubstr("Ad:  3.0V reg:0x0"));
-    EXPECT_THAT(Texts(kInfoLine), IsEmpty());
+    EXPECT_THAT(Texts(test::kInfoLine), IsEmpty());
     cOpmTunning = {};
     GetOpmTunning();
     EXPECT_EQ(OpmTuningResult.Vdd_Result[3].reg, cOpmTunning.iVddValue[3]) << "kept by the driver";
@@ -186,7 +181,7 @@ TEST_F(OpmAdjust, AnExhaustedLoopIsToldOnTheInformationLine) {
     Fault("board.wrong_channel");
     TapAt(600, 64, 300);
     RunUntilEnabled(900);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Ajust try times out."));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Ajust try times out."));
 }
 
 TEST_F(OpmAdjust, AStoppedLoopSaysSoAndSavesNothing) {
@@ -194,7 +189,7 @@ TEST_F(OpmAdjust, AStoppedLoopSaysSoAndSavesNothing) {
     const OPM_TUNING before = cOpmTunning;
     Fault("board.wrong_channel");
     TapAt(600, 124, 3000);
-    for (const Button& loop : kLoops)
+    for (const test::Button& loop : kLoops)
         EXPECT_FALSE(Enabled(loop.x, loop.y)) << loop.name << " while the loop runs";
     SetStopThreadFlag(0);
     RunUntilEnabled(10);

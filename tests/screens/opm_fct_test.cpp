@@ -16,16 +16,10 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr test::Area kInfoLine = {0, 450, 650, 30};
-constexpr test::Area kFrame = {5, 30, 400, 400};
-struct Button {
-    const char* name;
-    unsigned x, y;
-};
-const Button kTests[] = {{"Voltage Check", 600, 35},
-                         {"Signal chain", 600, 95},
-                         {"Eeprom Check", 600, 155},
-                         {"Temperature", 600, 215}};
+const test::Button kTests[] = {{"Voltage Check", 600, 35},
+                               {"Signal chain", 600, 95},
+                               {"Eeprom Check", 600, 155},
+                               {"Temperature", 600, 215}};
 
 }  // namespace
 
@@ -39,7 +33,7 @@ class OpmFct : public test::ScreenTest {
     void OpenConnected() {
         Open();
         TapAt(450, 35, 2000);
-        ASSERT_THAT(Texts(kInfoLine), ElementsAre("Connect Success!!!"));
+        ASSERT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Success!!!"));
         Printed();
     }
     void RunUntilEnabled(unsigned seconds) {
@@ -48,7 +42,7 @@ class OpmFct : public test::ScreenTest {
         EXPECT_TRUE(Enabled(600, 35)) << "the test has not ended";
         Run(300);
     }
-    std::vector<std::string> Shown() const { return Texts(kFrame); }
+    std::vector<std::string> Shown() const { return Texts(test::kOpticalFrame); }
     std::vector<std::string> Lines(const std::string& prefix) const {
         std::vector<std::string> lines;
         for (const std::string& line : linked_->TraceLines({"reg", "serial"}))
@@ -82,14 +76,14 @@ TEST_F(OpmFct, ListsTheWindowTheButtonsAndBack) {
 
 TEST_F(OpmFct, ConnectEnablesAndDisablesTheTests) {
     OpenConnected();
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_TRUE(Enabled(button.x, button.y)) << button.name;
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_connected"));
     OPMGUIShare.usDoneFlag = 1;
     TapAt(450, 35, 1000);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect Fail!!!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Fail!!!"));
     EXPECT_EQ(0, OPMGUIShare.usDoneFlag);
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
     EXPECT_TRUE(Enabled(450, 35));
 }
@@ -98,7 +92,7 @@ TEST_F(OpmFct, EveryButtonHasItsPressedLook) {
     OPMGUIShare.usIsConnect = 1;
     Open();
     std::vector<test::Picture> pressed;
-    for (const Button& button : kTests) {
+    for (const test::Button& button : kTests) {
         Press(static_cast<int>(button.x) + 20, static_cast<int>(button.y) + 25);
         pressed.push_back(Screenshot({button.x, button.y, 105, 53}));
         ReleaseUnheard(FrmOPM);
@@ -135,7 +129,7 @@ TEST_F(OpmFct, VoltageCheckReadsThreeChannels) {
     EXPECT_THAT(Lines("reg write"), ElementsAre("reg write 0x30000012 0x02f8"));
     EXPECT_THAT(Lines("serial tx"), ElementsAre("serial tx 04 08 0e 07 23", "serial tx 04 08 15 07 23",
                                                 "serial tx 04 08 1c 07 23"));
-    EXPECT_THAT(Texts(kInfoLine), IsEmpty());
+    EXPECT_THAT(Texts(test::kInfoLine), IsEmpty());
     const std::vector<std::string> shown = Shown();
     ASSERT_EQ(3u, shown.size());
     EXPECT_THAT(shown[0], StartsWith("OK  TP18:  1.0"));
@@ -144,7 +138,7 @@ TEST_F(OpmFct, VoltageCheckReadsThreeChannels) {
     EXPECT_EQ(0xFFFFFFu, ColorOf(shown[0]));
     EXPECT_EQ(3, VoltageFlag1 + VoltageFlag2 + VoltageFlag3);
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/opm_fct_voltage"));
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_TRUE(Enabled(button.x, button.y)) << button.name;
 }
 
@@ -184,7 +178,7 @@ TEST_F(OpmFct, SignalChainTestsFourChannels) {
     OpenConnected();
     TapAt(600, 95, 500);
     EXPECT_THAT(Shown(), Contains("Adjust Att0......"));
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
     RunUntilEnabled(300);
     EXPECT_THAT(Shown(), ElementsAre("6300channel: success!!!", "6301channel: success!!!",
@@ -258,7 +252,7 @@ TEST_F(OpmFct, AFailureOfTheSecondAttenuatorIsTold) {
     for (const std::string& text : Shown())
         shown += text;
     EXPECT_THAT(shown, StartsWith("Adjust Att1 fail!!! Signal chain test"));
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
 }
 
@@ -340,7 +334,7 @@ TEST_F(OpmFct, AnAttenuatorThatCannotBeAdjustedLeavesTheButtonsDisabled) {
     for (const std::string& text : Shown())
         shown += text;
     EXPECT_THAT(shown, StartsWith("Adjust Att0 fail!!! Signal chain test"));
-    for (const Button& button : kTests)
+    for (const test::Button& button : kTests)
         EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
     Tap(680, 465);
     EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM  testV20150629"));

@@ -10,7 +10,6 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr test::Area kInfoLine = {0, 450, 650, 30};
 constexpr test::Area kLine1 = {10, 45, 390, 90};
 constexpr test::Area kLine2 = {10, 245, 390, 90};
 
@@ -48,7 +47,7 @@ TEST_F(OpticalCheck, TellsWhichFibreToPlugIn) {
     EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM Adjust"));
     EXPECT_EQ(Packed({"Please plug in 1KM - 2KM optical fiber before adjust"}), Packed(Texts(kLine1)));
     EXPECT_EQ(Packed({"Please plug in 5 m optical fiber before adjust"}), Packed(Texts(kLine2)));
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("infomation eara!"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("infomation eara!"));
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/optcheck"));
 }
 
@@ -63,7 +62,7 @@ TEST_F(OpticalCheck, PressTellsThatTheWorkStarts) {
     Start(FrmOptcheck);
     SetStopThreadFlag(0);
     Press(540, 90);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Optical check start,please wait......"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Optical check start,please wait......"));
     EXPECT_EQ(0x3C3028u, ColorOf("Opt check"));
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/optcheck_pressed"));
     Release();
@@ -119,7 +118,7 @@ TEST_F(OpticalCheck, ASearchWithoutAVerdictLeavesTheFirstTextEmpty) {
 TEST_F(OpticalCheck, OffsetIsShownAndSaved) {
     Start(FrmOptcheck);
     Press(540, 250);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Deviation adjust start,please wait......"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Deviation adjust start,please wait......"));
     Release(8000);
     const std::string line = Packed(Texts(kLine2));
     EXPECT_THAT(line, HasSubstr("offset=" + std::to_string(cOpmTunning.OffsetPoint) + "Adjust"));

@@ -10,7 +10,6 @@ using OpticalMenu = test::ScreenTest;
 namespace {
 
 constexpr test::Area kTitle = {0, 0, 800, 30};
-constexpr test::Area kInfoLine = {0, 450, 650, 30};
 
 struct Icon {
     const char* caption;
@@ -35,10 +34,10 @@ TEST_F(OpticalMenu, ShowsFiveIconsAndTheirNames) {
 TEST_F(OpticalMenu, TellsOfAConnectedMeasurementBoard) {
     OPMGUIShare.usIsConnect = 1;
     Start(FrmOpticalMain);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect Success !"));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Success !"));
     OPMGUIShare.usIsConnect = 0;
     Run(500);
-    EXPECT_THAT(Texts(kInfoLine), ElementsAre("Connect Success !")) << "read once";
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Connect Success !")) << "read once";
 }
 
 TEST_F(OpticalMenu, ListsTheWindowFiveIconsAndTheBackButton) {

@@ -53,14 +53,12 @@ std::string Words(const std::vector<std::string>& lines) {
     return words;
 }
 
-constexpr test::Area kFrame = {5, 30, 400, 400};
-
 }  // namespace
 
 TEST_F(PulseWidth, ShowsItsButtonsAndAnEmptyFrame) {
     Start(FrmPulseWid);
     EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("PulseWid FCT"));
-    EXPECT_THAT(Texts(kFrame), testing::IsEmpty());
+    EXPECT_THAT(Texts(test::kOpticalFrame), testing::IsEmpty());
     EXPECT_THAT(Texts({0, 450, 650, 30}), testing::IsEmpty());
     EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/pulse_width"));
 }
@@ -85,13 +83,13 @@ TEST_F(PulseWidth, EachButtonWritesItsConfigurationAndNamesIt) {
         linked_->StartTrace();
         linked_->ClearTrace();
         Release(1000);
-        EXPECT_EQ("PleaseWait5Seconds......", Words(Texts(kFrame))) << mode;
+        EXPECT_EQ("PleaseWait5Seconds......", Words(Texts(test::kOpticalFrame))) << mode;
         if (mode == 2) {
             EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/pulse_width_running"));
         }
         Run(6000);
         EXPECT_THAT(linked_->TraceLines({"reg"}), ElementsAreArray(ExpectedWrites(mode))) << mode;
-        EXPECT_EQ(Words({kMessages[mode - 1]}), Words(Texts(kFrame))) << mode;
+        EXPECT_EQ(Words({kMessages[mode - 1]}), Words(Texts(test::kOpticalFrame))) << mode;
         if (mode == 2) {
             EXPECT_TRUE(test::MatchesGolden(Screenshot(), "screens/pulse_width_done"));
         }
@@ -140,7 +138,7 @@ TEST_F(PulseWidth, GoesOnWhenTheFpgaCannotBeLoaded) {
     Release(7000);
     EXPECT_THAT(linked_->TraceLines({"fpga"}), testing::IsEmpty());
     EXPECT_THAT(linked_->TraceLines({"reg"}), ElementsAreArray(ExpectedWrites(1)));
-    EXPECT_EQ(Words({kMessages[0]}), Words(Texts(kFrame)));
+    EXPECT_EQ(Words({kMessages[0]}), Words(Texts(test::kOpticalFrame)));
     snprintf(cFpgaFileName, sizeof cFpgaFileName, "%s", bitstream.c_str());
 }
 

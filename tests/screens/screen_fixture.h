@@ -20,6 +20,15 @@ namespace test {
 struct Area {
     unsigned x, y, width, height;
 };
+// The line at the bottom of the checks' screens, and the optical ones' frame for texts.
+constexpr Area kInfoLine = {0, 450, 650, 30};
+constexpr Area kOpticalFrame = {5, 30, 400, 400};
+
+// A button by its caption, at its upper left corner.
+struct Button {
+    const char* name;
+    unsigned x, y;
+};
 
 class ScreenTest : public testing::Test {
   protected:

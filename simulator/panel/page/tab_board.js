@@ -66,7 +66,7 @@ export const boardTab = {
   },
   look({ board }) {
     show(plug, board.plugged);
-    link.textContent = `${board.frames} requests, ${board.replies} replies`;
+    link.textContent = `requests ${board.frames}, replies ${board.replies}`;
     analog.textContent =
       `Vdd ${board.vdd.toFixed(3)} V   Apd ${board.apd.toFixed(2)} V   ` +
       `Att0 ${(board.att0 * 1000).toFixed(1)} mV   Att1 ${(board.att1 * 1000).toFixed(1)} mV`;

@@ -107,10 +107,11 @@ function mark(canvas, area, plot, x, text, row = 0) {
 
 // The last acquisition.
 
-const holder = element("div", { class: "plot", id: "plot" });
-const cursor = element("p", { class: "num hint", id: "cursor" }, "Point at the trace to read it; drag to zoom, double click for all of it.");
+const kHowToRead = "Point at the trace to read it; drag to zoom, double click for all of it.";
+const holder = element("div", { class: "plot", id: "plot", hidden: true });
+const cursor = element("p", { class: "num hint", id: "cursor" }, "None yet. Opt check and Signal chain make one.");
 const scale = element(
-  "select", { "aria-label": "scale of the plot", onchange: () => draw() },
+  "select", { "aria-label": "scale of the plot", hidden: true, onchange: () => draw() },
   element("option", { value: "lin" }, "linear (ADC codes)"),
   element("option", { value: "log" }, "5 log10 (dB)"),
 );
@@ -138,7 +139,12 @@ function darkLevel(samples) {
 }
 
 function draw(keepZoom = false) {
-  if (!trace || trace.samples.length < 2 || holder.clientWidth === 0) return;
+  if (!trace || trace.samples.length < 2) return;
+  if (holder.hidden) {
+    holder.hidden = scale.hidden = false;
+    cursor.textContent = kHowToRead;
+  }
+  if (holder.clientWidth === 0) return;
   const log = scale.value === "log";
   const dark = darkLevel(trace.samples);
   const points = trace.samples

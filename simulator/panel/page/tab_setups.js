@@ -99,8 +99,8 @@ function offerLink() {
 
 const kRecorded = ["key", "knob", "touch", "set", "fault", "bench", "power_cut"];
 const script = element("textarea", { class: "script", spellcheck: false, "aria-label": "script" });
-const recording = element("span", { class: "warn" });
-const expected = element("input", { type: "text", placeholder: "text that must stand on the screen", style: "flex:1", "aria-label": "expected text" });
+const recording = element("span", { class: "warn", id: "recording" });
+const expected = element("input", { type: "text", placeholder: "text that must appear", style: "flex:1", "aria-label": "expected text" });
 let since = null; // virtual ms of the last line; null: not recording
 let shots = 0;
 
@@ -122,12 +122,26 @@ on("sent", (request) => {
   add(request);
 });
 
-async function record() {
+async function record(from) {
   const { set, faults } = await ask({ do: "bench" });
   script.value = "# Replay with: ./run --check FILE\n# Begins at power-on; adjust the waits where time does not matter.\n";
   if (Object.keys(set).length + Object.keys(faults).length > 0) add({ do: "bench", set, faults });
-  since = virtualNow();
+  since = from;
   recording.textContent = "recording";
+}
+
+const running = () => ask({ do: "hello" }).then(({ pid }) => pid, () => null);
+
+// The script begins at power-on: as soon as another fct answers.
+async function restartAndRecord() {
+  const before = await running();
+  await ask({ do: "restart" });
+  for (let tries = 0; tries < 200; ++tries) {
+    await new Promise((resolve) => setTimeout(resolve, 50));
+    const now = await running();
+    if (now !== null && now !== before) return record(0);
+  }
+  throw new Error("fct does not start; nothing is recorded");
 }
 
 export const setupsTab = {
@@ -161,10 +175,10 @@ export const setupsTab = {
       element("div", { class: "row" },
         element("button", {
           class: "small", id: "record",
-          onclick: () => attempt(async () => { await ask({ do: "restart" }); setTimeout(() => attempt(record), 1500); }),
+          onclick: () => attempt(restartAndRecord),
           title: "starts fct again, so that the script begins at power-on",
         }, "Restart and record"),
-        element("button", { class: "small", onclick: () => attempt(record) }, "Record from now"),
+        element("button", { class: "small", onclick: () => attempt(() => record(virtualNow())) }, "Record from now"),
         element("button", {
           class: "small",
           onclick: () => { since = null; recording.textContent = ""; },
@@ -174,7 +188,10 @@ export const setupsTab = {
       element("div", { class: "row" }, expected,
         element("button", {
           class: "small",
-          onclick: () => expected.value && add({ do: "expect", text: expected.value, limit_ms: 60000 }),
+          onclick: () => {
+            if (expected.value) add({ do: "expect", text: expected.value, limit_ms: 60000 });
+            expected.value = "";
+          },
         }, "Expect"),
         element("button", {
           class: "small",

@@ -95,7 +95,7 @@ export const traceTab = {
       ),
       element("div", { class: "row" }, ...kinds.map((kind) => element("label", {}, boxes.get(kind), kind))),
       list,
-      element("p", { class: "hint" }, "Virtual seconds, thread, what it did; equal lines in a row are counted."),
+      element("p", { class: "hint" }, "Record shows what fct does to the hardware: virtual seconds, thread, what it did; equal lines in a row are counted."),
     );
   },
   look: follow,

@@ -138,6 +138,7 @@ class Page(unittest.TestCase):
     def test_acquisition_is_plotted(self):
         panel = self.panel
         panel.tab("optics")
+        self.assertFalse(panel.get("#plot").is_displayed(), "there is nothing to plot yet")
         panel.choose("#panel-optics select[aria-label=fibre]", "1.5 km")
         panel.until(lambda: panel.state()["optics"]["fibre_length"] == 1500, "the fibre")
         panel.touch("Opticl_FCT", "OPT_Adjust")
@@ -252,17 +253,24 @@ class Page(unittest.TestCase):
         panel.until(lambda: panel.state()["optics"]["fibre"] == "1.5 km", "the fibre")
 
     def test_recorded_script(self):
+        for button in ("Record from now", "Restart and record"):
+            with self.subTest(button=button):
+                self.record_and_replay(button)
+
+    def record_and_replay(self, button):
         panel = self.panel
         panel.tab("setups")
-        panel.browser.find_element(By.XPATH, "//button[text()='Record from now']").click()
-        script = panel.get("textarea.script")
-        panel.until(lambda: "Replay with" in script.get_attribute("value"), "the recording")
+        panel.browser.find_element(By.XPATH, f"//button[text()='{button}']").click()
+        recording = panel.get("#recording")
+        panel.until(lambda: recording.text == "recording", "the recording")
+        panel.until(lambda: panel.reads("Welcome to K905_FCT"), "the start screen")
         panel.touch("MainBoard_FCT", "Connect")
         panel.get("#panel-setups input[aria-label='expected text']").send_keys("Connect")
         panel.browser.find_element(By.XPATH, "//button[text()='Expect']").click()
+        panel.browser.find_element(By.XPATH, "//*[@id='panel-setups']//button[text()='Stop']").click()
         path = panel.folder.name + "/script.jsonl"
         with open(path, "w", encoding="utf-8") as file:
-            file.write(script.get_attribute("value"))
+            file.write(panel.get("textarea.script").get_attribute("value"))
         done = subprocess.run([sys.argv[1], "check", path, "--out", panel.folder.name], capture_output=True,
                               text=True, check=False)
         self.assertEqual(0, done.returncode, done.stdout)

@@ -128,12 +128,12 @@ class Page(unittest.TestCase):
         panel = self.panel
         panel.touch("Opticl_FCT", "OPM_Adjust")
         panel.touch("OPM_Adjust", "infomation eara!")
-        self.faster()
         panel.touch("Adjust Connect", "Connect Success!!!")
         panel.tab("board")
-        panel.touch("Vdd")
-        panel.until(lambda: panel.reads("Ad:  3.0V reg:0x"), "the calibrated voltage", 180)
+        panel.touch("Vdd", "AD Value")
         panel.shot("calibration")
+        self.faster()
+        panel.until(lambda: panel.reads("Ad:  3.0V reg:0x"), "the calibrated voltage", 180)
 
     def test_acquisition_is_plotted(self):
         panel = self.panel

@@ -148,9 +148,9 @@ constexpr QuantityRow kQuantityRows[] = {
       "at the module's port: \"none\", \"5 m\", \"1 km\", \"1.5 km\", or a list of events {\"at\": metres, "
       "\"loss\": dB, \"reflection\": dB}, the last one the end"},
      SetFibre},
-    {{"optics.light_on_link", "steady light from the far end: true (-20), false, or dBm at the port"},
+    {{"optics.light_on_link", "steady light from the far end: true (-20 dBm), false, or dBm at the port"},
      SetLightOnLink},
-    {{"screen.size", "[width, height] of the panel in pixels; before the product opens it"}, SetPanel},
+    {{"screen.size", "[width, height] of the panel in pixels; before the program opens it"}, SetPanel},
 };
 
 }  // namespace

@@ -82,7 +82,12 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
         return done;
     }
     if (what == "bench_save") {
-        saved_.Save(NameOf(request), BenchAsLeft(), options_.stateDir);
+        nlohmann::json bench = BenchAsLeft();
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            bench["seed"] = options_.seed;
+        }
+        saved_.Save(NameOf(request), bench, options_.stateDir);
         return done;
     }
     const Status status = GetStatus();
@@ -98,13 +103,13 @@ void PanelBench::Look(FrameLog& frames) {
         frames.Update(screen_->Pixels(), screen_->Bits());
 }
 
-// As the control interface keeps it from change to change. A power cut has happened once it has happened.
-nlohmann::json PanelBench::BenchAsLeft() const {
+// As the control interface keeps it from change to change. A power cut that has happened has happened.
+nlohmann::json PanelBench::BenchAsLeft() {
     std::ifstream in(options_.stateDir + "/bench.json");
     nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
     if (!bench.is_object())
         return {{"set", nlohmann::json::object()}, {"faults", nlohmann::json::object()}};  // untouched
-    if (bench.contains("faults") && bench["faults"].is_object())
+    if (!GetStatus().running && bench.contains("faults") && bench["faults"].is_object())
         for (const char* cut : {"module.eeprom_cut", "mainboard.eeprom_cut"})
             bench["faults"].erase(cut);
     return bench;
@@ -117,13 +122,20 @@ void PanelBench::Watch() {
         std::swap(wish, wish_);
     }
     if (!wish.what.empty()) {
+        const nlohmann::json left = BenchAsLeft();
         End();
         try {
             if (wish.what == "fresh")
                 SavedBenches::Blank(options_.stateDir);
             options_.start = wish.what == "fresh"     ? nlohmann::json()
                              : wish.what == "restore" ? saved_.Restore(wish.name, options_.stateDir)
-                                                      : BenchAsLeft();
+                                                      : left;
+            if (options_.start.is_object() &&
+                options_.start.value("seed", nlohmann::json()).is_number_unsigned()) {
+                const std::lock_guard<std::mutex> guard(mutex_);
+                options_.seed = options_.start["seed"];
+                options_.start.erase("seed");
+            }
             std::error_code ignored;
             fs::remove(options_.stateDir + "/bench.json", ignored);
             Start();

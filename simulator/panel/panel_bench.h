@@ -40,9 +40,9 @@ class PanelBench final : public PanelInstrument {
     void Start();
     void Leave() const;
     void SetEnded(const std::string& how);
-    nlohmann::json BenchAsLeft() const;
+    nlohmann::json BenchAsLeft();
 
-    BenchOptions options_;
+    BenchOptions options_;  // changed by Watch() only, and the seed under the mutex
     bool removeState_ = false;
     SavedBenches saved_;
     std::unique_ptr<Bench> bench_;

@@ -22,6 +22,7 @@ const fibre = element(
   element("option", { value: "custom" }, "custom"),
 );
 const length = element("span", { class: "hint" });
+let connected = null; // the fibre when last looked at; what is chosen here stays until another is connected
 const events = element("tbody");
 const custom = element("div", { hidden: true });
 
@@ -107,9 +108,10 @@ function mark(canvas, area, plot, x, text, row = 0) {
 
 // The last acquisition.
 
+const kNone = "None yet. Opt check and Signal chain make one.";
 const kHowToRead = "Point at the trace to read it; drag to zoom, double click for all of it.";
 const holder = element("div", { class: "plot", id: "plot", hidden: true });
-const cursor = element("p", { class: "num hint", id: "cursor" }, "None yet. Opt check and Signal chain make one.");
+const cursor = element("p", { class: "num hint", id: "cursor" }, kNone);
 const scale = element(
   "select", { "aria-label": "scale of the plot", hidden: true, onchange: () => draw() },
   element("option", { value: "lin" }, "linear (ADC codes)"),
@@ -139,12 +141,12 @@ function darkLevel(samples) {
 }
 
 function draw(keepZoom = false) {
-  if (!trace || trace.samples.length < 2) return;
-  if (holder.hidden) {
-    holder.hidden = scale.hidden = false;
-    cursor.textContent = kHowToRead;
+  const none = !trace || trace.samples.length < 2;
+  if (holder.hidden !== none) {
+    holder.hidden = scale.hidden = none;
+    cursor.textContent = none ? kNone : kHowToRead;
   }
-  if (holder.clientWidth === 0) return;
+  if (none || holder.clientWidth === 0) return;
   const log = scale.value === "log";
   const dark = darkLevel(trace.samples);
   const points = trace.samples
@@ -252,10 +254,10 @@ export const opticsTab = {
     curveKey = "";
   },
   async look({ optics, optic, fpga }) {
-    const named = kFibres.includes(optics.fibre);
-    if (document.activeElement !== fibre && (named || custom.hidden)) {
-      fibre.value = named ? optics.fibre : "custom";
-      custom.hidden = named;
+    if (optics.fibre !== connected) {
+      connected = optics.fibre;
+      custom.hidden = kFibres.includes(connected);
+      fibre.value = custom.hidden ? connected : "custom";
     }
     length.textContent = optics.fibre_length > 0 ? `${optics.fibre_length} m connected` : "nothing connected";
     show(temperature, optic.temperature);

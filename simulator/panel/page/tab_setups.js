@@ -53,20 +53,30 @@ const fromText = (text) =>
     Uint8Array.from(atob(text.replaceAll("-", "+").replaceAll("_", "/")), (c) => c.charCodeAt(0))));
 
 async function makeLink() {
-  const { set, faults } = await ask({ do: "bench" });
-  linkText.value = `${location.origin}/#bench=${toText({ set, faults })}`;
+  const [{ set, faults }, { seed }] = [await ask({ do: "bench" }), await ask({ do: "hello" })];
+  linkText.value = `${location.origin}/#bench=${toText({ set, faults, seed })}`;
   linkText.hidden = false;
   linkText.select();
   await navigator.clipboard?.writeText(linkText.value).catch(() => {});
 }
 
+const isObject = (value) => typeof value === "object" && value !== null && !Array.isArray(value);
+
+// The set-up in a link; throws when there is none.
+function fromLink(text) {
+  const bench = fromText(text);
+  const { set = {}, faults = {}, seed } = isObject(bench) ? bench : { set: null };
+  if (!isObject(set) || !isObject(faults)) throw new Error("no set-up");
+  return { set, faults, seed };
+}
+
 // A link may come from anybody: what it would do is shown first.
-function offerLink() {
+async function offerLink() {
   const found = location.hash.match(/^#bench=([\w-]+)$/);
   if (!found) return;
   let bench;
   try {
-    bench = fromText(found[1]);
+    bench = fromLink(found[1]);
   } catch {
     return tell("problem", "this link's set-up is damaged");
   }
@@ -75,17 +85,21 @@ function offerLink() {
     history.replaceState(null, "", location.pathname);
   };
   const parts = [
-    ...Object.entries(bench.set ?? {}).map(([key, value]) => `${key} = ${JSON.stringify(value)}`),
-    ...Object.keys(bench.faults ?? {}).map((key) => `fault ${key}`),
+    ...Object.entries(bench.set).map(([key, value]) => `${key} = ${JSON.stringify(value)}`),
+    ...Object.entries(bench.faults).map(([key, value]) => `fault ${key}` + (value === true ? "" : ` = ${JSON.stringify(value)}`)),
   ];
+  const { seed } = await ask({ do: "hello" }).catch(() => ({}));
+  const other = Number.isInteger(bench.seed) && Number.isInteger(seed) && bench.seed !== seed
+    ? ` It was made on specimen ${bench.seed}, this is ${seed}: ./run --seed ${bench.seed} starts that one.` : "";
   banner.replaceChildren(
-    element("p", { style: "margin:0 0 6px" }, `This link sets the bench up: ${parts.join(", ") || "untouched"}.`),
+    element("p", { style: "margin:0 0 6px" }, `This link sets the bench up: ${parts.join(", ") || "untouched"}. What matters at start-up takes effect with Restart.${other}`),
     element("div", { class: "row" },
       element("button", {
         class: "small", id: "apply-link",
         onclick: () => attempt(async () => {
-          await ask({ do: "bench", set: bench.set ?? {}, faults: bench.faults ?? {} });
-          tell("sent", { do: "bench" });
+          const request = { do: "bench", set: bench.set, faults: bench.faults };
+          await ask(request);
+          tell("sent", request);
           close();
         }),
       }, "Set it up"),
@@ -122,9 +136,22 @@ on("sent", (request) => {
   add(request);
 });
 
+function stopRecording(why) {
+  since = null;
+  recording.textContent = why;
+}
+
+// A power cut or a restart cannot be replayed beyond.
+on("status", ({ running }) => {
+  if (!running && since !== null) stopRecording("ended with fct");
+});
+
 async function record(from) {
-  const { set, faults } = await ask({ do: "bench" });
-  script.value = "# Replay with: ./run --check FILE\n# Begins at power-on; adjust the waits where time does not matter.\n";
+  const [{ set, faults }, { seed }] = [await ask({ do: "bench" }), await ask({ do: "hello" })];
+  script.value =
+    `# Replay with: ./run --check FILE${seed === 1 ? "" : ` --seed ${seed}`}\n` +
+    "# The replay begins at power-on, with blank EEPROMs; adjust the waits where time does not matter.\n";
+  shots = 0;
   if (Object.keys(set).length + Object.keys(faults).length > 0) add({ do: "bench", set, faults });
   since = from;
   recording.textContent = "recording";
@@ -161,7 +188,7 @@ export const setupsTab = {
         }, "Save"),
       ),
       element("p", { class: "hint" },
-        "Everything set on the bench, the faults, both EEPROMs and the tuning record. Restore starts the instrument again with them."),
+        "Everything set on the bench, the faults, the specimen, both EEPROMs and the tuning record; not the files on SD card and USB stick. Restore starts the instrument again with them. A link carries settings and faults only."),
       element("table", {}, list),
       element("div", { class: "row" },
         element("button", { class: "small", onclick: () => attempt(makeLink) }, "Link to this set-up"),
@@ -181,7 +208,7 @@ export const setupsTab = {
         element("button", { class: "small", onclick: () => attempt(() => record(virtualNow())) }, "Record from now"),
         element("button", {
           class: "small",
-          onclick: () => { since = null; recording.textContent = ""; },
+          onclick: () => stopRecording(""),
         }, "Stop"),
         recording,
       ),
@@ -189,13 +216,18 @@ export const setupsTab = {
         element("button", {
           class: "small",
           onclick: () => {
-            if (expected.value) add({ do: "expect", text: expected.value, limit_ms: 60000 });
+            if (!expected.value) return;
+            if (since !== null) mark();
+            add({ do: "expect", text: expected.value, limit_ms: 60000 });
             expected.value = "";
           },
         }, "Expect"),
         element("button", {
           class: "small",
-          onclick: () => add({ do: "screenshot", path: `${String(++shots).padStart(2, "0")}.png` }),
+          onclick: () => {
+            if (since !== null) mark();
+            add({ do: "screenshot", path: `${String(++shots).padStart(2, "0")}.png` });
+          },
         }, "Screenshot"),
       ),
       script,

@@ -1,6 +1,6 @@
 // The hardware trace, live: what fct does to registers, buses and the serial line.
 import { download, element } from "./dom.js";
-import { ask } from "./link.js";
+import { ask, on } from "./link.js";
 
 const kinds = ["reg", "fpga", "data", "i2c", "serial", "ioctl", "shell", "sleep", "file"];
 const registers = {
@@ -47,6 +47,13 @@ async function start() {
   state.textContent = "recording";
 }
 
+// The fct of a restart counts its lines from 0, and records nothing unasked.
+let run = null;
+on("status", (status) => {
+  if (status.running && status.run !== run && next !== null) start().catch(() => (next = null));
+  run = status.run;
+});
+
 async function stop() {
   next = null;
   state.textContent = "stopped";
@@ -61,8 +68,11 @@ async function follow() {
     ...(wanted.length < kinds.length && { kinds: wanted.length > 0 ? wanted : ["none"] }),
   });
   if (next === null) return;
+  const everyKind = wanted.length === kinds.length;
+  const missed = everyKind ? Math.max(0, reply.next - next - reply.lines.length) : 0;
   next = reply.next;
   if (reply.lines.length === 0) return;
+  if (missed > 0) lines.push(`... ${missed} lines left out; Download all has what is kept`);
   lines = lines.concat(reply.lines.map(decode)).slice(-kShown);
   paint();
 }

@@ -236,6 +236,15 @@ class Page(unittest.TestCase):
         panel.until(lambda: panel.state()["faults"] == {"sd.missing": True}, "the fault")
         panel.shot("restored")
 
+    def test_setup_is_of_its_specimen(self):
+        panel = self.panel
+        panel.ask(do="bench_save", name="first specimen")
+        panel.end_launcher()
+        panel.launch("8950", "--seed", "7")
+        self.assertEqual(7, panel.ask(do="hello")["seed"])
+        panel.ask(do="bench_restore", name="first specimen")
+        panel.until(lambda: panel.ask(do="hello").get("seed") == 1, "the specimen of the set-up")
+
     def test_link_reproduces_a_setup(self):
         panel = self.panel
         panel.ask(do="set", name="optics.fibre", value="1.5 km")
@@ -251,6 +260,58 @@ class Page(unittest.TestCase):
         self.assertEqual("none", panel.state()["optics"]["fibre"], "nothing happens unasked")
         panel.get("#apply-link").click()
         panel.until(lambda: panel.state()["optics"]["fibre"] == "1.5 km", "the fibre")
+
+    def test_damaged_link_is_told(self):
+        panel = self.panel
+        for damage in ("bnVsbA", "WzFd", "eyJzZXQiOjF9"):  # null, [1], {"set":1}
+            with self.subTest(damage=damage):
+                panel.browser.get("about:blank")
+                panel.browser.get(panel.url + "#bench=" + damage)
+                panel.until(lambda: "damaged" in panel.get("#message").text, "the message")
+                panel.until(lambda: panel.lit() > 1000, "the picture all the same")
+                self.assertFalse(panel.browser.find_elements(By.ID, "apply-link"))
+
+    def test_custom_fibre(self):
+        panel = self.panel
+        panel.tab("optics")
+        choice = "#panel-optics select[aria-label=fibre]"
+        panel.until(lambda: "25.0" in panel.get("#panel-optics").text, "the state of the module")
+        panel.choose(choice, "custom")
+        connect = panel.browser.find_element(By.XPATH, "//button[text()='Connect this fibre']")
+        connect.send_keys("")  # the focus is elsewhere now
+        panel.ask(do="set", name="module.temperature", value=31)
+        panel.until(lambda: "31.0" in panel.get("#panel-optics").text, "a later state of the module")
+        self.assertTrue(connect.is_displayed(), "the editor stays open")
+        connect.click()
+        panel.until(lambda: panel.state()["optics"]["fibre_length"] == 1500, "the fibre")
+        panel.choose(choice, "5 m")
+        panel.until(lambda: panel.state()["optics"]["fibre_length"] == 5, "another fibre")
+        self.assertFalse(connect.is_displayed())
+
+    def test_trace_goes_on_after_a_restart(self):
+        panel = self.panel
+        panel.tab("trace")
+        panel.browser.find_element(By.XPATH, "//button[text()='Record']").click()
+        panel.touch("MainBoard_FCT", "Connect")
+        panel.touch("Connect")
+        lines = panel.get("#panel-trace pre")
+        panel.until(lambda: "serial" in lines.text, "the first trace")
+        before = panel.ask(do="hello")["pid"]
+        panel.get("#restart-now").click()
+        panel.until(lambda: panel.ask(do="hello").get("pid", before) != before and
+                    panel.reads("Welcome to K905_FCT"), "the restart")
+        panel.browser.find_element(By.XPATH, "//button[text()='Clear']").click()
+        panel.touch("MainBoard_FCT", "Connect")
+        panel.touch("Connect")
+        panel.until(lambda: "serial" in lines.text, "the second trace")
+
+    def test_armed_power_cut_outlasts_a_restart(self):
+        panel = self.panel
+        panel.ask(do="fault", name="module.eeprom_cut", value=200)
+        before = panel.ask(do="hello")["pid"]
+        panel.get("#restart-now").click()
+        panel.until(lambda: panel.ask(do="hello").get("pid", before) != before, "the restart")
+        self.assertIn("module.eeprom_cut", panel.state()["faults"])
 
     def test_recorded_script(self):
         for button in ("Record from now", "Restart and record"):

@@ -47,11 +47,11 @@ class Panel:
         self.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
         self.resize(1280, 720)
 
-    def launch(self, port):
+    def launch(self, port, *options):
         """Starts the launcher at that port or the next free one."""
         environment = {**os.environ, "K905_BENCHES": self.folder.name + "/benches",
                        "XDG_RUNTIME_DIR": self.folder.name}
-        self.launcher = subprocess.Popen([self.k905, "panel", "--port", port], stdout=subprocess.PIPE, text=True,
+        self.launcher = subprocess.Popen([self.k905, "panel", "--port", port, *options], stdout=subprocess.PIPE, text=True,
                                          env=environment)
         self.url = self.launcher.stdout.readline().split(" at ")[1].split()[0]
 

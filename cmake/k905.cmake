@@ -73,5 +73,5 @@ function(k905_test name)
   # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1.
   target_compile_options(${name} PRIVATE -O0)
   k905_bulky_headers(${name} <gmock/gmock.h> <gtest/gtest.h>)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 COST "${K905_TEST_COST}")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS ${name} COST "${K905_TEST_COST}")
 endfunction()

@@ -45,13 +45,15 @@ need() {
 build() {
   local preset=$1 log
   shift
-  if [ ! -f "build/$preset/build.ninja" ]; then
+  # Anew, too, when the presets have changed since: the folder keeps what they said.
+  if [ ! "build/$preset/configured" -nt CMakePresets.json ] || [ ! -f "build/$preset/build.ninja" ]; then
     say "configuring build/$preset"
     cmake --preset "$preset" "${cmake_options[@]}" >"/tmp/k905-cmake.$$.log" 2>&1 || {
       cat "/tmp/k905-cmake.$$.log" >&2
       fail "configuring build/$preset failed"
     }
     rm -f "/tmp/k905-cmake.$$.log"
+    touch "build/$preset/configured"
   fi
   if log=$(ninja -C "build/$preset" -n "$@" 2>/dev/null) && [[ $log == *"no work to do"* ]]; then
     return

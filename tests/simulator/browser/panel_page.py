@@ -44,15 +44,20 @@ class Panel:
         for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars"):
             options.add_argument(argument)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        self.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        try:
+            self.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        except Exception:
+            self.end_launcher()  # nobody else would
+            self.folder.cleanup()
+            raise
         self.resize(1280, 720)
 
     def launch(self, port, *options):
         """Starts the launcher at that port or the next free one."""
         environment = {**os.environ, "K905_BENCHES": self.folder.name + "/benches",
                        "XDG_RUNTIME_DIR": self.folder.name}
-        self.launcher = subprocess.Popen([self.k905, "panel", "--port", port, *options], stdout=subprocess.PIPE, text=True,
-                                         env=environment)
+        self.launcher = subprocess.Popen([self.k905, "panel", "--port", port, *options], env=environment,
+                                         stdout=subprocess.PIPE, text=True)
         self.url = self.launcher.stdout.readline().split(" at ")[1].split()[0]
 
     def end_launcher(self):

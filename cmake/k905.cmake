@@ -33,21 +33,17 @@ function(k905_product_library name)
   target_link_libraries(${name} PUBLIC k905_product_flags ${ARGN})
 endfunction()
 
-# How all of it compiles in few minutes on two processors. Where nobody edits between two builds (sanitizers, arm-test) the
+# How all of it compiles in few minutes on two processors: headers that take longer to read than the file they are in are
+# read once for a target (target_precompile_headers). Where nobody edits between two builds (sanitizers, arm-test) the
 # simulator and the tests are also compiled several files at a time (CMAKE_UNITY_BUILD in their presets): neighbours that
 # use a name for two things are found there, files that forget an include are found in the other builds.
 if(CMAKE_UNITY_BUILD)
   # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
   add_compile_options(-Wno-subobject-linkage)
 endif()
-#
-# k905_bulky_headers(NAME HEADER...): headers that take longer to read than the file they are in are read once for the
-# whole target.
+
 # k905_hot_sources(FILE...): sources of the current folder where the time goes at run time are optimised in the sanitizer
 # builds too; the rest of the simulator is not, which halves what it takes to compile.
-function(k905_bulky_headers name)
-  target_precompile_headers(${name} PRIVATE ${ARGN})
-endfunction()
 function(k905_hot_sources)
   if(K905_SANITIZE)
     set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -O2)
@@ -72,6 +68,6 @@ function(k905_test name)
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gmock GTest::gtest_main)
   # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1.
   target_compile_options(${name} PRIVATE -O0)
-  k905_bulky_headers(${name} <gmock/gmock.h> <gtest/gtest.h>)
+  target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS ${name} COST "${K905_TEST_COST}")
 endfunction()

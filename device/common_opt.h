@@ -23,3 +23,8 @@ extern float adcValue1;
 // logarithm table. Runs once, before the first screen. Returns 0; OPM_ERR_DEV_OPEN when the optic driver does
 // not open; otherwise the driver's result for the write that clears OPM_ACQ_32_REG.
 int32_t OPMTestInit();
+
+// Leaves the module safe at the end of the program, whatever it was doing: APD at rest, VDD and the lasers'
+// control as the start-up writes them, visible light off; then closes the optic driver. Called when no other
+// thread uses the module any more; without an open driver nothing happens.
+void OPMTestEnd();

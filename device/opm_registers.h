@@ -35,6 +35,9 @@ extern uint16_t CurrCtrl1;
 extern const uint16_t FrontAmpCode[4];
 extern const uint16_t ResistorCode[4];
 
+// APD code that the module rests at, some 41 V: what a search leaves behind, and the end of the program.
+constexpr uint16_t APD_REST_CODE = 2048;
+
 // Set a 12-bit DAC; higher bits of value are dropped. Return 0, or OPM_ERR_REG_WRITE.
 int32_t OPMSetApd(uint16_t value);
 int32_t OPMSetVdd(uint16_t value);

@@ -20,7 +20,6 @@ void SetAPDAdjStopFlag(int iFlag) {
     __atomic_store_n(&iAPDAdjStopFlag, iFlag, __ATOMIC_RELEASE);
 }
 
-constexpr uint16_t SAFE_APD = 2048;
 constexpr uint16_t LAST_APD = 3872;
 constexpr int RAMP_STEPS = 200;
 constexpr int MEAN_HIGH = 63000;  // ADC codes that the ATT0 search keeps the dark level between
@@ -146,13 +145,13 @@ int GetBreakVoltage(APD_BREAK_PARA* pPara) {
     OPMSetApd(apd);
     MsecSleep(1);
     if (FindBreak(fTemp, apd) != 0) {
-        OPMSetApd(SAFE_APD);
+        OPMSetApd(APD_REST_CODE);
         return -1;
     }
     GetOpmTemperature(opticFD, &fTemp);
     AddSample(*pPara, apd, fTemp);
     SortByTemperature(*pPara);
-    OPMSetApd(SAFE_APD);
+    OPMSetApd(APD_REST_CODE);
     MsecSleep(100);
     printf("GetBreakVoltage Success!");
     return 0;

@@ -74,7 +74,7 @@ static void TakeSample(APD_BREAK_PARA& para) {
         float k = 0.0F;
         float b = 0.0F;
         GetApdCoefficient(&k, &b, &para);
-        OPMSetApd(2048);
+        OPMSetApd(APD_REST_CODE);
     }
     TunNum = para.iNum;
     printf("TunNum = %d\r\n", TunNum);

@@ -8,7 +8,6 @@
 #include "measure/adjust.h"
 #include "measure/apd.h"
 
-constexpr uint16_t SAFE_APD = 2048;
 constexpr uint16_t FIRST_APD = 0xA43;
 constexpr uint16_t LAST_APD = 0xF20;
 constexpr int RAMP_TRIES = 200;
@@ -66,7 +65,7 @@ static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
         if (iTries == 0)
             return 0;
         if (Stopped() || GetSignalParameter(iATT0) != 0) {
-            OPMSetApd(SAFE_APD);
+            OPMSetApd(APD_REST_CODE);
             return -1;
         }
         fStd = signalStd;
@@ -74,7 +73,7 @@ static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
         if (fStd <= fFound && iMean0 - iMean < 6000) {
             apd = static_cast<uint16_t>(apd + 16);
             if (apd > LAST_APD) {
-                OPMSetApd(SAFE_APD);
+                OPMSetApd(APD_REST_CODE);
                 printf("%s", LIGHT_ON_LINK);
                 return -2;
             }

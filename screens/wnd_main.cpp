@@ -97,6 +97,7 @@ int main() {
     // What outlives the screens: only now are there no window threads, and no calibration of theirs, left to
     // use it.
     FrmMainBoardRelease();
+    OPMTestEnd();
     free(pApd_Break_Para);
     pApd_Break_Para = nullptr;
     free(pScreenBmpBuff);

@@ -28,7 +28,7 @@ int32_t E2prom_open() {
         printf("Eeprom busy..");
         return -1;
     }
-    const int iFd = open("/dev/i2c-1", O_RDWR);
+    const int iFd = open("/dev/i2c-1", O_RDWR | O_CLOEXEC);
     if (iFd < 0) {
         printf("FUN:open--can't open eeprom dev");
         return iFd;

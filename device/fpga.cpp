@@ -34,7 +34,7 @@ int fpga_init(const char* path) {
         perror("stat");
         return -1;
     }
-    const int iLoaderFd = open("/dev/fpga0", O_WRONLY);
+    const int iLoaderFd = open("/dev/fpga0", O_WRONLY | O_CLOEXEC);
     if (iLoaderFd < 0) {
         perror("fpga open()");
         return -2;
@@ -44,7 +44,7 @@ int fpga_init(const char* path) {
         perror("iotcl()");
         return -3;
     }
-    const int iFileFd = open(path, O_RDONLY);
+    const int iFileFd = open(path, O_RDONLY | O_CLOEXEC);
     if (iFileFd < 0) {
         perror("bin open()");
         return -4;

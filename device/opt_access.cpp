@@ -40,17 +40,17 @@ int opt_read_data(int fd, uint16_t* data, uint16_t cnt) {
 int RunRegSequence(int fd, const REG_STEP* pSteps, size_t count) {
     if (pSteps == nullptr)
         return -1;
-    int iRet = 0;
+    int iFirst = 0;
     uint32_t uiValue = 0;
     for (const REG_STEP* pStep = pSteps; pStep < pSteps + count; ++pStep) {
         if (pStep->uiValue != REG_ECHO && pStep->uiValue != REG_READ)
             uiValue = pStep->uiValue;
-        if (pStep->uiValue == REG_READ)
-            iRet = read_opt_reg(fd, pStep->uiAddr, &uiValue);
-        else
-            iRet = write_opt_reg(fd, pStep->uiAddr, &uiValue);
+        const int iRet = pStep->uiValue == REG_READ ? read_opt_reg(fd, pStep->uiAddr, &uiValue)
+                                                    : write_opt_reg(fd, pStep->uiAddr, &uiValue);
+        if (iFirst == 0)
+            iFirst = iRet;
         if (pStep->usMsec > 0)
             MsecSleep(pStep->usMsec);
     }
-    return iRet;
+    return iFirst;
 }

@@ -55,7 +55,7 @@ int32_t SerialInit() {
     if (serialFD != -1)
         return OPM_ERR_SERIAL_REOPEN;
     // Never the controlling terminal: a hang-up on the line must not end the program.
-    serialFD = open("/dev/ttyS0", O_RDWR | O_NOCTTY);
+    serialFD = open("/dev/ttyS0", O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (serialFD < 0)
         return OPM_ERR_SERIAL_OPEN;
     tcgetattr(serialFD, &oldtio);

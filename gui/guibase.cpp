@@ -189,12 +189,13 @@ int ThreadTryEnd(GUITHREAD* pThread) {
     struct sigaction action = {};
     action.sa_handler = WakeOnly;
     sigemptyset(&action.sa_mask);
-    sigaction(SIGUSR1, &action, nullptr);
+    // Without its handler the signal would end the program.
+    const bool bHandled = sigaction(SIGUSR1, &action, nullptr) == 0;
     const int iResult = pthread_tryjoin_np(*pThread, nullptr);
-    if (iResult == EBUSY)
-        pthread_kill(*pThread, SIGUSR1);
-    else
+    if (iResult != EBUSY)
         *pThread = GUITHREAD_NONE;
+    else if (bHandled)
+        pthread_kill(*pThread, SIGUSR1);
     return iResult;
 }
 

@@ -132,20 +132,28 @@ static GUIVISIBLE* ChooseComponent(const GUILIST* pComps, bool bFocus, const GUI
     return pChoice;
 }
 
-void* MatchEventObject(const GUIEVENT_ITEM* pEventItem) {
+// Calls fnUse with the component that the event is for (null: none), the current window and its list being
+// held meanwhile, so that the component is still the one that was chosen. Returns what fnUse returns.
+template <typename Use>
+static auto WithReceiver(const GUIEVENT_ITEM* pEventItem, Use fnUse) {
     const EVENT_ROUTE* pRoute = pEventItem == nullptr ? nullptr : FindRoute(pEventItem->uiEventCode);
-    if (pRoute == nullptr)
-        return nullptr;
-    const GUIPOINT point = {pEventItem->uiEventValue >> 16 & 0xFFF, pEventItem->uiEventValue & 0xFFF};
-    GUIVISIBLE* pChoice = nullptr;
     GUIWINDOW* pWndObj = HoldCurrWindow();
-    if (pWndObj != nullptr) {
+    GUIVISIBLE* pChoice = nullptr;
+    if (pWndObj != nullptr)
         MutexLock(&pWndObj->Mutex);
+    if (pWndObj != nullptr && pRoute != nullptr) {
+        const GUIPOINT point = {pEventItem->uiEventValue >> 16 & 0xFFF, pEventItem->uiEventValue & 0xFFF};
         pChoice = ChooseComponent(pWndObj->pWndComps, pRoute->bFocus, point);
-        MutexUnlock(&pWndObj->Mutex);
     }
+    const auto result = fnUse(pChoice);
+    if (pWndObj != nullptr)
+        MutexUnlock(&pWndObj->Mutex);
     UnlockCurrWindow();
-    return pChoice;
+    return result;
+}
+
+void* MatchEventObject(const GUIEVENT_ITEM* pEventItem) {
+    return WithReceiver(pEventItem, [](GUIVISIBLE* pReceiver) { return pReceiver; });
 }
 
 // ---- Event thread ----
@@ -157,14 +165,17 @@ static int PostEventMessage(const GUIEVENT_ITEM* pEventItem) {
         GUIMESSAGE_TYP_WND, pRoute == nullptr ? 0 : pRoute->iMsgCode, pEventItem->uiEventValue, nullptr);
     if (pMsgItem == nullptr)
         return -2;
-    pMsgItem->pRecvObj = MatchEventObject(pEventItem);
     GUIMESSAGE* pMsgObj = GetCurrMessage();
-    if (pMsgItem->pRecvObj == nullptr || pMsgObj == nullptr) {
-        const int iResult = pMsgItem->pRecvObj == nullptr ? -3 : -4;
-        free(pMsgItem);
-        return iResult;
-    }
-    return PostMessageItem(pMsgItem, pMsgObj) == 0 ? 0 : -5;
+    // Posted while the window is held: else the screen could change in between, and what lies at the
+    // receiver's address then would get the message.
+    return WithReceiver(pEventItem, [=](GUIVISIBLE* pReceiver) {
+        if (pReceiver == nullptr || pMsgObj == nullptr) {
+            free(pMsgItem);
+            return pReceiver == nullptr ? -3 : -4;
+        }
+        pMsgItem->pRecvObj = pReceiver;
+        return PostMessageItem(pMsgItem, pMsgObj) == 0 ? 0 : -5;
+    });
 }
 
 int EventPacketFunc(GUIEVENT* pEventObj) {

@@ -32,8 +32,10 @@ static int ReleaseFbmap(GUIFBMAP* pFbmapObj) {
 }
 
 static bool MapDevice(const fb_fix_screeninfo& fixed, GUIFBMAP* pFbmapObj) {
-    const unsigned long ulPage = static_cast<unsigned long>(sysconf(_SC_PAGESIZE));
-    pFbmapObj->uiMapOffset = static_cast<unsigned>(fixed.smem_start & (ulPage - 1));
+    const long iPage = sysconf(_SC_PAGESIZE);
+    if (iPage <= 0)
+        return false;
+    pFbmapObj->uiMapOffset = static_cast<unsigned>(fixed.smem_start & static_cast<unsigned long>(iPage - 1));
     if (fixed.smem_len > UINT32_MAX - pFbmapObj->uiMapOffset)
         return false;
     pFbmapObj->uiMapLength = pFbmapObj->uiMapOffset + fixed.smem_len;

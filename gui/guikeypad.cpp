@@ -23,7 +23,7 @@ GUIKEYPAD* CreateKeypad(const char* strDevName, int iDevType, THREADFUNC fnKeypa
     GUIKEYPAD* pKeypadObj = static_cast<GUIKEYPAD*>(malloc(sizeof(GUIKEYPAD)));
     if (pKeypadObj == nullptr)
         return nullptr;
-    *pKeypadObj = {open(strDevName, O_RDWR), iDevType, fnKeypadThread};
+    *pKeypadObj = {open(strDevName, O_RDWR | O_CLOEXEC), iDevType, fnKeypadThread};
     if (pKeypadObj->iDevFd < 0) {
         free(pKeypadObj);
         return nullptr;

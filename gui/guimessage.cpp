@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 static GUIMESSAGE* pCurrMessage = nullptr;
+static const GUIMESSAGE_ITEM* pHandledMessage = nullptr;
 
 GUIMESSAGE* CreateMessage(int iQueueLimit, int iRegLimit) {
     GUIMESSAGE* pMsgObj = static_cast<GUIMESSAGE*>(calloc(1, sizeof(GUIMESSAGE)));
@@ -140,7 +141,14 @@ int ExecMessageProc(const GUIMESSAGE_ITEM* pMsgItem, GUIMESSAGE* pMsgObj) {
     if (reg.fnMsgFunc == nullptr)
         return -2;
     void* pInArg = reinterpret_cast<void*>(pMsgItem->uiMsgValue);
-    return reg.fnMsgFunc(pInArg, pMsgItem->iValueLength, reg.pOutArg, reg.iOutLength) == 0 ? 0 : -3;
+    const GUIMESSAGE_ITEM* pOuter = __atomic_exchange_n(&pHandledMessage, pMsgItem, __ATOMIC_ACQ_REL);
+    const int iResult = reg.fnMsgFunc(pInArg, pMsgItem->iValueLength, reg.pOutArg, reg.iOutLength);
+    __atomic_store_n(&pHandledMessage, pOuter, __ATOMIC_RELEASE);
+    return iResult == 0 ? 0 : -3;
+}
+
+const GUIMESSAGE_ITEM* GetHandledMessage() {
+    return __atomic_load_n(&pHandledMessage, __ATOMIC_ACQUIRE);
 }
 
 GUIMESSAGE_ITEM* CreateMessageItem(int iMsgType, int iMsgCode, uintptr_t uiMsgValue, void* pRecvObj) {
@@ -169,6 +177,16 @@ int SendMessage(int iMsgType, int iMsgCode, uintptr_t uiMsgValue) {
         return -1;
     GUIMESSAGE_ITEM* pMsgItem = CreateMessageItem(iMsgType, iMsgCode, uiMsgValue, nullptr);
     return pMsgItem == nullptr ? -3 : PostMessageItem(pMsgItem, pMsgObj);
+}
+
+int PrepareMessage(int iMsgType, int iMsgCode, uintptr_t uiMsgValue, GUILIST* pPrepared) {
+    GUIMESSAGE_ITEM* pMsgItem = CreateMessageItem(iMsgType, iMsgCode, uiMsgValue, nullptr);
+    if (pMsgItem == nullptr)
+        return -3;
+    const int iResult = AppendObj(0, sizeof(GUIMESSAGE_ITEM), pMsgItem, pPrepared);
+    if (iResult != 0)
+        free(pMsgItem);
+    return iResult;
 }
 
 GUIMESSAGE_ITEM* TakeMessage(int iMsgType, GUIMESSAGE* pMsgObj) {

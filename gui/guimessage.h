@@ -105,11 +105,17 @@ GUIMESSAGE_REG* MatchMessageReg(const GUIMESSAGE_ITEM* pMsgItem, GUIMESSAGE* pMs
 // Calls the handler registered for the message, outside the lock. -1 on null; -2 if nothing matches; -3 if
 // the handler returns non-zero.
 int ExecMessageProc(const GUIMESSAGE_ITEM* pMsgItem, GUIMESSAGE* pMsgObj);
+// The message whose handler is running, null outside of handlers: for a handler that serves several
+// receivers.
+const GUIMESSAGE_ITEM* GetHandledMessage();
 // New message of length 0; null if memory is short.
 GUIMESSAGE_ITEM* CreateMessageItem(int iMsgType, int iMsgCode, uintptr_t uiMsgValue, void* pRecvObj);
 // Appends the message, or frees it when the queue refuses it. Codes of WriteMessageQueue.
 int PostMessageItem(GUIMESSAGE_ITEM* pMsgItem, GUIMESSAGE* pMsgObj);
 // Creates and posts a message without a receiver into the current message object. Codes of WriteMessageQueue.
 int SendMessage(int iMsgType, int iMsgCode, uintptr_t uiMsgValue);
+// Creates a message without a receiver at the end of a list of GUIOBJ, for messages that are to be posted
+// together: ListSplice then takes all of them into the queue, or none. Codes of AppendObj.
+int PrepareMessage(int iMsgType, int iMsgCode, uintptr_t uiMsgValue, GUILIST* pPrepared);
 // RecvSpecialMessage under the lock.
 GUIMESSAGE_ITEM* TakeMessage(int iMsgType, GUIMESSAGE* pMsgObj);

@@ -19,12 +19,23 @@ int InitThreadLock();
 int LockWindowThread();
 int UnlockWindowThread();
 
-// Body of the scheduler thread; the argument is the GUIMESSAGE. When the exit flag is 1 it ends the
-// window threads that it started, waking those that wait for a device, and ends itself.
+// Body of the scheduler thread; the argument is the GUIMESSAGE. A called window whose thread cannot be had is
+// tried again at each look. When the exit flag is 1 it ends the window threads that it started, waking those
+// that wait for a device, and ends itself.
 void* WindowSchedulerThread(void* pThreadArg);
-// Body of a window thread; the argument is the GUIWINDOW. It ends after the window's exit function, which is
-// run when the window is told to exit and, if the window has been initialised, when the exit flag is 1.
+// Body of a window thread; the argument is the GUIWINDOW. A message to itself that cannot be posted is tried
+// again at each turn. It ends after the window's exit function, which is run when the window is told to exit
+// and, if the window has been initialised, when the exit flag is 1.
 void* DefaultWindowThread(void* pThreadArg);
+
+// The move from the running window to the next, which has been created for it: posts the exit message of the
+// one and the call message of the other, and drops every registration, so that no handler of the window that
+// ends is called any more. All that this needs, the next window's thread too, is had before anything is given
+// up: until it can be had, the running window stays as it is, and its thread tries again at each turn; a
+// later change takes the place of one that waits. From here on the scheduler owns the next window. Called on
+// the running window's thread. 0, also when the change has to wait; -1 when there is no next window; -2, the
+// next window freed, without a current message object.
+int ChangeWindow(GUIWINDOW* pCurrent, GUIWINDOW* pNext);
 
 // Frees every window that was handed to the scheduler and is left: those that were current when their screen
 // ended, and those whose call is still queued in pMsgObj (may be null). Called once the scheduler and event

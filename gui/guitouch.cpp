@@ -61,7 +61,7 @@ GUITOUCH* CreateTouch(const char* strDevName, int iDevType, THREADFUNC fnTouchTh
         return nullptr;
     pTouchObj->iDevType = iDevType;
     pTouchObj->fnTouchThread = fnTouchThread;
-    pTouchObj->iDevFd = open(strDevName, O_RDWR);
+    pTouchObj->iDevFd = open(strDevName, O_RDWR | O_CLOEXEC);
     if (pTouchObj->iDevFd < 0) {
         free(pTouchObj);
         return nullptr;

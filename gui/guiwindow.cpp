@@ -28,6 +28,7 @@ GUIWINDOW* CreateWindow(unsigned uiPlaceX, unsigned uiPlaceY, unsigned uiWndWidt
     pWndObj->fnWndLoop = fnWndLoop;
     pWndObj->fnWndThread = fnWndThread;
     pWndObj->thdWndTid = GUITHREAD_NONE;
+    pWndObj->Called = {{nullptr, nullptr, nullptr}, GUICOMP_WINDOW, sizeof(GUIWINDOW), pWndObj};
     pWndObj->pWndComps = CreateList(GUIWINDOW_COMP_LIMIT);
     if (pWndObj->pWndComps == nullptr || InitMutex(&pWndObj->Mutex) != 0) {
         DestroyList(pWndObj->pWndComps);

@@ -29,6 +29,7 @@ struct GUIWINDOW {
     GUIBRUSH* pWndBrush;     // drawing defaults, not owned, null after creation
     GUIPEN* pWndPen;
     GUIFONT* pWndFont;
+    GUIOBJ Called;  // the scheduler's: entry in its lists, part of the window so that it cannot be missing
 };
 
 // New window, enabled, without focus, on layer 0, with no components. Null when fnWndInit, fnWndExit or

@@ -51,10 +51,10 @@ void AdcCheck() {
     MainBoardShowResult("Please, wait aboult 10 sec!", false);
     if (WaitUnlessExit(NOTICE_MS) != 0)
         return;
-    RunRegSequence(opticFD, SetUpSteps);
-    const int iAcquired = AcquireSamples(AdcTiming, usSamples, SAMPLE_COUNT);
+    const bool bAcquired =
+        RunRegSequence(opticFD, SetUpSteps) == 0 && AcquireSamples(AdcTiming, usSamples, SAMPLE_COUNT) == 0;
     EndAcquisition();
-    if (iAcquired != 0) {
+    if (!bAcquired) {
         MainBoardShowResult("ADC Check ERROR, Maybe not connect!", false);
         return;
     }

@@ -4,6 +4,7 @@
 #include "device/common_opt.h"
 #include "gui/guischeduler.h"
 #include "screens/mainboard_check.h"
+#include "screens/wnd_global.h"
 
 // ---- DDR memory ----
 
@@ -75,7 +76,7 @@ static void SwitchOn() {
         thdVisible = GUITHREAD_NONE;
     }
     printf("-----create thread %s!!---\n", bStarted ? "success" : "failure");
-    MainBoardShowResult("Visible Check!", true);
+    MainBoardShowResult(bStarted ? "Visible Check!" : NO_THREAD_TEXT, bStarted);
 }
 
 // The result of the join; 0 when there is nothing to switch off.

@@ -62,7 +62,7 @@ void FormatBatteryText(const PWRINFO& Info, char* pText, unsigned uiSize) {
 }
 
 void BatteryCheck() {
-    const int iPwrFd = open("/dev/p89lpc933_0", O_RDWR);
+    const int iPwrFd = open("/dev/p89lpc933_0", O_RDWR | O_CLOEXEC);
     if (iPwrFd < 0) {
         perror("open /dev/p89lpc933_0");
         MainBoardShowResult("PowerDev ERROR!", false);
@@ -82,7 +82,7 @@ void BatteryCheck() {
 int Rtc_GetTime(struct rtc_time* pTime) {
     if (pTime == nullptr)
         return -1;
-    const int iRtcFd = open("/dev/rtc0", O_RDONLY);
+    const int iRtcFd = open("/dev/rtc0", O_RDONLY | O_CLOEXEC);
     if (iRtcFd < 0)
         return -1;
     const int iResult = ioctl(iRtcFd, RTC_RD_TIME, pTime);

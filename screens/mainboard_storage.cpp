@@ -1,5 +1,6 @@
 // Checks of what is stored on: USB stick, SD card, the board's EEPROM and the optical module's.
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
@@ -21,10 +22,13 @@ static int CountEntries(const char* pPath) {
     if (pDir == nullptr)
         return -1;
     int iCount = 0;
+    // Only errno tells the end from a failure.
+    errno = 0;
     while (readdir(pDir) != nullptr)
         ++iCount;
+    const bool bFailed = errno != 0;
     closedir(pDir);
-    return iCount;
+    return bFailed ? -1 : iCount;
 }
 
 int UsbCheck() {
@@ -45,7 +49,7 @@ void ShowUsbCheck() {
 int SDcardCheck() {
     if (access("/mnt/sdcard", F_OK) != 0)
         return -1;
-    const int iFd = open("/mnt/sdcard/sdcardtest", O_RDWR | O_CREAT, 0666);
+    const int iFd = open("/mnt/sdcard/sdcardtest", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (iFd < 0)
         return -2;
     close(iFd);

@@ -128,6 +128,8 @@ static int RunSelectedLoop() {
     const int iResult = ThreadCreate(&thdAdjustAnalog, AdjustAnalogFnc[usAnalog], pArg);
     if (iResult == 0)
         JoinWorker(&thdAdjustAnalog);
+    else
+        FrmAdjustSetInfo(NO_THREAD_TEXT);
     return iResult;
 }
 

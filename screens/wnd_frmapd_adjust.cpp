@@ -171,6 +171,8 @@ static void StartCalibration() {
     if (iCreateThreadSuccessFlag == 0) {
         thdAPDAdjustAnalog = GUITHREAD_NONE;
         __atomic_store_n(&iRunning, 0, __ATOMIC_RELEASE);
+        SetBtnF3Able();
+        FrmApdAdjSetInfo1(NO_THREAD_TEXT);
     }
 }
 
@@ -198,9 +200,9 @@ static int APDAdjBtnF3_Down(void*, int, void*, int) {
     return PressButton(pAPDAdjBtnF3, pAPDAdjLblF3);
 }
 
-// A second start during a calibration changes nothing.
+// A second start during a calibration changes nothing; without the optic driver there is nothing to start.
 static int APDAdjBtnF1_Up(void*, int, void*, int) {
-    if (__atomic_load_n(&iRunning, __ATOMIC_ACQUIRE) != 0)
+    if (__atomic_load_n(&iRunning, __ATOMIC_ACQUIRE) != 0 || !IsModuleOpen(FrmApdAdjSetInfo1))
         return ReleaseButton(pAPDAdjBtnF1, pAPDAdjLblF1);
     StartCalibration();
     return 0;

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include "gui/guischeduler.h"
 #include "screens/wnd_screen.h"
 
 constexpr unsigned DIALOG_WIDTH = 280;
@@ -61,8 +62,8 @@ int DialogInit(unsigned x, unsigned y, GUICHAR* pTitleStr, const GUICHAR* pTextS
     CancelcallBackFunc = cancelfunc;
     if (ucIcoType == 0)
         pDiologIcoType = BITMAP_DIR "warring.bmp";
-    LeaveScreen(LastWindow);
-    return SendMsg_CallWindow(pWndObj);
+    ChangeWindow(LastWindow, pWndObj);
+    return 0;
 }
 
 int DialogExit() {
@@ -70,8 +71,10 @@ int DialogExit() {
     GUIWINDOW* pNextWnd = nullptr;
     if (DialogcallBackFunc != nullptr)
         DialogcallBackFunc(&pNextWnd);
-    LeaveScreen(pFrmDialog);
-    return SendMsg_CallWindow(pNextWnd);
+    // Without a next window none follows.
+    if (ChangeWindow(pFrmDialog, pNextWnd) == -1)
+        SendMsg_ExitWindow(pFrmDialog);
+    return 0;
 }
 
 int ShowProgress(GUICHAR* info) {

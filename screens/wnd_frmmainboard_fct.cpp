@@ -157,12 +157,12 @@ constexpr unsigned AUTO_PAUSE_MS = 30;
 
 static void ShowResultText(GUICHAR** ppStr, GUILABEL* pLabel, const char* pText, bool bPass,
                            GUIPICTURE* pBackGround) {
-    SetLabelFont(bPass ? pMainBoardFntRight : pMainBoardFntWrong, pLabel);
+    UseLabelFont(bPass ? pMainBoardFntRight : pMainBoardFntWrong, pLabel);
     UpdateLabelText(ppStr, pText, pLabel, pBackGround);
 }
 
 void MainBoardClearResult() {
-    DisplayPicture(pMainBoardPicDataDispaly);
+    ShowBackground(pMainBoardPicDataDispaly);
 }
 
 void MainBoardShowResult(const char* pText, bool bPass) {

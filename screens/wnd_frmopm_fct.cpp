@@ -44,7 +44,7 @@ int FrmOPMSetInfo(const char* pInfo) {
 }
 
 static void ShowLine(GUICHAR** ppStr, GUILABEL* pLabel, const char* pText, bool bPass) {
-    SetLabelFont(bPass ? pOPMFntRight : pOPMFntWrong, pLabel);
+    UseLabelFont(bPass ? pOPMFntRight : pOPMFntWrong, pLabel);
     UpdateLabelText(ppStr, pText, pLabel, nullptr);
 }
 
@@ -59,7 +59,7 @@ void OpmShowData(int iLine, const char* pText, bool bPass) {
 
 void OpmResetDataFonts() {
     for (GUILABEL* pLabel : pOPMLblDataLine)
-        SetLabelFont(pOPMFntRight, pLabel);
+        UseLabelFont(pOPMFntRight, pLabel);
 }
 
 // ---- Looks ----
@@ -77,10 +77,23 @@ int FrmOPMSetAllBtnEnable(int iEnable) {
     return 0;
 }
 
+// After a failed attenuator adjustment the four tests stay disabled until the screen is left, whatever is
+// connected.
+static bool bAttenuatorFailed = false;
+
 // Before a test: no button takes input, and all but its own show it.
 static void DisableButtons(const GUIPICTURE* pOwn) {
     ShowGroup(TestGroup, BMP_BTN_DISABLE, pOwn);
     FrmOPMSetAllBtnEnable(0);
+}
+
+// After it: those that may be started, two of them only with the board.
+static void EnableButtons() {
+    const bool bConnected = IsBoardConnected();
+    for (const SCREEN_BUTTON& Button : TestButtons) {
+        const bool bNeedsBoard = Button.ppPicture == &pOPMBtnF1 || Button.ppPicture == &pOPMBtnF8;
+        SetGroup({&Button, 1}, bConnected || !bNeedsBoard);
+    }
 }
 
 // ---- Handlers ----
@@ -92,7 +105,7 @@ static int OPMBtnConnect_Down(void*, int, void*, int) {
 static int OPMBtnConnect_Up(void*, int, void*, int) {
     ShowBtn_FuncUp(pOPMBtnConnect, pOPMLblConnect);
     const bool bConnected = ConnectBoard(SerialInitThd1);
-    SetGroup(TestGroup, bConnected);
+    SetGroup(TestGroup, bConnected && !bAttenuatorFailed);
     return FrmOPMSetInfo(bConnected ? "Connect Success!!!" : "Connect Fail!!!");
 }
 
@@ -105,7 +118,7 @@ static int OPMBtnF1_Up(void*, int, void*, int) {
     DisableButtons(pOPMBtnF1);
     FrmOPMSetInfo("");
     OPMFCTShow();
-    SetGroup(TestGroup, true);
+    EnableButtons();
     return 0;
 }
 
@@ -113,15 +126,24 @@ static int OPMBtnF8_Down(void*, int, void*, int) {
     return ShowBtn_FuncDown(pOPMBtnF8, pOPMLblF8);
 }
 
-// After a failed attenuator adjustment the buttons stay disabled until the screen is left.
+// Those of an earlier run would stand there while this one is under way.
+static void ClearChannelVerdicts() {
+    for (int i = RESULT_6300; i <= RESULT_6307; ++i)
+        if (pOPMLblResult[i] != nullptr && pOPMLblResult[i]->pLblText != nullptr)
+            OpmShowResult(static_cast<OPM_RESULT_LINE>(i), "", true);
+}
+
 static int OPMBtnF8_Up(void*, int, void*, int) {
     static int32_t (*const Modes[])() = {ChnnelMode1, ChnnelMode2, ChnnelMode3, ChnnelMode4};
     ShowBtn_FuncUp(pOPMBtnF8, pOPMLblF8);
     DisableButtons(pOPMBtnF8);
-    for (const auto fnMode : Modes)
-        if (fnMode() != 0)
+    ClearChannelVerdicts();
+    for (const auto fnMode : Modes) {
+        bAttenuatorFailed = fnMode() != 0;
+        if (bAttenuatorFailed)
             return 0;
-    SetGroup(TestGroup, true);
+    }
+    EnableButtons();
     return 0;
 }
 
@@ -131,7 +153,9 @@ static int OPMBtnF9_Down(void*, int, void*, int) {
 
 static int OPMBtnF9_Up(void*, int, void*, int) {
     ShowBtn_FuncUp(pOPMBtnF9, pOPMLblF9);
+    DisableButtons(pOPMBtnF9);
     ShowOpmEepromCheck();
+    EnableButtons();
     return 0;
 }
 
@@ -141,7 +165,9 @@ static int OPMBtnF10_Down(void*, int, void*, int) {
 
 static int OPMBtnF10_Up(void*, int, void*, int) {
     ShowBtn_FuncUp(pOPMBtnF10, pOPMLblF10);
+    DisableButtons(pOPMBtnF10);
     ShowOpmTemperature();
+    EnableButtons();
     return 0;
 }
 
@@ -212,6 +238,7 @@ static void DisableBoardTests() {
 }
 
 int FrmOPMInit(void* pWndObj) {
+    bAttenuatorFailed = false;
     CreateScreen(OPMScreen, static_cast<GUIWINDOW*>(pWndObj));
     if (!IsBoardConnected())
         DisableBoardTests();

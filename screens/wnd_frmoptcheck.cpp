@@ -77,6 +77,8 @@ static int OptcheckBtnCheck_Down(void*, int, void*, int) {
 
 static int OptcheckBtnCheck_Up(void*, int, void*, int) {
     ShowBtn_FuncUp(pOptcheckBtnCheck, pOptcheckLblCheck);
+    if (!IsModuleOpen(FrmOptcheckSetInfo))
+        return 0;
     SetGroup(Table(ActionButtons), false);
     CheckLightPath();
     SetGroup(Table(ActionButtons), true);
@@ -94,6 +96,8 @@ static int OptcheckBtnDev_Up(void*, int, void*, int) {
     char strLine[256] = "";
     char strResult[128] = "";
     ShowBtn_FuncUp(pOptcheckBtnDev, pOptcheckLblDev);
+    if (!IsModuleOpen(FrmOptcheckSetInfo))
+        return 0;
     const int iOffset = CalExFiberLen(strResult);
     snprintf(strLine, sizeof(strLine), "offset = %d %s", iOffset, strResult);
     return FrmOptcheckSetDataInfo(strLine, 2);

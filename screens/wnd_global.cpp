@@ -4,10 +4,11 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "device/share_data.h"
+#include "device/common_opt.h"
 #include "gui/guidraw.h"
 #include "gui/guifbmap.h"
 #include "gui/guischeduler.h"
+#include "measure/common_opm.h"
 
 uint16_t* pScreenBmpBuff = nullptr;
 
@@ -17,9 +18,16 @@ static int SendWindowMessage(int iMsgType, int iMsgCode, GUIWINDOW* pWndObj) {
     return SendMessage(iMsgType, iMsgCode, reinterpret_cast<uintptr_t>(pWndObj));
 }
 
+// -1, the window freed, if it cannot be posted.
+static int PostCall(GUIWINDOW* pWndObj) {
+    if (SendWindowMessage(GUIMESSAGE_TYP_SCHED, GUIMESSAGE_SCH_CALL, pWndObj) == 0)
+        return 0;
+    DestroyWindow(&pWndObj);
+    return -1;
+}
+
 int SendMsg_CallWindow(GUIWINDOW* pWndObj) {
-    if (SendWindowMessage(GUIMESSAGE_TYP_SCHED, GUIMESSAGE_SCH_CALL, pWndObj) != 0)
-        DestroyWindow(&pWndObj);
+    PostCall(pWndObj);
     return 0;
 }
 
@@ -45,25 +53,11 @@ static GUIWINDOW* CreateScreenWindow(const SCREEN_ENTRY& Target) {
 
 int CallScreen(const SCREEN_ENTRY& Target) {
     GUIWINDOW* pWndObj = CreateScreenWindow(Target);
-    return pWndObj == nullptr ? -1 : SendMsg_CallWindow(pWndObj);
-}
-
-int LeaveScreen(GUIWINDOW* pCurrent) {
-    GUIMESSAGE* pMsgObj = GetCurrMessage();
-    if (pMsgObj != nullptr) {
-        MutexLock(&pMsgObj->Mutex);
-        ClearMessageReg(pMsgObj);
-        MutexUnlock(&pMsgObj->Mutex);
-    }
-    return SendMsg_ExitWindow(pCurrent);
+    return pWndObj == nullptr ? -1 : PostCall(pWndObj);
 }
 
 int SwitchScreen(GUIWINDOW* pCurrent, const SCREEN_ENTRY& Target) {
-    GUIWINDOW* pWndObj = CreateScreenWindow(Target);
-    if (pWndObj == nullptr)
-        return -1;
-    LeaveScreen(pCurrent);
-    return SendMsg_CallWindow(pWndObj);
+    return ChangeWindow(pCurrent, CreateScreenWindow(Target));
 }
 
 // ---- Entry points and handlers that many screens share ----
@@ -136,30 +130,53 @@ int FillArea(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiE
     return iResult;
 }
 
+static int FillBlack(const GUIRECTANGLE& Area) {
+    return FillArea(Area.Start.x, Area.Start.y, Area.End.x, Area.End.y, 0);
+}
+
+int ShowBackground(GUIPICTURE* pBackGround) {
+    if (pBackGround != nullptr && DisplayPicture(pBackGround) != 0)
+        FillBlack(pBackGround->Visible.Area);
+    return 0;
+}
+
+static void WipeLabel(const GUILABEL* pLabel, GUIPICTURE* pBackGround) {
+    if (pBackGround == nullptr)
+        FillBlack(pLabel->Visible.Area);
+    else
+        ShowBackground(pBackGround);
+}
+
 int UpdateLabelRes(const GUICHAR* pTargetStr, GUILABEL* pTargetLbl, GUIPICTURE* pBackGround) {
     if (pTargetStr == nullptr || pTargetLbl == nullptr)
         return -1;
-    const GUIRECTANGLE& Area = pTargetLbl->Visible.Area;
-    if (pBackGround == nullptr)
-        FillArea(Area.Start.x, Area.Start.y, Area.End.x, Area.End.y, 0);
-    else
-        DisplayPicture(pBackGround);
+    WipeLabel(pTargetLbl, pBackGround);
     if (LoadVisibleFlag(&pTargetLbl->Visible.iEnable) == 0)
         return -2;
-    SetLabelText(pTargetStr, pTargetLbl);
+    // The text from before would be taken for this one's.
+    if (SetLabelText(pTargetStr, pTargetLbl) != 0) {
+        DestroyText(&pTargetLbl->pLblText);
+        return -3;
+    }
     DisplayLabel(pTargetLbl);
     return 0;
 }
 
 int UpdateLabelText(GUICHAR** ppStr, const char* pText, GUILABEL* pTargetLbl, GUIPICTURE* pBackGround) {
-    if (ppStr == nullptr || pTargetLbl == nullptr)
-        return -1;
-    GUICHAR* pNewStr = TransString(pText);
-    if (pNewStr == nullptr)
+    if (ppStr == nullptr || pText == nullptr || pTargetLbl == nullptr)
         return -1;
     free(*ppStr);
-    *ppStr = pNewStr;
-    return UpdateLabelRes(pNewStr, pTargetLbl, pBackGround);
+    *ppStr = TransString(pText);
+    if (*ppStr != nullptr)
+        return UpdateLabelRes(*ppStr, pTargetLbl, pBackGround);
+    WipeLabel(pTargetLbl, pBackGround);
+    DestroyText(&pTargetLbl->pLblText);
+    return -3;
+}
+
+void UseLabelFont(GUIFONT* pFont, GUILABEL* pLabel) {
+    if (pLabel != nullptr)
+        pLabel->pLblFont = pFont;
 }
 
 // ---- Screen rectangle ----
@@ -259,6 +276,15 @@ bool ConnectBoard(THREADFUNC fnToggle) {
         OPMGUIShare.usDoneFlag = 0;
     MutexUnlock(&OPMGUIShare.mutex);
     return bConnected;
+}
+
+// ---- Optical module ----
+
+bool IsModuleOpen(int (*fnSetInfo)(const char* pInfo)) {
+    if (opticFD >= 0)
+        return true;
+    fnSetInfo(OpmErrorText(OPM_ERR_DEV_OPEN));
+    return false;
 }
 
 // ---- Waits ----

@@ -46,13 +46,12 @@ struct SCREEN_ENTRY {
     WNDFUNC fnLoop;
 };
 
-// Creates the target's full-screen window and calls it. -1, nothing sent, if there is no memory for the
-// window.
+// Creates the target's full-screen window and calls it. -1, nothing sent, if there is no memory for it.
 int CallScreen(const SCREEN_ENTRY& Target);
-// Ends the running screen: from here on none of its handlers is called, so that a second touch that waits
-// behind a long check cannot end the screen that follows. Returns 0.
-int LeaveScreen(GUIWINDOW* pCurrent);
-// The same as CallScreen, leaving the current screen first: every move from one screen to another.
+// The same, leaving the current screen first: every move from one screen to another. From here on none of its
+// handlers is called, so that a second touch that waits behind a long check cannot end the screen that
+// follows. What the move needs and cannot be had for the moment is tried again (ChangeWindow); -1, the
+// current screen left as it is, if there is no memory for the window.
 int SwitchScreen(GUIWINDOW* pCurrent, const SCREEN_ENTRY& Target);
 
 // ---- Entry points and handlers that many screens share ----
@@ -82,12 +81,18 @@ int ShowBtn_FuncUp(GUIPICTURE* pBtnFx, GUILABEL* pLblFx);
 
 // Fills a rectangle, corners included, with a colour; the pen keeps its own. Codes of DrawBlock.
 int FillArea(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiEndY, COLOR uiColor);
+// Draws a background picture, or, where it cannot be drawn, fills its area with black: what stood there is
+// gone either way. Returns 0.
+int ShowBackground(GUIPICTURE* pBackGround);
 // Draws the label with a new text over its background, or, when pBackGround is null, over a black fill of its
-// area. -1 if text or label is null; -2 if the label is disabled (the background is drawn, the text not); 0.
+// area. -1 if text or label is null; -2 if the label is disabled (the background is drawn, the text not); -3
+// if memory for the text is short: the background is drawn, and the label has no text any more; 0.
 int UpdateLabelRes(const GUICHAR* pTargetStr, GUILABEL* pTargetLbl, GUIPICTURE* pBackGround);
-// Replaces the string *ppStr (freeing the old one) by a text and shows it with UpdateLabelRes. -1 on null or
-// short memory, which keeps the old string.
+// Replaces the string *ppStr (freeing the old one) by a text and shows it with UpdateLabelRes, whose codes it
+// returns; -3, with no string, also if there is no memory for the string.
 int UpdateLabelText(GUICHAR** ppStr, const char* pText, GUILABEL* pTargetLbl, GUIPICTURE* pBackGround);
+// Gives the label a font of its own, or with null none: then it is drawn in the default one.
+void UseLabelFont(GUIFONT* pFont, GUILABEL* pLabel);
 
 // ---- Screen rectangle ----
 
@@ -112,6 +117,15 @@ bool IsBoardConnected();
 // Runs a connect toggle (device/serial_link.h) and tells whether the board is connected then; a failure
 // clears usDoneFlag of the share.
 bool ConnectBoard(THREADFUNC fnToggle);
+
+// ---- Optical module ----
+
+// Whether the optic driver is open, without which no measurement of the module can come to an end; if it is
+// not, fnSetInfo shows so.
+bool IsModuleOpen(int (*fnSetInfo)(const char* pInfo));
+
+// Shown where the thread that a control needs cannot be had.
+constexpr char NO_THREAD_TEXT[] = "Can not start, please try again!";
 
 // ---- Waits ----
 

@@ -36,18 +36,21 @@ static void RequestEnd(int) {
 
 static void WakeOnly(int) {}
 
-// Without SA_RESTART, so that waits end at once.
-static void Handle(int iSignal, void (*fnHandler)(int)) {
+// Without SA_RESTART, so that waits end at once. False, told on the console, if it cannot be done.
+static bool Handle(int iSignal, void (*fnHandler)(int)) {
     struct sigaction action = {};
     action.sa_handler = fnHandler;
     sigemptyset(&action.sa_mask);
-    sigaction(iSignal, &action, nullptr);
+    if (sigaction(iSignal, &action, nullptr) == 0)
+        return true;
+    perror("sigaction");
+    return false;
 }
 
 // OPMTestInit, with its waits cut short once the program has been told to end.
 static int32_t StartHardware() {
-    Handle(SIGALRM, WakeOnly);
-    iStartingUp = 1;
+    // Without its handler the alarm would end the program on the spot.
+    iStartingUp = Handle(SIGALRM, WakeOnly) ? 1 : 0;
     Handle(SIGTERM, RequestEnd);
     Handle(SIGINT, RequestEnd);
     const int32_t iResult = OPMTestInit();
@@ -56,15 +59,20 @@ static int32_t StartHardware() {
     return iResult;
 }
 
-static GUITHREAD StartThread(THREADFUNC fnBody, void* pDevice) {
+// Without a device there is nothing to start.
+static GUITHREAD StartThread(const char* pName, THREADFUNC fnBody, void* pDevice) {
     GUITHREAD thread = GUITHREAD_NONE;
-    if (pDevice == nullptr || ThreadCreate(&thread, fnBody, pDevice) != 0)
-        return GUITHREAD_NONE;
-    return thread;
+    if (pDevice == nullptr || ThreadCreate(&thread, fnBody, pDevice) == 0)
+        return thread;
+    printf("create %s thread failed!\n", pName);
+    return GUITHREAD_NONE;
 }
 
-static void WaitForEnd() {
+// Calls the start screen, again while it cannot be had, and waits until the program is told to end.
+static void RunUntilEnd() {
+    bool bCalled = false;
     while (GetExitFlag() != 1) {
+        bCalled = bCalled || CallScreen(FrmMain) == 0;
         if (__atomic_load_n(&iEndRequested, __ATOMIC_RELAXED) != 0)
             SetExitFlag(1);
         else
@@ -80,14 +88,15 @@ int main() {
     setvbuf(stdout, nullptr, _IOLBF, 0);
 
     printf("%s\n", StartHardware() != 0 ? "OPMTestInit failed" : "OPMTestInit ok");
-    InitializeGUI();
-    thdFb = StartThread(DefaultFbThread, GetCurrFbmap());
-    thdKeypad = StartThread(DefaultKeypadThread, GetCurrKeypad());
-    thdTouch = StartThread(DefaultTouchThread, GetCurrTouch());
+    const int iGui = InitializeGUI();
+    if (iGui != 0)
+        printf("InitializeGUI failed: %d\n", iGui);
+    thdFb = StartThread("framebuffer", DefaultFbThread, GetCurrFbmap());
+    thdKeypad = StartThread("keypad", DefaultKeypadThread, GetCurrKeypad());
+    thdTouch = StartThread("touch", DefaultTouchThread, GetCurrTouch());
 
     printf("Create window\n");
-    CallScreen(FrmMain);
-    WaitForEnd();
+    RunUntilEnd();
 
     ThreadEnd(&thdTouch);
     ThreadEnd(&thdKeypad);

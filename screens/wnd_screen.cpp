@@ -3,7 +3,51 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+// ---- Touches ----
+
+// The screen that is shown, and the picture that took the last press. Only the window thread uses them.
+static const SCREEN* pShownScreen = nullptr;
+static const GUIPICTURE* pPressed = nullptr;
+
+// Row of the picture that the message is for, if it takes input now; else null.
+static const SCREEN_CONTROL* TouchedRow() {
+    const GUIMESSAGE_ITEM* pMsgItem = GetHandledMessage();
+    if (pShownScreen == nullptr || pMsgItem == nullptr)
+        return nullptr;
+    for (const SCREEN_CONTROL& Row : pShownScreen->Controls)
+        if (Row.ppPicture != nullptr && *Row.ppPicture == pMsgItem->pRecvObj)
+            return LoadVisibleFlag(&(*Row.ppPicture)->Visible.iEnable) != 0 ? &Row : nullptr;
+    return nullptr;
+}
+
+// Registered for every picture that takes touches: a release acts only where its press was taken, so that a
+// finger that was laid down on a disabled button, or before the screen opened, starts nothing when it lifts.
+static int TouchDown(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
+    const SCREEN_CONTROL* pRow = TouchedRow();
+    pPressed = pRow == nullptr ? nullptr : *pRow->ppPicture;
+    return pPressed == nullptr ? 0 : pRow->fnDown(pInArg, iInLen, pOutArg, iOutLen);
+}
+
+static int TouchUp(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
+    const SCREEN_CONTROL* pRow = TouchedRow();
+    const bool bTaken = pRow != nullptr && pPressed == *pRow->ppPicture;
+    pPressed = nullptr;
+    return bTaken ? pRow->fnUp(pInArg, iInLen, pOutArg, iOutLen) : 0;
+}
+
 // ---- Create ----
+
+// Does a step until it succeeds, while the screen has tries left: memory that is short for a moment must not
+// leave a control that is shown and does nothing.
+constexpr int SCREEN_TRIES = 50;
+constexpr unsigned TRY_MS = 20;
+static int iTriesLeft = 0;
+
+template <typename Step>
+static void Insist(Step fnStep) {
+    while (!fnStep() && iTriesLeft > 0 && WaitUnlessExit(TRY_MS) == 0)
+        --iTriesLeft;
+}
 
 static void CreateLabels(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
     // The label keeps a copy of its text.
@@ -25,49 +69,72 @@ static void CreateControl(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
         x = y = 0;
     const SCREEN_AREA& Area = Row.PictureArea;
     if (Row.ppPicture != nullptr)
-        *Row.ppPicture = CreatePicture(x + Area.x, y + Area.y, Area.uiWidth, Area.uiHeight, Row.pBitmap);
+        Insist([&] {
+            *Row.ppPicture = CreatePicture(x + Area.x, y + Area.y, Area.uiWidth, Area.uiHeight, Row.pBitmap);
+            return *Row.ppPicture != nullptr;
+        });
     if (Row.ppLabel != nullptr)
         CreateLabels(Row, x, y);
 }
 
+static void AddComponent(int iType, int iLength, void* pComp, GUIWINDOW* pWndObj) {
+    if (pComp == nullptr)
+        return;
+    Insist([=] {
+        MutexLock(&pWndObj->Mutex);
+        const int iResult = AddWindowComp(iType, iLength, pComp, pWndObj);
+        MutexUnlock(&pWndObj->Mutex);
+        return iResult == 0;
+    });
+}
+
 static void AddComponents(const SCREEN& Screen, GUIWINDOW* pWndObj) {
-    MutexLock(&pWndObj->Mutex);
-    AddWindowComp(GUICOMP_WINDOW, sizeof(GUIWINDOW), pWndObj, pWndObj);
+    AddComponent(GUICOMP_WINDOW, sizeof(GUIWINDOW), pWndObj, pWndObj);
     for (const SCREEN_CONTROL& Row : Screen.Controls)
         if ((Row.uiFlags & SCREEN_COMPONENT) != 0)
-            AddWindowComp(GUICOMP_PICTURE, sizeof(GUIPICTURE), *Row.ppPicture, pWndObj);
-    MutexUnlock(&pWndObj->Mutex);
+            AddComponent(GUICOMP_PICTURE, sizeof(GUIPICTURE), *Row.ppPicture, pWndObj);
 }
 
 static void Register(int iMsgCode, void* pRecvObj, MSGFUNC fnHandler, GUIMESSAGE* pMsgObj) {
-    if (fnHandler != nullptr && pRecvObj != nullptr)
-        LoginMessageReg(iMsgCode, pRecvObj, fnHandler, nullptr, 0, pMsgObj);
+    if (fnHandler == nullptr || pRecvObj == nullptr)
+        return;
+    Insist([=] {
+        MutexLock(&pMsgObj->Mutex);
+        const int iResult = LoginMessageReg(iMsgCode, pRecvObj, fnHandler, nullptr, 0, pMsgObj);
+        MutexUnlock(&pMsgObj->Mutex);
+        return iResult == 0;
+    });
 }
 
 static void RegisterHandlers(const SCREEN& Screen, GUIWINDOW* pWndObj) {
     GUIMESSAGE* pMsgObj = GetCurrMessage();
     if (pMsgObj == nullptr)
         return;
-    MutexLock(&pMsgObj->Mutex);
     // Input for the screen before: its controls are gone, and new ones may lie where they lay in memory.
+    MutexLock(&pMsgObj->Mutex);
     DropReceiverMessages(pMsgObj);
+    MutexUnlock(&pMsgObj->Mutex);
     Register(GUIMESSAGE_KEY_DOWN, pWndObj, Screen.Handlers.fnKeyDown, pMsgObj);
     Register(GUIMESSAGE_KEY_UP, pWndObj, Screen.Handlers.fnKeyUp, pMsgObj);
     Register(GUIMESSAGE_KNOB_CLOCK, pWndObj, Screen.Handlers.fnKnobClock, pMsgObj);
     Register(GUIMESSAGE_KNOB_ANTI, pWndObj, Screen.Handlers.fnKnobAnti, pMsgObj);
     for (const SCREEN_CONTROL& Row : Screen.Controls) {
         void* pPicture = Row.ppPicture == nullptr ? nullptr : *Row.ppPicture;
-        Register(GUIMESSAGE_TCH_DOWN, pPicture, Row.fnDown, pMsgObj);
-        Register(GUIMESSAGE_TCH_UP, pPicture, Row.fnUp, pMsgObj);
+        if (Row.fnUp != nullptr) {
+            Register(GUIMESSAGE_TCH_DOWN, pPicture, TouchDown, pMsgObj);
+            Register(GUIMESSAGE_TCH_UP, pPicture, TouchUp, pMsgObj);
+        }
     }
     Register(GUIMESSAGE_ERR_PROC, pWndObj, Screen.Handlers.fnErrProc, pMsgObj);
-    MutexUnlock(&pMsgObj->Mutex);
 }
 
 int CreateScreen(const SCREEN& Screen, GUIWINDOW* pWndObj, unsigned x, unsigned y) {
     if (pWndObj == nullptr)
         return 0;
     *Screen.ppWindow = pWndObj;
+    pShownScreen = &Screen;
+    pPressed = nullptr;
+    iTriesLeft = SCREEN_TRIES;
     for (const SCREEN_FONT& Row : Screen.Fonts)
         *Row.ppFont = CreateFont(FONT_FILE, FONT_SIZE, FONT_SIZE, Row.uiColor, COLOR_NONE);
     for (const SCREEN_STRING& Row : Screen.Strings)
@@ -175,6 +242,7 @@ void DropScreenMessages(const SCREEN& Screen) {
         MutexUnlock(&pWndObj->Mutex);
     }
     *Screen.ppWindow = nullptr;
+    pShownScreen = nullptr;
 }
 
 void DestroyScreenControls(const SCREEN& Screen) {

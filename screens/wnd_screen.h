@@ -31,7 +31,9 @@ struct SCREEN_CONTROL {
     GUIPICTURE** ppPicture;  // variable that holds the picture; null: no picture
     SCREEN_AREA PictureArea;
     const char* pBitmap;  // path, null: none
-    MSGFUNC fnDown;       // registered for touches of the picture; null: not registered
+    // Called for a press of the picture, and for the release if the same picture took the press while it was
+    // enabled. Both null: it takes no touches.
+    MSGFUNC fnDown;
     MSGFUNC fnUp;
     GUILABEL** ppLabel;     // variable, or first of uiLabels variables, that holds the label; null: no label
     SCREEN_AREA LabelArea;  // of the first label

@@ -330,6 +330,26 @@ TEST_F(EndedThread, IsWokenFromABlockedRead) {
     EXPECT_EQ(ThreadTryEnd(nullptr), -1);
 }
 
+void* EndWhenTold(void* told) {
+    while (__atomic_load_n(static_cast<int*>(told), __ATOMIC_ACQUIRE) == 0)
+        MsecSleep(1);
+    return nullptr;
+}
+
+TEST(Thread, IsNotWokenWithoutAHandlerForTheSignal) {
+    signal(SIGUSR1, SIG_DFL);  // it would end the program
+    int told = 0;
+    GUITHREAD thread = GUITHREAD_NONE;
+    ASSERT_EQ(ThreadCreate(&thread, EndWhenTold, &told), 0);
+    {
+        test::FailingCalls failing(1);
+        EXPECT_EQ(ThreadTryEnd(&thread), EBUSY);
+        EXPECT_STREQ(failing.Failed(), "sigaction");
+    }
+    __atomic_store_n(&told, 1, __ATOMIC_RELEASE);
+    EXPECT_EQ(ThreadEnd(&thread), 0);
+}
+
 TEST_F(EndedThread, IsNotWaitedForByATry) {
     const GUITHREAD started = thread;
     EXPECT_EQ(ThreadTryEnd(&thread), EBUSY) << "it has not been told to stop";

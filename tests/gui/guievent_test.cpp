@@ -1,5 +1,6 @@
 #include "gui/guievent.h"
 
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -245,6 +246,34 @@ TEST_F(Event, PackingReportsEachFailureAndKeepsNothing) {
     ASSERT_EQ(PostEvent(1, 1), 0);
     EXPECT_EQ(EventPacketFunc(event), -4);
     message = CreateMessage(1, 1);
+}
+
+void* PackEvents(void* eventObject) {
+    EventPacketFunc(static_cast<GUIEVENT*>(eventObject));
+    return nullptr;
+}
+
+// Between the choice of the receiver and the post the screen must not change: another control may lie at the
+// receiver's address then.
+TEST_F(Event, TheWindowIsHeldUntilItsMessageIsPosted) {
+    MutexLock(&message->Mutex);  // keeps the message from being posted
+    ASSERT_EQ(PostEvent(GUIEVENT_TCH_DOWN, At(10, 10)), 0);
+    GUITHREAD thread = GUITHREAD_NONE;
+    ASSERT_EQ(ThreadCreate(&thread, PackEvents, event), 0);
+    bool held = false;
+    for (int i = 0; i < 2000 && !held; ++i) {
+        MsecSleep(1);
+        MutexLock(&event->Mutex);
+        const bool chosen = ListEmpty(event->pEventQueue);
+        MutexUnlock(&event->Mutex);
+        held = chosen && MutexTrylock(&window->Mutex) == EBUSY;
+        if (chosen && !held)
+            MutexUnlock(&window->Mutex);
+    }
+    EXPECT_TRUE(held);
+    MutexUnlock(&message->Mutex);
+    ThreadJoin(thread, nullptr);
+    ExpectMessage(GUIMESSAGE_TCH_DOWN, At(10, 10), &window->Visible);
 }
 
 TEST_F(Event, ThreadDeliversUntilTheProgramEnds) {

@@ -191,6 +191,7 @@ TEST_F(Environment, EachStepThatFailsIsReportedAndReleased) {
         "open -2",
         "ioctl -2",
         "ioctl -2",
+        "sysconf -2",
         "mmap -2",
         "pthread_mutex_init -2",  // framebuffer
         "malloc 0",

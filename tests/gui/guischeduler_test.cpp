@@ -413,6 +413,123 @@ TEST_F(Scheduler, ProgramEndFreesAWindowThatStillListsComponents) {
     EXPECT_EQ(CountOf("1.exit"), 1);
 }
 
+// ---- Changes of windows ----
+
+constexpr int kForEver = test::FailingCallsOfAllThreads::kForEver;
+
+class WindowChange : public Scheduler {
+  protected:
+    void SetUp() override {
+        Scheduler::SetUp();
+        shown = MakeScreen<1>(nullptr);
+        Call(shown);
+        ASSERT_TRUE(WaitForEntry("1.paint"));
+        MutexLock(&message->Mutex);
+        ASSERT_EQ(LoginMessageReg(GUIMESSAGE_KEY_DOWN, shown, LogKey, nullptr, 0, message), 0);
+        MutexUnlock(&message->Mutex);
+    }
+    // The screen is up and hears its handlers.
+    void ExpectWhole() {
+        Key(7, shown);
+        EXPECT_TRUE(WaitForEntry("key 7"));
+        EXPECT_EQ(CountOf("1.exit"), 0);
+    }
+    void ExpectChanged() {
+        EXPECT_TRUE(WaitForEntry("2.paint"));
+        EXPECT_EQ(CountOf("1.exit"), 1);
+    }
+
+    GUIWINDOW* shown = nullptr;
+};
+
+TEST_F(WindowChange, EndsOneScreenAndRunsTheNext) {
+    EXPECT_EQ(ChangeWindow(shown, MakeScreen<2>(nullptr)), 0);
+    EXPECT_EQ(message->pMsgReg->iCount, 0);
+    ExpectChanged();
+}
+
+TEST_F(WindowChange, WaitsForRoomInTheQueueWithTheScreenWhole) {
+    GUILIST list = {0, INT32_MAX, nullptr, nullptr};
+    ASSERT_TRUE(WaitUntil([this] { return QueueEmpty(); }));
+    for (int i = 0; i < 999; ++i)
+        ASSERT_EQ(PrepareMessage(3, 0, 0, &list), 0);
+    MutexLock(&message->Mutex);
+    ASSERT_EQ(ListSplice(&list, message->pMsgQueue), 0);
+    MutexUnlock(&message->Mutex);
+    EXPECT_EQ(ChangeWindow(shown, MakeScreen<2>(nullptr)), 0);
+    ExpectWhole();
+    MutexLock(&message->Mutex);
+    free(RecvSpecialMessage(3, message));
+    MutexUnlock(&message->Mutex);
+    ExpectChanged();
+}
+
+TEST_F(WindowChange, WaitsForTheThreadOfTheNextScreen) {
+    {
+        test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+        EXPECT_EQ(ChangeWindow(shown, MakeScreen<2>(nullptr)), 0);
+        EXPECT_STREQ(failing.Failed(), "pthread_create");
+        ExpectWhole();
+    }
+    ExpectChanged();
+}
+
+TEST_F(WindowChange, ALaterOneTakesThePlaceOfOneThatWaits) {
+    {
+        test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+        EXPECT_EQ(ChangeWindow(shown, MakeScreen<3>(nullptr)), 0);
+        EXPECT_EQ(ChangeWindow(shown, MakeScreen<2>(nullptr)), 0);
+        ExpectWhole();
+    }
+    ExpectChanged();
+    EXPECT_EQ(CountOf("3.init"), 0);
+}
+
+TEST_F(WindowChange, OneThatWaitsIsFreedWhenTheProgramEnds) {
+    test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+    EXPECT_EQ(ChangeWindow(shown, MakeScreen<2>(nullptr)), 0);
+    ExpectWhole();
+    End();
+    EXPECT_EQ(CountOf("2.init"), 0);
+}
+
+TEST_F(WindowChange, NeedsANextWindowAndAMessageObject) {
+    EXPECT_EQ(ChangeWindow(shown, nullptr), -1);
+    ExpectWhole();
+}
+
+TEST_F(WindowChange, ComesAboutWhicheverCallFailsOnce) {
+    for (int n = 1; n <= 12; ++n) {
+        const int before = CountOf("1.paint");
+        GUIWINDOW* next = MakeScreen<1>(nullptr);
+        test::FailingCallsOfAllThreads failing(n, 1);
+        EXPECT_EQ(ChangeWindow(shown, next), 0);
+        EXPECT_TRUE(WaitUntil([&] { return CountOf("1.paint") > before; }))
+            << n << ", " << failing.Failed() << " failed";
+        shown = next;
+    }
+    End();
+    EXPECT_EQ(CountOf("1.exit"), 13);
+}
+
+TEST_F(Scheduler, ACalledWindowWaitsForItsThread) {
+    {
+        test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+        Call(MakeScreen<1>(nullptr));
+        ASSERT_TRUE(WaitUntil([this, &failing] { return *failing.Failed() != 0 && QueueEmpty(); }));
+        EXPECT_TRUE(Entries().empty());
+    }
+    EXPECT_TRUE(WaitForEntry("1.paint"));
+}
+
+TEST_F(Scheduler, ProgramEndFreesAWindowThatWaitsForItsThread) {
+    test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+    Call(MakeScreen<1>(nullptr));
+    ASSERT_TRUE(WaitUntil([this, &failing] { return *failing.Failed() != 0 && QueueEmpty(); }));
+    End();
+    EXPECT_TRUE(Entries().empty());
+}
+
 TEST_F(Scheduler, SurvivesManyScreenSwitches) {
     GUIWINDOW* shown = MakeScreen<1>(Entry<1, LOOP_ONCE>);
     Call(shown);

@@ -12,6 +12,7 @@
 #include "measure/common_opm.h"
 #include "screens/wnd_frmmainboard_fct.h"
 #include "simulator/models/framebuffer.h"
+#include "simulator/models/parts.h"
 
 namespace test {
 
@@ -20,23 +21,27 @@ ScreenTest::ScreenTest() : linked_(std::make_unique<k905::LinkedInstrument>()) {
     testing::internal::CaptureStdout();
 }
 
-ScreenTest::~ScreenTest() {
+void ScreenTest::End() {
     if (started_) {
         SetExitFlag(1);
         for (pthread_t& thread : deviceThreads_)
             ThreadEnd(&thread);
         EXPECT_EQ(0, ReleaseGUI());
         FrmMainBoardRelease();
-        free(pApd_Break_Para);
-        pApd_Break_Para = nullptr;
     }
+    started_ = false;
+    OPMTestEnd();
+    free(pApd_Break_Para);
+    pApd_Break_Para = nullptr;
     free(pScreenBmpBuff);
     pScreenBmpBuff = nullptr;
-    for (int* fd : {&opticFD, &serialFD}) {
-        if (*fd >= 0)
-            close(*fd);
-        *fd = -1;
-    }
+}
+
+ScreenTest::~ScreenTest() {
+    End();
+    if (serialFD >= 0)
+        close(serialFD);
+    serialFD = -1;
     linked_.reset();
     // The report of a failure was captured too.
     Printed();
@@ -180,6 +185,10 @@ bool ScreenTest::Enabled(unsigned x, unsigned y) {
     }
     ADD_FAILURE() << "no component at " << x << ", " << y;
     return false;
+}
+
+unsigned ScreenTest::Register(uint32_t address) const {
+    return linked_->Hardware().Inside().fpga.Values()[address >> 1 & 0xFFFF];
 }
 
 std::string ScreenTest::Printed() {

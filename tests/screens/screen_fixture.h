@@ -33,12 +33,13 @@ struct Button {
 class ScreenTest : public testing::Test {
   protected:
     ScreenTest();
-    // Ends the program in the order of main() and closes what it keeps open for its whole life.
     ~ScreenTest() override;
 
     // Starts hardware, GUI and device threads, and shows the screen.
     void Start(const SCREEN_ENTRY& entry);
     void Run(unsigned milliseconds);
+    // Ends the program in the order of main(); the instrument stays, to be looked at.
+    void End();
 
     // Sets a bench quantity or a fault of the instrument.
     void Set(const std::string& name, const nlohmann::json& value);
@@ -62,6 +63,9 @@ class ScreenTest : public testing::Test {
     // Number of registrations of a message code.
     static int Registrations(int code);
     static bool Enabled(unsigned x, unsigned y);
+
+    // What stands in a register of the FPGA, by its byte address.
+    unsigned Register(uint32_t address) const;
 
     // What was printed since the last call.
     std::string Printed();

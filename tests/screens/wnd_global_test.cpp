@@ -169,10 +169,14 @@ TEST_F(Messages, LoopOnceStopsTheLoop) {
     EXPECT_EQ("2 11", Take());
 }
 
-TEST_F(Messages, SwitchingEndsTheOldScreenBeforeItCallsTheNew) {
+// A second touch that waits behind the first must find no handler.
+TEST_F(Messages, SwitchingEndsTheOldScreenAndItsHandlersBeforeItCallsTheNew) {
+    LockWindowThread();  // as the running window's thread does
     uintptr_t old = 0;
     uintptr_t next = 0;
+    ASSERT_EQ(0, LoginMessageReg(GUIMESSAGE_TCH_UP, window_, NoAction, nullptr, 0, message_));
     EXPECT_EQ(0, SwitchScreen(window_, kEntry));
+    EXPECT_EQ(0, message_->pMsgReg->iCount);
     EXPECT_EQ("2 5", Take(&old));
     EXPECT_EQ("1 2", Take(&next));
     EXPECT_EQ(reinterpret_cast<uintptr_t>(window_), old);
@@ -180,15 +184,11 @@ TEST_F(Messages, SwitchingEndsTheOldScreenBeforeItCallsTheNew) {
     EXPECT_EQ(799u, target->Visible.Area.End.x);
     EXPECT_EQ(479u, target->Visible.Area.End.y);
     EXPECT_EQ(nullptr, target->fnWndThread);
+    SetExitFlag(1);
+    UnlockWindowThread();
+    EXPECT_EQ(0, ThreadEnd(&target->thdWndTid));
+    SetExitFlag(0);
     DestroyWindow(&target);
-}
-
-// A second touch that waits behind the first must find no handler.
-TEST_F(Messages, LeavingDropsTheHandlersOfTheScreen) {
-    ASSERT_EQ(0, LoginMessageReg(GUIMESSAGE_TCH_UP, window_, NoAction, nullptr, 0, message_));
-    EXPECT_EQ(0, LeaveScreen(window_));
-    EXPECT_EQ(0, message_->pMsgReg->iCount);
-    EXPECT_EQ("2 5", Take());
 }
 
 TEST_F(Messages, ScreenStaysWhenTheNextCannotBeMade) {
@@ -200,7 +200,7 @@ TEST_F(Messages, ScreenStaysWhenTheNextCannotBeMade) {
 TEST_F(Messages, WindowThatCannotBePostedIsFreed) {
     SendMsg_DisableLoop(window_);
     SendMsg_DisableLoop(window_);
-    EXPECT_EQ(0, CallScreen(kEntry));
+    EXPECT_EQ(-1, CallScreen(kEntry));
     EXPECT_EQ(2, message_->pMsgQueue->iCount);
 }
 
@@ -228,16 +228,30 @@ TEST(UpdateLabel, LeavesADisabledLabelWithoutText) {
     DestroyLabel(&label);
 }
 
-TEST(UpdateLabel, KeepsTheOldStringWhenMemoryIsShort) {
-    GUILABEL* label = CreateLabel(0, 0, 10, 10, nullptr);
-    GUICHAR* string = TransString("old");
-    const GUICHAR* before = string;
-    {
-        test::FailingCalls failing(1);
-        EXPECT_EQ(-1, UpdateLabelText(&string, "new", label, nullptr));
+// The text from before would be read as the result of this check.
+TEST(UpdateLabel, ShortMemoryLeavesNoTextBehind) {
+    for (int call = 1; call <= 2; ++call) {  // the string, the label's copy of it
+        GUICHAR* string = TransString("old");
+        GUILABEL* label = CreateLabel(0, 0, 10, 10, string);
+        {
+            test::FailingCalls failing(call);
+            EXPECT_EQ(-3, UpdateLabelText(&string, "new", label, nullptr)) << failing.Failed();
+        }
+        EXPECT_EQ(nullptr, label->pLblText);
+        EXPECT_EQ(-2, DisplayLabel(label));
+        free(string);
+        DestroyLabel(&label);
     }
-    EXPECT_EQ(before, string);
-    free(string);
+}
+
+TEST(UseLabelFont, WithoutAFontTakesTheDefaultOne) {
+    GUIFONT font = {};
+    GUILABEL* label = CreateLabel(0, 0, 10, 10, nullptr);
+    UseLabelFont(&font, label);
+    EXPECT_EQ(&font, label->pLblFont);
+    UseLabelFont(nullptr, label);
+    EXPECT_EQ(nullptr, label->pLblFont);
+    UseLabelFont(&font, nullptr);
     DestroyLabel(&label);
 }
 
@@ -278,7 +292,7 @@ const SCREEN_CONTROL kControls[] = {
     StatusBarRow(&picBar),
     TitleRow(&lblTitle, nullptr, &strTitle),
     ButtonRow(100, 50, "a", &picA, &lblA, Handler, OtherHandler),
-    TouchRow(&picB, {200, 60, 30, 40}, "b.bmp", &lblB, {190, 100, 50, 16}, "b", nullptr, nullptr,
+    TouchRow(&picB, {200, 60, 30, 40}, "b.bmp", &lblB, {190, 100, 50, 16}, "b", nullptr, Handler,
              OtherHandler),
     LinesRow(lblLines, 3, {10, 20, 100, 16}, 20),
 };
@@ -302,16 +316,14 @@ TEST_F(Walker, CreatesListsAndRegistersInTheOrderOfTheTable) {
     const struct {
         int code;
         void* receiver;
-        MSGFUNC handler;
-    } expected[] = {{13, window_, Handler},   {14, window_, OtherHandler}, {15, picA, Handler},
-                    {16, picA, OtherHandler}, {16, picB, OtherHandler},    {12, window_, Handler}};
+    } expected[] = {{13, window_}, {14, window_}, {15, picA},   {16, picA},
+                    {15, picB},    {16, picB},    {12, window_}};
     const GUIOBJ* item = FirstObj(message_->pMsgReg);
     for (const auto& one : expected) {
         ASSERT_NE(nullptr, item);
         const GUIMESSAGE_REG* reg = static_cast<const GUIMESSAGE_REG*>(item->pObj);
         EXPECT_EQ(one.code, reg->iMsgCode);
         EXPECT_EQ(one.receiver, reg->pRecvObj);
-        EXPECT_EQ(one.handler, reg->fnMsgFunc);
         item = NextObj(item, message_->pMsgReg);
     }
     EXPECT_EQ(nullptr, item);

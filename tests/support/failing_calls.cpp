@@ -3,11 +3,13 @@
 #include <dirent.h>
 #include <errno.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <utility>
 
 #include "tests/support/redirected_paths.h"
@@ -20,8 +22,29 @@ thread_local int failAt = 0;
 thread_local const char* failedName = "";
 thread_local test::IoctlAnswer::Answer ioctlAnswer;
 
+// What FailingCallsOfAllThreads wants.
+struct {
+    std::atomic<bool> counting;
+    std::atomic<int> calls;
+    std::atomic<int> failAt;
+    std::atomic<int> times;
+    std::atomic<const char*> name;
+    std::atomic<const char*> failedName;
+} everywhere;
+
+bool MustFailEverywhere(const char* name) {
+    if (!everywhere.counting || (everywhere.name != nullptr && strcmp(name, everywhere.name) != 0))
+        return false;
+    const int call = ++everywhere.calls;
+    if (call == everywhere.failAt)
+        everywhere.failedName = name;
+    return call >= everywhere.failAt && call - everywhere.failAt < everywhere.times;
+}
+
 // True when this call is the one to fail.
 bool MustFail(const char* name) {
+    if (MustFailEverywhere(name))
+        return true;
     if (!counting || ++calls != failAt)
         return false;
     failedName = name;
@@ -61,6 +84,23 @@ int FailingCalls::OpenDescriptors() {
     return count;
 }
 
+FailingCallsOfAllThreads::FailingCallsOfAllThreads(int n, int times, const char* name) {
+    everywhere.calls = 0;
+    everywhere.failAt = n;
+    everywhere.times = times;
+    everywhere.name = name;
+    everywhere.failedName = "";
+    everywhere.counting = true;
+}
+
+FailingCallsOfAllThreads::~FailingCallsOfAllThreads() {
+    everywhere.counting = false;
+}
+
+const char* FailingCallsOfAllThreads::Failed() const {
+    return everywhere.failedName;
+}
+
 IoctlAnswer::IoctlAnswer(Answer answer) {
     ioctlAnswer = std::move(answer);
 }
@@ -79,6 +119,9 @@ void* __real_realloc(void*, size_t);
 char* __real_strdup(const char*);
 int __real_open(const char*, int, ...);
 ssize_t __real_read(int, void*, size_t);
+struct dirent* __real_readdir(DIR*);
+long __real_sysconf(int);
+int __real_sigaction(int, const struct sigaction*, struct sigaction*);
 off_t __real_lseek(int, off_t, int);
 int __real_close(int);
 int __real_ioctl(int, unsigned long, ...);
@@ -121,6 +164,30 @@ ssize_t __wrap_read(int fd, void* buffer, size_t size) {
         return -1;
     }
     return __real_read(fd, buffer, size);
+}
+
+struct dirent* __wrap_readdir(DIR* dir) {
+    if (MustFail("readdir")) {
+        errno = EIO;
+        return nullptr;
+    }
+    return __real_readdir(dir);
+}
+
+long __wrap_sysconf(int name) {
+    if (MustFail("sysconf")) {
+        errno = EINVAL;
+        return -1;
+    }
+    return __real_sysconf(name);
+}
+
+int __wrap_sigaction(int signal, const struct sigaction* action, struct sigaction* previous) {
+    if (MustFail("sigaction")) {
+        errno = EINVAL;
+        return -1;
+    }
+    return __real_sigaction(signal, action, previous);
 }
 
 off_t __wrap_lseek(int fd, off_t offset, int whence) {

@@ -25,6 +25,20 @@ class FailingCalls {
     static int OpenDescriptors();
 };
 
+// The same for the calls of every thread, of one name (null: any): the n-th and the times - 1 that follow it
+// fail.
+class FailingCallsOfAllThreads {
+  public:
+    static constexpr int kForEver = 1'000'000'000;
+    FailingCallsOfAllThreads(int n, int times, const char* name = nullptr);
+    ~FailingCallsOfAllThreads();
+    FailingCallsOfAllThreads(const FailingCallsOfAllThreads&) = delete;
+    FailingCallsOfAllThreads& operator=(const FailingCallsOfAllThreads&) = delete;
+
+    // Name of the first call that was made to fail, or "" when the n-th has not been reached.
+    const char* Failed() const;
+};
+
 // Answers this thread's ioctls while it lives, in the kernel's place: answer(descriptor, request, argument)
 // returns what the ioctl returns. A call that FailingCalls makes fail does not get here.
 class IoctlAnswer {

@@ -140,8 +140,10 @@ static int OPMBtnF8_Up(void*, int, void*, int) {
     ClearChannelVerdicts();
     for (const auto fnMode : Modes) {
         bAttenuatorFailed = fnMode() != 0;
-        if (bAttenuatorFailed)
+        if (bAttenuatorFailed) {
+            ShowGroup(TestGroup, BMP_BTN_DISABLE);
             return 0;
+        }
     }
     EnableButtons();
     return 0;

@@ -47,5 +47,47 @@ TEST_P(StartUpConsole, TellsOfTheHardwareThenOfTheWindowAndGoesOn) {
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
 }
 
+// ---- Without threads ----
+
+// The program's threads in the order in which they are made: scheduler, events, framebuffer, keypad, touch
+// panel, start screen.
+BenchOptions WithoutThreads(const char* firstAndCount) {
+    BenchOptions options;
+    options.preloadFirst = K905_FAILING_THREADS;
+    options.environment["K905_FAIL_THREADS"] = firstAndCount;
+    return options;
+}
+
+class StartUpWithoutThreads : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (K905_SANITIZED)
+            GTEST_SKIP() << "a sanitizer wants to be the first library";
+    }
+};
+
+TEST_F(StartUpWithoutThreads, ReadersThatCannotBeHadAreToldOnTheConsole) {
+    Operator person(WithoutThreads("3 3"));
+    ASSERT_TRUE(person.WaitForStart());
+    EXPECT_THAT(person.At().Console(),
+                ::testing::HasSubstr("create framebuffer thread failed!\ncreate keypad thread failed!\n"
+                                     "create touch thread failed!\n"));
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+TEST_F(StartUpWithoutThreads, TheStartScreenComesAsSoonAsItsThreadCanBeHad) {
+    Operator person(WithoutThreads("6 20"));
+    ASSERT_TRUE(person.WaitForStart());
+    EXPECT_TRUE(person.OpenMainBoard());
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+TEST_F(StartUpWithoutThreads, WithoutTheSchedulerTheProgramSaysSoAndEndsInOrder) {
+    Operator person(WithoutThreads("1 1"));
+    person.At().Advance(10000);
+    EXPECT_THAT(person.At().Console(), ::testing::HasSubstr("InitializeGUI failed: -3\n"));
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
 }  // namespace
 }  // namespace k905

@@ -1,9 +1,12 @@
+#include <unistd.h>
+
 #include "device/common_opt.h"
 #include "device/operator_report.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"
 #include "screens/wnd_frmapd_adjust.h"
 #include "tests/screens/screen_fixture.h"
+#include "tests/support/failing_calls.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -158,6 +161,46 @@ TEST_F(ApdAdjust, StartRunsTheCalibrationAndStopEndsIt) {
     EXPECT_FALSE(E2promEnabled());
     TapStop(3000);
     EXPECT_TRUE(E2promEnabled());
+}
+
+TEST_F(ApdAdjust, WithoutItsThreadTheCalibrationIsToldAndCanBeStartedAgain) {
+    Open();
+    {
+        test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
+        TapStart();
+    }
+    EXPECT_THAT(Texts(kPanel1), ElementsAre("Can not start, please try again!"));
+    EXPECT_TRUE(E2promEnabled());
+    EXPECT_FALSE(StopEnabled());
+    TapStart(3000);
+    EXPECT_TRUE(StopEnabled());
+    EXPECT_THAT(Joined(Texts(kPanel1)), Not(HasSubstr("Can not start")));
+}
+
+TEST_F(ApdAdjust, WithoutTheOpticDriverTheScreenSaysSoAndStaysUsable) {
+    Open();
+    close(opticFD);
+    opticFD = -1;
+    TapStart(2000);
+    EXPECT_THAT(Texts(kPanel1), ElementsAre("Open OPM Device Failed."));
+    EXPECT_TRUE(E2promEnabled());
+    Tap(660, 465, 1000);
+    EXPECT_THAT(Texts(kTitle), ElementsAre("OPM  testV20150629"));
+}
+
+// Stop and Back answer within a second while an acquisition never ends, and the high voltage goes to rest.
+TEST_F(ApdAdjust, StopAndBackEndACalibrationWhoseAcquisitionNeverEnds) {
+    Open();
+    Fault("optic.never_ready");
+    TapStart(20000);
+    EXPECT_TRUE(StopEnabled());
+    TapStop(1000);
+    EXPECT_TRUE(E2promEnabled());
+    EXPECT_EQ(2048u, Register(OPM_APD_REG));
+    TapStart(20000);
+    Tap(660, 465, 1000);
+    EXPECT_THAT(Texts(kTitle), ElementsAre("OPM  testV20150629"));
+    EXPECT_EQ(2048u, Register(OPM_APD_REG));
 }
 
 TEST_F(ApdAdjust, EachButtonHasItsPressedLook) {

@@ -29,6 +29,14 @@ const test::Button kButtons[] = {
 };
 constexpr test::Area kFrame = {20, 30, 400, 400};
 
+// A text that wraps, as one.
+std::string Joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line;
+    return text;
+}
+
 }  // namespace
 
 class MainBoard : public test::ScreenTest {
@@ -375,6 +383,18 @@ TEST_F(MainBoard, AdcCheckGivesUpWhenNothingCanBeAcquired) {
 
 // ---- EEPROM, storage ----
 
+// Settings that did not arrive must not be judged.
+TEST_F(MainBoard, AdcCheckLooksAtEachOfItsSetUpRequests) {
+    OpenConnected();
+    for (int request = 1; request <= 11; ++request) {
+        test::FailingCallsOfAllThreads failing(request, 1, "ioctl");
+        TapButton("F2", 4000);
+        ASSERT_STREQ("ioctl", failing.Failed());
+        ExpectResult("ADC Check ERROR, Maybe not connect!", false);
+        EXPECT_EQ(ADC_FLAG_ABSENT, MainBoardResult.AdcFlag) << request;
+    }
+}
+
 TEST_F(MainBoard, EepromCheckWritesTheBoardsRecord) {
     Open();
     TapButton("F3", 1000);
@@ -416,6 +436,16 @@ TEST_F(MainBoard, UsbCheckWantsExactlyOneStick) {
         ExpectResult("Usb Check Error!", false);
         EXPECT_EQ(0, MainBoardResult.UsbFlag);
     }
+}
+
+// An error while the directory is read is not its end: of two sticks the second would not be counted.
+TEST_F(MainBoard, UsbCheckFailsWhenTheDirectoryCannotBeReadToItsEnd) {
+    Open();
+    Set("usb.sticks", 2);
+    test::FailingCallsOfAllThreads failing(4, 1, "readdir");
+    TapButton("F6", 2000);
+    EXPECT_STREQ("readdir", failing.Failed());
+    ExpectResult("Usb Check Error!", false);
 }
 
 TEST_F(MainBoard, SdCardCheckTellsAMissingFromAFullCard) {
@@ -487,6 +517,69 @@ TEST_F(MainBoard, VisibleLightStaysOnUntilItIsSwitchedOff) {
     linked_->ClearTrace();
     Run(200);
     EXPECT_THAT(linked_->TraceLines({"reg"}), IsEmpty());
+}
+
+TEST_F(MainBoard, VisibleLightWithoutAThreadIsTold) {
+    Open();
+    {
+        test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
+        TapButton("F41");
+    }
+    EXPECT_EQ("Can not start, please try again!", Joined(Result()));
+    EXPECT_EQ(0xFF0000u, ColorOf(Result()[0]));
+    EXPECT_THAT(Printed(), HasSubstr("-----create thread failure!!---\n"));
+    TapButton("F41");
+    ExpectResult("Visible Check!", true);
+}
+
+// ---- Short of memory ----
+
+// The verdict of the check before never stands for this one, nor in this one's colour.
+TEST_F(MainBoard, NoVerdictOfAnEarlierCheckStaysWhateverCallFails) {
+    Open();
+    for (int n = 1;; ++n) {
+        Fault("fpga.ddr", false);
+        TapButton("F31");
+        ExpectResult("FPGA DDR OK!!", true);
+        Fault("fpga.ddr");
+        Printed();
+        test::FailingCallsOfAllThreads failing(n, 1);
+        TapButton("F31");
+        if (*failing.Failed() == 0)
+            break;
+        if (Printed().find("iInput = 0002") == std::string::npos)
+            continue;  // the touch itself was lost: no check began
+        for (const std::string& text : Result()) {
+            EXPECT_THAT(text, Not(HasSubstr("OK"))) << "call " << n << ", " << failing.Failed();
+            EXPECT_NE(0x00FF00u, ColorOf(text)) << text << ": call " << n << ", " << failing.Failed();
+        }
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST_F(MainBoard, AVerdictWithoutItsFontNeverTakesTheOthersColour) {
+    Start(FrmMain);
+    const struct {
+        int font;  // as they are made: pass, fail
+        int sticks;
+        const char* text;
+        uint32_t wrong;
+    } cases[] = {{1, 1, "Usb Check OK!", 0xFF0000}, {2, 0, "Usb Check Error!", 0x00FF00}};
+    for (const auto& one : cases) {
+        {
+            test::FailingCallsOfAllThreads failing(one.font, 1, "strdup");
+            Tap(240, 210, 1000);
+            ASSERT_STREQ("strdup", failing.Failed());
+        }
+        // One verdict of either kind first, so that the label has had the font that there is.
+        for (const int sticks : {1 - one.sticks, one.sticks}) {
+            Set("usb.sticks", sticks);
+            TapButton("F6", 2000);
+        }
+        EXPECT_THAT(Result(), ElementsAre(one.text));
+        EXPECT_NE(one.wrong, ColorOf(one.text));
+        Tap(660, 465, 1000);
+    }
 }
 
 TEST_F(MainBoard, EndOfTheProgramSwitchesTheVisibleLightOff) {

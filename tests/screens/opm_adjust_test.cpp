@@ -5,7 +5,9 @@
 #include "screens/wnd_frmadjust.h"
 #include "screens/wnd_frmopticalmain.h"
 #include "tests/screens/screen_fixture.h"
+#include "tests/support/failing_calls.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -112,6 +114,21 @@ TEST_F(OpmAdjust, ConnectTogglesTheLoops) {
     EXPECT_EQ(0, OPMGUIShare.usDoneFlag);
     for (const test::Button& loop : kLoops)
         EXPECT_FALSE(Enabled(loop.x, loop.y)) << loop.name;
+}
+
+TEST_F(OpmAdjust, ALoopWithoutAThreadIsToldAndCanBeStartedAgain) {
+    OpenConnected();
+    for (const test::Button& loop : kLoops) {
+        {
+            test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
+            TapAt(loop.x, loop.y);
+        }
+        EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Can not start, please try again!")) << loop.name;
+        for (const test::Button& other : kLoops)
+            EXPECT_TRUE(Enabled(other.x, other.y)) << other.name;
+    }
+    TapAt(600, 124, 1000);
+    EXPECT_THAT(Texts(Line(2)), Contains(HasSubstr("Ad:  3.0V")));
 }
 
 TEST_F(OpmAdjust, DataLinesAreOneToFour) {

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cmath>
 
 #include "device/common_opt.h"
@@ -338,6 +340,67 @@ TEST_F(OpmFct, AnAttenuatorThatCannotBeAdjustedLeavesTheButtonsDisabled) {
         EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
     Tap(680, 465);
     EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM  testV20150629"));
+}
+
+TEST_F(OpmFct, ConnectDoesNotBringTheTestsBackAfterAFailedAttenuator) {
+    OpenConnected();
+    Fault("board.wrong_channel");
+    TapAt(600, 95, 500);
+    for (int i = 0; i < 300 && Shown() == std::vector<std::string>{"Adjust Att0......"}; ++i)
+        Run(1000);
+    Fault("board.wrong_channel", false);
+    const test::Picture disabled = Screenshot({600, 35, 105, 233});
+    for (const char* answer : {"Connect Fail!!!", "Connect Success!!!"}) {
+        TapAt(450, 35, 2000);
+        EXPECT_THAT(Texts(test::kInfoLine), ElementsAre(answer));
+        for (const test::Button& button : kTests)
+            EXPECT_FALSE(Enabled(button.x, button.y)) << button.name << ", " << answer;
+        EXPECT_EQ(disabled.rgb, Screenshot({600, 35, 105, 233}).rgb) << answer;
+    }
+    // Leaving the screen does.
+    ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmOPM));
+    Run(500);
+    for (const test::Button& button : kTests)
+        EXPECT_TRUE(Enabled(button.x, button.y)) << button.name;
+}
+
+// A chain that fails early would stand beside the verdicts of the one before.
+TEST_F(OpmFct, VerdictsOfAnEarlierChainAreGoneWhenANewOneBegins) {
+    OpenConnected();
+    TapAt(600, 95, 500);
+    RunUntilEnabled(300);
+    ASSERT_THAT(Shown(), Contains("6307channel: success!!!"));
+    TapAt(600, 95, 1000);
+    EXPECT_THAT(Shown(), ElementsAre("Adjust Att0......"));
+    RunUntilEnabled(300);
+    EXPECT_THAT(Shown(), Contains("6307channel: success!!!"));
+}
+
+TEST_F(OpmFct, NoTestCanBeStartedWhileEepromOrTemperatureAreTested) {
+    Open();
+    for (const bool connected : {false, true}) {
+        OPMGUIShare.usIsConnect = connected;
+        ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmOPM));
+        Run(500);
+        for (const unsigned y : {155u, 215u}) {
+            linked_->StartTrace();
+            linked_->ClearTrace();
+            TapAt(600, y, 0);
+            bool disabled = false;
+            for (int i = 0; i < 3000 && !disabled; ++i) {
+                usleep(100);
+                disabled = !Enabled(600, y);
+            }
+            EXPECT_TRUE(disabled) << y;
+            for (const test::Button& button : kTests)
+                EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
+            Run(1000);
+            // The two that need the board stay as they were.
+            for (const test::Button& button : kTests)
+                EXPECT_EQ(connected || button.y >= 155, Enabled(button.x, button.y)) << button.name;
+            EXPECT_THAT(linked_->TraceLines({"file"}), Contains(HasSubstr("btn_disable.bmp")));
+        }
+    }
 }
 
 TEST_F(OpmFct, TheProgramCanEndDuringTheSignalChainTest) {

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "device/Opm.h"
 #include "device/common_opt.h"
 #include "measure/adjust.h"
@@ -127,6 +129,39 @@ TEST_F(OpticalCheck, OffsetIsShownAndSaved) {
     cOpmTunning.OffsetPoint = -1;
     GetOpmTunning();
     EXPECT_EQ(offset, cOpmTunning.OffsetPoint);
+}
+
+TEST_F(OpticalCheck, WithoutTheOpticDriverTheScreenSaysSoAndStaysUsable) {
+    Start(FrmOptcheck);
+    close(opticFD);
+    opticFD = -1;
+    for (const int y : {90, 250}) {
+        Tap(540, y, 2000);
+        EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Open OPM Device Failed."));
+        EXPECT_TRUE(Enabled(500, 64));
+        EXPECT_TRUE(Enabled(500, 224));
+    }
+    EXPECT_THAT(Packed(Texts(kLine2)), HasSubstr("Pleaseplugin5m"));
+    Tap(660, 465, 1000);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM  testV20150629"));
+}
+
+TEST_F(OpticalCheck, AnAcquisitionThatNeverEndsFailsTheCheckAndTheScreenStaysUsable) {
+    Start(FrmOptcheck);
+    Fault("optic.never_ready");
+    Tap(540, 90, 1000);
+    EXPECT_FALSE(Enabled(500, 64));
+    RunUntilReady(30);
+    EXPECT_EQ(Packed({"1310 Optical check bad     1550 Optical check bad     check over!!!"}),
+              Packed(Texts(kLine1)));
+    EXPECT_EQ(2048u, Register(OPM_APD_REG));
+    const int32_t offset = pOpmTunning->OffsetPoint;
+    Tap(540, 250, 10000);
+    EXPECT_EQ(Packed({"offset = 0 Adjust Error"}), Packed(Texts(kLine2)));
+    EXPECT_EQ(offset, pOpmTunning->OffsetPoint);
+    Fault("optic.never_ready", false);
+    Tap(660, 465, 1000);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("OPM  testV20150629"));
 }
 
 TEST_F(OpticalCheck, TheProgramCanEndWhileAnAcquisitionNeverEnds) {

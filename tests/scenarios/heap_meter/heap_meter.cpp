@@ -2,15 +2,14 @@
 // process. K905_HEAP_METER names the file for the figures.
 #include "tests/scenarios/heap_meter/heap_meter.h"
 
-#include <elf.h>
 #include <fcntl.h>
-#include <link.h>
-#include <sys/auxv.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
+
+#include "tests/scenarios/program_range.h"
 
 extern "C" {
 void* __libc_malloc(size_t);
@@ -32,7 +31,6 @@ struct Block {
 Block table[kPlaces];
 HeapMeter nowhere;
 HeapMeter* meter = &nowhere;
-std::uintptr_t programFrom, programTo;
 std::atomic_flag busy = ATOMIC_FLAG_INIT;
 
 class Guard {
@@ -44,22 +42,7 @@ class Guard {
     ~Guard() { busy.clear(std::memory_order_release); }
 };
 
-// The program's own place in memory, from the headers that the kernel left.
-void FindProgram() {
-    const auto* headers = reinterpret_cast<const ElfW(Phdr)*>(getauxval(AT_PHDR));
-    const std::size_t count = getauxval(AT_PHNUM);
-    std::uintptr_t base = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        if (headers[i].p_type == PT_PHDR)
-            base = reinterpret_cast<std::uintptr_t>(headers) - headers[i].p_vaddr;
-    programFrom = base;
-    for (std::size_t i = 0; i < count; ++i)
-        if (headers[i].p_type == PT_LOAD && base + headers[i].p_vaddr + headers[i].p_memsz > programTo)
-            programTo = base + headers[i].p_vaddr + headers[i].p_memsz;
-}
-
 __attribute__((constructor)) void Open() {
-    FindProgram();
     const char* path = std::getenv("K905_HEAP_METER");
     const int fd = path == nullptr ? -1 : open(path, O_RDWR);
     if (fd < 0)
@@ -68,11 +51,6 @@ __attribute__((constructor)) void Open() {
     close(fd);
     if (shared != MAP_FAILED)
         meter = static_cast<HeapMeter*>(shared);
-}
-
-bool OfProgram(void* caller) {
-    const auto at = reinterpret_cast<std::uintptr_t>(caller);
-    return at >= programFrom && at < programTo;
 }
 
 std::size_t Place(const void* at) {
@@ -130,20 +108,20 @@ extern "C" {
 
 void* malloc(size_t size) {
     void* at = __libc_malloc(size);
-    if (OfProgram(__builtin_return_address(0)))
+    if (k905::OfProgram(__builtin_return_address(0)))
         Remember(at, size);
     return at;
 }
 
 void* calloc(size_t count, size_t size) {
     void* at = __libc_calloc(count, size);
-    if (OfProgram(__builtin_return_address(0)))
+    if (k905::OfProgram(__builtin_return_address(0)))
         Remember(at, count * size);
     return at;
 }
 
 void* realloc(void* old, size_t size) {
-    const bool ours = Forget(old) || (old == nullptr && OfProgram(__builtin_return_address(0)));
+    const bool ours = Forget(old) || (old == nullptr && k905::OfProgram(__builtin_return_address(0)));
     void* at = __libc_realloc(old, size);
     if (ours)
         Remember(at, size);

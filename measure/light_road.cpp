@@ -27,6 +27,12 @@ static bool Stopped() {
     return GetStopThreadFlag() == 0;
 }
 
+// A search that ends without a judgement may have the high voltage just below the breakdown: it goes down.
+static int32_t GiveUp(int32_t iResult) {
+    OPMSetApd(APD_REST_CODE);
+    return iResult;
+}
+
 // Moves ATT0 until the mean is in its window. Returns 0 with the deviation as measured and the last mean; -1
 // when stopped or out of range.
 static int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
@@ -64,10 +70,8 @@ static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
             return iTries == 0 ? 0 : 1;
         if (iTries == 0)
             return 0;
-        if (Stopped() || GetSignalParameter(iATT0) != 0) {
-            OPMSetApd(APD_REST_CODE);
-            return -1;
-        }
+        if (Stopped() || GetSignalParameter(iATT0) != 0)
+            return GiveUp(-1);
         fStd = signalStd;
         iMean = signalMean;
         if (fStd <= fFound && iMean0 - iMean < 6000) {
@@ -102,7 +106,7 @@ static int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
     for (int i = 0; i < TRACE_COUNT; ++i) {
         fMean += GetSignal(waveLen);
         if (GetExitFlag() == 1)
-            return 0;
+            return GiveUp(0);
     }
     fMean /= TRACE_COUNT;
     printf("fMean = %f\n", static_cast<double>(fMean));
@@ -144,10 +148,10 @@ int32_t LightRoadJust(OTDRWaveLen waveLen) {
         return iRamp;
     printf("------------------step 2-------------apd = %x-------\n\n", apd);
     if (Stopped())
-        return 0;
+        return GiveUp(0);
     if (iRamp == 0) {
         printf("%s", SEARCH_FAILED);
-        return -8;
+        return GiveUp(OPM_ERR_TRY_TIMEOUT);
     }
     return JudgeTraces(waveLen, apd);
 }

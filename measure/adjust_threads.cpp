@@ -73,8 +73,12 @@ struct LOOP {
     void (*fnKeep)();    // the codes into the tuning record
 };
 
+// A search with its tries spent may have ramped the high voltage to any height: it goes down.
 static int32_t AdjustApd(OTDRWaveLen waveLen) {
-    return OPMAdjustAPD(waveLen);
+    const int32_t iStatus = OPMAdjustAPD(waveLen);
+    if (iStatus == OPM_ERR_TRY_TIMEOUT)
+        OPMSetApd(APD_REST_CODE);
+    return iStatus;
 }
 
 const LOOP apdLoop = {AdjustApd, 1, FormatApd, KeepApd};

@@ -17,7 +17,8 @@ void SetAPDAdjStopFlag(int iFlag);
 extern uint32_t iATT0;
 
 // Measures one breakdown sample and adds it, in order of temperature. Returns 0; -1 when stopped, when the
-// code limit was passed, or when the record (50 samples) is full or missing. The APD is left at code 2048.
+// code limit was passed, when the temperature could be read neither before nor after the search, or when the
+// record (50 samples) is full or missing. The APD is left at code 2048.
 int GetBreakVoltage(APD_BREAK_PARA* pPara);
 
 // Fits code = k * temperature + b with outliers taken out, and stores the APD settings of the line in the

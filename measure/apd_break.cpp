@@ -140,15 +140,15 @@ int GetBreakVoltage(APD_BREAK_PARA* pPara) {
     if (pPara == nullptr || pPara->iNum < 0 || pPara->iNum >= APD_BREAK_MAX)
         return -1;
     float fTemp = 0.0F;
-    GetOpmTemperature(opticFD, &fTemp);
+    const bool bBefore = GetOpmTemperature(opticFD, &fTemp) >= 0;
     uint16_t apd = StartCode(fTemp);
     OPMSetApd(apd);
     MsecSleep(1);
-    if (FindBreak(fTemp, apd) != 0) {
+    // A sample is nothing without its temperature; one good reading of the two is enough.
+    if (FindBreak(fTemp, apd) != 0 || (GetOpmTemperature(opticFD, &fTemp) < 0 && !bBefore)) {
         OPMSetApd(APD_REST_CODE);
         return -1;
     }
-    GetOpmTemperature(opticFD, &fTemp);
     AddSample(*pPara, apd, fTemp);
     SortByTemperature(*pPara);
     OPMSetApd(APD_REST_CODE);

@@ -148,6 +148,19 @@ TEST_F(BreakVoltage, TheSampleHasTheTemperatureAfterTheRamp) {
     EXPECT_EQ(25.0f, para_.fTemp[0]);
 }
 
+TEST_F(BreakVoltage, OneTemperatureReadingOfTheTwoIsEnoughAndNoneIsNot) {
+    const std::vector<NOISE> found = {{60000, 10}, {60000, 10}, {60000, 100}};
+    system_.Fail("temperature", 5, 0, 1);
+    EXPECT_EQ(0, Search(found));
+    EXPECT_EQ(25.0f, para_.fTemp[0]);
+    EXPECT_EQ(1536, Codes().front()) << "searched from the code of 0 degrees";
+    system_.Fail("temperature", 5);
+    EXPECT_EQ(-1, Search(found));
+    EXPECT_EQ(0, para_.iNum);
+    EXPECT_EQ(2048, Codes().back());
+    EXPECT_EQ(3, Measured()) << "the second reading comes after the search";
+}
+
 TEST_F(BreakVoltage, TheEndOfTheProgramLeavesABrokenOffReadingUnused) {
     const struct {
         int at, mean;

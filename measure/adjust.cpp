@@ -246,16 +246,22 @@ static int32_t FctAdjust(const OFFSET_SEARCH& search) {
 constexpr uint32_t DARK_LOW = 45000;
 constexpr uint32_t DARK_HIGH = 65000;
 
-// A level broken off by the end of the program is not judged, and the one before it stays.
+// A level that was stopped is not judged, and the one before it stays. One that could not be measured is told
+// like one out of range, without a figure.
 static void CheckDarkLevel() {
     const uint32_t uiLevel = GetBlackLevel();
-    if (GetExitFlag() == 1)
+    if (GetExitFlag() == 1 || (uiLevel == NO_BLACK_LEVEL && GetStopThreadFlag() == 0))
         return;
     BlackLevelVoltage = uiLevel;
     if (BlackLevelVoltage >= DARK_LOW && BlackLevelVoltage <= DARK_HIGH)
         return;
-    snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel= %d is out of range!",
-             static_cast<double>(adcValue1), static_cast<int>(BlackLevelVoltage));
+    const double fVolts = static_cast<double>(adcValue1);
+    if (BlackLevelVoltage == NO_BLACK_LEVEL)
+        snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel not measured, acquisition time out!",
+                 fVolts);
+    else
+        snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel= %d is out of range!", fVolts,
+                 static_cast<int>(BlackLevelVoltage));
     FrmAdjustSetDataInfo(LineText(), LINE_ATT1);
     printf("%s", LineText());
     MsecSleep(2000);

@@ -34,6 +34,7 @@ void ChangeOpmTunning(uint16_t ibreakvoltage, float ftemp, float k);
 void APDTuning(APD_BREAK_PARA* pPara, uint32_t DelayTime);
 
 // Light path of one wavelength: 1 good, -1 bad, 0 stopped (by iStopThreadFlag), -2 the breakdown search ran
-// off the top, -8 its tries were spent. The APD keeps its operating point after a judgement of the traces;
-// when the check ends anywhere else in or after the breakdown search it is left at APD_REST_CODE.
+// off the top, -8 its tries were spent. An acquisition that does not end is bad; the operator is told. The
+// APD keeps its operating point after a judgement of the traces; when the check ends anywhere else in or
+// after the breakdown search, or for want of an acquisition, it is left at APD_REST_CODE.
 int32_t LightRoadJust(OTDRWaveLen waveLen);

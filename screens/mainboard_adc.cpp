@@ -6,8 +6,7 @@
 #include "screens/wnd_global.h"
 
 constexpr unsigned NOTICE_MS = 1000;
-// An acquisition takes a fraction of a second.
-constexpr ACQ_TIMING AdcTiming = {300, 10, 10, 10, 5000};
+constexpr ACQ_TIMING AdcTiming = {300, 10, 10, 10};
 
 constexpr uint16_t SAMPLE_COUNT = 2048;
 constexpr unsigned AVERAGE_FIRST = 1000;  // samples after the amplifier has settled
@@ -52,7 +51,7 @@ void AdcCheck() {
     if (WaitUnlessExit(NOTICE_MS) != 0)
         return;
     RunRegSequence(opticFD, SetUpSteps);
-    const int iAcquired = AcquireSamples(AdcTiming, usSamples, SAMPLE_COUNT);
+    const int iAcquired = AcquireSamples(AdcTiming, checkWait, usSamples, SAMPLE_COUNT);
     EndAcquisition();
     if (iAcquired != 0) {
         MainBoardShowResult("ADC Check ERROR, Maybe not connect!", false);

@@ -372,3 +372,27 @@ TEST_F(Adjust, TheEndOfTheProgramLeavesTheDarkLevelUnjudged) {
     EXPECT_EQ(3u, operator_.Lines().size());
     EXPECT_EQ(0, Count(system_.Trace(), "sleep 2000\n"));
 }
+
+TEST_F(Adjust, ADarkLevelThatIsNeverThereIsToldWithoutAFigure) {
+    BlackLevelVoltage = 4711;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    system_.fixed[0x2e / 2] = 0;
+    const char* const warning = "adcValue1 = 0.500000,BlackLevel not measured, acquisition time out!";
+    EXPECT_EQ(warning, Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }));
+    EXPECT_EQ(NO_BLACK_LEVEL, BlackLevelVoltage);
+    EXPECT_EQ(1024, OpmTuningResult.Att1_Result[0].reg);
+    EXPECT_EQ(std::string("adjust data 4: ") + warning, operator_.Lines().back());
+    EXPECT_THAT(system_.Trace(), EndsWith("reg write 0x3000002e 0x0000\nsleep 1\nsleep 2000\n"));
+}
+
+TEST_F(Adjust, AStopLeavesTheDarkLevelUnjudged) {
+    BlackLevelVoltage = 4711;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    system_.fixed[0x2e / 2] = 0;
+    calls_.onStatus = [] { SetStopThreadFlag(0); };
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }));
+    EXPECT_EQ(4711u, BlackLevelVoltage);
+    EXPECT_EQ(3u, operator_.Lines().size());
+}

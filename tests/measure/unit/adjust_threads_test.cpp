@@ -140,6 +140,15 @@ TEST_F(AdjustThreads, AFailureGoesToTheErrorHandler) {
     EXPECT_EQ(0, Saves());
 }
 
+TEST_F(AdjustThreads, ADarkLevelThatIsNeverThereHasNoFigureInTheResultEither) {
+    ReplyOffset(ADC_CHANEL_TP4);
+    system_.fixed[0x2e / 2] = 0;
+    EXPECT_EQ(0, Status(OPMAdjustAtt1Thd));
+    EXPECT_EQ("adjust data 4: Ad:  0.0V reg:0x400    BlackLevel not measured", Results().back());
+    EXPECT_EQ(1024u, cOpmTunning.iAtt1);
+    EXPECT_EQ(1, Saves());
+}
+
 TEST_F(AdjustThreads, AnApdSearchWithItsTriesSpentLeavesTheHighVoltageAtRest) {
     const char* const apd = "0x30000014";
     for (const THREADFUNC body : {OPMAdjustAPDThd, OPMAdjustAllThd}) {

@@ -275,3 +275,51 @@ TEST_F(LightRoad, TheEndOfTheProgramLeavesABrokenOffReadingUnused) {
         EXPECT_EQ(one.at - 1, Count(system_.Trace(), "\ndata ")) << one.at;
     }
 }
+
+TEST_F(LightRoad, AnAcquisitionThatNeverEndsIsBadAndTold) {
+    const struct {
+        const char* what;
+        int at;  // acquisition
+        std::vector<NOISE> noises;
+        std::vector<int> ramp;
+        int traces;
+    } cases[] = {
+        {"in the ATT0 search", 1, {{60000, 10}}, {2048}, 0},
+        {"in the ramp", 3, {{60000, 10}}, {2643, 2048}, 0},
+        {"in a trace", 5, {{60000, 10}, {60000, 200}}, {2627 - 64, 2048}, 3},
+    };
+    for (const auto& one : cases) {
+        operator_.Clear();
+        int looks = 0;
+        calls_.onStatus = [&] { system_.fixed[0x2e / 2] = ++looks < 2 * one.at - 1 ? 0xA0 : 0; };
+        EXPECT_EQ(-1, Check(one.noises)) << one.what;
+        EXPECT_EQ(one.ramp, Ramp()) << one.what;
+        EXPECT_EQ(one.traces, Traces()) << one.what;
+        EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out.")) << one.what;
+        EXPECT_THAT(printed_, EndsWith("Acquisition time out.\n")) << one.what;
+        EXPECT_THAT(printed_, Not(HasSubstr("fMean = 0"))) << one.what;
+        EXPECT_EQ(0, system_.registers[0x2e / 2]) << one.what;
+    }
+}
+
+TEST_F(LightRoad, WithoutTheDriverTheCheckEndsToo) {
+    system_.Fail("reg", 5);
+    const long begin = calls_.Now();
+    EXPECT_EQ(-1, Check(good_));
+    EXPECT_LT(calls_.Now() - begin, 7000000);
+    EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out."));
+}
+
+TEST_F(LightRoad, AStopInATraceThatNeverEndsIsNotTold) {
+    int looks = 0;
+    calls_.onStatus = [&] {
+        ++looks;
+        system_.fixed[0x2e / 2] = looks < 5 ? 0xA0 : 0;
+        if (looks == 20)
+            SetStopThreadFlag(0);
+    };
+    EXPECT_EQ(0, Check(good_));
+    EXPECT_THAT(Ramp(), ElementsAre(2627 - 64, 2048));
+    EXPECT_EQ(20, looks);
+    EXPECT_THAT(operator_.Lines(), testing::IsEmpty());
+}

@@ -1,5 +1,6 @@
 #include "device/Opm.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -99,9 +100,31 @@ int FormatTuningLine(int iLine, char* pText, size_t iSize) {
     return FormatLine(ScreenFields, iLine, pText, iSize) ? 0 : -1;
 }
 
+static ssize_t ReadRecord(OPM_TUNING* pRecord) {
+    return read(opticFD, pRecord, sizeof(*pRecord));
+}
+
+static ssize_t WriteRecord(OPM_TUNING* pRecord) {
+    return write(opticFD, pRecord, sizeof(*pRecord));
+}
+
+// Moves the record from or to offset 0 of the driver. What a signal broke off, before the first byte or after
+// some, is done anew from the beginning. Returns the result of the last call.
+static ssize_t TransferRecord(ssize_t (*fnTransfer)(OPM_TUNING* pRecord), OPM_TUNING* pRecord) {
+    constexpr int TRIES = 100;  // at the end of the program the signals come every few milliseconds
+    ssize_t iMoved = 0;
+    bool bBrokenOff = true;
+    for (int i = 0; i < TRIES && bBrokenOff; ++i) {
+        iMoved = lseek(opticFD, 0, SEEK_SET) < 0 && errno == EINTR ? -1 : fnTransfer(pRecord);
+        bBrokenOff = iMoved < 0 ? errno == EINTR : iMoved > 0 && iMoved < ssize_t{sizeof(*pRecord)};
+    }
+    return iMoved;
+}
+
 void GetOpmTunning() {
-    lseek(opticFD, 0, SEEK_SET);
-    (void)!read(opticFD, pOpmTunning, sizeof(*pOpmTunning));
+    OPM_TUNING Stored = *pOpmTunning;
+    if (TransferRecord(ReadRecord, &Stored) > 0)
+        *pOpmTunning = Stored;
     // GBK: "initial tuning parameters", as wide as the closing line.
     printf("***********\xb3\xf5\xca\xbc\xb5\xf7\xd0\xb3\xb2\xce\xca\xfd***********\n");
     char cText[128] = "";
@@ -111,8 +134,7 @@ void GetOpmTunning() {
 }
 
 void SaveOpmTunning() {
-    lseek(opticFD, 0, SEEK_SET);
-    (void)!write(opticFD, pOpmTunning, sizeof(*pOpmTunning));
+    TransferRecord(WriteRecord, pOpmTunning);
 }
 
 int GetOpmTemperature(int iOpmFd, float* pTemperature) {

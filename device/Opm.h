@@ -31,11 +31,12 @@ using POPM_TUNING = OPM_TUNING*;
 extern OPM_TUNING cOpmTunning;
 extern POPM_TUNING pOpmTunning;
 
-// Reads the record from the driver and prints it. A failed read leaves the record (or its unread rest) as it
-// was.
+// Reads the record from the driver and prints it. A failed read leaves the record as it was, a driver that
+// always gives fewer bytes leaves the rest. A read that a signal broke off is repeated.
 void GetOpmTunning();
 
-// Writes the record to the driver.
+// Writes the record to the driver. A write that a signal broke off is done anew, the whole record from its
+// beginning.
 void SaveOpmTunning();
 
 // Reads the module temperature in degrees Celsius, prints it and shows it on the APD adjust screen. Returns

@@ -20,6 +20,9 @@ int FrmMainBoardSetInfo(const char* pInfo);
 int FrmApdAdjSetInfo1(const char* pInfo);
 int FrmApdAdjSetInfo2(const char* pInfo);
 
+// Optical check screen: text of the information line. A null text changes nothing. Returns 0.
+int FrmOptcheckSetInfo(const char* pInfo);
+
 // Show the message of status code err on the information line of the OPM adjust, main board and OPM test
 // screen (device/opm_status.h has the codes). Return 0.
 int32_t OPMAdjustErrorHandler(int32_t err);

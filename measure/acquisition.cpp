@@ -3,11 +3,14 @@
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 
 #include "device/Opm.h"
 #include "device/common_opt.h"
+#include "device/operator_report.h"
 #include "gui/guibase.h"
 #include "gui/guischeduler.h"
+#include "measure/adjust.h"
 #include "measure/numeric/numeric.h"
 
 int signalMean = 0;
@@ -25,30 +28,54 @@ const REG_STEP blackLevelSetup[] = {
     {OPM_ACQ_24_REG, 0, 1},      {OPM_ACQ_22_REG, REG_ECHO, 1}, {OPM_ACQ_1A_REG, 1024, 0},
     {OPM_ACQ_1C_REG, 0, 0},      {OPM_ACQ_1E_REG, 1, 0},        {OPM_ACQ_20_REG, 1024, 0},
 };
-const ACQ_TIMING blackLevelTiming = {1, 100, 0, 0, 0};
-const ACQ_TIMING parameterTiming = {100, 100, 100, 0, 0};
-const ACQ_TIMING signalTiming = {1, 100, 0, 0, 0};
+const ACQ_TIMING blackLevelTiming = {1, 100, 0, 0};
+const ACQ_TIMING parameterTiming = {100, 100, 100, 0};
+const ACQ_TIMING signalTiming = {1, 100, 0, 0};
+const ACQ_WAIT adjustWait = {&iStopThreadFlag, ACQ_LIMIT_MS, false};
 
 static void Pause(uint16_t usMsec) {
     if (usMsec != 0)
         MsecSleep(usMsec);
 }
 
-// Reads the control register until one of its bits is set, pausing usMsec after each look. Returns 0; -1 when
-// the program is ending, or, with a limit, when it has passed or the register cannot be read. Without a limit
-// a failed read counts as a bit that is not set.
-static int WaitForBit(uint32_t uiBit, uint16_t usMsec, uint32_t uiLimit) {
+// Wraps around; only differences are used.
+static uint32_t NowMsec() {
+    struct timespec Now = {};
+    clock_gettime(CLOCK_MONOTONIC, &Now);
+    return static_cast<uint32_t>(Now.tv_sec) * 1000 + static_cast<uint32_t>(Now.tv_nsec / 1000000);
+}
+
+// Reads the control register until one of its bits is set, pausing usMsec after each look. Returns 0 or the
+// code of the failure. The limit is one of the clock: signals shorten the pauses.
+static int WaitForBit(uint32_t uiBit, uint16_t usMsec, const ACQ_WAIT& wait) {
+    // Looks without a pause are to follow each other closely: the clock is read at some of them only.
+    constexpr uint32_t CLOSE_LOOKS = 256;
+    const uint32_t uiClockLooks = usMsec != 0 ? 1 : CLOSE_LOOKS;
     uint32_t uiStatus = 0;
-    uint32_t uiWaited = 0;
-    do {
-        if (GetExitFlag() == 1 || (uiLimit != 0 && uiWaited >= uiLimit))
-            return -1;
-        if (read_opt_reg(opticFD, OPM_ACQ_CTRL_REG, &uiStatus) != 0 && uiLimit != 0)
-            return -1;
+    uint32_t uiBegin = 0;
+    for (uint32_t uiLook = 1;; ++uiLook) {
+        if (GetExitFlag() == 1)
+            return ACQ_STOPPED;
+        if (read_opt_reg(opticFD, OPM_ACQ_CTRL_REG, &uiStatus) != 0 && wait.bReadable)
+            return ACQ_NO_SAMPLES;
         Pause(usMsec);
-        uiWaited += usMsec;
-    } while ((uiStatus & uiBit) == 0);
-    return 0;
+        if ((uiStatus & uiBit) != 0)
+            return 0;
+        if (wait.pRunFlag != nullptr && __atomic_load_n(wait.pRunFlag, __ATOMIC_ACQUIRE) == 0)
+            return ACQ_STOPPED;
+        if (wait.uiLimit == 0 || uiLook % uiClockLooks != 0)
+            continue;
+        const uint32_t uiNow = NowMsec();
+        if (uiLook == uiClockLooks)
+            uiBegin = uiNow;
+        if (uiNow - uiBegin >= wait.uiLimit)
+            return ACQ_TIMED_OUT;
+    }
+}
+
+// The measurements use what a driver that refuses the samples leaves of them.
+static bool IsBrokenOff(int iAcquired) {
+    return iAcquired == ACQ_STOPPED || iAcquired == ACQ_TIMED_OUT;
 }
 
 static void WriteReg(uint32_t uiAddr, uint32_t uiValue) {
@@ -84,16 +111,21 @@ static void AppendField(int* plen, const char* strField) {
     snprintf(pEnd, static_cast<size_t>(AD_BUFFER_SIZE - showLen), "%s", strField);
 }
 
-int AcquireSamples(const ACQ_TIMING& timing, uint16_t* pData, uint16_t usCount) {
+int AcquireSamples(const ACQ_TIMING& timing, const ACQ_WAIT& wait, uint16_t* pData, uint16_t usCount) {
     WriteReg(OPM_ACQ_CTRL_REG, ACQ_START);
     Pause(timing.usStart);
-    if (WaitForBit(ACQ_DONE, timing.usPoll, timing.uiLimit) != 0)
-        return -1;
+    int iResult = WaitForBit(ACQ_DONE, timing.usPoll, wait);
+    if (iResult != 0)
+        return iResult;
     WriteReg(OPM_ACQ_CTRL_REG, ACQ_TRANSFER);
     Pause(timing.usTransfer);
-    if (WaitForBit(ACQ_READY, timing.usReadyPoll, timing.uiLimit) != 0)
-        return -1;
-    return opt_read_data(opticFD, pData, usCount) == 0 ? 0 : -2;
+    iResult = WaitForBit(ACQ_READY, timing.usReadyPoll, wait);
+    if (iResult != 0)
+        return iResult;
+    if (opt_read_data(opticFD, pData, usCount) == 0)
+        return 0;
+    // At the end of the program a signal may have been the reason.
+    return GetExitFlag() == 1 ? ACQ_STOPPED : ACQ_NO_SAMPLES;
 }
 
 void EndAcquisition() {
@@ -103,18 +135,28 @@ void EndAcquisition() {
 
 int FetchTrace(const ACQ_TIMING& timing, uint16_t* pTrace) {
     uint16_t data[TRACE_SAMPLES] = {};
-    if (AcquireSamples(timing, data, TRACE_SAMPLES) == -1)
-        return -1;
+    const int iAcquired = AcquireSamples(timing, adjustWait, data, TRACE_SAMPLES);
+    if (IsBrokenOff(iAcquired))
+        return iAcquired;
     data[0] = static_cast<uint16_t>((data[1] + data[2]) >> 1);
     memcpy(pTrace, data + DARK_SAMPLES, sizeof(data) - DARK_SAMPLES * sizeof(data[0]));
     memcpy(pTrace + TRACE_SAMPLES - DARK_SAMPLES, data, DARK_SAMPLES * sizeof(data[0]));
     return 0;
 }
 
+void ReportTimeOut() {
+    constexpr char TIME_OUT[] = "Acquisition time out.";
+    printf("%s\n", TIME_OUT);
+    FrmOptcheckSetInfo(TIME_OUT);
+}
+
 uint32_t GetBlackLevel() {
     uint16_t data[BLACK_SAMPLES] = {};
     RunRegSequence(opticFD, blackLevelSetup);
-    AcquireSamples(blackLevelTiming, data, BLACK_SAMPLES);
+    if (IsBrokenOff(AcquireSamples(blackLevelTiming, adjustWait, data, BLACK_SAMPLES))) {
+        EndAcquisition();
+        return NO_BLACK_LEVEL;
+    }
     data[0] = data[1];
     uint32_t uiSum = 0;
     for (int i = 0; i < BLACK_SAMPLES / 2; ++i)
@@ -124,6 +166,10 @@ uint32_t GetBlackLevel() {
 }
 
 int GetSignalParameter(uint32_t iATT0) {
+    return MeasureNoise(iATT0, adjustWait);
+}
+
+int MeasureNoise(uint32_t iATT0, const ACQ_WAIT& wait) {
     const uint32_t uiAtt1 = pOpmTunning->iAtt1 != 0 ? pOpmTunning->iAtt1 : DEFAULT_ATT1;
     const REG_STEP setup[] = {
         {FPGA_CTRLOUT_REG, 0x03F8, 10},
@@ -144,9 +190,10 @@ int GetSignalParameter(uint32_t iATT0) {
     };
     uint16_t data[PARAMETER_SAMPLES] = {};
     RunRegSequence(opticFD, setup);
-    if (AcquireSamples(parameterTiming, data, PARAMETER_SAMPLES) == -1) {
+    const int iAcquired = AcquireSamples(parameterTiming, wait, data, PARAMETER_SAMPLES);
+    if (IsBrokenOff(iAcquired)) {
         EndAcquisition();
-        return -1;
+        return iAcquired;
     }
     data[0] = data[1];
 
@@ -187,7 +234,7 @@ float GetSignal(OTDRWaveLen iWave) {
     RunRegSequence(opticFD, setup);
     if (FetchTrace(signalTiming, tmp_data) != 0) {
         EndAcquisition();
-        return 0.0F;
+        return NAN;
     }
 
     uint16_t* const pDark = tmp_data + TRACE_SAMPLES - DARK_SAMPLES;

@@ -15,18 +15,40 @@ struct ACQ_TIMING {
     uint16_t usPoll;       // after each look at the done bit
     uint16_t usTransfer;   // after the transfer request
     uint16_t usReadyPoll;  // after each look at the ready bit; 0: none
-    uint32_t uiLimit;      // longest wait for either bit, with a register that can be read; 0: without end
 };
 
-// Starts an acquisition, waits for its end, and fetches usCount samples into pData. Returns 0; -1 when the
-// wait was broken off, by the end of the program or by the limit (pData is then as it was); -2 when the
-// driver gives no samples.
-int AcquireSamples(const ACQ_TIMING& timing, uint16_t* pData, uint16_t usCount);
+// What ends the wait for an acquisition that does not end by itself; the end of the program always does. The
+// measurements below, which belong to the adjustment loops and the light path, have iStopThreadFlag and
+// ACQ_LIMIT_MS where they do not take one.
+struct ACQ_WAIT {
+    const int* pRunFlag;  // the caller's run flag, which ends it when it is 0; null: none
+    uint32_t uiLimit;     // longest wait for either bit, milliseconds; 0: without end
+    bool bReadable;       // a register that cannot be read ends it; else that counts as a bit that is not set
+};
+
+// Limit where the operator has no Stop. Good acquisitions, of every measurement here and on the screens, were
+// waited for at most 200 ms, two looks, on the simulated module.
+constexpr uint32_t ACQ_LIMIT_MS = 5000;
+
+// Of checks for which a request that fails is a result.
+constexpr ACQ_WAIT checkWait = {nullptr, ACQ_LIMIT_MS, true};
+
+// Why there is no acquisition.
+constexpr int ACQ_STOPPED = -1;     // broken off by the run flag or the end of the program
+constexpr int ACQ_NO_SAMPLES = -2;  // the driver refuses
+constexpr int ACQ_TIMED_OUT = -3;   // the limit passed
+
+// Starts an acquisition, waits for its end, and fetches usCount samples into pData. Returns 0 or the code of
+// the failure; pData is then as it was.
+int AcquireSamples(const ACQ_TIMING& timing, const ACQ_WAIT& wait, uint16_t* pData, uint16_t usCount);
 
 // A whole trace: AcquireSamples with TRACE_SAMPLES, the first sample replaced by the mean of the next two,
 // and the dark lead-in that precedes the pulse moved to the end of pTrace (TRACE_SAMPLES samples). Returns 0,
-// or -1, pTrace as it was, when the program is ending.
+// or, pTrace as it was, ACQ_STOPPED or ACQ_TIMED_OUT.
 int FetchTrace(const ACQ_TIMING& timing, uint16_t* pTrace);
+
+// Tells the operator of the optical check that an acquisition did not end.
+void ReportTimeOut();
 
 // Returns the acquisition control register to idle; every AcquireSamples is followed by one.
 void EndAcquisition();
@@ -35,15 +57,19 @@ void EndAcquisition();
 extern int signalMean;
 extern float signalStd;
 
-// Dark level of the ADC with the laser idle: mean of 512 samples, truncated. 0 when the program is ending.
+// Dark level of the ADC with the laser idle: mean of 512 samples, truncated. NO_BLACK_LEVEL when the
+// acquisition was broken off or did not end.
+constexpr uint32_t NO_BLACK_LEVEL = UINT32_MAX;
 uint32_t GetBlackLevel();
 
 // Measures mean and noise at attenuator code iATT0 (0: the default 800) into signalMean and signalStd, and
-// prints them. Returns 0, or -1, nothing stored or printed, when the program is ending.
+// prints them. Returns 0, or, nothing stored or printed, ACQ_STOPPED or ACQ_TIMED_OUT.
 int GetSignalParameter(uint32_t iATT0);
+int MeasureNoise(uint32_t iATT0, const ACQ_WAIT& wait);
 
 // Takes a trace at WAVE_LEN_1310 or (any other value) 1550 nm, saves it to the USB stick, and returns how far
-// the signal behind the pulse stands above the dark noise, in 5 log10 units.
+// the signal behind the pulse stands above the dark noise, in 5 log10 units. NAN, nothing saved, when the
+// acquisition was broken off or did not end.
 float GetSignal(OTDRWaveLen iWave);
 
 // Fill offset of the status line in adBuffer. A line starts with showLen and *plen at 0.

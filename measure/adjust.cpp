@@ -82,6 +82,13 @@ static void StepVoltage(const VOLTAGE_SEARCH& search, bool bAbove, uint16_t& usC
     Pause(search.usStepMsec);
 }
 
+// Reads chanel into adcValue. True when that gave a voltage: what is not a number, or infinite, counts as a
+// failed reading, so that nothing is stepped by it.
+static bool ReadVoltage(AdcChanel chanel, int32_t& iRead) {
+    iRead = OPMGetAdcValue(chanel, ADCRANGE_2560MV, &adcValue);
+    return iRead == 0 && isfinite(adcValue);
+}
+
 // Steps usCode until the reading is at fTarget. Returns 0, OPM_ERR_TRY_TIMEOUT or SEARCH_STOPPED; iRead is
 // the status of the last reading. A reading taken with no tries left does not count, whatever it says.
 static int32_t FindVoltage(const VOLTAGE_SEARCH& search, float fTarget, uint16_t& usCode, int32_t& iRead) {
@@ -89,10 +96,10 @@ static int32_t FindVoltage(const VOLTAGE_SEARCH& search, float fTarget, uint16_t
     for (;;) {
         if (GetStopThreadFlag() == 0)
             return SEARCH_STOPPED;
-        iRead = OPMGetAdcValue(search.chanel, ADCRANGE_2560MV, &adcValue);
+        const bool bRead = ReadVoltage(search.chanel, iRead);
         FormatReading(adcValue, iTries, usCode);
         FrmAdjustSetDataInfo(LineText(), search.iLine);
-        if (iRead == 0) {
+        if (bRead) {
             if (fabsf(adcValue - fTarget) <= search.fTolerance)
                 break;
             StepVoltage(search, adcValue > fTarget, usCode);
@@ -157,10 +164,10 @@ static int32_t FindZero(const OFFSET_SEARCH& search, int iTries, bool bShow, uin
         if (GetStopThreadFlag() == 0)
             return SEARCH_STOPPED;
         OPMGetAdcValue(ADC_CHANEL_TP1, ADCRANGE_2560MV, &adcValue1);
-        iRead = OPMGetAdcValue(search.chanel, ADCRANGE_2560MV, &adcValue);
+        const bool bRead = ReadVoltage(search.chanel, iRead);
         if (bShow)
             ShowOffsetReading(search, iTries, usCode);
-        if (iRead == 0) {
+        if (bRead) {
             if (fabsf(adcValue) <= OFFSET_TOLERANCE)
                 return GetStopThreadFlag() == 0 ? SEARCH_STOPPED : 0;
             StepOffset(search, adcValue > 0.0F, usCode);
@@ -239,16 +246,22 @@ static int32_t FctAdjust(const OFFSET_SEARCH& search) {
 constexpr uint32_t DARK_LOW = 45000;
 constexpr uint32_t DARK_HIGH = 65000;
 
-// A level broken off by the end of the program is not judged, and the one before it stays.
+// A level that was stopped is not judged, and the one before it stays. One that could not be measured is told
+// like one out of range, without a figure.
 static void CheckDarkLevel() {
     const uint32_t uiLevel = GetBlackLevel();
-    if (GetExitFlag() == 1)
+    if (GetExitFlag() == 1 || (uiLevel == NO_BLACK_LEVEL && GetStopThreadFlag() == 0))
         return;
     BlackLevelVoltage = uiLevel;
     if (BlackLevelVoltage >= DARK_LOW && BlackLevelVoltage <= DARK_HIGH)
         return;
-    snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel= %d is out of range!",
-             static_cast<double>(adcValue1), static_cast<int>(BlackLevelVoltage));
+    const double fVolts = static_cast<double>(adcValue1);
+    if (BlackLevelVoltage == NO_BLACK_LEVEL)
+        snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel not measured, acquisition time out!",
+                 fVolts);
+    else
+        snprintf(LineText(), AD_BUFFER_SIZE, "adcValue1 = %f,BlackLevel= %d is out of range!", fVolts,
+                 static_cast<int>(BlackLevelVoltage));
     FrmAdjustSetDataInfo(LineText(), LINE_ATT1);
     printf("%s", LineText());
     MsecSleep(2000);

@@ -24,7 +24,7 @@ struct OPM_TUNING_RESULT {
 };
 
 extern OPM_TUNING_RESULT OpmTuningResult;
-extern uint32_t BlackLevelVoltage;  // dark level measured after the ATT1 loop, ADC codes
+extern uint32_t BlackLevelVoltage;  // dark level after the ATT1 loop, ADC codes; NO_BLACK_LEVEL: not measured
 extern float adcValue;              // last reading of a loop's own channel, volts
 
 // Targets (volts), and the codes that the searches for them start from.

@@ -44,8 +44,11 @@ static void FormatAtt0() {
 
 static void FormatAtt1() {
     const OPM_Value& result = OpmTuningResult.Att1_Result[0];
-    snprintf(LineText(), AD_BUFFER_SIZE, "Ad:%5.1fV reg:0x%x    BlackLevel = %d",
-             static_cast<double>(result.adc), result.reg, static_cast<int>(BlackLevelVoltage));
+    char strLevel[16] = "not measured";
+    if (BlackLevelVoltage != NO_BLACK_LEVEL)
+        snprintf(strLevel, sizeof(strLevel), "= %d", static_cast<int>(BlackLevelVoltage));
+    snprintf(LineText(), AD_BUFFER_SIZE, "Ad:%5.1fV reg:0x%x    BlackLevel %s",
+             static_cast<double>(result.adc), result.reg, strLevel);
 }
 
 static void KeepApd() {
@@ -73,8 +76,12 @@ struct LOOP {
     void (*fnKeep)();    // the codes into the tuning record
 };
 
+// A search with its tries spent may have ramped the high voltage to any height: it goes down.
 static int32_t AdjustApd(OTDRWaveLen waveLen) {
-    return OPMAdjustAPD(waveLen);
+    const int32_t iStatus = OPMAdjustAPD(waveLen);
+    if (iStatus == OPM_ERR_TRY_TIMEOUT)
+        OPMSetApd(APD_REST_CODE);
+    return iStatus;
 }
 
 const LOOP apdLoop = {AdjustApd, 1, FormatApd, KeepApd};

@@ -17,7 +17,8 @@ void SetAPDAdjStopFlag(int iFlag);
 extern uint32_t iATT0;
 
 // Measures one breakdown sample and adds it, in order of temperature. Returns 0; -1 when stopped, when the
-// code limit was passed, or when the record (50 samples) is full or missing. The APD is left at code 2048.
+// code limit was passed, when the temperature could be read neither before nor after the search, or when the
+// record (50 samples) is full or missing. The APD is left at code 2048.
 int GetBreakVoltage(APD_BREAK_PARA* pPara);
 
 // Fits code = k * temperature + b with outliers taken out, and stores the APD settings of the line in the
@@ -33,5 +34,7 @@ void ChangeOpmTunning(uint16_t ibreakvoltage, float ftemp, float k);
 void APDTuning(APD_BREAK_PARA* pPara, uint32_t DelayTime);
 
 // Light path of one wavelength: 1 good, -1 bad, 0 stopped (by iStopThreadFlag), -2 the breakdown search ran
-// off the top, -8 its tries were spent.
+// off the top, -8 its tries were spent. An acquisition that does not end is bad; the operator is told. The
+// APD keeps its operating point after a judgement of the traces; when the check ends anywhere else in or
+// after the breakdown search, or for want of an acquisition, it is left at APD_REST_CODE.
 int32_t LightRoadJust(OTDRWaveLen waveLen);

@@ -20,6 +20,9 @@ void SetAPDAdjStopFlag(int iFlag) {
     __atomic_store_n(&iAPDAdjStopFlag, iFlag, __ATOMIC_RELEASE);
 }
 
+// The operator has a Stop, so an acquisition may take as long as it likes.
+const ACQ_WAIT calibrationWait = {&iAPDAdjStopFlag, 0, false};
+
 constexpr uint16_t LAST_APD = 3872;
 constexpr int RAMP_STEPS = 200;
 constexpr int MEAN_HIGH = 63000;  // ADC codes that the ATT0 search keeps the dark level between
@@ -42,7 +45,7 @@ static int SearchAtt0(NOISE& noise, int iFirstMean) {
     for (;;) {
         if (GetAPDAdjStopFlag() == 0)
             return -1;
-        if (GetSignalParameter(iATT0) != 0)
+        if (MeasureNoise(iATT0, calibrationWait) != 0)
             return -1;
         noise = {signalStd, signalStd < 1.0F ? 1.0F : signalStd, signalMean};
         printf("iATT0 = %d, std1: %5.2f std2: %5.2f mean1: %d mean2: %d\n", static_cast<int>(iATT0),
@@ -71,7 +74,7 @@ static int RampApd(const NOISE& noise, uint16_t& apd) {
     for (int iSteps = RAMP_STEPS; !(fStd > fFound && fStd < fTooMuch) && iSteps > 0; --iSteps) {
         if (GetAPDAdjStopFlag() == 0)
             return -1;
-        if (GetSignalParameter(iATT0) != 0)
+        if (MeasureNoise(iATT0, calibrationWait) != 0)
             return -1;
         fStd = signalStd;
         char strText[100] = "";
@@ -124,7 +127,7 @@ static void SortByTemperature(APD_BREAK_PARA& para) {
 // The breakdown at fTemp degrees, searched from the code in apd. Returns 0 with the code in apd, -1 as the
 // searches do.
 static int FindBreak(float fTemp, uint16_t& apd) {
-    if (GetSignalParameter(iATT0) != 0)
+    if (MeasureNoise(iATT0, calibrationWait) != 0)
         return -1;
     const int iFirstMean = signalMean;
     printf("temp = %f, mean = %d , std = %5.2f \n", static_cast<double>(fTemp), iFirstMean,
@@ -140,15 +143,15 @@ int GetBreakVoltage(APD_BREAK_PARA* pPara) {
     if (pPara == nullptr || pPara->iNum < 0 || pPara->iNum >= APD_BREAK_MAX)
         return -1;
     float fTemp = 0.0F;
-    GetOpmTemperature(opticFD, &fTemp);
+    const bool bBefore = GetOpmTemperature(opticFD, &fTemp) >= 0;
     uint16_t apd = StartCode(fTemp);
     OPMSetApd(apd);
     MsecSleep(1);
-    if (FindBreak(fTemp, apd) != 0) {
+    // A sample is nothing without its temperature; one good reading of the two is enough.
+    if (FindBreak(fTemp, apd) != 0 || (GetOpmTemperature(opticFD, &fTemp) < 0 && !bBefore)) {
         OPMSetApd(APD_REST_CODE);
         return -1;
     }
-    GetOpmTemperature(opticFD, &fTemp);
     AddSample(*pPara, apd, fTemp);
     SortByTemperature(*pPara);
     OPMSetApd(APD_REST_CODE);

@@ -6,6 +6,7 @@
 #include "device/common_opt.h"
 #include "device/operator_report.h"
 #include "gui/guibase.h"
+#include "gui/guischeduler.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"
 
@@ -66,8 +67,11 @@ static bool IsSampled(const APD_BREAK_PARA& para, float fTemp) {
     return false;
 }
 
-static void TakeSample(APD_BREAK_PARA& para) {
+// Returns false when the program is ending: the sample may be broken off then, and nothing is made of it.
+static bool TakeSample(APD_BREAK_PARA& para) {
     GetBreakVoltage(&para);
+    if (GetExitFlag() == 1)
+        return false;
     initTraceArea();
     DrawCurve();
     if (para.iNum > FIT_ABOVE) {
@@ -81,6 +85,7 @@ static void TakeSample(APD_BREAK_PARA& para) {
     char strText[32] = "";
     snprintf(strText, sizeof(strText), "TunNum = %d", TunNum);
     ShowAndLog(FrmApdAdjSetInfo1, strText);
+    return true;
 }
 
 // Collects samples. Returns true when the tuning is over, false when it was stopped or the temperature cannot
@@ -109,7 +114,8 @@ static bool CollectSamples(APD_BREAK_PARA& para, int& iDelayNum) {
             printf("TunNum = %d, DelayNum = %d\r\n", TunNum, iDelayNum);
             Show(FrmApdAdjSetInfo2, "TunNum = %d, DelayNum = %d", TunNum, iDelayNum);
         } else {
-            TakeSample(para);
+            if (!TakeSample(para))
+                return false;
             iDelayNum = 0;
             if (fTemp >= LAST_TEMPERATURE)
                 return true;

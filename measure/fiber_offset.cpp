@@ -9,7 +9,7 @@
 #include "measure/acquisition.h"
 #include "measure/numeric/numeric.h"
 
-const ACQ_TIMING offsetTiming = {100, 100, 100, 0, 0};
+const ACQ_TIMING offsetTiming = {100, 100, 100, 0};
 constexpr int PEAK_LEAD = 22;      // samples between a peak and the zero of the distance
 constexpr int LEAST_OFFSET = 900;  // below it the pair cannot be the test fibre
 constexpr int CLEAR_HALF = 62;     // samples cleared on both sides of a peak
@@ -164,7 +164,11 @@ int CalExFiberLen(char* result) {
     float* pLog = static_cast<float*>(malloc(TRACE_SAMPLES * sizeof(float)));
     float* pWork = static_cast<float*>(malloc(TRACE_SAMPLES * sizeof(float)));
     int iOffset = 0;
-    if (pTrace != nullptr && pLog != nullptr && pWork != nullptr && ExFiberLenSetParament(pTrace) == 0) {
+    const bool bMemory = pTrace != nullptr && pLog != nullptr && pWork != nullptr;
+    const int iAcquired = bMemory ? ExFiberLenSetParament(pTrace) : ACQ_NO_SAMPLES;
+    if (iAcquired == ACQ_TIMED_OUT)
+        ReportTimeOut();
+    if (iAcquired == 0) {
         DumpTrace(pTrace);
         iOffset = OffsetOfTrace(pTrace, pLog, pWork, result);
         pOpmTunning->OffsetPoint = iOffset;

@@ -4,11 +4,12 @@
 #include <stdint.h>
 
 // Sets the acquisition up for the offset measurement, takes one trace and stores it, dark lead-in last, into
-// DataBuff (TRACE_SAMPLES samples). Returns 0, or -1, nothing stored, when the program is ending.
+// DataBuff (TRACE_SAMPLES samples). Returns 0, or, nothing stored, ACQ_STOPPED or ACQ_TIMED_OUT.
 int ExFiberLenSetParament(uint16_t* DataBuff);
 
 // Runs the calibration on the calling thread, stores the offset (samples) in the tuning record and saves it,
-// also when it failed; only the end of the program leaves the record as it was. result, room for at least 15
+// also when it failed; only an acquisition that was broken off or did not end, which the operator is told,
+// leaves the record as it was. result, room for at least 15
 // characters, receives "Adjust Success" or "Adjust Error". Returns the offset.
 int CalExFiberLen(char* result);
 

@@ -1,3 +1,4 @@
+#include <math.h>
 #include <stdio.h>
 
 #include "device/Opm.h"
@@ -27,14 +28,21 @@ static bool Stopped() {
     return GetStopThreadFlag() == 0;
 }
 
+// A search that ends without a judgement may have the high voltage just below the breakdown: it goes down.
+static int32_t GiveUp(int32_t iResult) {
+    OPMSetApd(APD_REST_CODE);
+    return iResult;
+}
+
 // Moves ATT0 until the mean is in its window. Returns 0 with the deviation as measured and the last mean; -1
-// when stopped or out of range.
+// when stopped or out of range; ACQ_TIMED_OUT.
 static int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
     do {
         if (Stopped())
             return -1;
-        if (GetSignalParameter(uiAtt0) != 0)
-            return -1;
+        const int iMeasured = GetSignalParameter(uiAtt0);
+        if (iMeasured != 0)
+            return iMeasured == ACQ_TIMED_OUT ? GiveUp(iMeasured) : -1;
         fStd = signalStd;
         iMean = signalMean;
         MsecSleep(300);
@@ -53,7 +61,7 @@ static int SearchAtt0(uint32_t uiAtt0, float& fStd, int& iMean) {
 }
 
 // Raises the APD until the noise is well above fStd0. Returns 1 with the code in apd when the breakdown was
-// reached, 0 when the tries are spent, -1 stopped, -2 past the last code.
+// reached, 0 when the tries are spent, -1 stopped, -2 past the last code, ACQ_TIMED_OUT.
 static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
     const float fFound = 10.0F * fStd0;
     const float fTooMuch = 100.0F * fStd0;
@@ -64,10 +72,9 @@ static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
             return iTries == 0 ? 0 : 1;
         if (iTries == 0)
             return 0;
-        if (Stopped() || GetSignalParameter(iATT0) != 0) {
-            OPMSetApd(APD_REST_CODE);
-            return -1;
-        }
+        const int iMeasured = Stopped() ? ACQ_STOPPED : GetSignalParameter(iATT0);
+        if (iMeasured != 0)
+            return GiveUp(iMeasured);
         fStd = signalStd;
         iMean = signalMean;
         if (fStd <= fFound && iMean0 - iMean < 6000) {
@@ -86,8 +93,7 @@ static int RampApd(float fStd0, int iMean0, uint16_t& apd) {
     }
 }
 
-// Ten traces at the operating point, judged by their mean. Returns 1 good, -1 bad, 0 when the program is
-// ending.
+// Ten traces at the operating point, judged by their mean. Returns 1 good, -1 bad, 0 stopped, ACQ_TIMED_OUT.
 static int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
     constexpr int TRACE_COUNT = 10;
     const REG_STEP operatingPoint[] = {
@@ -100,9 +106,10 @@ static int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
     MsecSleep(200);
     float fMean = 0.0F;
     for (int i = 0; i < TRACE_COUNT; ++i) {
-        fMean += GetSignal(waveLen);
-        if (GetExitFlag() == 1)
-            return 0;
+        const float fDelta = GetSignal(waveLen);
+        if (isnan(fDelta) || GetExitFlag() == 1)
+            return GiveUp(Stopped() ? 0 : ACQ_TIMED_OUT);
+        fMean += fDelta;
     }
     fMean /= TRACE_COUNT;
     printf("fMean = %f\n", static_cast<double>(fMean));
@@ -112,7 +119,8 @@ static int32_t JudgeTraces(OTDRWaveLen waveLen, uint16_t apd) {
     return fMean - fThreshold >= 0.0F ? 1 : -1;
 }
 
-int32_t LightRoadJust(OTDRWaveLen waveLen) {
+// LightRoadJust, with ACQ_TIMED_OUT for itself.
+static int32_t CheckLightRoad(OTDRWaveLen waveLen) {
     if (Stopped())
         return 0;
     GetOpmTunning();
@@ -136,18 +144,27 @@ int32_t LightRoadJust(OTDRWaveLen waveLen) {
 
     float fStd0 = 0.0F;
     int iMean0 = 0;
-    if (SearchAtt0(uiAtt0, fStd0, iMean0) != 0)
-        return -1;
+    const int iSearch = SearchAtt0(uiAtt0, fStd0, iMean0);
+    if (iSearch != 0)
+        return iSearch;
     uint16_t apd = FIRST_APD;
     const int iRamp = RampApd(fStd0, iMean0, apd);
     if (iRamp < 0)
         return iRamp;
     printf("------------------step 2-------------apd = %x-------\n\n", apd);
     if (Stopped())
-        return 0;
+        return GiveUp(0);
     if (iRamp == 0) {
         printf("%s", SEARCH_FAILED);
-        return -8;
+        return GiveUp(OPM_ERR_TRY_TIMEOUT);
     }
     return JudgeTraces(waveLen, apd);
+}
+
+int32_t LightRoadJust(OTDRWaveLen waveLen) {
+    const int32_t iResult = CheckLightRoad(waveLen);
+    if (iResult != ACQ_TIMED_OUT)
+        return iResult;
+    ReportTimeOut();
+    return -1;
 }

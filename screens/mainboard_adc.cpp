@@ -6,8 +6,7 @@
 #include "screens/wnd_global.h"
 
 constexpr unsigned NOTICE_MS = 1000;
-// An acquisition takes a fraction of a second.
-constexpr ACQ_TIMING AdcTiming = {300, 10, 10, 10, 5000};
+constexpr ACQ_TIMING AdcTiming = {300, 10, 10, 10};
 
 constexpr uint16_t SAMPLE_COUNT = 2048;
 constexpr unsigned AVERAGE_FIRST = 1000;  // samples after the amplifier has settled
@@ -51,8 +50,8 @@ void AdcCheck() {
     MainBoardShowResult("Please, wait aboult 10 sec!", false);
     if (WaitUnlessExit(NOTICE_MS) != 0)
         return;
-    const bool bAcquired =
-        RunRegSequence(opticFD, SetUpSteps) == 0 && AcquireSamples(AdcTiming, usSamples, SAMPLE_COUNT) == 0;
+    const bool bAcquired = RunRegSequence(opticFD, SetUpSteps) == 0 &&
+                           AcquireSamples(AdcTiming, checkWait, usSamples, SAMPLE_COUNT) == 0;
     EndAcquisition();
     if (!bAcquired) {
         MainBoardShowResult("ADC Check ERROR, Maybe not connect!", false);

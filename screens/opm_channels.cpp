@@ -14,7 +14,7 @@ constexpr unsigned ROUND_MS = 100;
 constexpr int ROUNDS = 10;
 constexpr int CHANNEL_SAMPLES = 10;
 constexpr int ADC_MIDDLE = 50000;  // codes
-constexpr ACQ_TIMING ChannelTiming = {0, 10, 0, 10, 5000};
+constexpr ACQ_TIMING ChannelTiming = {0, 10, 0, 10};
 
 constexpr CommandList NO_COMMAND = START_ADC;
 
@@ -68,7 +68,7 @@ static void SetUpChannel(const SIGNAL_CHANNEL& Channel) {
 // Mean of one acquisition, truncated, or -1 when there is none.
 static int MeasureAdc() {
     uint16_t usSamples[CHANNEL_SAMPLES] = {};
-    if (AcquireSamples(ChannelTiming, usSamples, CHANNEL_SAMPLES) != 0)
+    if (AcquireSamples(ChannelTiming, checkWait, usSamples, CHANNEL_SAMPLES) != 0)
         return -1;
     usSamples[0] = usSamples[1];
     int iSum = 0;

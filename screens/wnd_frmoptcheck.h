@@ -1,6 +1,7 @@
 // Optical check: the light path at both wavelengths, and the fibre-length offset.
 #pragma once
 
+#include "device/operator_report.h"
 #include "screens/wnd_global.h"
 
 int FrmOptcheckInit(void* pWndObj);
@@ -9,7 +10,6 @@ int FrmOptcheckExit(void* pWndObj);
 
 constexpr SCREEN_ENTRY FrmOptcheck = {FrmOptcheckInit, FrmOptcheckExit, FrmOptcheckPaint, nullptr};
 
-// Text of data line iLine (1 light path, 2 offset) and of the information line. A null text or another line
-// number changes nothing. Return 0.
+// Text of data line iLine (1 light path, 2 offset). A null text or another line number changes nothing.
+// Returns 0.
 int FrmOptcheckSetDataInfo(const char* pInfo, int iLine);
-int FrmOptcheckSetInfo(const char* pInfo);

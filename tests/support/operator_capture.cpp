@@ -57,6 +57,10 @@ int FrmApdAdjSetInfo2(const char* pInfo) {
     return test::OperatorCapture::Add("apd 2", pInfo);
 }
 
+int FrmOptcheckSetInfo(const char* pInfo) {
+    return test::OperatorCapture::Add("optcheck", pInfo);
+}
+
 void initTraceArea() {
     test::OperatorCapture::Add("apd trace", "empty");
 }

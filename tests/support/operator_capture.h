@@ -9,7 +9,8 @@
 namespace test {
 
 // Collects the operator's lines while it lives; one at a time. Each entry is "<line>: <text>", the line being
-// adjust, adjust data 1..4, opm, mainboard, apd 1 or apd 2. Without a capture alive the texts are dropped.
+// adjust, adjust data 1..4, opm, mainboard, apd 1, apd 2, apd trace or optcheck. Without a capture alive the
+// texts are dropped.
 class OperatorCapture {
   public:
     OperatorCapture();

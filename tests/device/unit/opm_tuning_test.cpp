@@ -1,6 +1,8 @@
 #include <errno.h>
 #include <math.h>
 
+#include <algorithm>
+
 #include "device/Opm.h"
 #include "tests/device/unit/instrument_fixture.h"
 
@@ -101,6 +103,51 @@ TEST_F(Tuning, SavesTheWholeRecord) {
     system_.Fail("write optic0", EIO);
     SaveOpmTunning();
     EXPECT_EQ(Bytes(Tuned()), Bytes(*pOpmTunning));
+}
+
+TEST_F(Tuning, ASaveThatSignalsBreakOffIsDoneAnew) {
+    const std::string once = "seek optic0 0\nwrite optic0 96\n";
+    *pOpmTunning = Tuned();
+    system_.Fail("write optic0", EINTR, 0, 2);
+    system_.Return("write optic0", 40, 1);
+    SaveOpmTunning();
+    EXPECT_EQ(once + once + once + once, system_.Trace());
+    EXPECT_EQ(Bytes(Tuned()), system_.optic);
+    system_.optic.clear();
+    system_.Clear();
+    system_.Fail("seek optic0", EINTR, 0, 1);
+    SaveOpmTunning();
+    EXPECT_EQ("seek optic0 0\n" + once, system_.Trace());
+    EXPECT_EQ(Bytes(Tuned()), system_.optic);
+}
+
+TEST_F(Tuning, AReadThatSignalsBreakOffIsRepeated) {
+    const std::string once = "seek optic0 0\nread optic0 96\n";
+    system_.optic = Bytes(Tuned());
+    system_.Fail("read optic0", EINTR, 0, 2);
+    system_.Return("read optic0", 40, 1);
+    test::Printed(GetOpmTunning);
+    EXPECT_EQ(once + once + once + once, system_.Trace());
+    EXPECT_EQ(Bytes(Tuned()), Bytes(*pOpmTunning));
+    system_.Clear();
+    system_.Fail("seek optic0", EINTR, 0, 1);
+    test::Printed(GetOpmTunning);
+    EXPECT_EQ("seek optic0 0\n" + once, system_.Trace());
+}
+
+TEST_F(Tuning, SignalsWithoutEndAndAFailureEndTheTransfer) {
+    const struct { int error, tries; } cases[] = {{EINTR, 100}, {EIO, 1}};
+    const OPM_TUNING before = *pOpmTunning;
+    for (const auto& one : cases) {
+        for (const auto& fnTransfer : {GetOpmTunning, SaveOpmTunning}) {
+            system_.Clear();
+            system_.Fail(fnTransfer == GetOpmTunning ? "read optic0" : "write optic0", one.error, 0, 100);
+            test::Printed(fnTransfer);
+            const std::string seeks = system_.Trace("seek optic0");
+            EXPECT_EQ(one.tries, std::count(seeks.begin(), seeks.end(), '\n')) << one.error;
+            EXPECT_EQ(Bytes(before), Bytes(*pOpmTunning));
+        }
+    }
 }
 
 TEST_F(Tuning, TemperatureComesInThousandths) {

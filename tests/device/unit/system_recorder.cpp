@@ -354,8 +354,11 @@ off_t __wrap_lseek(int fd, off_t offset, int whence) {
     auto* file = RecordedCalls::Find(fd);
     if (file == nullptr)
         return __real_lseek(fd, offset, whence);
-    test::current->Note(test::Format("seek %s %ld", file->name.c_str(), static_cast<long>(offset)) +
-                        (whence == SEEK_SET ? "" : " ?"));
+    long result = 0;
+    if (RecordedCalls::Record(test::Format("seek %s %ld", file->name.c_str(), static_cast<long>(offset)) +
+                                  (whence == SEEK_SET ? "" : " ?"),
+                              result))
+        return static_cast<off_t>(result);
     file->offset = static_cast<std::size_t>(offset);
     return offset;
 }

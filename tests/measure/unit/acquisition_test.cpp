@@ -122,7 +122,7 @@ TEST_F(Acquisition, TheLeadInOfATraceMovesToItsEnd) {
     for (size_t i = 0; i < 8192; ++i)
         system_.samples[i] = static_cast<uint16_t>(i);
     static uint16_t trace[TRACE_SAMPLES];
-    EXPECT_EQ(0, FetchTrace({0, 1, 0, 0, 0}, trace));
+    EXPECT_EQ(0, FetchTrace({0, 1, 0, 0}, trace));
     EXPECT_EQ(512, trace[0]);
     EXPECT_EQ(8191, trace[7679]);
     EXPECT_EQ((1 + 2) >> 1, trace[7680]);
@@ -130,23 +130,83 @@ TEST_F(Acquisition, TheLeadInOfATraceMovesToItsEnd) {
     EXPECT_EQ(511, trace[8191]);
 }
 
-TEST_F(Acquisition, ALimitEndsAWaitForABitThatNeverComes) {
+// ---- An acquisition that does not end ----
+
+TEST_F(Acquisition, TheLimitEndsTheWaitForEitherBit) {
+    const struct {
+        ACQ_TIMING timing;
+        uint16_t status;  // ever
+    } cases[] = {
+        {{0, 10, 0, 10}, 0x00}, {{0, 10, 0, 10}, 0x80}, {{0, 100, 0, 0}, 0x80}, {{0, 0, 0, 0}, 0x20}};
+    for (const auto& one : cases) {
+        uint16_t sample = 7;
+        system_.fixed[0x2e / 2] = one.status;
+        const long begin = calls_.Now();
+        EXPECT_EQ(ACQ_TIMED_OUT, AcquireSamples(one.timing, {nullptr, 1000, false}, &sample, 1));
+        EXPECT_GE(calls_.Now() - begin, 1000000) << one.status;
+        EXPECT_LT(calls_.Now() - begin, 1200000) << one.status;
+        EXPECT_EQ("", system_.Trace("data"));
+        EXPECT_EQ(7, sample);
+    }
+}
+
+TEST_F(Acquisition, SignalsThatShortenThePausesDoNotShortenTheLimit) {
     uint16_t sample = 7;
-    system_.fixed[0x2e / 2] = 0x80;
-    EXPECT_EQ(-1, AcquireSamples({0, 10, 0, 10, 100}, &sample, 1));
-    EXPECT_EQ(11, Count(system_.Trace("reg read"), "reg read 0x3000002e"));
-    EXPECT_EQ("", system_.Trace("data"));
-    EXPECT_EQ(7, sample);
+    system_.fixed[0x2e / 2] = 0;
+    calls_.onSleep = [this](long) { calls_.Hasten(9900); };  // of 10 milliseconds
+    EXPECT_EQ(ACQ_TIMED_OUT, AcquireSamples({0, 10, 0, 10}, {nullptr, 1000, false}, &sample, 1));
+    EXPECT_NEAR(5000, Count(system_.Trace("reg read"), "reg read 0x3000002e"), 100);
+}
+
+TEST_F(Acquisition, ARegisterThatCannotBeReadEndsTheWaitAtOnceOrWithTheLimit) {
+    uint16_t sample = 7;
     system_.Fail("reg read", 5);
-    system_.Clear();
-    EXPECT_EQ(-1, AcquireSamples({0, 10, 0, 10, 100}, &sample, 1));
+    EXPECT_EQ(ACQ_NO_SAMPLES, AcquireSamples({0, 10, 0, 10}, {nullptr, 1000, true}, &sample, 1));
     EXPECT_EQ(1, Count(system_.Trace("reg read"), "reg read 0x3000002e"));
+    EXPECT_EQ(ACQ_TIMED_OUT, AcquireSamples({0, 10, 0, 10}, {nullptr, 1000, false}, &sample, 1));
+}
+
+TEST_F(Acquisition, TheRunFlagEndsAWaitButNoGoodAcquisition) {
+    uint16_t sample = 7;
+    int run = 1;
+    int looks = 0;
+    for (const uint16_t status : {0x00, 0x80}) {
+        run = 1;
+        looks = 0;
+        calls_.onStatus = [&] {
+            if (++looks == 1000)
+                run = 0;
+        };
+        system_.fixed[0x2e / 2] = status;
+        EXPECT_EQ(ACQ_STOPPED, AcquireSamples({0, 10, 0, 0}, {&run, 0, false}, &sample, 1));
+        EXPECT_EQ(1000, looks) << "not limited";
+    }
+    system_.fixed[0x2e / 2] = 0xA0;
+    Samples(60000, 0);
+    EXPECT_EQ(0, AcquireSamples({0, 10, 0, 0}, {&run, 0, false}, &sample, 1));
+    EXPECT_EQ(60000, sample);
 }
 
 TEST_F(Acquisition, ADriverWithoutSamplesIsTold) {
     uint16_t sample = 7;
     system_.Fail("data", 5);
-    EXPECT_EQ(-2, AcquireSamples({0, 10, 0, 10, 0}, &sample, 1));
+    EXPECT_EQ(ACQ_NO_SAMPLES, AcquireSamples({0, 10, 0, 10}, checkWait, &sample, 1));
+    calls_.onSamples = [](int) { SetExitFlag(1); };
+    EXPECT_EQ(ACQ_STOPPED, AcquireSamples({0, 10, 0, 10}, checkWait, &sample, 1)) << "broken off by a signal";
+}
+
+TEST_F(Acquisition, WithoutAnEndThereIsNoDarkLevelAndNoTrace) {
+    Samples(60000, 0);
+    for (const bool stopped : {false, true}) {
+        SetStopThreadFlag(stopped ? 0 : 1);
+        system_.fixed[0x2e / 2] = 0;
+        EXPECT_EQ(NO_BLACK_LEVEL, GetBlackLevel());
+        calls_.opened.clear();
+        EXPECT_EQ("", test::Printed([] { EXPECT_TRUE(std::isnan(GetSignal(WAVE_LEN_1310))); }));
+        EXPECT_THAT(calls_.opened, testing::IsEmpty());
+        EXPECT_EQ("", system_.Trace("data"));
+        EXPECT_THAT(system_.Trace(), testing::EndsWith("reg write 0x3000002e 0x0000\nsleep 1\n"));
+    }
 }
 
 // ---- Status line ----

@@ -1,3 +1,5 @@
+#include <math.h>
+
 #include "tests/measure/unit/measure_fixture.h"
 
 using test::Printed;
@@ -79,6 +81,29 @@ TEST_F(Adjust, FailedReadingsOnlyUseUpTries) {
     Printed([&] { EXPECT_EQ(-8, OPMAdjustVdd(WAVE_LEN_1310)); });
     EXPECT_EQ(4u * 801, operator_.Lines().size());
     EXPECT_THAT(Written(kVdd), ElementsAre(2064, 1712, 1376, 1056));
+}
+
+TEST_F(Adjust, AReadingThatIsNoNumberStepsNothingAndUsesUpATry) {
+    for (const float none : {NAN, INFINITY, -INFINITY}) {
+        system_.Clear();
+        Reply(ADC_CHANEL_TP15, none, 801);
+        for (const float target : {2.5f, 2.0f, 1.5f})
+            Reply(ADC_CHANEL_TP15, target);
+        EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_1310));
+        EXPECT_THAT(Written(kVdd), ElementsAre(2064, 1712, 1376, 1056)) << none;
+
+        Reply(ADC_CHANEL_T70, none, 201);
+        EXPECT_EQ(-8, OPMAdjustAPD(0));
+        EXPECT_THAT(Written(kApd), ElementsAre(2499)) << none;
+
+        for (int i = 0; i < 1001; ++i) {
+            Reply(ADC_CHANEL_TP1, 0.5f);
+            Reply(ADC_CHANEL_TP3, none);
+        }
+        Printed([&] { EXPECT_EQ(-8, OPMAdjustAtt0(WAVE_LEN_1310)); });
+        EXPECT_THAT(Written(kAtt0), ElementsAre(1280)) << none;
+        EXPECT_TRUE(system_.replies.empty());
+    }
 }
 
 TEST_F(Adjust, AnUnknownWavelengthTouchesNoHardware) {
@@ -346,4 +371,28 @@ TEST_F(Adjust, TheEndOfTheProgramLeavesTheDarkLevelUnjudged) {
     EXPECT_EQ(4711u, BlackLevelVoltage);
     EXPECT_EQ(3u, operator_.Lines().size());
     EXPECT_EQ(0, Count(system_.Trace(), "sleep 2000\n"));
+}
+
+TEST_F(Adjust, ADarkLevelThatIsNeverThereIsToldWithoutAFigure) {
+    BlackLevelVoltage = 4711;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    system_.fixed[0x2e / 2] = 0;
+    const char* const warning = "adcValue1 = 0.500000,BlackLevel not measured, acquisition time out!";
+    EXPECT_EQ(warning, Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }));
+    EXPECT_EQ(NO_BLACK_LEVEL, BlackLevelVoltage);
+    EXPECT_EQ(1024, OpmTuningResult.Att1_Result[0].reg);
+    EXPECT_EQ(std::string("adjust data 4: ") + warning, operator_.Lines().back());
+    EXPECT_THAT(system_.Trace(), EndsWith("reg write 0x3000002e 0x0000\nsleep 1\nsleep 2000\n"));
+}
+
+TEST_F(Adjust, AStopLeavesTheDarkLevelUnjudged) {
+    BlackLevelVoltage = 4711;
+    Reply(ADC_CHANEL_TP1, 0.5f);
+    Reply(ADC_CHANEL_TP4, 0.0f);
+    system_.fixed[0x2e / 2] = 0;
+    calls_.onStatus = [] { SetStopThreadFlag(0); };
+    EXPECT_EQ("", Printed([&] { EXPECT_EQ(0, OPMAdjustAtt1(WAVE_LEN_1310)); }));
+    EXPECT_EQ(4711u, BlackLevelVoltage);
+    EXPECT_EQ(3u, operator_.Lines().size());
 }

@@ -140,7 +140,46 @@ TEST_F(AdjustThreads, AFailureGoesToTheErrorHandler) {
     EXPECT_EQ(0, Saves());
 }
 
+TEST_F(AdjustThreads, ADarkLevelThatIsNeverThereHasNoFigureInTheResultEither) {
+    ReplyOffset(ADC_CHANEL_TP4);
+    system_.fixed[0x2e / 2] = 0;
+    EXPECT_EQ(0, Status(OPMAdjustAtt1Thd));
+    EXPECT_EQ("adjust data 4: Ad:  0.0V reg:0x400    BlackLevel not measured", Results().back());
+    EXPECT_EQ(1024u, cOpmTunning.iAtt1);
+    EXPECT_EQ(1, Saves());
+}
+
+TEST_F(AdjustThreads, AnApdSearchWithItsTriesSpentLeavesTheHighVoltageAtRest) {
+    const char* const apd = "0x30000014";
+    for (const THREADFUNC body : {OPMAdjustAPDThd, OPMAdjustAllThd}) {
+        system_.Clear();
+        Reply(ADC_CHANEL_T70, 0.0f, 201);
+        EXPECT_EQ(-8, Status(body));
+        const std::vector<int> codes = Written(apd);
+        ASSERT_EQ(203u, codes.size());
+        EXPECT_EQ(3504, codes[201]);
+        EXPECT_EQ(2048, codes.back());
+    }
+    system_.Clear();
+    ReplyApd();
+    EXPECT_EQ(0, Status(OPMAdjustAPDThd));
+    EXPECT_EQ(432, Written(apd).back()) << "the last target's code after a success";
+    system_.Clear();
+    EXPECT_EQ(-1, Status(OPMAdjustAPDThd, 4));
+    EXPECT_EQ("", system_.Trace());
+}
+
 // ---- All loops ----
+
+TEST_F(AdjustThreads, AutoGoesOnFromAnApdAtRest) {
+    Reply(ADC_CHANEL_T70, 0.0f, 201);
+    ReplyVdd();
+    ReplyOffset(ADC_CHANEL_TP3);
+    ReplyOffset(ADC_CHANEL_TP4);
+    test::Printed([] { EXPECT_EQ(0, OPMAdjustAuto()); });
+    EXPECT_THAT(system_.Trace("reg write"),
+                HasSubstr("0x30000014 0x0db0\nreg write 0x30000014 0x0800\nreg write 0x30000012 0x0810\n"));
+}
 
 TEST_F(AdjustThreads, AutoRunsTheFourOneAfterAnother) {
     ReplyAll();

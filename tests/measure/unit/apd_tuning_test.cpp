@@ -220,3 +220,34 @@ TEST_F(ApdTuning, AStopDuringASampleEndsTheTuning) {
     EXPECT_EQ("apd 1: iAPDAdjStopFlag = 0", operator_.Lines().back());
     EXPECT_EQ(0, para_.iNum);
 }
+
+TEST_F(ApdTuning, ASampleThatTheEndOfTheProgramBrokeOffChangesNothing) {
+    // The eleventh sample; the one at 55 degrees would be the last.
+    const struct {
+        int from;  // degrees
+        const char* step;
+    } cases[] = {{44, "apd 1: Apd: 70e , mean: 60000 , std: 10.00 "},
+                 {45, "apd 1: Apd: 713 , mean: 60000 , std: 10.00 "}};
+    for (const auto& one : cases) {
+        SetExitFlag(0);
+        Samples(60000, 10);
+        OPM_TUNING before = {};
+        bool ended = false;
+        onLine_ = [&](const std::string& line) {
+            if (line != one.step)
+                return;
+            SetExitFlag(1);
+            ended = true;
+            before = cOpmTunning;
+            system_.Clear();
+            operator_.Clear();
+        };
+        EXPECT_THAT(Tune(one.from * 1000), Not(HasSubstr("over!")));
+        EXPECT_TRUE(ended);
+        EXPECT_EQ(10, para_.iNum);
+        EXPECT_EQ(0, memcmp(&before, &cOpmTunning, sizeof before));
+        EXPECT_EQ("", system_.Trace("write optic0"));
+        EXPECT_EQ(1, Count(Writes(), "0x30000014 0x0800")) << "by the search itself";
+        EXPECT_THAT(operator_.Lines(), testing::IsEmpty());
+    }
+}

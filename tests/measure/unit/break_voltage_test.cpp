@@ -148,6 +148,19 @@ TEST_F(BreakVoltage, TheSampleHasTheTemperatureAfterTheRamp) {
     EXPECT_EQ(25.0f, para_.fTemp[0]);
 }
 
+TEST_F(BreakVoltage, OneTemperatureReadingOfTheTwoIsEnoughAndNoneIsNot) {
+    const std::vector<NOISE> found = {{60000, 10}, {60000, 10}, {60000, 100}};
+    system_.Fail("temperature", 5, 0, 1);
+    EXPECT_EQ(0, Search(found));
+    EXPECT_EQ(25.0f, para_.fTemp[0]);
+    EXPECT_EQ(1536, Codes().front()) << "searched from the code of 0 degrees";
+    system_.Fail("temperature", 5);
+    EXPECT_EQ(-1, Search(found));
+    EXPECT_EQ(0, para_.iNum);
+    EXPECT_EQ(2048, Codes().back());
+    EXPECT_EQ(3, Measured()) << "the second reading comes after the search";
+}
+
 TEST_F(BreakVoltage, TheEndOfTheProgramLeavesABrokenOffReadingUnused) {
     const struct {
         int at, mean;
@@ -233,6 +246,37 @@ TEST_F(BreakVoltage, AStoppedSearchLeavesTheSafeCode) {
     test::Printed([&] { EXPECT_EQ(-1, GetBreakVoltage(&para)); });
     EXPECT_EQ(2048, Codes().back());
     EXPECT_EQ(0, para.iNum);
+}
+
+TEST_F(BreakVoltage, AStopEndsTheWaitForAnAcquisitionThatNeverEnds) {
+    // The first measurement, that of the ATT0 search, and two of the ramp.
+    for (int at = 1; at <= 4; ++at) {
+        SetAPDAdjStopFlag(1);
+        int looks = 0;
+        long stopped = 0;
+        calls_.onStatus = [&] {
+            ++looks;
+            system_.fixed[0x2e / 2] = looks < 2 * at - 1 ? 0xA0 : 0;
+            // A minute and a half later: there is no limit.
+            if (looks == 900) {
+                SetAPDAdjStopFlag(0);
+                stopped = calls_.Now();
+            }
+        };
+        EXPECT_EQ(-1, Search({{60000, 10}})) << at;
+        EXPECT_EQ(900, looks) << at;
+        EXPECT_LT(calls_.Now() - stopped, 200000) << at;
+        EXPECT_EQ(2048, Codes().back()) << at;
+        EXPECT_EQ(0, system_.registers[0x2e / 2]) << at;
+        EXPECT_EQ(0, para_.iNum);
+    }
+}
+
+TEST_F(BreakVoltage, TheStopOfTheAdjustLoopsIsNotThatOfTheCalibration) {
+    SetStopThreadFlag(0);
+    int looks = 0;
+    calls_.onStatus = [&] { system_.fixed[0x2e / 2] = ++looks % 3 == 1 ? 0 : 0xA0; };
+    EXPECT_EQ(0, Search({{60000, 10}, {60000, 10}, {60000, 100}}));
 }
 
 TEST_F(BreakVoltage, AFullRecordTakesNoSample) {

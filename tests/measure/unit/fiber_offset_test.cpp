@@ -1,5 +1,7 @@
 #include "measure/fiber_offset.h"
 
+#include <errno.h>
+
 #include <algorithm>
 
 #include "tests/measure/unit/measure_fixture.h"
@@ -161,4 +163,37 @@ TEST_F(FiberOffset, ShortMemoryLeavesTheRecord) {
     EXPECT_EQ(0, CalExFiberLen(result_));
     EXPECT_STREQ("Adjust Error", result_);
     EXPECT_EQ(4711, cOpmTunning.OffsetPoint);
+}
+
+TEST_F(FiberOffset, AnAcquisitionThatNeverEndsIsAnErrorThatIsNotSaved) {
+    cOpmTunning.OffsetPoint = 4711;
+    Samples(60000, 0);
+    for (const uint16_t status : {0x00, 0x80}) {
+        operator_.Clear();
+        memset(result_, 'x', 20);
+        system_.fixed[0x2e / 2] = status;
+        EXPECT_EQ("Acquisition time out.\n", test::Printed([&] { EXPECT_EQ(0, CalExFiberLen(result_)); }));
+        EXPECT_STREQ("Adjust Error", result_);
+        EXPECT_EQ(4711, cOpmTunning.OffsetPoint);
+        EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out."));
+    }
+    EXPECT_EQ("", system_.Trace("write optic0"));
+    EXPECT_THAT(calls_.opened, testing::IsEmpty());
+}
+
+TEST_F(FiberOffset, ATraceThatTheEndOfTheProgramBrokeOffIsNeitherJudgedNorSaved) {
+    cOpmTunning.OffsetPoint = 4711;
+    Samples(60000, 0);
+    EndProgramAt(1);
+    EXPECT_EQ("", test::Printed([&] { EXPECT_EQ(0, CalExFiberLen(result_)); }));
+    SetExitFlag(0);
+    system_.fixed[0x2e / 2] = 0xA0;
+    calls_.onStatus = nullptr;
+    // A signal breaks the fetching off.
+    system_.Fail("data", EINTR);
+    calls_.onSamples = [](int) { SetExitFlag(1); };
+    EXPECT_EQ("", test::Printed([&] { EXPECT_EQ(0, CalExFiberLen(result_)); }));
+    EXPECT_EQ(4711, cOpmTunning.OffsetPoint);
+    EXPECT_EQ("", system_.Trace("write optic0"));
+    EXPECT_THAT(operator_.Lines(), testing::IsEmpty());
 }

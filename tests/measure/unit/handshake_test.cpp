@@ -67,6 +67,40 @@ TEST_F(Handshake, AFailedLookIsRepeated) {
     }
 }
 
+TEST_F(Handshake, AnAcquisitionThatNeverEndsIsGivenUpAfterTheLimit) {
+    for (const MEASUREMENT& one : Measurements()) {
+        for (const uint16_t status : {0x00, 0x80}) {
+            system_.fixed[0x2e / 2] = status;
+            signalMean = 4711;
+            system_.Clear();
+            const long begin = calls_.Now();
+            EXPECT_EQ("", test::Printed(one.fnMeasure)) << one.name;
+            EXPECT_GE(calls_.Now() - begin, ACQ_LIMIT_MS * 1000L) << one.name;
+            EXPECT_LT(calls_.Now() - begin, ACQ_LIMIT_MS * 1000L + 1000000) << one.name;
+            EXPECT_EQ("", system_.Trace("data")) << one.name;
+            EXPECT_THAT(system_.Trace(), EndsWith("reg write 0x3000002e 0x0000\nsleep 1\n")) << one.name;
+            EXPECT_EQ(4711, signalMean);
+        }
+    }
+}
+
+TEST_F(Handshake, AStopEndsAWaitWithinASecond) {
+    for (const MEASUREMENT& one : Measurements()) {
+        system_.fixed[0x2e / 2] = 0;
+        SetStopThreadFlag(1);
+        long stopped = 0;
+        int looks = 0;
+        calls_.onStatus = [&] {
+            if (++looks == 10) {
+                SetStopThreadFlag(0);
+                stopped = calls_.Now();
+            }
+        };
+        EXPECT_EQ("", test::Printed(one.fnMeasure)) << one.name;
+        EXPECT_LT(calls_.Now() - stopped, 200000) << one.name;
+    }
+}
+
 TEST_F(Handshake, WritesTheEchoOfTheRegisterBefore) {
     system_.echo[0x24 / 2] = 0x1234;
     for (const MEASUREMENT& one : Measurements()) {

@@ -5,7 +5,6 @@
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
@@ -129,7 +128,11 @@ TEST_F(LightRoad, TheRampFollowsNoiseAndMean) {
 TEST_F(LightRoad, TheThresholdsUseTheNoiseAsMeasured) {
     // Raised to 1.0, the noise of 5 would be below ten times it.
     EXPECT_EQ(-8, Check({{60000, 0}, {60000, 5}}));
-    EXPECT_EQ(2627 - 4, Ramp().front());
+    const std::vector<int> ramp = Ramp();
+    ASSERT_EQ(201u, ramp.size());
+    EXPECT_EQ(2627 - 4, ramp.front());
+    EXPECT_EQ(2627 - 200 * 4, ramp[199]);
+    EXPECT_EQ(2048, ramp.back()) << "at rest after a search without a breakdown";
     // One sample off by one: the noise is 0.044, so that the 1.0 it starts from is a breakdown.
     calls_.onSamples = nullptr;
     Acquisitions({{60000, 0}});
@@ -149,11 +152,12 @@ TEST_F(LightRoad, TwoHundredTriesEndTheRamp) {
     held[0] = {60000, 10};
     EXPECT_EQ(-8, Check(held));
     EXPECT_EQ(201, Measured());
-    EXPECT_THAT(Ramp(), IsEmpty());
+    EXPECT_THAT(Ramp(), ElementsAre(2048));
     EXPECT_THAT(printed_,
                 EndsWith(std::string("step 2-------------apd = a43-------\n\n") + kSearchFailed + "\n"));
     held[200] = {60000, 200};
     EXPECT_EQ(-8, Check(held)) << "found with the last try";
+    EXPECT_THAT(Ramp(), ElementsAre(2048));
     held[199] = {60000, 200};
     EXPECT_EQ(1, Check(held));
     EXPECT_EQ(200, Measured());
@@ -227,7 +231,7 @@ TEST_F(LightRoad, AStopEndsTheCheckWhereItIs) {
         {"in the ATT0 search", 1, {{65000, 10}, {60000, 10}}, -1, {}},
         {"before the ramp", 1, {{60000, 10}}, -1, {2048}},
         {"in the ramp", 3, {{60000, 10}}, -1, {2643, 2659, 2048}},
-        {"at its end", 2, {{60000, 10}, {60000, 200}}, 0, {}},
+        {"at its end", 2, {{60000, 10}, {60000, 200}}, 0, {2048}},
     };
     for (const auto& one : cases) {
         SetStopThreadFlag(1);
@@ -257,7 +261,7 @@ TEST_F(LightRoad, TheEndOfTheProgramLeavesABrokenOffReadingUnused) {
     const struct {
         int at, result;  // acquisition
         std::vector<int> ramp;
-    } cases[] = {{1, -1, {}}, {3, -1, {2643, 2048}}, {4, 0, {2643, 2643 - 64}}};
+    } cases[] = {{1, -1, {}}, {3, -1, {2643, 2048}}, {4, 0, {2643, 2643 - 64, 2048}}};
     for (const auto& one : cases) {
         SetExitFlag(0);
         system_.fixed[0x2e / 2] = 0xA0;
@@ -270,4 +274,52 @@ TEST_F(LightRoad, TheEndOfTheProgramLeavesABrokenOffReadingUnused) {
         EXPECT_EQ(reachesTraces ? 1 : 0, Traces());
         EXPECT_EQ(one.at - 1, Count(system_.Trace(), "\ndata ")) << one.at;
     }
+}
+
+TEST_F(LightRoad, AnAcquisitionThatNeverEndsIsBadAndTold) {
+    const struct {
+        const char* what;
+        int at;  // acquisition
+        std::vector<NOISE> noises;
+        std::vector<int> ramp;
+        int traces;
+    } cases[] = {
+        {"in the ATT0 search", 1, {{60000, 10}}, {2048}, 0},
+        {"in the ramp", 3, {{60000, 10}}, {2643, 2048}, 0},
+        {"in a trace", 5, {{60000, 10}, {60000, 200}}, {2627 - 64, 2048}, 3},
+    };
+    for (const auto& one : cases) {
+        operator_.Clear();
+        int looks = 0;
+        calls_.onStatus = [&] { system_.fixed[0x2e / 2] = ++looks < 2 * one.at - 1 ? 0xA0 : 0; };
+        EXPECT_EQ(-1, Check(one.noises)) << one.what;
+        EXPECT_EQ(one.ramp, Ramp()) << one.what;
+        EXPECT_EQ(one.traces, Traces()) << one.what;
+        EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out.")) << one.what;
+        EXPECT_THAT(printed_, EndsWith("Acquisition time out.\n")) << one.what;
+        EXPECT_THAT(printed_, Not(HasSubstr("fMean = 0"))) << one.what;
+        EXPECT_EQ(0, system_.registers[0x2e / 2]) << one.what;
+    }
+}
+
+TEST_F(LightRoad, WithoutTheDriverTheCheckEndsToo) {
+    system_.Fail("reg", 5);
+    const long begin = calls_.Now();
+    EXPECT_EQ(-1, Check(good_));
+    EXPECT_LT(calls_.Now() - begin, 7000000);
+    EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out."));
+}
+
+TEST_F(LightRoad, AStopInATraceThatNeverEndsIsNotTold) {
+    int looks = 0;
+    calls_.onStatus = [&] {
+        ++looks;
+        system_.fixed[0x2e / 2] = looks < 5 ? 0xA0 : 0;
+        if (looks == 20)
+            SetStopThreadFlag(0);
+    };
+    EXPECT_EQ(0, Check(good_));
+    EXPECT_THAT(Ramp(), ElementsAre(2627 - 64, 2048));
+    EXPECT_EQ(20, looks);
+    EXPECT_THAT(operator_.Lines(), testing::IsEmpty());
 }

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/select.h>
+#include <time.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -18,6 +19,7 @@ namespace test {
 namespace {
 MeasureCalls* current = nullptr;
 std::vector<std::string> attempts;
+constexpr long kLook = 100;  // microseconds
 }  // namespace
 
 MeasureCalls::MeasureCalls() : outer_(current) {
@@ -68,13 +70,28 @@ struct MeasuredCalls {
         memcpy(words, argument, sizeof(words));
         if (request == 0xc004f001ul && current->onWrite)
             current->onWrite(0x30000000u + 2u * words[0], words[1]);
-        if (request == 0xc004f000ul && words[0] == 0x2e / 2 && current->onStatus)
+        if (request != 0xc004f000ul || words[0] != 0x2e / 2)
+            return;
+        current->now_ += kLook;
+        if (current->onStatus)
             current->onStatus();
     }
 
     static void Select(int count, const timeval* timeout) {
-        if (current != nullptr && current->onSleep && count == 0)
-            current->onSleep(timeout->tv_sec * 1000L + timeout->tv_usec / 1000);
+        if (current == nullptr || count != 0)
+            return;
+        const long microseconds = timeout->tv_sec * 1000000L + timeout->tv_usec;
+        current->now_ += microseconds;
+        if (current->onSleep)
+            current->onSleep(microseconds / 1000);
+    }
+
+    // False: the clock of the machine.
+    static bool Clock(timespec* time) {
+        if (current == nullptr)
+            return false;
+        *time = {current->now_ / 1000000, current->now_ % 1000000 * 1000};
+        return true;
     }
 
     static int Thread() { return current != nullptr && current->onThread ? current->onThread() : 0; }
@@ -119,6 +136,13 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* kind, void* (
                           void* argument) {
     const int result = test::MeasuredCalls::Thread();
     return result != 0 ? result : __real_pthread_create(thread, kind, entry, argument);
+}
+
+int __real_clock_gettime(clockid_t clock, timespec* time);
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+    if (clock == CLOCK_MONOTONIC && test::MeasuredCalls::Clock(time))
+        return 0;
+    return __real_clock_gettime(clock, time);
 }
 
 // One thread at a time may call the recorder: who joins does not sleep in between.

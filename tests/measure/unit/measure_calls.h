@@ -1,5 +1,6 @@
 // A step between the measuring code and the recorder: it calls the test at the moments of an acquisition and
-// before a sleep, and keeps the files on the card and the stick in a folder of its own.
+// before a sleep, keeps the files on the card and the stick in a folder of its own, and has a clock that only
+// sleeps and looks at the acquisition control register move.
 #pragma once
 
 #include <functional>
@@ -24,6 +25,10 @@ class MeasureCalls {
     std::function<void(unsigned, unsigned)> onWrite;
     // Called before each sleep, with its milliseconds.
     std::function<void(long)> onSleep;
+    // Microseconds since this was made: the sleeps, and a hundred for each look.
+    long Now() const { return now_; }
+    // Of the sleep that begins, so many microseconds are not slept.
+    void Hasten(long microseconds) { now_ -= microseconds; }
     // Called before a thread is made; what it returns, unless 0, is the result of the call.
     std::function<int()> onThread;
 
@@ -43,6 +48,7 @@ class MeasureCalls {
     MeasureCalls* outer_;
     std::string folder_;
     int acquisitions_ = 0;
+    long now_ = 0;
 };
 
 }  // namespace test

@@ -25,8 +25,6 @@ const OPM_TUNING kRecord = {
 
 class E2promView : public test::ScreenTest {
   protected:
-    ~E2promView() override { cOpmTunning = initial_; }
-
     // Stores the record in the driver, forgets it, and opens the screen.
     void Open(const OPM_TUNING& record) {
         Start(FrmE2PROM);
@@ -36,9 +34,6 @@ class E2promView : public test::ScreenTest {
         ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmE2PROM));
         Run(500);
     }
-
-  private:
-    OPM_TUNING initial_ = cOpmTunning;
 };
 
 TEST_F(E2promView, ShowsTheRecordFieldByField) {

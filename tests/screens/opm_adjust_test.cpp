@@ -26,10 +26,7 @@ constexpr test::Area Line(unsigned line) {
 
 class OpmAdjust : public test::ScreenTest {
   protected:
-    ~OpmAdjust() override {
-        cOpmTunning = tuning_;
-        OpmTuningResult = {};
-    }
+    ~OpmAdjust() override { OpmTuningResult = {}; }
     void TapAt(unsigned x, unsigned y, unsigned milliseconds = 400) {
         Tap(static_cast<int>(x) + 20, static_cast<int>(y) + 25, milliseconds);
     }
@@ -48,9 +45,6 @@ class OpmAdjust : public test::ScreenTest {
         EXPECT_TRUE(Enabled(600, 64)) << "the loop has not ended";
         Run(500);
     }
-
-  private:
-    OPM_TUNING tuning_ = cOpmTunning;
 };
 
 TEST_F(OpmAdjust, WithoutTheBoardTheLoopsAreDisabled) {

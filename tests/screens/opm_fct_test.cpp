@@ -27,7 +27,6 @@ const test::Button kTests[] = {{"Voltage Check", 600, 35},
 
 class OpmFct : public test::ScreenTest {
   protected:
-    ~OpmFct() override { SetStopThreadFlag(1); }
     void Open() { Start(FrmOPM); }
     void TapAt(unsigned x, unsigned y, unsigned milliseconds = 400) {
         Tap(static_cast<int>(x) + 20, static_cast<int>(y) + 25, milliseconds);

@@ -29,19 +29,12 @@ std::string Packed(const std::vector<std::string>& lines) {
 
 class OpticalCheck : public test::ScreenTest {
   protected:
-    ~OpticalCheck() override {
-        SetStopThreadFlag(1);
-        cOpmTunning = tuning_;
-    }
     // Waits until the window thread takes touches again.
     void RunUntilReady(unsigned seconds) {
         for (unsigned i = 0; i < seconds && !Enabled(500, 64); ++i)
             Run(1000);
         Run(500);
     }
-
-  private:
-    OPM_TUNING tuning_ = cOpmTunning;
 };
 
 TEST_F(OpticalCheck, TellsWhichFibreToPlugIn) {

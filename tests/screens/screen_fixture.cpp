@@ -9,6 +9,7 @@
 #include "gui/guikeypad.h"
 #include "gui/guischeduler.h"
 #include "gui/guitouch.h"
+#include "measure/adjust.h"
 #include "measure/common_opm.h"
 #include "screens/wnd_frmmainboard_fct.h"
 #include "simulator/models/framebuffer.h"
@@ -16,9 +17,15 @@
 
 namespace test {
 
-ScreenTest::ScreenTest() : linked_(std::make_unique<k905::LinkedInstrument>()) {
-    OPMGUIShare.usIsConnect = 0;
+ScreenTest::ScreenTest() {
+    PowerOn();
     testing::internal::CaptureStdout();
+}
+
+void ScreenTest::PowerOn() {
+    PowerOff();
+    linked_ = std::make_unique<k905::LinkedInstrument>();
+    OPMGUIShare.usIsConnect = 0;
 }
 
 void ScreenTest::End() {
@@ -26,6 +33,7 @@ void ScreenTest::End() {
         SetExitFlag(1);
         for (pthread_t& thread : deviceThreads_)
             ThreadEnd(&thread);
+        deviceThreads_.clear();
         EXPECT_EQ(0, ReleaseGUI());
         FrmMainBoardRelease();
     }
@@ -37,12 +45,18 @@ void ScreenTest::End() {
     pScreenBmpBuff = nullptr;
 }
 
-ScreenTest::~ScreenTest() {
+void ScreenTest::PowerOff() {
     End();
     if (serialFD >= 0)
         close(serialFD);
     serialFD = -1;
+    cOpmTunning = tuning_;
+    SetStopThreadFlag(1);
     linked_.reset();
+}
+
+ScreenTest::~ScreenTest() {
+    PowerOff();
     // The report of a failure was captured too.
     Printed();
     testing::internal::GetCapturedStdout();

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "device/Opm.h"
 #include "screens/wnd_global.h"
 #include "simulator/interpose/linked.h"
 #include "simulator/interpose/screen_text.h"
@@ -35,6 +36,8 @@ class ScreenTest : public testing::Test {
     ScreenTest();
     ~ScreenTest() override;
 
+    // A fresh instrument in place of this one, which is ended.
+    void PowerOn();
     // Starts hardware, GUI and device threads, and shows the screen.
     void Start(const SCREEN_ENTRY& entry);
     void Run(unsigned milliseconds);
@@ -73,9 +76,11 @@ class ScreenTest : public testing::Test {
     std::unique_ptr<k905::LinkedInstrument> linked_;
 
   private:
+    void PowerOff();
     std::vector<k905::TextRun> Runs() const;
 
     std::vector<pthread_t> deviceThreads_;
+    OPM_TUNING tuning_ = cOpmTunning;  // of the process, as it was before the test
     std::string console_;
     bool started_ = false;
 };

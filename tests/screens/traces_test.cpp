@@ -164,10 +164,6 @@ class HardwareTrace : public test::ScreenTest, public testing::WithParamInterfac
         SerialInitThd1(nullptr);
         ASSERT_EQ(1, OPMGUIShare.usIsConnect);
     }
-    ~HardwareTrace() override { cOpmTunning = tuning_; }
-
-  private:
-    OPM_TUNING tuning_ = cOpmTunning;
 };
 INSTANTIATE_TEST_SUITE_P(Of, HardwareTrace, testing::ValuesIn(kCases),
                          [](const testing::TestParamInfo<TraceCase>& one) { return one.param.name; });

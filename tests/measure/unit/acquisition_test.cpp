@@ -141,7 +141,7 @@ TEST_F(Acquisition, TheLimitEndsTheWaitForEitherBit) {
     for (const auto& one : cases) {
         uint16_t sample = 7;
         system_.fixed[0x2e / 2] = one.status;
-        const long begin = calls_.Now();
+        const int64_t begin = calls_.Now();
         EXPECT_EQ(ACQ_TIMED_OUT, AcquireSamples(one.timing, {nullptr, 1000, false}, &sample, 1));
         EXPECT_GE(calls_.Now() - begin, 1000000) << one.status;
         EXPECT_LT(calls_.Now() - begin, 1200000) << one.status;

@@ -253,7 +253,7 @@ TEST_F(BreakVoltage, AStopEndsTheWaitForAnAcquisitionThatNeverEnds) {
     for (int at = 1; at <= 4; ++at) {
         SetAPDAdjStopFlag(1);
         int looks = 0;
-        long stopped = 0;
+        int64_t stopped = 0;
         calls_.onStatus = [&] {
             ++looks;
             system_.fixed[0x2e / 2] = looks < 2 * at - 1 ? 0xA0 : 0;

@@ -73,7 +73,7 @@ TEST_F(Handshake, AnAcquisitionThatNeverEndsIsGivenUpAfterTheLimit) {
             system_.fixed[0x2e / 2] = status;
             signalMean = 4711;
             system_.Clear();
-            const long begin = calls_.Now();
+            const int64_t begin = calls_.Now();
             EXPECT_EQ("", test::Printed(one.fnMeasure)) << one.name;
             EXPECT_GE(calls_.Now() - begin, ACQ_LIMIT_MS * 1000L) << one.name;
             EXPECT_LT(calls_.Now() - begin, ACQ_LIMIT_MS * 1000L + 1000000) << one.name;
@@ -88,7 +88,7 @@ TEST_F(Handshake, AStopEndsAWaitWithinASecond) {
     for (const MEASUREMENT& one : Measurements()) {
         system_.fixed[0x2e / 2] = 0;
         SetStopThreadFlag(1);
-        long stopped = 0;
+        int64_t stopped = 0;
         int looks = 0;
         calls_.onStatus = [&] {
             if (++looks == 10) {

@@ -304,7 +304,7 @@ TEST_F(LightRoad, AnAcquisitionThatNeverEndsIsBadAndTold) {
 
 TEST_F(LightRoad, WithoutTheDriverTheCheckEndsToo) {
     system_.Fail("reg", 5);
-    const long begin = calls_.Now();
+    const int64_t begin = calls_.Now();
     EXPECT_EQ(-1, Check(good_));
     EXPECT_LT(calls_.Now() - begin, 7000000);
     EXPECT_THAT(operator_.Lines(), ElementsAre("optcheck: Acquisition time out."));

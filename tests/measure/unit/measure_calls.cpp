@@ -90,7 +90,8 @@ struct MeasuredCalls {
     static bool Clock(timespec* time) {
         if (current == nullptr)
             return false;
-        *time = {current->now_ / 1000000, current->now_ % 1000000 * 1000};
+        time->tv_sec = static_cast<time_t>(current->now_ / 1000000);
+        time->tv_nsec = static_cast<long>(current->now_ % 1000000 * 1000);
         return true;
     }
 

@@ -3,6 +3,7 @@
 // sleeps and looks at the acquisition control register move.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -26,9 +27,9 @@ class MeasureCalls {
     // Called before each sleep, with its milliseconds.
     std::function<void(long)> onSleep;
     // Microseconds since this was made: the sleeps, and a hundred for each look.
-    long Now() const { return now_; }
+    std::int64_t Now() const { return now_; }
     // Of the sleep that begins, so many microseconds are not slept.
-    void Hasten(long microseconds) { now_ -= microseconds; }
+    void Hasten(std::int64_t microseconds) { now_ -= microseconds; }
     // Called before a thread is made; what it returns, unless 0, is the result of the call.
     std::function<int()> onThread;
 
@@ -48,7 +49,7 @@ class MeasureCalls {
     MeasureCalls* outer_;
     std::string folder_;
     int acquisitions_ = 0;
-    long now_ = 0;
+    std::int64_t now_ = 0;
 };
 
 }  // namespace test

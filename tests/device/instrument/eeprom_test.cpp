@@ -2,6 +2,7 @@
 // cells do to it, and how it recovers. Power cuts are in eeprom_power_cut_test.cpp.
 #include "device/eeprom.h"
 
+#include <errno.h>
 #include <string.h>
 
 #include "device/crc32.h"
@@ -294,6 +295,66 @@ TEST_F(Store, ChecksumsOfNoRangeAreRefused) {
     EXPECT_EQ(-1, syspara_check(215, 2, data.data(), &sums));
     const crc_part zero = {};
     EXPECT_EQ(0, memcmp(&zero, &sums, sizeof sums));
+}
+
+// ---- Threads that are woken ----
+
+namespace {
+
+constexpr int kWaits = 20;
+
+void* WaitOutCycles(void* instrument) {
+    const auto* linked = static_cast<const k905::LinkedInstrument*>(instrument);
+    for (int i = 0; i < kWaits; ++i) {
+        const k905::Micros began = linked->Now();
+        EXPECT_EQ(0, check_eeprom_status());
+        EXPECT_GE(linked->Now() - began, 100'000);
+        EXPECT_LE(linked->Now() - began, 101'000);
+    }
+    return nullptr;
+}
+
+void* CheckPages(void*) {
+    for (uint16_t i = 0; i < kWaits; ++i)
+        EXPECT_EQ(0, eeprom_write_check(static_cast<uint16_t>(200 + i), Pattern(128, i).data())) << i;
+    return nullptr;
+}
+
+void* WriteBytes(void* bytes) {
+    EXPECT_EQ(512, optic_eeprom_write(0, static_cast<Bytes*>(bytes)->data(), 512));
+    return nullptr;
+}
+
+// Runs the entry on a thread that is woken as at the end of the program, until it has ended; more often, so
+// that every wait would be shorter than the part's write cycle.
+void RunWoken(THREADFUNC entry, void* argument) {
+    GUITHREAD thread = GUITHREAD_NONE;
+    ASSERT_EQ(0, ThreadCreate(&thread, entry, argument));
+    int result = 0;
+    while ((result = ThreadTryEnd(&thread)) == EBUSY)
+        MsecSleep(2);
+    EXPECT_EQ(0, result);
+}
+
+}  // namespace
+
+TEST_F(Store, WaitsOutAWriteCycleOnceHoweverOftenItIsWoken) {
+    RunWoken(WaitOutCycles, linked_.get());
+}
+
+TEST_F(Store, FindsGoodPagesGoodOnAThreadThatIsWoken) {
+    RunWoken(CheckPages, nullptr);
+    for (unsigned i = 0; i < kWaits; ++i)
+        EXPECT_EQ(Pattern(128, i), ImageBytes((200 + i) * 128, 128)) << i;
+}
+
+TEST_F(Store, MarksNoGoodCellsOnAThreadThatIsWoken) {
+    Format();
+    const Bytes records = ImageBytes(0, 512);
+    Bytes bytes = Pattern(512, 13);
+    RunWoken(WriteBytes, &bytes);
+    EXPECT_EQ(records, ImageBytes(0, 512));
+    ExpectHolds(0, bytes);
 }
 
 // ---- Damaged cells ----

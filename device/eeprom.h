@@ -69,11 +69,13 @@ int32_t module_get_valid_info(module_part* pModule);
 int32_t crc_get_valid_info(crc_part* pCrc);
 
 // Finds the first journal slot that holds a page not known to be written. Returns 0 with the slot copied out
-// and buffer_id set, 0 with pBuffer untouched when there is none, 1 when the slot found is damaged.
+// and buffer_id set, 0 with an empty record when there is none, 1 with an empty record when the slot found is
+// damaged.
 int32_t buffer_get_valid_info(buffer_part* pBuffer);
 
-// Writes the page of a pending journal entry to its place, with its checksum, and empties the slot.
-void power_dowm_recovery(const buffer_part* pBuffer);
+// Writes the page of a pending journal entry to its place, with its checksum, and empties the slot; the
+// entry's state is then empty too, so that it is written once. Does nothing for an entry that is not pending.
+void power_dowm_recovery(buffer_part* pBuffer);
 
 // --- Building blocks
 // --------------------------------------------------------------------------------------------

@@ -77,6 +77,7 @@ int32_t buffer_get_valid_info(buffer_part* pBuffer) {
     if (pBuffer == nullptr)
         return -1;
     const unsigned uiCount =
+    *pBuffer = {};  // what an earlier opening found is no longer pending
         valid_module.buff_part_count < BUFF_PART_COUNT ? valid_module.buff_part_count : BUFF_PART_COUNT;
     SelectEeprom();
     for (unsigned i = 0; i < uiCount; ++i) {
@@ -103,8 +104,8 @@ int32_t buffer_get_valid_info(buffer_part* pBuffer) {
     return 0;
 }
 
-void power_dowm_recovery(const buffer_part* pBuffer) {
-    if (pBuffer == nullptr)
+void power_dowm_recovery(buffer_part* pBuffer) {
+    if (pBuffer == nullptr || pBuffer->state != BUFFER_STATE_PENDING)
         return;
     if (pBuffer->page_addr >= kFirstCrcPage)
         RecoverCrcPage(*pBuffer);
@@ -114,6 +115,7 @@ void power_dowm_recovery(const buffer_part* pBuffer) {
         RecoverModulePage(*pBuffer);
     buffer_invalid();
     check_eeprom_status();  // a read that comes during the release's write cycle would get ones
+    pBuffer->state = BUFFER_STATE_EMPTY;
 }
 
 int32_t buffer_valid(uint16_t usPage, const uint8_t* pData) {

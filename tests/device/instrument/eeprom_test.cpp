@@ -533,6 +533,70 @@ TEST_F(Store, APendingSlotIsReplayed) {
     EXPECT_FALSE(Open()) << "released";
 }
 
+TEST_F(Store, ASecondOpeningDoesNotReplayWhatTheFirstDid) {
+    Format();
+    const Bytes newer = Pattern(128, 8);
+    buffer_id = 3;
+    EXPECT_EQ(0, buffer_valid(16 + 30, Pattern(128, 7).data()));
+    ResetVariables();
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(128, Write(30 * 128, newer));
+    EXPECT_FALSE(Open());
+    EXPECT_NE(BUFFER_STATE_PENDING, pvalid_buffer->state);
+    EXPECT_EQ(newer, ImageBytes(SYSPARA_BASE_ADDR + 30 * 128, 128));
+    ExpectHolds(30 * 128, newer);
+}
+
+TEST_F(Store, ARecordIsReplayedOnce) {
+    Format();
+    EXPECT_EQ(0, buffer_valid(16 + 30, Pattern(128, 7).data()));
+    ResetVariables();
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(128, Write(30 * 128, Pattern(128, 8)));
+    const uint8_t slot = buffer_id;
+    const Bytes before = ImageBytes(0, k905::EepromCells::kSize);
+    operator_.Clear();
+    power_dowm_recovery(pvalid_buffer);
+    EXPECT_EQ(0, memcmp(before.data(), Image(), before.size()));
+    EXPECT_EQ(slot, buffer_id);
+    EXPECT_THAT(operator_.Lines(), ElementsAre());
+}
+
+// A record of zeros names page 0, which belongs to the module record.
+TEST_F(Store, ARecordThatIsNotPendingIsNotReplayed) {
+    Format();
+    const Bytes before = ImageBytes(0, k905::EepromCells::kSize);
+    for (const uint16_t state : {0, BUFFER_STATE_EMPTY, 0x5AA5}) {
+        buffer_part record = {};
+        record.state = state;
+        power_dowm_recovery(&record);
+        EXPECT_EQ(0, memcmp(before.data(), Image(), before.size())) << state;
+        EXPECT_EQ(0, buffer_id) << state;
+    }
+    power_dowm_recovery(nullptr);
+}
+
+TEST_F(Store, WhereNothingIsPendingTheCallersRecordIsEmptied) {
+    Format();
+    buffer_part pending = {};
+    pending.state = BUFFER_STATE_PENDING;
+    pending.page_addr = 16;
+    buffer_part slot = pending;
+    EXPECT_EQ(0, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "every slot is empty";
+    slot = pending;
+    valid_module.buff_part_count = 0;
+    EXPECT_EQ(0, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "no slots";
+    slot = pending;
+    valid_module.buff_part_count = 16;
+    EXPECT_EQ(0, buffer_valid(16, Pattern(128, 9).data()));
+    Image()[BUFF_BASE_ADDR] ^= 1;
+    EXPECT_EQ(1, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "a damaged slot";
+    EXPECT_EQ(-1, buffer_get_valid_info(nullptr));
+}
+
 TEST_F(Store, ADamagedSlotIsNotReplayed) {
     Format();
     const Bytes page = Pattern(128, 8);

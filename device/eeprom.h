@@ -19,7 +19,7 @@
 
 enum {
     EEPROM_NO_RESPONSE = -998,  // the status wait failed
-    EEPROM_MISMATCH = -999,     // what was read back, or its checksum, is not what it should be; no partition
+    EEPROM_MISMATCH = -999,     // bytes or a checksum are not what they should be, or no partition is there
 };
 
 // State of the store, set by the start-up choice below.

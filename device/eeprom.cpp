@@ -58,13 +58,15 @@ int32_t optic_eeprom_read(uint32_t uiAddr, uint8_t* pBuff, int32_t iCount) {
     const PageRange range = RangeOf(uiAddr, iCount);
     uint8_t ucWork[SYSPARA_PART_SIZE];
     memset(ucWork, 0xFF, static_cast<size_t>(range.usCount) * EEPROM_PAGE_SIZE);
-    for (uint16_t i = 0; i < range.usCount; ++i) {
-        const int32_t iRead = eeprom_read_page(static_cast<uint16_t>(SysparaEepromPage(range.usFirst) + i),
-                                               ucWork + i * EEPROM_PAGE_SIZE);
-        if (iRead != 0) {
-            EepromReport("%s: read eeprom data failed.\r\n", __func__);
-            return iRead;
-        }
+    const int32_t iPart = SysparaFirstPage();
+    int32_t iRead = iPart < 0 ? EEPROM_MISMATCH : 0;
+    for (uint16_t i = 0; i < range.usCount && iRead == 0; ++i) {
+        iRead =
+            eeprom_read_page(static_cast<uint16_t>(iPart + range.usFirst + i), ucWork + i * EEPROM_PAGE_SIZE);
+    }
+    if (iRead != 0) {
+        EepromReport("%s: read eeprom data failed.\r\n", __func__);
+        return iRead;
     }
     const int32_t iCheck = syspara_check(range.usFirst, range.usCount, ucWork, &valid_crc);
     memcpy(pBuff, ucWork + range.uiOffset, static_cast<size_t>(iCount));
@@ -81,25 +83,27 @@ int32_t optic_eeprom_write(uint32_t uiAddr, const uint8_t* pBuff, int32_t iCount
     iCount = CutCount(uiAddr, iCount, "Opt eeprom: write too much, out of syspara part");
     if (iCount == 0)
         return 0;
+    const int32_t iPart = SysparaFirstPage();
+    if (iPart < 0)
+        return JudgeWrite(EEPROM_MISMATCH);
     const PageRange range = RangeOf(uiAddr, iCount);
     uint8_t ucWork[SYSPARA_PART_SIZE];
     memset(ucWork, 0xFF, static_cast<size_t>(range.usCount) * EEPROM_PAGE_SIZE);
+    const uint16_t usFirst = static_cast<uint16_t>(iPart + range.usFirst);
     const uint16_t usLast = static_cast<uint16_t>(range.usCount - 1);
-    eeprom_read_page(SysparaEepromPage(range.usFirst), ucWork);
-    eeprom_read_page(static_cast<uint16_t>(SysparaEepromPage(range.usFirst) + usLast),
-                     ucWork + usLast * EEPROM_PAGE_SIZE);
+    eeprom_read_page(usFirst, ucWork);
+    eeprom_read_page(static_cast<uint16_t>(usFirst + usLast), ucWork + usLast * EEPROM_PAGE_SIZE);
     memcpy(ucWork + range.uiOffset, pBuff, static_cast<size_t>(iCount));
     crc_generate(range.usFirst, range.usCount, ucWork, &valid_crc);
 
     int32_t iResult = 0;
     for (uint16_t i = 0; i < range.usCount; ++i) {
-        const uint16_t usPage = static_cast<uint16_t>(range.usFirst + i);
-        const uint16_t usEepromPage = SysparaEepromPage(usPage);
+        const uint16_t usEepromPage = static_cast<uint16_t>(usFirst + i);
         if (buffer_valid(usEepromPage, ucWork + i * EEPROM_PAGE_SIZE) != 0)
             EepromReport("%s: buffer_valid failed.", __func__);
         eeprom_write_check(usEepromPage, ucWork + i * EEPROM_PAGE_SIZE);
         buffer_invalid();
-        iResult = crc_update(usPage, 1, &valid_crc);
+        iResult = crc_update(static_cast<uint16_t>(range.usFirst + i), 1, &valid_crc);
         if (iResult != 0)
             EepromReport("%s: crc update err with %d.", __func__, static_cast<int>(iResult));
     }

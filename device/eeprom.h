@@ -19,7 +19,7 @@
 
 enum {
     EEPROM_NO_RESPONSE = -998,  // the status wait failed
-    EEPROM_MISMATCH = -999,     // what was read back, or its checksum, is not what it should be
+    EEPROM_MISMATCH = -999,     // bytes or a checksum are not what they should be, or no partition is there
 };
 
 // State of the store, set by the start-up choice below.
@@ -50,8 +50,8 @@ int32_t eeprom_write_check(uint16_t usPage, const uint8_t* pData);
 
 // Read or write iCount bytes from uiAddr (0 to 27647) of the parameter partition in use; a range that runs
 // over its end is cut. Return the number of bytes, or a negative code; a read delivers the bytes even with
-// EEPROM_MISMATCH. A write returns EEPROM_MISMATCH when no checksum partition is left, having given up the
-// parameter partition, and -3 when that was the last one.
+// EEPROM_MISMATCH, unless the module record names no such partition. A write returns EEPROM_MISMATCH when no
+// checksum partition is left, having given up the parameter partition, and -3 when there is no other one.
 int32_t optic_eeprom_read(uint32_t uiAddr, uint8_t* pBuff, int32_t iCount);
 int32_t optic_eeprom_write(uint32_t uiAddr, const uint8_t* pBuff, int32_t iCount);
 
@@ -64,16 +64,18 @@ void optic_eeprom_erase();
 // Takes the first good copy of the module record, or writes the defaults. Returns 0 or the code of the write.
 int32_t module_get_valid_info(module_part* pModule);
 
-// Takes the checksum partition in use; a damaged checksum page is resealed over its entries. Returns 0 or a
-// code.
+// Takes the checksum partition in use; a damaged checksum page is resealed over its entries. Returns 0, or
+// EEPROM_MISMATCH with pCrc untouched when the module record names no such partition.
 int32_t crc_get_valid_info(crc_part* pCrc);
 
 // Finds the first journal slot that holds a page not known to be written. Returns 0 with the slot copied out
-// and buffer_id set, 0 with pBuffer untouched when there is none, 1 when the slot found is damaged.
+// and buffer_id set, 0 with an empty record when there is none, 1 with an empty record when the slot found is
+// damaged.
 int32_t buffer_get_valid_info(buffer_part* pBuffer);
 
-// Writes the page of a pending journal entry to its place, with its checksum, and empties the slot.
-void power_dowm_recovery(const buffer_part* pBuffer);
+// Writes the page of a pending journal entry to its place, with its checksum, and empties the slot; the
+// entry's state is then empty too, so that it is written once. Does nothing for an entry that is not pending.
+void power_dowm_recovery(buffer_part* pBuffer);
 
 // --- Building blocks
 // --------------------------------------------------------------------------------------------
@@ -84,7 +86,8 @@ int32_t module_set_definfo(module_part* pModule);
 int32_t module_update_info(module_part* pModule);
 
 // Mark the partition in use damaged and move to the next. Return 0, or -2 when there is none left (index
-// kept).
+// kept). A partition that the EEPROM does not have, or that the record puts outside the pages of its kind, is
+// as good as damaged for every function here; an index behind the last partition gets no mark.
 int32_t module_part_broken(module_part* pModule);
 int32_t syspara_part_broken(module_part* pModule);
 int32_t crc_part_broken(module_part* pModule);

@@ -45,9 +45,10 @@ int32_t crc_update(uint16_t usFirst, uint16_t usCount, const crc_part* pCrc) {
     const int iLastPage = (usFirst + usCount - 1) / CRC_PER_PAGE;
     EepromReport("%s: Enter with crc_page_num = %d. \r\n", __func__, iFirstPage);
     for (;;) {
-        int32_t iResult = 0;
+        const int32_t iPart = CrcFirstPage();
+        int32_t iResult = iPart < 0 ? EEPROM_MISMATCH : 0;
         for (int n = iFirstPage; n <= iLastPage && iResult == 0; ++n) {
-            iResult = eeprom_write_check(CrcEepromPage(static_cast<uint16_t>(n)),
+            iResult = eeprom_write_check(static_cast<uint16_t>(iPart + n),
                                          reinterpret_cast<const uint8_t*>(&pCrc->crc_data[n]));
         }
         if (iResult != EEPROM_MISMATCH)
@@ -79,10 +80,13 @@ int32_t syspara_check(uint16_t usFirst, uint16_t usCount, const uint8_t* pData, 
 int32_t crc_get_valid_info(crc_part* pCrc) {
     if (pCrc == nullptr)
         return -1;
+    const int32_t iFirst = CrcFirstPage();
+    if (iFirst < 0)
+        return EEPROM_MISMATCH;
     crc_part part = {};
     const uint16_t usPart = valid_module.crc_index;
     for (int n = 0; n < CRC_PAGE_COUNT; ++n) {
-        const int32_t iResult = eeprom_read_page(CrcEepromPage(static_cast<uint16_t>(n)),
+        const int32_t iResult = eeprom_read_page(static_cast<uint16_t>(iFirst + n),
                                                  reinterpret_cast<uint8_t*>(&part.crc_data[n]));
         if (iResult != 0)
             return iResult;

@@ -46,13 +46,14 @@ void RecoverCrcPage(const buffer_part& buffer) {
     crc_update(static_cast<uint16_t>(CRC_PER_PAGE * uiPage), 1, &valid_crc);
 }
 
-// A parameter page: to its place, and its checksum with it. A page outside the partition in use has none:
-// -1 is shown.
+// A parameter page: to its place, and its checksum with it. A page outside the partition in use has none, nor
+// has any page when there is no such partition: -1 is shown.
 void RecoverSysparaPage(const buffer_part& buffer) {
     EepromReport("%s: syspara recover.\r\n", "power_dowm_recovery");
     EepromReport("%s: page_addr=%d\r\n", "power_dowm_recovery", buffer.page_addr);
     eeprom_write_check(buffer.page_addr, buffer.buff_data.data);
-    const uint16_t usPage = static_cast<uint16_t>(buffer.page_addr - SysparaEepromPage(0));
+    const int32_t iFirst = SysparaFirstPage();
+    const uint16_t usPage = static_cast<uint16_t>(iFirst < 0 ? EEPROM_PAGE_COUNT : buffer.page_addr - iFirst);
     crc_generate(usPage, 1, buffer.buff_data.data, &valid_crc);
     const int32_t iResult = crc_update(usPage, 1, &valid_crc);
     if (iResult != 0)
@@ -76,6 +77,7 @@ int32_t buffer_check_single_valid(const buffer_part* pBuffer) {
 int32_t buffer_get_valid_info(buffer_part* pBuffer) {
     if (pBuffer == nullptr)
         return -1;
+    *pBuffer = {};  // what an earlier opening found is no longer pending
     const unsigned uiCount =
         valid_module.buff_part_count < BUFF_PART_COUNT ? valid_module.buff_part_count : BUFF_PART_COUNT;
     SelectEeprom();
@@ -103,8 +105,8 @@ int32_t buffer_get_valid_info(buffer_part* pBuffer) {
     return 0;
 }
 
-void power_dowm_recovery(const buffer_part* pBuffer) {
-    if (pBuffer == nullptr)
+void power_dowm_recovery(buffer_part* pBuffer) {
+    if (pBuffer == nullptr || pBuffer->state != BUFFER_STATE_PENDING)
         return;
     if (pBuffer->page_addr >= kFirstCrcPage)
         RecoverCrcPage(*pBuffer);
@@ -113,6 +115,7 @@ void power_dowm_recovery(const buffer_part* pBuffer) {
     else
         RecoverModulePage(*pBuffer);
     buffer_invalid();
+    pBuffer->state = BUFFER_STATE_EMPTY;
     check_eeprom_status();  // a read that comes during the release's write cycle would get ones
 }
 

@@ -37,9 +37,11 @@ uint32_t Seal(const module_part& module) {
 }
 
 // Marks partition usIndex in usErr and moves usIndex on. -2, with the text shown and the index kept, when it
-// was the last.
-int32_t MarkBroken(uint16_t& usIndex, uint16_t& usErr, uint16_t usCount, const char* strAllDamaged) {
-    if (usIndex < 16)
+// was the last of the record's usCount, or there is no such one.
+int32_t MarkBroken(const PARTITIONS& there, uint16_t& usIndex, uint16_t& usErr, uint16_t usCount,
+                   const char* strAllDamaged) {
+    usCount = PartitionCount(there, usCount);
+    if (usIndex < usCount)
         usErr = static_cast<uint16_t>(usErr | 1U << usIndex);
     if (usIndex + 1 >= usCount) {
         EepromReport("%s", strAllDamaged);
@@ -49,7 +51,25 @@ int32_t MarkBroken(uint16_t& usIndex, uint16_t& usErr, uint16_t usCount, const c
     return 0;
 }
 
+// Writes copy usPart of the record.
+int32_t WriteCopy(const module_part& module, uint16_t usPart) {
+    const int32_t iPage = PartitionPage(MODULE_PARTITIONS, module.module_base_addr, module.module_part_size,
+                                        module.module_part_count, usPart);
+    if (iPage < 0)
+        return EEPROM_MISMATCH;
+    return eeprom_write_check(static_cast<uint16_t>(iPage), reinterpret_cast<const uint8_t*>(&module));
+}
+
 }  // namespace
+
+int32_t PartitionPage(const PARTITIONS& there, uint16_t usBase, uint16_t usSize, uint16_t usCount,
+                      uint16_t usIndex) {
+    if (usIndex >= PartitionCount(there, usCount))
+        return -1;
+    const int32_t iPage = (usBase + usSize * usIndex) / EEPROM_PAGE_SIZE;
+    const int32_t iEnd = there.usFirstPage + there.usPages * there.usCount;
+    return iPage >= there.usFirstPage && iPage + there.usPages <= iEnd ? iPage : -1;
+}
 
 int32_t module_get_valid_info(module_part* pModule) {
     if (pModule == nullptr)
@@ -83,17 +103,14 @@ int32_t module_set_definfo(module_part* pModule) {
 int32_t module_update_info(module_part* pModule) {
     if (pModule == nullptr)
         return -1;
-    // A record that names more partitions than there are must not reach into the parameters.
-    const uint32_t uiCount =
-        pModule->module_part_count < MODULE_PART_COUNT ? pModule->module_part_count : MODULE_PART_COUNT;
+    const uint16_t usCount = PartitionCount(MODULE_PARTITIONS, pModule->module_part_count);
     for (;;) {
         pModule->crc_self = Seal(*pModule);
+        uint16_t usPart = pModule->module_index;
         int32_t iResult = 0;
-        for (uint32_t i = pModule->module_index; i < uiCount && iResult == 0; ++i) {
-            const uint32_t uiAddr = pModule->module_base_addr + i * pModule->module_part_size;
-            iResult = eeprom_write_check(static_cast<uint16_t>(uiAddr / EEPROM_PAGE_SIZE),
-                                         reinterpret_cast<const uint8_t*>(pModule));
-        }
+        do
+            iResult = WriteCopy(*pModule, usPart);
+        while (iResult == 0 && ++usPart < usCount);
         if (iResult != EEPROM_MISMATCH)
             return iResult;
         if (module_part_broken(pModule) != 0)
@@ -106,20 +123,21 @@ int32_t module_part_broken(module_part* pModule) {
         return -1;
     char strText[64] = "";
     snprintf(strText, sizeof(strText), "%s: all module partition damaged.\r\n", __func__);
-    return MarkBroken(pModule->module_index, pModule->module_err, pModule->module_part_count, strText);
+    return MarkBroken(MODULE_PARTITIONS, pModule->module_index, pModule->module_err,
+                      pModule->module_part_count, strText);
 }
 
 int32_t syspara_part_broken(module_part* pModule) {
     if (pModule == nullptr)
         return -1;
-    return MarkBroken(pModule->syspara_index, pModule->syspara_err, pModule->syspara_part_count,
-                      "Opt eeprom: all syspara partition damaged.\r\n");
+    return MarkBroken(SYSPARA_PARTITIONS, pModule->syspara_index, pModule->syspara_err,
+                      pModule->syspara_part_count, "Opt eeprom: all syspara partition damaged.\r\n");
 }
 
 int32_t crc_part_broken(module_part* pModule) {
     if (pModule == nullptr)
         return -1;
-    return MarkBroken(pModule->crc_index, pModule->crc_err, pModule->crc_part_count,
+    return MarkBroken(CRC_PARTITIONS, pModule->crc_index, pModule->crc_err, pModule->crc_part_count,
                       "Opt eeprom: all crc partition damaged.\n");
 }
 

@@ -58,7 +58,7 @@ int32_t eeprom_write_page(uint16_t usPage, const uint8_t* pData) {
 }
 
 int32_t check_eeprom_status() {
-    MsecSleep(kWriteCycle);
+    MsecSleepWhole(kWriteCycle);
     return 0;
 }
 

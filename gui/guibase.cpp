@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/select.h>
+#include <time.h>
 
 // ---- Lists ----
 
@@ -232,4 +233,15 @@ int MsecSleep(unsigned long ulMsec) {
     timeout.tv_sec = static_cast<time_t>(ulMsec / 1000);
     timeout.tv_usec = static_cast<suseconds_t>(ulMsec % 1000 * 1000);
     return select(0, nullptr, nullptr, nullptr, &timeout);
+}
+
+int MsecSleepWhole(unsigned long ulMsec) {
+    // Not select: whether it leaves the rest of the time in its argument depends on the C library.
+    struct timespec rest = {};
+    rest.tv_sec = static_cast<time_t>(ulMsec / 1000);
+    rest.tv_nsec = static_cast<long>(ulMsec % 1000 * 1000000);
+    int iResult = 0;
+    while ((iResult = nanosleep(&rest, &rest)) != 0 && errno == EINTR) {
+    }
+    return iResult;
 }

@@ -100,3 +100,6 @@ int MutexTrylock(GUIMUTEX* pMutex);
 
 // Blocks the calling thread for ulMsec milliseconds. -1 if a signal cut the wait short.
 int MsecSleep(unsigned long ulMsec);
+// As MsecSleep, for the whole time, however many signals come meanwhile: where what follows must not come
+// early, as after a write cycle. It holds up the end of the program for as long. Returns 0.
+int MsecSleepWhole(unsigned long ulMsec);

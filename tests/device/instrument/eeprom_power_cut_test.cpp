@@ -235,6 +235,24 @@ TEST_P(EachByte, OfAReplay) {
     }
 }
 
+// The module's supply fails while the program runs on: its variables stay as the last opening left them.
+TEST_F(PowerCut, OfAReplayIsMadeUpForOnce) {
+    const std::vector<WriteCycle> replay = CyclesOfReplay(kSlot, kPage, kNew);
+    const Bytes newer = Pattern(128, 1001);
+    CutInImage(write_, kData, 50, Damage::kPrefix, 1);
+    EXPECT_TRUE(OpenAgain());
+    for (const size_t cycle : {kReplayedData, kReplayedSums}) {
+        SCOPED_TRACE(testing::Message() << "cycle " << cycle);
+        CutInImage(write_, kHalfB, 128, Damage::kPrefix, 1);
+        CutInImage(replay, cycle, 50, Damage::kPrefix, 1);
+        EXPECT_TRUE(Open());
+        ExpectRead(kNew, true);
+        EXPECT_EQ(128, Write(AddressOf(kPage), newer));
+        EXPECT_FALSE(Open());
+        ExpectRead(newer, true);
+    }
+}
+
 // The module record, written to copies 0 to 3: the old one until copy 0 is whole. (The seal is its last
 // field.)
 TEST_P(EachByte, OfAModuleRecord) {

@@ -2,6 +2,7 @@
 // cells do to it, and how it recovers. Power cuts are in eeprom_power_cut_test.cpp.
 #include "device/eeprom.h"
 
+#include <errno.h>
 #include <string.h>
 
 #include "device/crc32.h"
@@ -296,6 +297,66 @@ TEST_F(Store, ChecksumsOfNoRangeAreRefused) {
     EXPECT_EQ(0, memcmp(&zero, &sums, sizeof sums));
 }
 
+// ---- Threads that are woken ----
+
+namespace {
+
+constexpr int kWaits = 20;
+
+void* WaitOutCycles(void* instrument) {
+    const auto* linked = static_cast<const k905::LinkedInstrument*>(instrument);
+    for (int i = 0; i < kWaits; ++i) {
+        const k905::Micros began = linked->Now();
+        EXPECT_EQ(0, check_eeprom_status());
+        EXPECT_GE(linked->Now() - began, 100'000);
+        EXPECT_LE(linked->Now() - began, 101'000);
+    }
+    return nullptr;
+}
+
+void* CheckPages(void*) {
+    for (uint16_t i = 0; i < kWaits; ++i)
+        EXPECT_EQ(0, eeprom_write_check(static_cast<uint16_t>(200 + i), Pattern(128, i).data())) << i;
+    return nullptr;
+}
+
+void* WriteBytes(void* bytes) {
+    EXPECT_EQ(512, optic_eeprom_write(0, static_cast<Bytes*>(bytes)->data(), 512));
+    return nullptr;
+}
+
+// Runs the entry on a thread that is woken as at the end of the program, until it has ended; more often, so
+// that every wait would be shorter than the part's write cycle.
+void RunWoken(THREADFUNC entry, void* argument) {
+    GUITHREAD thread = GUITHREAD_NONE;
+    ASSERT_EQ(0, ThreadCreate(&thread, entry, argument));
+    int result = 0;
+    while ((result = ThreadTryEnd(&thread)) == EBUSY)
+        MsecSleep(2);
+    EXPECT_EQ(0, result);
+}
+
+}  // namespace
+
+TEST_F(Store, WaitsOutAWriteCycleOnceHoweverOftenItIsWoken) {
+    RunWoken(WaitOutCycles, linked_.get());
+}
+
+TEST_F(Store, FindsGoodPagesGoodOnAThreadThatIsWoken) {
+    RunWoken(CheckPages, nullptr);
+    for (unsigned i = 0; i < kWaits; ++i)
+        EXPECT_EQ(Pattern(128, i), ImageBytes((200 + i) * 128, 128)) << i;
+}
+
+TEST_F(Store, MarksNoGoodCellsOnAThreadThatIsWoken) {
+    Format();
+    const Bytes records = ImageBytes(0, 512);
+    Bytes bytes = Pattern(512, 13);
+    RunWoken(WriteBytes, &bytes);
+    EXPECT_EQ(records, ImageBytes(0, 512));
+    ExpectHolds(0, bytes);
+}
+
 // ---- Damaged cells ----
 
 TEST_F(Store, AStuckCellInAJournalSlotMovesToTheNextSlot) {
@@ -470,6 +531,70 @@ TEST_F(Store, APendingSlotIsReplayed) {
     ExpectHolds(30 * 128, page);
     PowerOn();
     EXPECT_FALSE(Open()) << "released";
+}
+
+TEST_F(Store, ASecondOpeningDoesNotReplayWhatTheFirstDid) {
+    Format();
+    const Bytes newer = Pattern(128, 8);
+    buffer_id = 3;
+    EXPECT_EQ(0, buffer_valid(16 + 30, Pattern(128, 7).data()));
+    ResetVariables();
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(128, Write(30 * 128, newer));
+    EXPECT_FALSE(Open());
+    EXPECT_NE(BUFFER_STATE_PENDING, pvalid_buffer->state);
+    EXPECT_EQ(newer, ImageBytes(SYSPARA_BASE_ADDR + 30 * 128, 128));
+    ExpectHolds(30 * 128, newer);
+}
+
+TEST_F(Store, ARecordIsReplayedOnce) {
+    Format();
+    EXPECT_EQ(0, buffer_valid(16 + 30, Pattern(128, 7).data()));
+    ResetVariables();
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(128, Write(30 * 128, Pattern(128, 8)));
+    const uint8_t slot = buffer_id;
+    const Bytes before = ImageBytes(0, k905::EepromCells::kSize);
+    operator_.Clear();
+    power_dowm_recovery(pvalid_buffer);
+    EXPECT_EQ(0, memcmp(before.data(), Image(), before.size()));
+    EXPECT_EQ(slot, buffer_id);
+    EXPECT_THAT(operator_.Lines(), ElementsAre());
+}
+
+// A record of zeros names page 0, which belongs to the module record.
+TEST_F(Store, ARecordThatIsNotPendingIsNotReplayed) {
+    Format();
+    const Bytes before = ImageBytes(0, k905::EepromCells::kSize);
+    for (const uint16_t state : {0, BUFFER_STATE_EMPTY, 0x5AA5}) {
+        buffer_part record = {};
+        record.state = state;
+        power_dowm_recovery(&record);
+        EXPECT_EQ(0, memcmp(before.data(), Image(), before.size())) << state;
+        EXPECT_EQ(0, buffer_id) << state;
+    }
+    power_dowm_recovery(nullptr);
+}
+
+TEST_F(Store, WhereNothingIsPendingTheCallersRecordIsEmptied) {
+    Format();
+    buffer_part pending = {};
+    pending.state = BUFFER_STATE_PENDING;
+    pending.page_addr = 16;
+    buffer_part slot = pending;
+    EXPECT_EQ(0, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "every slot is empty";
+    slot = pending;
+    valid_module.buff_part_count = 0;
+    EXPECT_EQ(0, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "no slots";
+    slot = pending;
+    valid_module.buff_part_count = 16;
+    EXPECT_EQ(0, buffer_valid(16, Pattern(128, 9).data()));
+    Image()[BUFF_BASE_ADDR] ^= 1;
+    EXPECT_EQ(1, buffer_get_valid_info(&slot));
+    EXPECT_EQ(0, slot.state) << "a damaged slot";
+    EXPECT_EQ(-1, buffer_get_valid_info(nullptr));
 }
 
 TEST_F(Store, ADamagedSlotIsNotReplayed) {

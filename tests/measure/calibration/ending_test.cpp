@@ -104,8 +104,8 @@ class EndingSweep : public test::Calibration {
             measurement();
             if (ending)
                 EndOfProgram();
+            done_ = true;
         });
-        done_ = true;
         EXPECT_GT(stops_, 0);
         records_.insert(Record());
         for (const auto& [record, when] : saved_)

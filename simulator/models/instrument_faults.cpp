@@ -216,7 +216,7 @@ constexpr FaultRow kFaultRows[] = {
       "what depends on that register fails or does not end"},
      RegisterStuck},
     {{"optic.never_ready", "acquisitions never end",
-      "a measurement goes on until it is stopped or switched off"},
+      "after 5 s a failed check, \"Acquisition time out.\"; the APD calibration goes on until Stop or Back"},
      Toggle<&Parts::fpga, &Fpga::SetNeverReady>},
     {{"optic.temperature_failing", "the module's temperature sensor does not answer",
       "\"get opm temperature failed!\""},

@@ -330,23 +330,30 @@ TEST_F(EndedThread, IsWokenFromABlockedRead) {
     EXPECT_EQ(ThreadTryEnd(nullptr), -1);
 }
 
-void* EndWhenTold(void* told) {
-    while (__atomic_load_n(static_cast<int*>(told), __ATOMIC_ACQUIRE) == 0)
+struct Told {
+    int running, toEnd;
+};
+void* EndWhenTold(void* argument) {
+    Told* told = static_cast<Told*>(argument);
+    __atomic_store_n(&told->running, 1, __ATOMIC_RELEASE);
+    while (__atomic_load_n(&told->toEnd, __ATOMIC_ACQUIRE) == 0)
         MsecSleep(1);
     return nullptr;
 }
 
 TEST(Thread, IsNotWokenWithoutAHandlerForTheSignal) {
     signal(SIGUSR1, SIG_DFL);  // it would end the program
-    int told = 0;
+    Told told = {};
     GUITHREAD thread = GUITHREAD_NONE;
     ASSERT_EQ(ThreadCreate(&thread, EndWhenTold, &told), 0);
+    while (__atomic_load_n(&told.running, __ATOMIC_ACQUIRE) == 0)
+        MsecSleep(1);
     {
         test::FailingCalls failing(1);
         EXPECT_EQ(ThreadTryEnd(&thread), EBUSY);
         EXPECT_STREQ(failing.Failed(), "sigaction");
     }
-    __atomic_store_n(&told, 1, __ATOMIC_RELEASE);
+    __atomic_store_n(&told.toEnd, 1, __ATOMIC_RELEASE);
     EXPECT_EQ(ThreadEnd(&thread), 0);
 }
 

@@ -295,7 +295,8 @@ TEST(Fbmap, CreationReleasesWhatItMadeWhereverItFails) {
                 EXPECT_FALSE(succeeded) << name;
                 EXPECT_EQ(test::FailingCalls::OpenDescriptors(), before) << name;
             });
-        // Record, open, two ioctls, page size, mapping, [buffer,] mutex; and the unmapping and the close at the end.
+        // Record, open, two ioctls, page size, mapping, [buffer,] mutex; and the unmapping and the close at
+        // the end.
         EXPECT_EQ(runs, type == GUIFBMAP_DIRECT ? 9 : 10);
     }
 }

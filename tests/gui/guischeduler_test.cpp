@@ -512,6 +512,39 @@ TEST_F(WindowChange, ComesAboutWhicheverCallFailsOnce) {
     EXPECT_EQ(CountOf("1.exit"), 13);
 }
 
+GUIMESSAGE* filled = nullptr;
+int ExitIntoAFullQueue(void*) {
+    GUILIST list = {0, INT32_MAX, nullptr, nullptr};
+    MutexLock(&filled->Mutex);
+    while (list.iCount < filled->pMsgQueue->iLimit - filled->pMsgQueue->iCount)
+        PrepareMessage(3, 0, 0, &list);
+    ListSplice(&list, filled->pMsgQueue);
+    MutexUnlock(&filled->Mutex);
+    Log("1.exit");
+    return 0;
+}
+
+// A window whose end is not heard of would never be run again.
+TEST_F(Scheduler, TheEndOfAWindowIsToldOnceThereIsRoom) {
+    filled = message;
+    GUIWINDOW* window = MakeScreen<1>(nullptr);
+    window->fnWndExit = ExitIntoAFullQueue;
+    Call(window);
+    ASSERT_TRUE(WaitForEntry("1.paint"));
+    Exit(window);
+    ASSERT_TRUE(WaitForEntry("1.exit"));
+    LockWindowThread();  // free once the thread has tried to tell
+    UnlockWindowThread();
+    MutexLock(&message->Mutex);
+    while (GUIMESSAGE_ITEM* item = RecvSpecialMessage(3, message))
+        free(item);
+    MutexUnlock(&message->Mutex);
+    ASSERT_TRUE(WaitUntil(
+        [window] { return __atomic_load_n(&window->thdWndTid, __ATOMIC_ACQUIRE) == GUITHREAD_NONE; }));
+    Call(window);
+    EXPECT_TRUE(WaitUntil([] { return CountOf("1.init") == 2; }));
+}
+
 TEST_F(Scheduler, ACalledWindowWaitsForItsThread) {
     {
         test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");

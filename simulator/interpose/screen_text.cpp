@@ -76,47 +76,88 @@ std::uint32_t PixelValue(std::uint32_t color, unsigned bits) {
 
 }  // namespace
 
-// Which ink each pixel has: its number from 1 on, or 0.
+// Which ink each pixel has: its number from 1 on, or 0; and which rows have changed with the last update.
 class ScreenReader::Picture {
   public:
-    // `values`: the inks as pixels of that depth.
-    Picture(const std::uint8_t* pixels, int width, int height, unsigned bits,
-            const std::vector<std::uint32_t>& values)
+    Picture(int width, int height, unsigned bits, const std::vector<std::uint32_t>& inkColors)
         : width_(width),
           height_(height),
+          bits_(bits),
+          pixels_(static_cast<std::size_t>(width) * height * (bits / 8)),
           inks_(static_cast<std::size_t>(width) * height),
           rows_(static_cast<std::size_t>(height)) {
-        // Most pixels are what the one before is.
-        std::uint32_t last = ~0u;
-        unsigned number = 0;
-        std::uint8_t* out = inks_.data();
-        for (std::uint32_t& row : rows_) {
-            row = 1u << number;
-            for (int x = 0; x < width; ++x, pixels += bits / 8) {
-                const std::uint32_t value =
-                    bits == 16 ? Le16(pixels) : Le16(pixels) | static_cast<std::uint32_t>(pixels[2]) << 16;
-                if (value != last) {
-                    last = value;
-                    const auto found = std::find(values.begin(), values.end(), value);
-                    number = found == values.end() ? 0 : static_cast<unsigned>(found - values.begin()) + 1;
-                    row |= 1u << number;
-                }
-                *out++ = static_cast<std::uint8_t>(number);
-            }
+        for (const std::uint32_t color : inkColors) {
+            const std::uint32_t value = PixelValue(color, bits);
+            if (std::find(values_.begin(), values_.end(), value) != values_.end())
+                continue;  // two inks that this depth does not tell apart
+            values_.push_back(value);
+            colors_.push_back(color);
         }
     }
+    bool Fits(int width, int height, unsigned bits) const {
+        return width == width_ && height == height_ && bits == bits_;
+    }
+    void Update(const std::uint8_t* pixels) {
+        const std::size_t rowBytes = static_cast<std::size_t>(width_) * (bits_ / 8);
+        for (int y = 0; y < height_; ++y) {
+            std::uint8_t* kept = &pixels_[static_cast<std::size_t>(y) * rowBytes];
+            Row& row = rows_[static_cast<std::size_t>(y)];
+            row.changed = fresh_ || std::memcmp(kept, pixels, rowBytes) != 0;
+            if (row.changed) {
+                std::memcpy(kept, pixels, rowBytes);
+                row.inks = FindInks(kept, &inks_[static_cast<std::size_t>(y) * width_]);
+            }
+            pixels += rowBytes;
+        }
+        fresh_ = false;
+    }
+    const std::vector<std::uint32_t>& Colors() const { return colors_; }
     int Width() const { return width_; }
     int Height() const { return height_; }
-    const std::uint8_t* Row(int y) const { return &inks_[static_cast<std::size_t>(y) * width_]; }
-    bool RowHas(int y, unsigned ink) const { return rows_[static_cast<std::size_t>(y)] >> ink & 1; }
+    const std::uint8_t* Inks(int y) const { return &inks_[static_cast<std::size_t>(y) * width_]; }
+    bool RowHas(int y, unsigned ink) const { return rows_[static_cast<std::size_t>(y)].inks >> ink & 1; }
+    bool Changed(int first, int last) const {
+        return std::any_of(rows_.begin() + first, rows_.begin() + last + 1,
+                           [](const Row& row) { return row.changed; });
+    }
     bool Has(int x, int y, unsigned ink) const {
-        return x >= 0 && y >= 0 && x < width_ && y < height_ && Row(y)[x] == ink;
+        return x >= 0 && y >= 0 && x < width_ && y < height_ && Inks(y)[x] == ink;
     }
 
   private:
+    struct Row {
+        std::uint32_t inks = 0;  // bit k: the row has ink k
+        bool changed = false;
+    };
+
+    // Writes the numbers of a row's inks, and returns them as bits.
+    std::uint32_t FindInks(const std::uint8_t* pixels, std::uint8_t* out) const {
+        // Most pixels are what the one before is.
+        std::uint32_t last = ~0u;
+        unsigned number = 0;
+        std::uint32_t found = 0;
+        for (int x = 0; x < width_; ++x, pixels += bits_ / 8) {
+            const std::uint32_t value =
+                bits_ == 16 ? Le16(pixels) : Le16(pixels) | static_cast<std::uint32_t>(pixels[2]) << 16;
+            if (value != last) {
+                last = value;
+                const auto ink = std::find(values_.begin(), values_.end(), value);
+                number = ink == values_.end() ? 0 : static_cast<unsigned>(ink - values_.begin()) + 1;
+                found |= 1u << number;
+            }
+            *out++ = static_cast<std::uint8_t>(number);
+        }
+        return found;
+    }
+
     int width_, height_;
+    unsigned bits_;
+    std::vector<std::uint32_t> values_,
+        colors_;  // the inks as pixels of that depth, and as they were asked for
+    bool fresh_ = true;
+    std::vector<std::uint8_t> pixels_;
     std::vector<std::uint8_t> inks_;
-    std::vector<std::uint32_t> rows_;  // bit k: the row may have ink k
+    std::vector<Row> rows_;
 };
 
 // A reading of the ink from (x, y) on.
@@ -208,8 +249,8 @@ struct Reading {
 
 }  // namespace
 
-void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t color,
-                           std::vector<TextRun>& runs) const {
+void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const {
+    const Picture& picture = *picture_;
     const int width = picture.Width();
     std::vector<std::uint16_t> window(static_cast<std::size_t>(width) + kMatrix +
                                       1);  // blank columns at its end
@@ -217,12 +258,10 @@ void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t c
     std::vector<int> starts;
     std::vector<Candidate> candidates;
 
-    unsigned blankRows = kMatrix;
-    for (int bottom = 0; bottom < picture.Height(); ++bottom) {
-        blankRows = picture.RowHas(bottom, ink) ? 0 : blankRows + 1;
-        if (blankRows > kMatrix)
-            continue;  // nothing is left in the window
-        const std::uint8_t* row = picture.Row(bottom);
+    // On to where nothing is left in the window.
+    const int below = std::min(picture.Height(), band.last + static_cast<int>(kMatrix));
+    for (int bottom = band.first; bottom < below; ++bottom) {
+        const std::uint8_t* row = picture.Inks(bottom);
         for (int x = 0; x < width; ++x)
             window[x] = static_cast<std::uint16_t>(window[x] >> 1 | (row[x] == ink) << 15);
         const int y = bottom - static_cast<int>(kMatrix) + 1;
@@ -310,7 +349,7 @@ void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t c
     // Ink belongs to one reading only, the one that explains most of it.
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const Candidate& a, const Candidate& b) { return a.ink > b.ink; });
-    std::vector<bool> taken(static_cast<std::size_t>(width) * picture.Height());
+    std::vector<bool> taken(static_cast<std::size_t>(width) * (band.last - band.first + 1));
     for (const Candidate& candidate : candidates) {
         if (candidate.parts.size() == 1 ? !standsFree(candidate) : !candidate.rich || candidate.ink < kRunInk)
             continue;
@@ -319,7 +358,8 @@ void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t c
                 for (int x = 0; x < glyphs_[part.glyph].width; ++x)
                     for (unsigned r = 0; r < kMatrix; ++r)
                         if (glyphs_[part.glyph].columns[x] >> r & 1)
-                            visit(static_cast<std::size_t>(candidate.y + static_cast<int>(r)) * width +
+                            visit(static_cast<std::size_t>(candidate.y + static_cast<int>(r) - band.first) *
+                                      width +
                                   part.x + x);
         };
         bool free = true;
@@ -340,31 +380,57 @@ void ScreenReader::ReadInk(const Picture& picture, unsigned ink, std::uint32_t c
             end = part.x + glyphs_[part.glyph].width;
         }
         run.width = end - run.x;
-        runs.push_back(std::move(run));
+        band.runs.push_back(std::move(run));
     }
 }
 
+// The bands of an ink in the picture as it is now; those of the picture before are taken over where nothing
+// has changed.
+std::vector<ScreenReader::Band> ScreenReader::ReadBands(unsigned ink, std::uint32_t color,
+                                                        std::vector<Band>& before) const {
+    std::vector<Band> bands;
+    for (int y = 0; y < picture_->Height(); ++y) {
+        if (!picture_->RowHas(y, ink))
+            continue;
+        if (bands.empty() || y - bands.back().last > static_cast<int>(kMatrix))
+            bands.push_back({y, y, {}});
+        bands.back().last = y;
+    }
+    for (Band& band : bands) {
+        const auto same = std::find_if(before.begin(), before.end(), [&](const Band& other) {
+            return other.first == band.first && other.last == band.last;
+        });
+        if (same != before.end() && !picture_->Changed(band.first, band.last))
+            band.runs = std::move(same->runs);
+        else
+            ReadBand(ink, color, band);
+    }
+    return bands;
+}
+
 std::vector<TextRun> ScreenReader::Read(const std::uint8_t* pixels, unsigned width, unsigned height,
-                                        unsigned bits) const {
+                                        unsigned bits) {
     if (bits != 16 && bits != 24 && bits != 32)
         throw std::invalid_argument("screens of " + std::to_string(bits) + " bits cannot be read");
-    std::vector<TextRun> runs;
     if (width == 0 || height == 0)
-        return runs;
-    std::vector<std::uint32_t> values, colors;
-    for (const std::uint32_t color : options_.inks) {
-        const std::uint32_t value = PixelValue(color, bits);
-        if (std::find(values.begin(), values.end(), value) != values.end())
-            continue;  // two inks that this depth does not tell apart
-        values.push_back(value);
-        colors.push_back(color);
+        return {};
+    if (!picture_ || !picture_->Fits(static_cast<int>(width), static_cast<int>(height), bits)) {
+        picture_ =
+            std::make_unique<Picture>(static_cast<int>(width), static_cast<int>(height), bits, options_.inks);
+        bands_.assign(picture_->Colors().size(), {});
     }
-    const Picture picture(pixels, static_cast<int>(width), static_cast<int>(height), bits, values);
-    for (unsigned i = 0; i < colors.size(); ++i)
-        ReadInk(picture, i + 1, colors[i], runs);
+    picture_->Update(pixels);
+    std::vector<TextRun> runs;
+    for (unsigned i = 0; i < bands_.size(); ++i) {
+        bands_[i] = ReadBands(i + 1, picture_->Colors()[i], bands_[i]);
+        for (const Band& band : bands_[i])
+            runs.insert(runs.end(), band.runs.begin(), band.runs.end());
+    }
     std::sort(runs.begin(), runs.end(),
               [](const TextRun& a, const TextRun& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
     return runs;
 }
+
+ScreenReader::~ScreenReader() = default;
 
 }  // namespace k905

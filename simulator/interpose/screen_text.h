@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -31,15 +32,15 @@ class ScreenReader {
 
     // From a font file, or from the bytes of one. Throws std::runtime_error when that is not a font of this
     // format.
+    ~ScreenReader();
     explicit ScreenReader(const std::string& fontFile) : ScreenReader(fontFile, Options()) {}
     ScreenReader(const std::string& fontFile, const Options& options);
     ScreenReader(const std::uint8_t* font, std::size_t size, const Options& options);
 
     // `pixels`: width x height, rows without padding, 16 (RGB565), 24 or 32 bits each (blue first in memory).
     // Returns the runs from top to bottom and left to right; an unsupported depth throws
-    // std::invalid_argument.
-    std::vector<TextRun> Read(const std::uint8_t* pixels, unsigned width, unsigned height,
-                              unsigned bits) const;
+    // std::invalid_argument. What has not changed since the last call is not read again.
+    std::vector<TextRun> Read(const std::uint8_t* pixels, unsigned width, unsigned height, unsigned bits);
 
   private:
     ScreenReader(const std::vector<std::uint8_t>& font, const Options& options);
@@ -53,11 +54,19 @@ class ScreenReader {
     };
     struct Candidate;
     class Picture;
+    // Rows with an ink, and no others with it near enough to belong to the same text.
+    struct Band {
+        int first, last;
+        std::vector<TextRun> runs;
+    };
 
     void AddGlyph(std::uint16_t code, const std::uint8_t* matrix);
-    void ReadInk(const Picture& picture, unsigned ink, std::uint32_t color, std::vector<TextRun>& runs) const;
+    std::vector<Band> ReadBands(unsigned ink, std::uint32_t color, std::vector<Band>& before) const;
+    void ReadBand(unsigned ink, std::uint32_t color, Band& band) const;
 
     Options options_;
+    std::unique_ptr<Picture> picture_;      // the last one
+    std::vector<std::vector<Band>> bands_;  // what was read in it, by ink
     std::vector<Glyph> glyphs_;
     // Glyphs by their first two columns.
     std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> byStart_;

@@ -126,7 +126,7 @@ void ScreenTest::Key(const std::string& name, bool down) {
 }
 
 std::vector<k905::TextRun> ScreenTest::Runs() const {
-    static const k905::ScreenReader reader(K905_BINARY_DIR "/app/fct/font/unicode.fnt");
+    static k905::ScreenReader reader(K905_BINARY_DIR "/app/fct/font/unicode.fnt");
     const k905::Framebuffer& screen = linked_->Hardware().Screen();
     return reader.Read(screen.Pixels(), screen.Width(), screen.Height(), screen.Bits());
 }

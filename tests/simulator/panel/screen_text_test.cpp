@@ -93,7 +93,7 @@ class Canvas {
             }
     }
     std::vector<TextRun> Read() const {
-        static const ScreenReader reader(AppFile("font/unicode.fnt"));
+        static ScreenReader reader(AppFile("font/unicode.fnt"));
         return reader.Read(pixels_.data(), kWidth, kHeight, bits_);
     }
     std::vector<std::string> Texts() const {
@@ -256,7 +256,7 @@ TEST(ScreenText, ReadsOnlyTheInksAskedFor) {
     canvas.Draw(u"white", 20, 60, kWhite);
     ScreenReader::Options options;
     options.inks = {0xFF80C0};
-    const ScreenReader reader(AppFile("font/unicode.fnt"), options);
+    ScreenReader reader(AppFile("font/unicode.fnt"), options);
     const std::vector<TextRun> runs = reader.Read(canvas.Pixels(), kWidth, kHeight, 24);
     ASSERT_EQ(1u, runs.size());
     EXPECT_EQ("pink", runs[0].text);
@@ -297,6 +297,41 @@ TEST(ScreenText, FindsNothingInRegularPatterns) {
     }
 }
 
+// A reader that has followed a screen through many changes reads what one reads that has never seen it.
+TEST(ScreenText, WhatHasNotChangedIsNotReadAgainAndNothingIsMissed) {
+    const char16_t* const texts[] = {
+        u"Voltage Check OK!",          u"AD Value :2.99512V, times798 reg:80d", u"i", u"\x4E2D\x6587", u":",
+        u"offset = 978 Adjust Success"};
+    const std::uint32_t inks[] = {kWhite, 0xF8A800, 0x00FF00, 0xFF0000};
+    std::mt19937 random(7);
+    Canvas canvas(16, 0x204060);
+    ScreenReader follower(AppFile("font/unicode.fnt")), fresh(AppFile("font/unicode.fnt"));
+    for (int change = 0; change < 300; ++change) {
+        const unsigned x = random() % 400, y = random() % (kHeight - 40);
+        if (random() % 3 == 0) {  // wipe a stretch, through texts too
+            const unsigned height = 1 + random() % 60;
+            for (unsigned row = y; row < y + height && row < kHeight; ++row)
+                for (unsigned column = x; column < kWidth; ++column)
+                    canvas.Set(column, row, 0x204060);
+        } else {
+            canvas.Draw(texts[random() % std::size(texts)], x, y, inks[random() % std::size(inks)]);
+        }
+        const auto followed = follower.Read(canvas.Pixels(), kWidth, kHeight, 16);
+        if (change % 10 != 0)
+            continue;
+        const std::uint8_t dot[2] = {};
+        fresh.Read(dot, 1, 1, 16);  // forgets the screen
+        const auto read = fresh.Read(canvas.Pixels(), kWidth, kHeight, 16);
+        ASSERT_EQ(read.size(), followed.size()) << change;
+        for (std::size_t i = 0; i < read.size(); ++i) {
+            EXPECT_EQ(read[i].text, followed[i].text) << change;
+            EXPECT_EQ(read[i].x, followed[i].x) << change;
+            EXPECT_EQ(read[i].y, followed[i].y) << change;
+            EXPECT_EQ(read[i].color, followed[i].color) << change;
+        }
+    }
+}
+
 TEST(ScreenText, RefusesWhatIsNotItsFontOrDepth) {
     EXPECT_THROW(ScreenReader("/nonexistent/unicode.fnt"), std::runtime_error);
     EXPECT_THROW(ScreenReader(AppFile("bitmap/bg_main.bmp")), std::runtime_error);
@@ -304,7 +339,7 @@ TEST(ScreenText, RefusesWhatIsNotItsFontOrDepth) {
     font[16] = 24;
     EXPECT_THROW(ScreenReader(font.data(), font.size(), ScreenReader::Options()), std::runtime_error);
     EXPECT_THROW(ScreenReader(font.data(), 31, ScreenReader::Options()), std::runtime_error);
-    const ScreenReader reader(AppFile("font/unicode.fnt"));
+    ScreenReader reader(AppFile("font/unicode.fnt"));
     const std::uint8_t pixel = 0;
     EXPECT_THROW(reader.Read(&pixel, 1, 1, 8), std::invalid_argument);
     EXPECT_THAT(reader.Read(&pixel, 0, 0, 16), IsEmpty());
@@ -312,7 +347,7 @@ TEST(ScreenText, RefusesWhatIsNotItsFontOrDepth) {
 
 TEST(ScreenText, ATruncatedFontReadsWhatItHolds) {
     const std::vector<std::uint8_t> font = Bytes(AppFile("font/unicode.fnt"));
-    const ScreenReader reader(font.data(), 32 + 32 * 0x60, ScreenReader::Options());  // up to the capitals
+    ScreenReader reader(font.data(), 32 + 32 * 0x60, ScreenReader::Options());  // up to the capitals
     Canvas canvas(16, 0);
     canvas.Draw(u"ADC", 20, 20, kWhite);
     const std::vector<TextRun> runs = reader.Read(canvas.Pixels(), kWidth, kHeight, 16);

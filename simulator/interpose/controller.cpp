@@ -217,8 +217,10 @@ std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {
     std::vector<std::pair<int, Json>> replies;
     for (const Motion& motion : motions_) {
         if (motion.kind == Motion::Kind::kExit)
-            replies.emplace_back(motion.client,
-                                 Json{{"ok", true}, {"met", true}, {"now_us", machine_.Now()}});
+            replies.emplace_back(motion.client, Json{{"ok", true},
+                                                     {"met", true},
+                                                     {"now_us", machine_.Now()},
+                                                     {"state", machine_.Hardware().State()}});
         else
             replies.emplace_back(motion.client, Error("the product has ended"));
     }

@@ -239,9 +239,11 @@ const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
                                                    {{"do", "stop"}},
                                                    {{"do", "until"}, {"exit", true}, {"limit_ms", limitMs}}},
                                                   static_cast<int>(seconds) + 1);
-            if (replies[2].value("met", false))
+            if (replies[2].value("met", false)) {
                 took =
                     replies[2].at("now_us").get<std::int64_t>() - replies[0].at("now_us").get<std::int64_t>();
+                leftBehind_ = replies[2].at("state");
+            }
         } catch (const std::exception&) {
             // It may be gone before it can answer.
         }

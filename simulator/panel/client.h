@@ -83,6 +83,8 @@ class Bench {
     // SIGTERM, then the product runs to its end; killed when it has not ended after `seconds` of real time.
     // Where asked for, *tookUs is the virtual time from the signal to the end, -1 when that cannot be told.
     const Ending& Stop(double seconds = 20, std::int64_t* tookUs = nullptr);
+    // What Stop left of the hardware, as "state" tells it; null when it could not be told any more.
+    const nlohmann::json& LeftBehind() const { return leftBehind_; }
     void Kill() { process_->Kill(); }
     // "fct crashed (...); its last lines: ...".
     std::string DescribeEnding();
@@ -95,6 +97,7 @@ class Bench {
     std::string stateDir_;
     bool removeState_ = false;
     unsigned bits_;
+    nlohmann::json leftBehind_;
     std::unique_ptr<Process> process_;
     std::unique_ptr<ControlClient> control_;
     std::unique_ptr<ScreenView> screen_;

@@ -1,4 +1,5 @@
-// SIGTERM ends the program in order, within a virtual second, whatever it is doing.
+// SIGTERM ends the program in order, within a virtual second, whatever it is doing, and leaves the module at
+// rest.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -10,6 +11,18 @@ namespace k905 {
 namespace {
 
 constexpr std::int64_t kWithinUs = 1'000'000;
+
+// Before the optic driver is open, nothing has been switched on.
+void ExpectModuleAtRest(const nlohmann::json& leftBehind, const std::string& when) {
+    ASSERT_TRUE(leftBehind.is_object()) << when;
+    const nlohmann::json& registers = leftBehind.at("fpga").at("registers");
+    if (registers.at("apd") == "0x0000" && registers.at("vdd") == "0x0000")
+        return;
+    EXPECT_EQ("0x0800", registers.at("apd")) << when;
+    EXPECT_EQ("0x0810", registers.at("vdd")) << when;
+    EXPECT_EQ("0x0040", registers.at("current1")) << when;
+    EXPECT_EQ("0x07f8", registers.at("control_out")) << when;
+}
 
 struct State {
     const char* name;
@@ -165,7 +178,7 @@ class Sigterm : public ::testing::TestWithParam<State> {};
 INSTANTIATE_TEST_SUITE_P(States, Sigterm, ::testing::ValuesIn(States()),
                          [](const auto& one) { return std::string(one.param.name); });
 
-TEST_P(Sigterm, EndsTheProgramWithinASecond) {
+TEST_P(Sigterm, EndsTheProgramWithinASecondAndLeavesTheModuleAtRest) {
     Operator person(GetParam().faults);
     ASSERT_TRUE(GetParam().reach(person));
     ASSERT_TRUE(person.At().Status().running) << person.At().DescribeEnding();
@@ -175,6 +188,7 @@ TEST_P(Sigterm, EndsTheProgramWithinASecond) {
     EXPECT_EQ(0, ending.status) << person.At().DescribeEnding();
     EXPECT_GE(took, 0);
     EXPECT_LE(took, kWithinUs);
+    ExpectModuleAtRest(person.At().LeftBehind(), GetParam().name);
 }
 
 // From the first second, in which the program comes up, no moment is a bad one.
@@ -187,6 +201,7 @@ TEST(SigtermWhileStarting, EndsTheProgramWithinASecond) {
         EXPECT_EQ(0, ending.signal) << "after " << ms << " ms: " << person.At().DescribeEnding();
         EXPECT_EQ(0, ending.status) << "after " << ms << " ms: " << person.At().DescribeEnding();
         EXPECT_LE(took, kWithinUs) << "after " << ms << " ms";
+        ExpectModuleAtRest(person.At().LeftBehind(), "after " + std::to_string(ms) + " ms");
     }
 }
 

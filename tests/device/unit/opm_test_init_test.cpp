@@ -167,3 +167,46 @@ TEST_F(TestStartUp, AsksTheMeasurementBoardTwiceWhereTheLinkIsOpen) {
                                    "reg write 0x30000032 0x0000\n"));
     EXPECT_EQ(2.0f, adcValue1);
 }
+
+// ---- The end ----
+
+namespace {
+
+const char* const kAtRest =
+    "reg write 0x30000014 0x0800\n"
+    "reg write 0x30000012 0x0810\n"
+    "reg write 0x3000000c 0x0040\n"
+    "reg write 0x30000002 0x07f8\n"
+    "close optic0\n";
+
+}  // namespace
+
+class TestEnd : public test::InstrumentTest {};
+
+TEST_F(TestEnd, PutsTheModuleToRestAndClosesItsDriver) {
+    OPMTestEnd();
+    EXPECT_EQ(kAtRest, system_.Trace());
+    EXPECT_EQ(-1, opticFD);
+    system_.Clear();
+    OPMTestEnd();
+    EXPECT_EQ("", system_.Trace()) << "there is nothing left to close";
+}
+
+// The echo of a write that fails is no value to write.
+TEST_F(TestEnd, AWriteThatASignalCutsIsDoneAgain) {
+    system_.echo[0x14 / 2] = 0x0123;
+    system_.Fail("reg write 0x30000014", EINTR, 0, 3);
+    system_.Fail("reg write 0x30000002", EIO, 0, 1);
+    OPMTestEnd();
+    const std::string apd = "reg write 0x30000014 0x0800\n", outputs = "reg write 0x30000002 0x07f8\n";
+    std::string expected = apd + apd + apd + kAtRest;
+    expected.insert(expected.find(outputs), outputs);
+    EXPECT_EQ(expected, system_.Trace());
+}
+
+TEST_F(TestEnd, ADriverThatTakesNothingDoesNotHoldTheEndUp) {
+    system_.Fail("reg write", EINTR);
+    OPMTestEnd();
+    EXPECT_EQ(-1, opticFD);
+    EXPECT_NE(std::string::npos, system_.Trace().find("reg write 0x30000002 0x07f8\nclose optic0\n"));
+}

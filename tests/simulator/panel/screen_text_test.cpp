@@ -306,7 +306,7 @@ TEST(ScreenText, WhatHasNotChangedIsNotReadAgainAndNothingIsMissed) {
     std::mt19937 random(7);
     Canvas canvas(16, 0x204060);
     ScreenReader follower(AppFile("font/unicode.fnt")), fresh(AppFile("font/unicode.fnt"));
-    for (int change = 0; change < 300; ++change) {
+    for (int change = 0; change < 150; ++change) {
         const unsigned x = random() % 400, y = random() % (kHeight - 40);
         if (random() % 3 == 0) {  // wipe a stretch, through texts too
             const unsigned height = 1 + random() % 60;

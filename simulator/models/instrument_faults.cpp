@@ -209,7 +209,7 @@ constexpr FaultRow kFaultRows[] = {
       "Connect: \"Connect fail!!!\", right after \"Open Serial Failed.\""},
      Toggle<&Parts::board, &MeasurementBoard::SetPortMissing>},
     {{"optic.ioctl_failing", "every ioctl of the optic driver fails",
-      "register checks fail, \"Temperature = 0.000000\", acquisitions do not end"},
+      "register checks fail, \"Temperature = 0.000000\"; acquisitions as with optic.never_ready"},
      Toggle<&Parts::optic, &OpticDriver::SetFailing>},
     {{"optic.register_stuck",
       "{\"register\": address, \"value\": v}: the register holds v whatever is written",

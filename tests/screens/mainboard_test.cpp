@@ -29,14 +29,6 @@ const test::Button kButtons[] = {
 };
 constexpr test::Area kFrame = {20, 30, 400, 400};
 
-// A text that wraps, as one.
-std::string Joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += line;
-    return text;
-}
-
 }  // namespace
 
 class MainBoard : public test::ScreenTest {
@@ -525,7 +517,7 @@ TEST_F(MainBoard, VisibleLightWithoutAThreadIsTold) {
         test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
         TapButton("F41");
     }
-    EXPECT_EQ("Can not start, please try again!", Joined(Result()));
+    EXPECT_EQ("Can not start, please try again!", Text(kFrame));
     EXPECT_EQ(0xFF0000u, ColorOf(Result()[0]));
     EXPECT_THAT(Printed(), HasSubstr("-----create thread failure!!---\n"));
     TapButton("F41");

@@ -143,6 +143,13 @@ std::vector<std::string> ScreenTest::Texts(Area area) const {
     return texts;
 }
 
+std::string ScreenTest::Text(Area area) const {
+    std::string text;
+    for (const std::string& line : Texts(area))
+        text += line;
+    return text;
+}
+
 uint32_t ScreenTest::ColorOf(const std::string& text) const {
     for (const k905::TextRun& run : Runs())
         if (run.text == text)

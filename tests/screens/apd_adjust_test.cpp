@@ -140,14 +140,14 @@ TEST_F(ApdAdjust, StartRunsTheCalibrationAndStopEndsIt) {
     EXPECT_EQ(1, iCreateThreadSuccessFlag);
     EXPECT_TRUE(StopEnabled());
     EXPECT_FALSE(E2promEnabled());
-    EXPECT_THAT(Text(kPanel1), Not(HasSubstr("data area")));
+    EXPECT_THAT(WrappedText(kPanel1), Not(HasSubstr("data area")));
     EXPECT_TRUE(test::MatchesGolden(Screenshot({690, 95, 105, 180}), "screens/apd_running"));
     TapStop(3000);
     EXPECT_EQ(0, iCreateThreadSuccessFlag);
     EXPECT_EQ(1, GetAPDAdjStopFlag());
     EXPECT_FALSE(StopEnabled());
     EXPECT_TRUE(E2promEnabled());
-    EXPECT_THAT(Text(kPanel1), HasSubstr("APD Tuning Start Failed! ret = -1"));
+    EXPECT_THAT(WrappedText(kPanel1), HasSubstr("APD Tuning Start Failed! ret = -1"));
     // And again.
     TapStart(2000);
     EXPECT_EQ(1, iCreateThreadSuccessFlag);
@@ -167,7 +167,7 @@ TEST_F(ApdAdjust, WithoutItsThreadTheCalibrationIsToldAndCanBeStartedAgain) {
     EXPECT_FALSE(StopEnabled());
     TapStart(3000);
     EXPECT_TRUE(StopEnabled());
-    EXPECT_THAT(Text(kPanel1), Not(HasSubstr("Can not start")));
+    EXPECT_THAT(WrappedText(kPanel1), Not(HasSubstr("Can not start")));
 }
 
 TEST_F(ApdAdjust, WithoutTheOpticDriverTheScreenSaysSoAndStaysUsable) {
@@ -245,7 +245,7 @@ TEST_F(ApdAdjust, ATrialThatFailsEndsByItselfAndCanBeStartedAgain) {
         Run(1000);
     EXPECT_TRUE(E2promEnabled());
     EXPECT_FALSE(StopEnabled());
-    EXPECT_THAT(Text(kPanel1), HasSubstr("APD Tuning Start Failed! ret = -1"));
+    EXPECT_THAT(WrappedText(kPanel1), HasSubstr("APD Tuning Start Failed! ret = -1"));
     Printed();
     TapStart(2000);
     EXPECT_THAT(Printed(), HasSubstr("start apd tuning"));

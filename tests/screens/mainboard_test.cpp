@@ -517,7 +517,7 @@ TEST_F(MainBoard, VisibleLightWithoutAThreadIsTold) {
         test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
         TapButton("F41");
     }
-    EXPECT_EQ("Can not start, please try again!", Text(kFrame));
+    EXPECT_EQ("Can not start, please try again!", WrappedText(kFrame));
     EXPECT_EQ(0xFF0000u, ColorOf(Result()[0]));
     EXPECT_THAT(Printed(), HasSubstr("-----create thread failure!!---\n"));
     TapButton("F41");

@@ -143,7 +143,7 @@ std::vector<std::string> ScreenTest::Texts(Area area) const {
     return texts;
 }
 
-std::string ScreenTest::Text(Area area) const {
+std::string ScreenTest::WrappedText(Area area) const {
     std::string text;
     for (const std::string& line : Texts(area))
         text += line;

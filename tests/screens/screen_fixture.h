@@ -58,7 +58,7 @@ class ScreenTest : public testing::Test {
     // Texts on the screen, "text" of each run from top to bottom; in an area when one is given.
     std::vector<std::string> Texts(Area area = {0, 0, 800, 480}) const;
     // The same as one: a text that wraps.
-    std::string Text(Area area) const;
+    std::string WrappedText(Area area) const;
     // Colour of the text, 0xFFFFFFFF when it is not shown.
     uint32_t ColorOf(const std::string& text) const;
     Picture Screenshot(Area area = {0, 0, 800, 480}) const;

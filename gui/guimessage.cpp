@@ -3,7 +3,7 @@
 #include <stdlib.h>
 
 static GUIMESSAGE* pCurrMessage = nullptr;
-static const GUIMESSAGE_ITEM* pHandledMessage = nullptr;
+static const GUIMESSAGE_ITEM* pHandledMessage = nullptr;  // of the window thread that runs
 
 GUIMESSAGE* CreateMessage(int iQueueLimit, int iRegLimit) {
     GUIMESSAGE* pMsgObj = static_cast<GUIMESSAGE*>(calloc(1, sizeof(GUIMESSAGE)));
@@ -141,14 +141,14 @@ int ExecMessageProc(const GUIMESSAGE_ITEM* pMsgItem, GUIMESSAGE* pMsgObj) {
     if (reg.fnMsgFunc == nullptr)
         return -2;
     void* pInArg = reinterpret_cast<void*>(pMsgItem->uiMsgValue);
-    const GUIMESSAGE_ITEM* pOuter = __atomic_exchange_n(&pHandledMessage, pMsgItem, __ATOMIC_ACQ_REL);
+    pHandledMessage = pMsgItem;
     const int iResult = reg.fnMsgFunc(pInArg, pMsgItem->iValueLength, reg.pOutArg, reg.iOutLength);
-    __atomic_store_n(&pHandledMessage, pOuter, __ATOMIC_RELEASE);
+    pHandledMessage = nullptr;
     return iResult == 0 ? 0 : -3;
 }
 
 const GUIMESSAGE_ITEM* GetHandledMessage() {
-    return __atomic_load_n(&pHandledMessage, __ATOMIC_ACQUIRE);
+    return pHandledMessage;
 }
 
 GUIMESSAGE_ITEM* CreateMessageItem(int iMsgType, int iMsgCode, uintptr_t uiMsgValue, void* pRecvObj) {

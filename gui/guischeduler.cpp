@@ -262,8 +262,7 @@ static void RetryChange(GUIWINDOW* pWndObj) {
     MutexUnlock(&pMsgObj->Mutex);
 }
 
-// The running window has ended without the change that is kept for it.
-static void DropChange() {
+void DropChange() {
     GUIMESSAGE* pMsgObj = GetCurrMessage();
     if (!IsChangeKept() || pMsgObj == nullptr)
         return;

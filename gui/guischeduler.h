@@ -36,6 +36,9 @@ void* DefaultWindowThread(void* pThreadArg);
 // the running window's thread. 0, also when the change has to wait; -1 when there is no next window; -2, the
 // next window freed, without a current message object.
 int ChangeWindow(GUIWINDOW* pCurrent, GUIWINDOW* pNext);
+// Gives up a change that has to wait, if there is one: the running window has ended, or was told to do
+// something else.
+void DropChange();
 
 // Frees every window that was handed to the scheduler and is left: those that were current when their screen
 // ended, and those whose call is still queued in pMsgObj (may be null). Called once the scheduler and event

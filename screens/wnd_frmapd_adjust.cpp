@@ -157,6 +157,7 @@ static void JoinCalibration() {
 
 static void StartCalibration() {
     JoinCalibration();  // one that has ended by itself
+    const int iStopEnabled = LoadVisibleFlag(&pAPDAdjBtnF2->Visible.iEnable);
     SetPictureEnable(1, pAPDAdjBtnF2);
     SetPictureEnable(0, pAPDAdjBtnF3);
     Draw([] {
@@ -172,6 +173,7 @@ static void StartCalibration() {
         thdAPDAdjustAnalog = GUITHREAD_NONE;
         __atomic_store_n(&iRunning, 0, __ATOMIC_RELEASE);
         SetBtnF3Able();
+        SetPictureEnable(iStopEnabled, pAPDAdjBtnF2);
         FrmApdAdjSetInfo1(NO_THREAD_TEXT);
     }
 }

@@ -71,9 +71,11 @@ int DialogExit() {
     GUIWINDOW* pNextWnd = nullptr;
     if (DialogcallBackFunc != nullptr)
         DialogcallBackFunc(&pNextWnd);
-    // Without a next window none follows.
-    if (ChangeWindow(pFrmDialog, pNextWnd) == -1)
-        SendMsg_ExitWindow(pFrmDialog);
+    if (ChangeWindow(pFrmDialog, pNextWnd) != -1)
+        return 0;
+    // No window follows; the dialog takes nothing more.
+    DropHandlers();
+    SendMsg_ExitWindow(pFrmDialog);
     return 0;
 }
 
@@ -106,6 +108,7 @@ static int Answer(DIALOG_BUTTON_FUNC fnCallBack, int iResult) {
         fnCallBack();
     if (pResult != nullptr)
         *pResult = iResult;
+    OkcallBackFunc = CancelcallBackFunc = nullptr;  // one answer, even while the dialog waits to be left
     return DialogExit();
 }
 

@@ -3,6 +3,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "gui/guischeduler.h"
+
 // ---- Touches ----
 
 // The screen that is shown, and the picture that took the last press. Only the window thread uses them.
@@ -20,33 +22,36 @@ static const SCREEN_CONTROL* TouchedRow() {
     return nullptr;
 }
 
+static int Call(MSGFUNC fnHandler, void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
+    return fnHandler == nullptr ? 0 : fnHandler(pInArg, iInLen, pOutArg, iOutLen);
+}
+
 // Registered for every picture that takes touches: a release acts only where its press was taken, so that a
 // finger that was laid down on a disabled button, or before the screen opened, starts nothing when it lifts.
 static int TouchDown(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
     const SCREEN_CONTROL* pRow = TouchedRow();
     pPressed = pRow == nullptr ? nullptr : *pRow->ppPicture;
-    return pPressed == nullptr ? 0 : pRow->fnDown(pInArg, iInLen, pOutArg, iOutLen);
+    return Call(pPressed == nullptr ? nullptr : pRow->fnDown, pInArg, iInLen, pOutArg, iOutLen);
 }
 
 static int TouchUp(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
     const SCREEN_CONTROL* pRow = TouchedRow();
     const bool bTaken = pRow != nullptr && pPressed == *pRow->ppPicture;
     pPressed = nullptr;
-    return bTaken ? pRow->fnUp(pInArg, iInLen, pOutArg, iOutLen) : 0;
+    if (bTaken)
+        DropChange();  // what is touched last counts
+    return Call(bTaken ? pRow->fnUp : nullptr, pInArg, iInLen, pOutArg, iOutLen);
 }
 
 // ---- Create ----
 
-// Does a step until it succeeds, while the screen has tries left: memory that is short for a moment must not
-// leave a control that is shown and does nothing.
-constexpr int SCREEN_TRIES = 50;
-constexpr unsigned TRY_MS = 20;
-static int iTriesLeft = 0;
-
+// Does a step until it succeeds or the program ends: memory that is short for a while must not leave a
+// control that is shown and does nothing.
 template <typename Step>
 static void Insist(Step fnStep) {
-    while (!fnStep() && iTriesLeft > 0 && WaitUnlessExit(TRY_MS) == 0)
-        --iTriesLeft;
+    constexpr unsigned TRY_MS = 20;
+    while (!fnStep() && WaitUnlessExit(TRY_MS) == 0) {
+    }
 }
 
 static void CreateLabels(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
@@ -120,7 +125,7 @@ static void RegisterHandlers(const SCREEN& Screen, GUIWINDOW* pWndObj) {
     Register(GUIMESSAGE_KNOB_ANTI, pWndObj, Screen.Handlers.fnKnobAnti, pMsgObj);
     for (const SCREEN_CONTROL& Row : Screen.Controls) {
         void* pPicture = Row.ppPicture == nullptr ? nullptr : *Row.ppPicture;
-        if (Row.fnUp != nullptr) {
+        if (Row.fnDown != nullptr || Row.fnUp != nullptr) {
             Register(GUIMESSAGE_TCH_DOWN, pPicture, TouchDown, pMsgObj);
             Register(GUIMESSAGE_TCH_UP, pPicture, TouchUp, pMsgObj);
         }
@@ -134,7 +139,6 @@ int CreateScreen(const SCREEN& Screen, GUIWINDOW* pWndObj, unsigned x, unsigned 
     *Screen.ppWindow = pWndObj;
     pShownScreen = &Screen;
     pPressed = nullptr;
-    iTriesLeft = SCREEN_TRIES;
     for (const SCREEN_FONT& Row : Screen.Fonts)
         *Row.ppFont = CreateFont(FONT_FILE, FONT_SIZE, FONT_SIZE, Row.uiColor, COLOR_NONE);
     for (const SCREEN_STRING& Row : Screen.Strings)
@@ -228,13 +232,17 @@ int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo) {
 
 // ---- Destroy ----
 
-void DropScreenMessages(const SCREEN& Screen) {
+void DropHandlers() {
     GUIMESSAGE* pMsgObj = GetCurrMessage();
-    if (pMsgObj != nullptr) {
-        MutexLock(&pMsgObj->Mutex);
-        ClearMessageReg(pMsgObj);
-        MutexUnlock(&pMsgObj->Mutex);
-    }
+    if (pMsgObj == nullptr)
+        return;
+    MutexLock(&pMsgObj->Mutex);
+    ClearMessageReg(pMsgObj);
+    MutexUnlock(&pMsgObj->Mutex);
+}
+
+void DropScreenMessages(const SCREEN& Screen) {
+    DropHandlers();
     GUIWINDOW* pWndObj = *Screen.ppWindow;
     if (pWndObj != nullptr) {
         MutexLock(&pWndObj->Mutex);

@@ -134,6 +134,7 @@ int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo);
 // ---- Steps of DestroyScreen ----
 
 // For a screen that tells of them, or has a wait between them.
+void DropHandlers();  // every registration
 void DropScreenMessages(const SCREEN& Screen);
 void DestroyScreenControls(const SCREEN& Screen);
 void FreeScreenStrings(const SCREEN& Screen);

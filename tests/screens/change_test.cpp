@@ -68,6 +68,8 @@ class ScreenChange : public test::ScreenTest, public testing::WithParamInterface
     }
 };
 
+using ScreenTouch = test::ScreenTest;
+
 INSTANTIATE_TEST_SUITE_P(Moves, ScreenChange, testing::ValuesIn(kMoves),
                          [](const auto& one) { return std::string(one.param.name); });
 
@@ -137,4 +139,40 @@ TEST_P(ScreenChange, WithAFullQueueTheScreenStaysWhole) {
     Run(1000);
     EXPECT_EQ(GetParam().to->fnInit, Shown());
     ExpectUsable("with room again");
+}
+
+// Memory that is short for seconds while the next screen is being made: it has all its controls afterwards.
+TEST_P(ScreenChange, AShortageWhileTheScreenIsMadeLeavesItWhole) {
+    Start(*GetParam().to);
+    const size_t components = Components().size();
+    const int releases = Registrations(GUIMESSAGE_TCH_UP);
+    for (int n = 8; n <= 80; n += 24) {
+        PowerOn();
+        Start(*GetParam().from);
+        {
+            test::FailingCallsOfAllThreads failing(n, kForEver, "malloc");
+            Tap(GetParam().x, GetParam().y, 3000);
+        }
+        Run(1000);
+        if (Shown() == GetParam().to->fnInit) {
+            EXPECT_EQ(components, Components().size()) << n;
+            EXPECT_EQ(releases, Registrations(GUIMESSAGE_TCH_UP)) << n;
+        }
+        ExpectUsable("memory short from call " + std::to_string(n));
+    }
+}
+
+// The operator has turned to something else while a change could not be made: the screen stays.
+TEST_F(ScreenTouch, ElsewhereGivesUpAChangeThatWaits) {
+    Start(FrmOpticalMain);
+    Tap(590, 160, 600);
+    {
+        test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
+        Tap(660, 465);
+        Tap(540, 90, 2000);
+    }
+    Run(30000);
+    EXPECT_EQ(FrmOptcheck.fnInit, GetCurrWindow()->fnWndInit);
+    Tap(660, 465, 600);
+    EXPECT_EQ(FrmOpticalMain.fnInit, GetCurrWindow()->fnWndInit);
 }

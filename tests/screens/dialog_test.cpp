@@ -1,8 +1,11 @@
 #include <stdlib.h>
 
+#include <algorithm>
+
 #include "screens/wnd_frmdialog.h"
 #include "screens/wnd_frmmain.h"
 #include "tests/screens/screen_fixture.h"
+#include "tests/support/failing_calls.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -176,4 +179,41 @@ TEST_F(Dialog, ProgressReplacesTheLineBefore) {
 
 TEST(DialogClosed, TakesNoProgress) {
     EXPECT_EQ(-1, ShowProgress(TransString("nobody sees this")));
+}
+
+// Two touches before the dialog can act on the first; the callback shows the next screen itself.
+TEST_F(Dialog, ItsOneAnswerIsTheFirstAndTheNextScreenIsHeard) {
+    Start(FrmMain);
+    iconKnown = true;
+    ASSERT_EQ(0, DialogInit(
+                     260, 150, TransString("Warning"), text_, &result, 0, GetCurrWindow(),
+                     [](GUIWINDOW**) {
+                         calls.push_back("leave");
+                         CallScreen(FrmMain);
+                     },
+                     Ok, Cancel));
+    Run(500);
+    okLasts = 500;
+    TapOk();
+    TapOk();
+    Run(3000);
+    EXPECT_THAT(calls, ElementsAre("ok", "leave"));
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
+    Tap(240, 210, 1000);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("K905 Mainboard FCT !"));
+}
+
+TEST_F(Dialog, AnswersOnceWhileItWaitsToBeLeft) {
+    Open();
+    {
+        test::FailingCallsOfAllThreads failing(1, test::FailingCallsOfAllThreads::kForEver, "pthread_create");
+        TapOk();
+        TapOk();
+        TapCancel();
+        EXPECT_EQ(1, std::count(calls.begin(), calls.end(), "ok"));
+        EXPECT_EQ(0, std::count(calls.begin(), calls.end(), "cancel"));
+    }
+    Run(1000);
+    EXPECT_EQ(1, result);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("MainBoard  testV20150629"));
 }

@@ -20,8 +20,8 @@ int LockWindowThread();
 int UnlockWindowThread();
 
 // Body of the scheduler thread; the argument is the GUIMESSAGE. A called window whose thread cannot be had is
-// tried again at each look. When the exit flag is 1 it ends the window threads that it started, waking those
-// that wait for a device, and ends itself.
+// tried again at each look. When the exit flag is 1 it ends the threads of all windows whose calls it has
+// taken, also those that a change of windows started, waking those that wait for a device, and ends itself.
 void* WindowSchedulerThread(void* pThreadArg);
 // Body of a window thread; the argument is the GUIWINDOW. A message to itself that cannot be posted is tried
 // again at each turn. It ends after the window's exit function, which is run when the window is told to exit
@@ -41,6 +41,6 @@ int ChangeWindow(GUIWINDOW* pCurrent, GUIWINDOW* pNext);
 void DropChange();
 
 // Frees every window that was handed to the scheduler and is left: those that were current when their screen
-// ended, and those whose call is still queued in pMsgObj (may be null). Called once the scheduler and event
-// threads have ended.
+// ended, and those whose call is still queued in pMsgObj (may be null) or was not acted on, whose threads, if
+// they have one, it ends first. Called once the scheduler and event threads have ended.
 void ReleaseWindows(GUIMESSAGE* pMsgObj);

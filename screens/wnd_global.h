@@ -50,8 +50,8 @@ struct SCREEN_ENTRY {
 int CallScreen(const SCREEN_ENTRY& Target);
 // The same, leaving the current screen first: every move from one screen to another. From here on none of its
 // handlers is called, so that a second touch that waits behind a long check cannot end the screen that
-// follows. What the move needs and cannot be had for the moment is tried again (ChangeWindow); -1, the
-// current screen left as it is, if there is no memory for the window.
+// follows. What the move needs and cannot be had for the moment is tried again (ChangeWindow). -1 if there is
+// no memory for the window, -2 without a current message object; the current screen is then left as it is.
 int SwitchScreen(GUIWINDOW* pCurrent, const SCREEN_ENTRY& Target);
 
 // ---- Entry points and handlers that many screens share ----

@@ -209,14 +209,17 @@ constexpr FaultRow kFaultRows[] = {
       "Connect: \"Connect fail!!!\", right after \"Open Serial Failed.\""},
      Toggle<&Parts::board, &MeasurementBoard::SetPortMissing>},
     {{"optic.ioctl_failing", "every ioctl of the optic driver fails",
-      "register checks fail, \"Temperature = 0.000000\"; acquisitions as with optic.never_ready"},
+      "register checks fail, \"Temperature = 0.000000\"; ADC: \"ADC Check ERROR, Maybe not connect!\"; "
+      "Signal chain fails; other acquisitions as with optic.never_ready"},
      Toggle<&Parts::optic, &OpticDriver::SetFailing>},
     {{"optic.register_stuck",
       "{\"register\": address, \"value\": v}: the register holds v whatever is written",
       "what depends on that register fails or does not end"},
      RegisterStuck},
     {{"optic.never_ready", "acquisitions never end",
-      "after 5 s a failed check, \"Acquisition time out.\"; the APD calibration goes on until Stop or Back"},
+      "after 5 s a failed check. Optical check and Dev adjust: \"Acquisition time out.\"; "
+      "Att1: \"BlackLevel not measured\"; ADC: \"ADC Check ERROR, Maybe not connect!\"; "
+      "Signal chain: \"6300channel: fail!!!\" and so on; the APD calibration goes on until Stop or Back"},
      Toggle<&Parts::fpga, &Fpga::SetNeverReady>},
     {{"optic.temperature_failing", "the module's temperature sensor does not answer",
       "\"get opm temperature failed!\""},

@@ -52,8 +52,8 @@ constexpr uint32_t RegCode(uint32_t uiStored) {
     return uiStored & 0xffff;
 }
 
-// Runs count steps in order on descriptor fd. A failing step does not end the sequence. Returns 0, or the result
-// of the first step that failed; -1 for a null table.
+// Runs count steps in order on descriptor fd. A failing step does not end the sequence. Returns 0, or the
+// result of the first step that failed; -1 for a null table.
 int RunRegSequence(int fd, const REG_STEP* pSteps, size_t count);
 
 template <size_t N>

@@ -493,9 +493,18 @@ TEST_F(WindowChange, OneThatWaitsIsFreedWhenTheProgramEnds) {
     EXPECT_EQ(CountOf("2.init"), 0);
 }
 
-TEST_F(WindowChange, NeedsANextWindowAndAMessageObject) {
+TEST_F(WindowChange, NeedsANextWindow) {
     EXPECT_EQ(ChangeWindow(shown, nullptr), -1);
     ExpectWhole();
+}
+
+TEST(WindowChangeWithoutMessages, FreesTheNextWindow) {
+    ASSERT_EQ(GetCurrMessage(), nullptr);
+    ASSERT_EQ(InitCurrWindow(), 0);
+    GUIWINDOW* next = MakeScreen<2>(nullptr);
+    ASSERT_EQ(SetCurrWindow(next), 0);  // a freed window is not current any more
+    EXPECT_EQ(ChangeWindow(nullptr, next), -2);
+    EXPECT_EQ(GetCurrWindow(), nullptr);
 }
 
 TEST_F(WindowChange, ComesAboutWhicheverCallFailsOnce) {

@@ -147,9 +147,13 @@ TEST_F(OpticalCheck, AnAcquisitionThatNeverEndsFailsTheCheckAndTheScreenStaysUsa
     RunUntilReady(30);
     EXPECT_EQ(Packed({"1310 Optical check bad     1550 Optical check bad     check over!!!"}),
               Packed(Texts(kLine1)));
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Acquisition time out."));
     EXPECT_EQ(2048u, Register(OPM_APD_REG));
     const int32_t offset = pOpmTunning->OffsetPoint;
-    Tap(540, 250, 10000);
+    Press(540, 250);
+    ASSERT_THAT(Texts(test::kInfoLine), ElementsAre("Deviation adjust start,please wait......"));
+    Release(10000);
+    EXPECT_THAT(Texts(test::kInfoLine), ElementsAre("Acquisition time out."));
     EXPECT_EQ(Packed({"offset = 0 Adjust Error"}), Packed(Texts(kLine2)));
     EXPECT_EQ(offset, pOpmTunning->OffsetPoint);
     Fault("optic.never_ready", false);

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <cmath>
 
 #include "device/common_opt.h"
@@ -375,29 +373,41 @@ TEST_F(OpmFct, VerdictsOfAnEarlierChainAreGoneWhenANewOneBegins) {
     EXPECT_THAT(Shown(), Contains("6307channel: success!!!"));
 }
 
+// Before the buttons are enabled again, it is asked whether the board is connected: the moment before lasts
+// for as long as the test holds the lock of that.
 TEST_F(OpmFct, NoTestCanBeStartedWhileEepromOrTemperatureAreTested) {
+    const struct {
+        unsigned y;
+        const char *work, *verdict;
+    } tests[] = {{155, "i2c", "Eeprom Check OK!"}, {215, "temp", "Temperature = "}};
     Open();
     for (const bool connected : {false, true}) {
         OPMGUIShare.usIsConnect = connected;
         ASSERT_EQ(0, SwitchScreen(GetCurrWindow(), FrmOPM));
         Run(500);
-        for (const unsigned y : {155u, 215u}) {
+        for (const auto& test : tests) {
+            Press(620, static_cast<int>(test.y) + 25);
             linked_->StartTrace();
             linked_->ClearTrace();
-            TapAt(600, y, 0);
-            bool disabled = false;
-            for (int i = 0; i < 3000 && !disabled; ++i) {
-                usleep(100);
-                disabled = !Enabled(600, y);
-            }
-            EXPECT_TRUE(disabled) << y;
-            for (const test::Button& button : kTests)
+            MutexLock(&OPMGUIShare.mutex);
+            Release(1000);
+            std::string order;
+            for (const std::string& line : linked_->TraceLines({"file", test.work}))
+                order += line + "\n";
+            EXPECT_THAT(order, HasSubstr("btn_disable.bmp"));
+            EXPECT_LT(order.rfind("btn_disable.bmp"), order.find(std::string("\n") + test.work)) << order;
+            const std::vector<std::string> verdict = Shown();
+            EXPECT_THAT(verdict, ElementsAre(StartsWith(test.verdict)));
+            for (const test::Button& button : kTests) {
                 EXPECT_FALSE(Enabled(button.x, button.y)) << button.name;
+                TapAt(button.x, button.y, 1000);
+            }
+            MutexUnlock(&OPMGUIShare.mutex);
             Run(1000);
+            EXPECT_EQ(verdict, Shown());
             // The two that need the board stay as they were.
             for (const test::Button& button : kTests)
                 EXPECT_EQ(connected || button.y >= 155, Enabled(button.x, button.y)) << button.name;
-            EXPECT_THAT(linked_->TraceLines({"file"}), Contains(HasSubstr("btn_disable.bmp")));
         }
     }
 }

@@ -248,15 +248,15 @@ TEST_P(ScreenChange, AShortageWhileTheScreenIsMadeLeavesItWhole) {
 
 // The operator has turned to something else while a change could not be made: the screen stays.
 TEST_F(ScreenTouch, ElsewhereGivesUpAChangeThatWaits) {
-    Start(FrmOpticalMain);
-    Tap(590, 160, 600);
+    Start(FrmMainBoard);
     {
         test::FailingCallsOfAllThreads failing(1, kForEver, "pthread_create");
-        Tap(660, 465);
-        Tap(540, 90, 2000);
+        Tap(660, 465);  // Back
+        Tap(600, 360);  // RTC
     }
-    Run(30000);
-    EXPECT_EQ(FrmOptcheck.fnInit, GetCurrWindow()->fnWndInit);
+    Run(2000);
+    EXPECT_EQ(FrmMainBoard.fnInit, GetCurrWindow()->fnWndInit);
+    EXPECT_THAT(Texts({20, 30, 400, 400}), testing::ElementsAre(testing::StartsWith("RTC  ")));
     Tap(660, 465, 600);
-    EXPECT_EQ(FrmOpticalMain.fnInit, GetCurrWindow()->fnWndInit);
+    EXPECT_EQ(FrmMain.fnInit, GetCurrWindow()->fnWndInit);
 }

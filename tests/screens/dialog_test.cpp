@@ -193,7 +193,7 @@ TEST_F(Dialog, ItsOneAnswerIsTheFirstAndTheNextScreenIsHeard) {
                      },
                      Ok, Cancel));
     Run(500);
-    okLasts = 500;
+    okLasts = 2000;
     TapOk();
     TapOk();
     Run(3000);

@@ -67,23 +67,13 @@ int FrmAdjustSetInfo(const char* pInfo) {
 }
 
 int FrmAdjustSetDataInfo(const char* pInfo, int iBtnNo) {
-    if (pInfo != nullptr && iBtnNo >= 1 && iBtnNo <= LOOPS)
-        UpdateLabelText(&pAdjustStrData[iBtnNo - 1], pInfo, pAdjustLblData[iBtnNo - 1], nullptr);
-    return 0;
+    return ShowDataLine({pAdjustStrData, pAdjustLblData, LOOPS}, pInfo, iBtnNo);
 }
 
 // ---- Looks ----
 
 int FrmAdjustSetBtnActive(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
     return ShowLook(pObjBtn, pObjLbl, BMP_BTN_ACTIVE, COLOR_ORANGE);
-}
-
-int FrmAdjustSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_ENABLE, COLOR_NONE);
-}
-
-int FrmAdjustSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_DISABLE, COLOR_NONE);
 }
 
 int FrmAdjustSetAllBtnEnable(int iEnable) {
@@ -98,19 +88,23 @@ static int AdjustBtnConnect_Down(void*, int, void*, int) {
 }
 
 static int AdjustBtnConnect_Up(void*, int, void*, int) {
-    const bool bConnected = ConnectBoard(SerialInitThd);
-    SetGroup(LoopGroup, bConnected);
-    FrmAdjustSetBtnEnable(pAdjustBtnConnect, pAdjustLblConnect);
-    return FrmAdjustSetInfo(bConnected ? "Connect Success!!!" : "Connect Fail!!!");
+    static const SCREEN_CONNECT Connect = {SerialInitThd, LoopGroup, FrmAdjustSetInfo, "Connect Success!!!",
+                                           "Connect Fail!!!"};
+    RunConnect(Connect);
+    return FrmAdjustSetBtnEnable(pAdjustBtnConnect, pAdjustLblConnect);
 }
 
 // ---- Loops ----
 
-template <int Loop>
+static int TouchedLoop() {
+    return static_cast<int>(TouchedControl()->ppPicture - pAdjustBtnLoop);
+}
+
 static int AdjustBtnLoop_Down(void*, int, void*, int) {
-    FrmAdjustSetBtnActive(pAdjustBtnLoop[Loop], pAdjustLblLoop[Loop]);
+    const int iLoop = TouchedLoop();
+    FrmAdjustSetBtnActive(pAdjustBtnLoop[iLoop], pAdjustLblLoop[iLoop]);
     MutexLock(&OPMGUIShare.mutex);
-    OPMGUIShare.usCurrAnalog = Loop;
+    OPMGUIShare.usCurrAnalog = static_cast<uint16_t>(iLoop);
     OPMGUIShare.usStart = 1;
     MutexUnlock(&OPMGUIShare.mutex);
     return 0;
@@ -133,29 +127,14 @@ static int RunSelectedLoop() {
     return iResult;
 }
 
-template <int Loop>
 static int AdjustBtnLoop_Up(void*, int, void*, int) {
-    ShowGroup(LoopGroup, BMP_BTN_DISABLE, pAdjustBtnLoop[Loop]);
+    ShowGroup(LoopGroup, BMP_BTN_DISABLE, pAdjustBtnLoop[TouchedLoop()]);
     FrmAdjustSetInfo("");
     FrmAdjustSetAllBtnEnable(0);
     const int iResult = RunSelectedLoop();
     SetGroup(LoopGroup, true);
     return iResult;
 }
-
-constexpr MSGFUNC AdjustBtnApd_Down = AdjustBtnLoop_Down<0>, AdjustBtnApd_Up = AdjustBtnLoop_Up<0>;
-constexpr MSGFUNC AdjustBtnVdd_Down = AdjustBtnLoop_Down<1>, AdjustBtnVdd_Up = AdjustBtnLoop_Up<1>;
-constexpr MSGFUNC AdjustBtnAtt0_Down = AdjustBtnLoop_Down<2>, AdjustBtnAtt0_Up = AdjustBtnLoop_Up<2>;
-constexpr MSGFUNC AdjustBtnAtt1_Down = AdjustBtnLoop_Down<3>, AdjustBtnAtt1_Up = AdjustBtnLoop_Up<3>;
-
-// ---- Back ----
-
-static int AdjustBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmAdjust, FrmOpticalMain);
-    return 0;
-}
-
-constexpr MSGFUNC AdjustBtnBack_Down = NoAction;
 
 // ---- Tables ----
 
@@ -173,14 +152,14 @@ static const SCREEN_STRING AdjustStrings[] = {
 // A button with its corner at (x, y); its caption stands lower than on the other screens.
 static constexpr SCREEN_CONTROL AdjustButtonRow(unsigned x, unsigned y, GUIPICTURE** ppPicture,
                                                 GUILABEL** ppLabel, GUICHAR** ppString, MSGFUNC fnDown,
-                                                MSGFUNC fnUp) {
+                                                MSGFUNC fnUp, unsigned uiFlags = SCREEN_COMPONENT) {
     return TouchRow(ppPicture, {x, y, 105, 53}, BMP_BTN_ENABLE, ppLabel, {x + 15, y + 18, 95, 34}, nullptr,
-                    ppString, fnDown, fnUp);
+                    ppString, fnDown, fnUp, uiFlags);
 }
 
-static constexpr SCREEN_CONTROL LoopButtonRow(unsigned y, int iLoop, MSGFUNC fnDown, MSGFUNC fnUp) {
+static constexpr SCREEN_CONTROL LoopButtonRow(unsigned y, int iLoop) {
     return AdjustButtonRow(600, y, &pAdjustBtnLoop[iLoop], &pAdjustLblLoop[iLoop], &pAdjustStrCaption[iLoop],
-                           fnDown, fnUp);
+                           AdjustBtnLoop_Down, AdjustBtnLoop_Up, SCREEN_COMPONENT | SCREEN_BOARD);
 }
 
 static const SCREEN_CONTROL AdjustControls[] = {
@@ -191,13 +170,13 @@ static const SCREEN_CONTROL AdjustControls[] = {
     PictureRow(&pAdjustPicData, {5, 30, 400, 400}, BITMAP_DIR "frm_dataInfo.bmp"),
     AdjustButtonRow(450, 64, &pAdjustBtnConnect, &pAdjustLblConnect, &pAdjustStrConnect,
                     AdjustBtnConnect_Down, AdjustBtnConnect_Up),
-    LoopButtonRow(64, 0, AdjustBtnApd_Down, AdjustBtnApd_Up),
-    LoopButtonRow(124, 1, AdjustBtnVdd_Down, AdjustBtnVdd_Up),
-    LoopButtonRow(184, 2, AdjustBtnAtt0_Down, AdjustBtnAtt0_Up),
-    LoopButtonRow(244, 3, AdjustBtnAtt1_Down, AdjustBtnAtt1_Up),
+    LoopButtonRow(64, 0),
+    LoopButtonRow(124, 1),
+    LoopButtonRow(184, 2),
+    LoopButtonRow(244, 3),
     LinesRow(pAdjustLblData, LOOPS, {10, 45, 390, 90}, 100, pAdjustStrData),
     InfoLineRow(&pAdjustLblInfo, &pAdjustStrInfo),
-    BackButtonRow(&pAdjustBtnBack, AdjustBtnBack_Down, AdjustBtnBack_Up),
+    BackButtonRow(&pAdjustBtnBack, BackTo<FrmOpticalMain>),
 };
 
 static const SCREEN AdjustScreen = {
@@ -219,11 +198,6 @@ static int RenewShareMutex() {
 int FrmAdjustInit(void* pWndObj) {
     SetStopThreadFlag(1);
     CreateScreen(AdjustScreen, static_cast<GUIWINDOW*>(pWndObj));
-    if (!IsBoardConnected()) {
-        for (GUIPICTURE* pButton : pAdjustBtnLoop)
-            SetPictureBitmap(BMP_BTN_DISABLE, pButton);
-        FrmAdjustSetAllBtnEnable(0);
-    }
     if (RenewShareMutex() != 0)
         return -1;
     MutexLock(&OPMGUIShare.mutex);

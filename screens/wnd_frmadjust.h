@@ -14,7 +14,7 @@ constexpr SCREEN_ENTRY FrmAdjust = {FrmAdjustInit, FrmAdjustExit, FrmAdjustPaint
 
 // Looks of a button with its caption: active, enabled, disabled. Return 0.
 int FrmAdjustSetBtnActive(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
-int FrmAdjustSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
-int FrmAdjustSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
+constexpr BTN_LOOK_FUNC FrmAdjustSetBtnEnable = ShowBtn_Enable;
+constexpr BTN_LOOK_FUNC FrmAdjustSetBtnDisable = ShowBtn_Disable;
 // Whether the four loop buttons take input; their looks stay. Returns 0.
 int FrmAdjustSetAllBtnEnable(int iEnable);

@@ -180,26 +180,14 @@ static void StartCalibration() {
 
 // ---- Handlers ----
 
-static int PressButton(GUIPICTURE* pButton, GUILABEL* pLabel) {
-    Draw([=] { ShowBtn_FuncDown(pButton, pLabel); });
+static int APDAdjBtn_Down(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
+    Draw([=] { ScreenBtn_Down(pInArg, iInLen, pOutArg, iOutLen); });
     return 0;
 }
 
 static int ReleaseButton(GUIPICTURE* pButton, GUILABEL* pLabel) {
     Draw([=] { ShowBtn_FuncUp(pButton, pLabel); });
     return 0;
-}
-
-static int APDAdjBtnF1_Down(void*, int, void*, int) {
-    return PressButton(pAPDAdjBtnF1, pAPDAdjLblF1);
-}
-
-static int APDAdjBtnF2_Down(void*, int, void*, int) {
-    return PressButton(pAPDAdjBtnF2, pAPDAdjLblF2);
-}
-
-static int APDAdjBtnF3_Down(void*, int, void*, int) {
-    return PressButton(pAPDAdjBtnF3, pAPDAdjLblF3);
 }
 
 // A second start during a calibration changes nothing; without the optic driver there is nothing to start.
@@ -222,16 +210,9 @@ static int APDAdjBtnF2_Up(void*, int, void*, int) {
 
 static int APDAdjBtnF3_Up(void*, int, void*, int) {
     ReleaseButton(pAPDAdjBtnF3, pAPDAdjLblF3);
-    SwitchScreen(pFrmAPDAdj, FrmE2PROM);
-    return 0;
+    return LeaveFor(FrmE2PROM);
 }
 
-static int APDAdjBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmAPDAdj, FrmOpticalMain);
-    return 0;
-}
-
-constexpr MSGFUNC APDAdjBtnBack_Down = NoAction;
 constexpr MSGFUNC APDAdjWndKey_Down = NoAction;
 constexpr MSGFUNC APDAdjWndKey_Up = NoAction;
 constexpr MSGFUNC APDAdjErrProc_Func = NoAction;
@@ -257,9 +238,9 @@ static const SCREEN_CONTROL APDAdjControls[] = {
     TitleRow(&pAPDAdjLblTitle, "APD Adjust"),
     // The disabled look of E2PROM; shown instead of its button while a calibration runs.
     PictureRow(&pAPDAdjBtnF3Disable, {690, 215, 105, 53}, BMP_BTN_DISABLE, SCREEN_UNPAINTED),
-    ButtonRow(690, 95, "Start", &pAPDAdjBtnF1, &pAPDAdjLblF1, APDAdjBtnF1_Down, APDAdjBtnF1_Up),
-    ButtonRow(690, 155, "Stop", &pAPDAdjBtnF2, &pAPDAdjLblF2, APDAdjBtnF2_Down, APDAdjBtnF2_Up),
-    ButtonRow(690, 215, "E2PROM", &pAPDAdjBtnF3, &pAPDAdjLblF3, APDAdjBtnF3_Down, APDAdjBtnF3_Up),
+    ButtonRow(690, 95, "Start", &pAPDAdjBtnF1, &pAPDAdjLblF1, APDAdjBtn_Down, APDAdjBtnF1_Up),
+    ButtonRow(690, 155, "Stop", &pAPDAdjBtnF2, &pAPDAdjLblF2, APDAdjBtn_Down, APDAdjBtnF2_Up),
+    ButtonRow(690, 215, "E2PROM", &pAPDAdjBtnF3, &pAPDAdjLblF3, APDAdjBtn_Down, APDAdjBtnF3_Up),
     LabelRow(&pAPDAdjLblTrace, {40, 35, 50, 20}, GUILABEL_LEFT, "Trace :"),
     PictureRow(&pAPDAdjBgTrace, {40, 55, 635, 230}, BITMAP_DIR "bg_main_trace.bmp"),
     AxisRow(&pAPDAdjLblY[0], {0, 45, 40, 20}, "4000"),
@@ -275,7 +256,7 @@ static const SCREEN_CONTROL APDAdjControls[] = {
     PictureRow(&pAPDAdjFrmData2, {380, 315, 295, 120}, BITMAP_DIR "frm_cond.bmp"),
     LabelRow(&pAPDAdjLblData2, {385, 320, 285, 110}, GUILABEL_LEFT, nullptr, &pAPDAdjStrData2),
     InfoLineRow(&pAPDAdjLblInfo, &pAPDAdjStrInfo),
-    BackButtonRow(&pAPDAdjBtnBack, APDAdjBtnBack_Down, APDAdjBtnBack_Up),
+    BackButtonRow(&pAPDAdjBtnBack, BackTo<FrmOpticalMain>),
 };
 
 static const SCREEN APDAdjScreen = {

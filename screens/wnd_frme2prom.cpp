@@ -28,10 +28,7 @@ static GUILABEL* pE2PROMLblInfo = nullptr;
 
 // ---- Handlers ----
 
-static int E2PROMBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmE2PROM, FrmOpticalMain);
-    return 0;
-}
+constexpr MSGFUNC E2PROMBtnBack_Up = BackTo<FrmOpticalMain>;
 
 constexpr MSGFUNC E2PROMBtnBack_Down = NoAction;
 constexpr MSGFUNC E2PROMWndKey_Down = NoAction;
@@ -60,7 +57,7 @@ static const SCREEN_CONTROL E2PROMControls[] = {
     ColumnRow(20, 0),
     ColumnRow(420, COLUMN_LINES),
     InfoLineRow(&pE2PROMLblInfo),
-    BackButtonRow(&pE2PROMBtnBack, E2PROMBtnBack_Down, E2PROMBtnBack_Up),
+    BackButtonRow(&pE2PROMBtnBack, E2PROMBtnBack_Up, E2PROMBtnBack_Down),
 };
 
 static const SCREEN E2PROMScreen = {

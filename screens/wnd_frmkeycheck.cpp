@@ -165,11 +165,7 @@ static int KeyCheckWndKnob_Anti(void*, int, void*, int) {
 
 constexpr MSGFUNC KeyCheckBtnBack_Down = NoAction;
 constexpr MSGFUNC KeyCheckErrProc_Func = NoAction;
-
-static int KeyCheckBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmKeyCheck, FrmMainBoard);
-    return 0;
-}
+constexpr MSGFUNC KeyCheckBtnBack_Up = BackTo<FrmMainBoard>;
 
 // The standard rows around one row a key.
 struct KEYCHECK_CONTROLS {
@@ -189,7 +185,7 @@ static constexpr KEYCHECK_CONTROLS MakeControls() {
             TouchRow(Key.ppBtn, Key.Area, Key.pStyle->pBitmap, Key.ppLbl,
                      {Key.uiCaptionX, Key.uiCaptionY, Key.pStyle->uiCaptionWidth, CAPTION_HEIGHT},
                      Key.pCaption, nullptr, nullptr, nullptr);
-    Controls.Rows[uiRow] = BackButtonRow(&pKeyCheckBtnBack, KeyCheckBtnBack_Down, KeyCheckBtnBack_Up);
+    Controls.Rows[uiRow] = BackButtonRow(&pKeyCheckBtnBack, KeyCheckBtnBack_Up, KeyCheckBtnBack_Down);
     return Controls;
 }
 

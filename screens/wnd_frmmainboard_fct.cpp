@@ -30,135 +30,14 @@ static GUILABEL* pMainBoardLblResult = nullptr;
 static GUILABEL* pMainBoardLblDataLine[MAINBOARD_POINTS] = {};
 static GUILABEL* pMainBoardLblInfo = nullptr;
 
-static GUIPICTURE *pMainBoardBtnF1 = nullptr, *pMainBoardBtnF2 = nullptr, *pMainBoardBtnF3 = nullptr;
-static GUIPICTURE *pMainBoardBtnF4 = nullptr, *pMainBoardBtnF5 = nullptr, *pMainBoardBtnF6 = nullptr;
-static GUIPICTURE *pMainBoardBtnF7 = nullptr, *pMainBoardBtnF11 = nullptr, *pMainBoardBtnF21 = nullptr;
-static GUIPICTURE *pMainBoardBtnF31 = nullptr, *pMainBoardBtnF41 = nullptr, *pMainBoardBtnF51 = nullptr;
-static GUIPICTURE *pMainBoardBtnF61 = nullptr, *pMainBoardBtnF71 = nullptr, *pMainBoardBtnF12 = nullptr;
-static GUIPICTURE *pMainBoardBtnF22 = nullptr, *pMainBoardBtnF32 = nullptr, *pMainBoardBtnF42 = nullptr;
-static GUIPICTURE* pMainBoardBtnF52 = nullptr;
-
-static GUILABEL *pMainBoardLblF1 = nullptr, *pMainBoardLblF2 = nullptr, *pMainBoardLblF3 = nullptr;
-static GUILABEL *pMainBoardLblF4 = nullptr, *pMainBoardLblF5 = nullptr, *pMainBoardLblF6 = nullptr;
-static GUILABEL *pMainBoardLblF7 = nullptr, *pMainBoardLblF11 = nullptr, *pMainBoardLblF21 = nullptr;
-static GUILABEL *pMainBoardLblF31 = nullptr, *pMainBoardLblF41 = nullptr, *pMainBoardLblF51 = nullptr;
-static GUILABEL *pMainBoardLblF61 = nullptr, *pMainBoardLblF71 = nullptr, *pMainBoardLblF12 = nullptr;
-static GUILABEL *pMainBoardLblF22 = nullptr, *pMainBoardLblF32 = nullptr, *pMainBoardLblF42 = nullptr;
-static GUILABEL* pMainBoardLblF52 = nullptr;
-
-// ---- Buttons ----
-
-// Row numbers of Buttons.
-enum MAINBOARD_BTN {
-    F1,
-    F2,
-    F3,
-    F4,
-    F5,
-    F6,
-    F7,  // first column
-    F11,
-    F21,
-    F31,
-    F41,
-    F51,
-    F61,
-    F71,  // second
-    F12,
-    F22,
-    F32,
-    F42,
-    F52,  // third
-    MAINBOARD_BTN_COUNT,
-};
-
-template <MAINBOARD_BTN Btn>
-static int MainBoardBtn_Down(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
-template <MAINBOARD_BTN Btn>
-static int MainBoardBtn_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
-static int MainBoardBtnF4_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
-static int MainBoardBtnF52_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
-static void ConnectCheck();
-
-constexpr MSGFUNC MainBoardBtnF1_Down = MainBoardBtn_Down<F1>, MainBoardBtnF1_Up = MainBoardBtn_Up<F1>;
-constexpr MSGFUNC MainBoardBtnF2_Down = MainBoardBtn_Down<F2>, MainBoardBtnF2_Up = MainBoardBtn_Up<F2>;
-constexpr MSGFUNC MainBoardBtnF3_Down = MainBoardBtn_Down<F3>, MainBoardBtnF3_Up = MainBoardBtn_Up<F3>;
-constexpr MSGFUNC MainBoardBtnF4_Down = MainBoardBtn_Down<F4>;
-constexpr MSGFUNC MainBoardBtnF5_Down = MainBoardBtn_Down<F5>, MainBoardBtnF5_Up = MainBoardBtn_Up<F5>;
-constexpr MSGFUNC MainBoardBtnF6_Down = MainBoardBtn_Down<F6>, MainBoardBtnF6_Up = MainBoardBtn_Up<F6>;
-constexpr MSGFUNC MainBoardBtnF7_Down = MainBoardBtn_Down<F7>, MainBoardBtnF7_Up = MainBoardBtn_Up<F7>;
-constexpr MSGFUNC MainBoardBtnF11_Down = MainBoardBtn_Down<F11>, MainBoardBtnF11_Up = MainBoardBtn_Up<F11>;
-constexpr MSGFUNC MainBoardBtnF21_Down = MainBoardBtn_Down<F21>, MainBoardBtnF21_Up = MainBoardBtn_Up<F21>;
-constexpr MSGFUNC MainBoardBtnF31_Down = MainBoardBtn_Down<F31>, MainBoardBtnF31_Up = MainBoardBtn_Up<F31>;
-constexpr MSGFUNC MainBoardBtnF41_Down = MainBoardBtn_Down<F41>, MainBoardBtnF41_Up = MainBoardBtn_Up<F41>;
-constexpr MSGFUNC MainBoardBtnF51_Down = MainBoardBtn_Down<F51>, MainBoardBtnF51_Up = MainBoardBtn_Up<F51>;
-constexpr MSGFUNC MainBoardBtnF61_Down = MainBoardBtn_Down<F61>, MainBoardBtnF61_Up = MainBoardBtn_Up<F61>;
-constexpr MSGFUNC MainBoardBtnF71_Down = MainBoardBtn_Down<F71>, MainBoardBtnF71_Up = MainBoardBtn_Up<F71>;
-constexpr MSGFUNC MainBoardBtnF12_Down = MainBoardBtn_Down<F12>, MainBoardBtnF12_Up = MainBoardBtn_Up<F12>;
-constexpr MSGFUNC MainBoardBtnF22_Down = MainBoardBtn_Down<F22>, MainBoardBtnF22_Up = MainBoardBtn_Up<F22>;
-constexpr MSGFUNC MainBoardBtnF32_Down = MainBoardBtn_Down<F32>, MainBoardBtnF32_Up = MainBoardBtn_Up<F32>;
-constexpr MSGFUNC MainBoardBtnF42_Down = MainBoardBtn_Down<F42>, MainBoardBtnF42_Up = MainBoardBtn_Up<F42>;
-constexpr MSGFUNC MainBoardBtnF52_Down = MainBoardBtn_Down<F52>;
-
-struct MAINBOARD_BUTTON {
-    GUIPICTURE** ppBtn;
-    GUILABEL** ppLbl;
-    unsigned x;
-    unsigned y;
-    const char* pCaption;
-    void (*fnCheck)();  // null: look only
-    MSGFUNC fnDown;
-    MSGFUNC fnUp;
-};
-
-static constexpr MAINBOARD_BUTTON Buttons[] = {
-    {&pMainBoardBtnF1, &pMainBoardLblF1, 600, 35, "Voltage Check", MainBoardFCTShow, MainBoardBtnF1_Down,
-     MainBoardBtnF1_Up},
-    {&pMainBoardBtnF2, &pMainBoardLblF2, 600, 95, "ADC", AdcCheck, MainBoardBtnF2_Down, MainBoardBtnF2_Up},
-    {&pMainBoardBtnF3, &pMainBoardLblF3, 435, 155, "Arm Eeprom", ArmEepromCheck, MainBoardBtnF3_Down,
-     MainBoardBtnF3_Up},
-    {&pMainBoardBtnF4, &pMainBoardLblF4, 435, 215, "Key Check", nullptr, MainBoardBtnF4_Down,
-     MainBoardBtnF4_Up},
-    {&pMainBoardBtnF5, &pMainBoardLblF5, 435, 275, "Speaker Check", SpeakerCheck, MainBoardBtnF5_Down,
-     MainBoardBtnF5_Up},
-    {&pMainBoardBtnF6, &pMainBoardLblF6, 435, 335, "USB Check", ShowUsbCheck, MainBoardBtnF6_Down,
-     MainBoardBtnF6_Up},
-    {&pMainBoardBtnF7, &pMainBoardLblF7, 435, 395, "", nullptr, MainBoardBtnF7_Down, MainBoardBtnF7_Up},
-    {&pMainBoardBtnF11, &pMainBoardLblF11, 435, 64, "Connect", ConnectCheck, MainBoardBtnF11_Down,
-     MainBoardBtnF11_Up},
-    {&pMainBoardBtnF21, &pMainBoardLblF21, 650, 95, "", nullptr, MainBoardBtnF21_Down, MainBoardBtnF21_Up},
-    {&pMainBoardBtnF31, &pMainBoardLblF31, 555, 155, "FPGA DDR", FpgaDdrCheck, MainBoardBtnF31_Down,
-     MainBoardBtnF31_Up},
-    {&pMainBoardBtnF41, &pMainBoardLblF41, 555, 215, "Visible Check", VisibleOnOff, MainBoardBtnF41_Down,
-     MainBoardBtnF41_Up},
-    {&pMainBoardBtnF51, &pMainBoardLblF51, 555, 275, "battery voltage", BatteryCheck, MainBoardBtnF51_Down,
-     MainBoardBtnF51_Up},
-    {&pMainBoardBtnF61, &pMainBoardLblF61, 555, 335, "RTC", RtcCheck, MainBoardBtnF61_Down,
-     MainBoardBtnF61_Up},
-    {&pMainBoardBtnF71, &pMainBoardLblF71, 555, 395, "SDcard Check", ShowSDcardCheck, MainBoardBtnF71_Down,
-     MainBoardBtnF71_Up},
-    {&pMainBoardBtnF12, &pMainBoardLblF12, 675, 155, "", nullptr, MainBoardBtnF12_Down, MainBoardBtnF12_Up},
-    {&pMainBoardBtnF22, &pMainBoardLblF22, 675, 215, "", nullptr, MainBoardBtnF22_Down, MainBoardBtnF22_Up},
-    {&pMainBoardBtnF32, &pMainBoardLblF32, 675, 275, "", nullptr, MainBoardBtnF32_Down, MainBoardBtnF32_Up},
-    {&pMainBoardBtnF42, &pMainBoardLblF42, 675, 335, "", nullptr, MainBoardBtnF42_Down, MainBoardBtnF42_Up},
-    {&pMainBoardBtnF52, &pMainBoardLblF52, 675, 395, "Auto", nullptr, MainBoardBtnF52_Down,
-     MainBoardBtnF52_Up},
-};
-static_assert(sizeof(Buttons) / sizeof(Buttons[0]) == MAINBOARD_BTN_COUNT, "one row a button");
-
-// Those that need the measurement board.
-static const MAINBOARD_BTN BoardButtons[] = {F1, F2, F52};
-
-// The auto run, in this order.
-static const MAINBOARD_BTN AutoButtons[] = {F1, F2, F3, F5, F6, F31, F41, F51, F61, F71};
-constexpr unsigned AUTO_PAUSE_MS = 30;
+constexpr int BUTTONS = 19;
+static GUIPICTURE* pMainBoardBtn[BUTTONS] = {};  // in the order of Buttons
+static GUILABEL* pMainBoardLbl[BUTTONS] = {};
 
 // ---- Result area ----
 
-static void ShowResultText(GUICHAR** ppStr, GUILABEL* pLabel, const char* pText, bool bPass,
-                           GUIPICTURE* pBackGround) {
-    UseLabelFont(bPass ? pMainBoardFntRight : pMainBoardFntWrong, pLabel);
-    UpdateLabelText(ppStr, pText, pLabel, pBackGround);
+static GUIFONT* VerdictFont(bool bPass) {
+    return bPass ? pMainBoardFntRight : pMainBoardFntWrong;
 }
 
 void MainBoardClearResult() {
@@ -166,12 +45,14 @@ void MainBoardClearResult() {
 }
 
 void MainBoardShowResult(const char* pText, bool bPass) {
-    ShowResultText(&pMainBoardStrResult, pMainBoardLblResult, pText, bPass, pMainBoardPicDataDispaly);
+    UpdateLabelVerdict(&pMainBoardStrResult, pText, VerdictFont(bPass), pMainBoardLblResult,
+                       pMainBoardPicDataDispaly);
 }
 
 void MainBoardShowLine(int iLine, const char* pText, bool bPass) {
     if (iLine >= 0 && iLine < MAINBOARD_POINTS)
-        ShowResultText(&pMainBoardStrDataLine[iLine], pMainBoardLblDataLine[iLine], pText, bPass, nullptr);
+        UpdateLabelVerdict(&pMainBoardStrDataLine[iLine], pText, VerdictFont(bPass),
+                           pMainBoardLblDataLine[iLine], nullptr);
 }
 
 int FrmMainBoardSetInfo(const char* pInfo) {
@@ -180,75 +61,98 @@ int FrmMainBoardSetInfo(const char* pInfo) {
     return ShowInfoLine(InfoLine, pInfo);
 }
 
-// ---- Enabling ----
+// ---- Buttons ----
 
-int FrmMainBoardSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_ENABLE, COLOR_NONE);
+struct MAINBOARD_BUTTON {
+    unsigned x;
+    unsigned y;
+    const char* pCaption;
+    // Runs under the shield, and in the automatic run in the order of the rows; null: none.
+    void (*fnCheck)();
+    MSGFUNC fnUp;
+    unsigned uiFlags;
+};
+
+static int MainBoardBtnF1_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
+static int MainBoardBtnF11_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
+static int MainBoardBtnF4_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
+static int MainBoardBtnF52_Up(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
+
+// clang-format off
+static constexpr MAINBOARD_BUTTON Buttons[BUTTONS] = {
+    {600,  35, "Voltage Check",   MainBoardFCTShow, MainBoardBtnF1_Up,  SCREEN_BOARD}, // F1
+    {600,  95, "ADC",             AdcCheck,         MainBoardBtnF1_Up,  SCREEN_BOARD}, // F2
+    {435, 155, "Arm Eeprom",      ArmEepromCheck,   MainBoardBtnF1_Up,  0},            // F3
+    {435, 215, "Key Check",       nullptr,          MainBoardBtnF4_Up,  0},            // F4
+    {435, 275, "Speaker Check",   SpeakerCheck,     MainBoardBtnF1_Up,  0},            // F5
+    {435, 335, "USB Check",       ShowUsbCheck,     MainBoardBtnF1_Up,  0},            // F6
+    {435, 395, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F7
+    {435,  64, "Connect",         nullptr,          MainBoardBtnF11_Up, 0},            // F11
+    {650,  95, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F21
+    {555, 155, "FPGA DDR",        FpgaDdrCheck,     MainBoardBtnF1_Up,  0},            // F31
+    {555, 215, "Visible Check",   VisibleOnOff,     MainBoardBtnF1_Up,  0},            // F41
+    {555, 275, "battery voltage", BatteryCheck,     MainBoardBtnF1_Up,  0},            // F51
+    {555, 335, "RTC",             RtcCheck,         MainBoardBtnF1_Up,  0},            // F61
+    {555, 395, "SDcard Check",    ShowSDcardCheck,  MainBoardBtnF1_Up,  0},            // F71
+    {675, 155, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F12
+    {675, 215, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F22
+    {675, 275, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F32
+    {675, 335, "",                nullptr,          MainBoardBtnF1_Up,  0},            // F42
+    {675, 395, "Auto",            nullptr,          MainBoardBtnF52_Up, SCREEN_BOARD}, // F52
+};
+// clang-format on
+constexpr int F1 = 0, F2 = 1, F4 = 3, F11 = 7, F52 = 18;
+
+// Those that need the measurement board.
+static const SCREEN_BUTTON BoardButtons[] = {
+    {&pMainBoardBtn[F1], &pMainBoardLbl[F1]},
+    {&pMainBoardBtn[F2], &pMainBoardLbl[F2]},
+    {&pMainBoardBtn[F52], &pMainBoardLbl[F52]},
+};
+
+static void RunShielded(void (*fnCheck)()) {
+    SetPictureEnable(1, pMainBoardShield);
+    fnCheck();
+    SetPictureEnable(0, pMainBoardShield);
 }
 
-int FrmMainBoardSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_DISABLE, COLOR_NONE);
+// F1, and all that have no handler of their own.
+static int MainBoardBtnF1_Up(void*, int, void*, int) {
+    const auto iButton = TouchedControl()->ppPicture - pMainBoardBtn;
+    ShowBtn_FuncUp(pMainBoardBtn[iButton], pMainBoardLbl[iButton]);
+    if (Buttons[iButton].fnCheck != nullptr)
+        RunShielded(Buttons[iButton].fnCheck);
+    return 0;
 }
 
 static void ConnectCheck() {
-    SerialInitThd2(nullptr);
-    const bool bConnected = IsBoardConnected();
-    FrmMainBoardSetInfo(bConnected ? "Connect success!!!" : "Connect fail!!!");
-    for (const MAINBOARD_BTN Btn : BoardButtons) {
-        GUIPICTURE* pBtn = *Buttons[Btn].ppBtn;
-        if (bConnected)
-            FrmMainBoardSetBtnEnable(pBtn, *Buttons[Btn].ppLbl);
-        else
-            FrmMainBoardSetBtnDisable(pBtn, *Buttons[Btn].ppLbl);
-        SetPictureEnable(bConnected, pBtn);
-    }
+    static const SCREEN_CONNECT Connect = {SerialInitThd2, Table(BoardButtons), FrmMainBoardSetInfo,
+                                           "Connect success!!!", "Connect fail!!!"};
+    RunConnect(Connect);
 }
 
-// The look as created, before the first painting.
-static void DisableBoardButtons() {
-    for (const MAINBOARD_BTN Btn : BoardButtons) {
-        SetPictureBitmap(BMP_BTN_DISABLE, *Buttons[Btn].ppBtn);
-        SetPictureEnable(0, *Buttons[Btn].ppBtn);
-    }
-}
-
-// ---- Handlers ----
-
-static int PressButton(const MAINBOARD_BUTTON& Button) {
-    return ShowBtn_FuncDown(*Button.ppBtn, *Button.ppLbl);
-}
-
-static int ReleaseButton(const MAINBOARD_BUTTON& Button) {
-    ShowBtn_FuncUp(*Button.ppBtn, *Button.ppLbl);
-    if (Button.fnCheck == nullptr)
-        return 0;
-    SetPictureEnable(1, pMainBoardShield);
-    Button.fnCheck();
-    SetPictureEnable(0, pMainBoardShield);
+static int MainBoardBtnF11_Up(void*, int, void*, int) {
+    ShowBtn_FuncUp(pMainBoardBtn[F11], pMainBoardLbl[F11]);
+    RunShielded(ConnectCheck);
     return 0;
-}
-
-template <MAINBOARD_BTN Btn>
-static int MainBoardBtn_Down(void*, int, void*, int) {
-    return PressButton(Buttons[Btn]);
-}
-
-template <MAINBOARD_BTN Btn>
-static int MainBoardBtn_Up(void*, int, void*, int) {
-    return ReleaseButton(Buttons[Btn]);
 }
 
 static int MainBoardBtnF4_Up(void*, int, void*, int) {
-    ShowBtn_FuncUp(pMainBoardBtnF4, pMainBoardLblF4);
-    SwitchScreen(pFrmMainBoard, FrmKeyCheck);
-    return 0;
+    ShowBtn_FuncUp(pMainBoardBtn[F4], pMainBoardLbl[F4]);
+    return LeaveFor(FrmKeyCheck);
 }
 
+// ---- Automatic run ----
+
+constexpr unsigned AUTO_PAUSE_MS = 30;
+
 static void RunAutoChecks() {
-    for (const MAINBOARD_BTN Btn : AutoButtons) {
-        PressButton(Buttons[Btn]);
-        Buttons[Btn].fnCheck();
-        ShowBtn_FuncUp(*Buttons[Btn].ppBtn, *Buttons[Btn].ppLbl);
+    for (int i = 0; i < BUTTONS; ++i) {
+        if (Buttons[i].fnCheck == nullptr)
+            continue;
+        ShowBtn_FuncDown(pMainBoardBtn[i], pMainBoardLbl[i]);
+        Buttons[i].fnCheck();
+        ShowBtn_FuncUp(pMainBoardBtn[i], pMainBoardLbl[i]);
         if (WaitUnlessExit(AUTO_PAUSE_MS) != 0)
             return;
     }
@@ -277,20 +181,14 @@ static void ShowSummary() {
 }
 
 static int MainBoardBtnF52_Up(void*, int, void*, int) {
-    SetPictureEnable(1, pMainBoardShield);
-    RunAutoChecks();
-    ShowSummary();
-    ShowBtn_FuncUp(pMainBoardBtnF52, pMainBoardLblF52);
-    SetPictureEnable(0, pMainBoardShield);
+    RunShielded([] {
+        RunAutoChecks();
+        ShowSummary();
+        ShowBtn_FuncUp(pMainBoardBtn[F52], pMainBoardLbl[F52]);
+    });
     return 0;
 }
 
-static int MainBoardBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmMainBoard, FrmMain);
-    return 0;
-}
-
-constexpr MSGFUNC MainBoardBtnBack_Down = NoAction;
 constexpr MSGFUNC MainBoardWndKey_Down = NoAction;
 constexpr MSGFUNC MainBoardWndKey_Up = NoAction;
 constexpr MSGFUNC MainBoardErrProc_Func = NoAction;
@@ -316,7 +214,7 @@ constexpr unsigned LINE_PITCH = 29;
 constexpr size_t ROWS_BEFORE = 6;
 constexpr size_t ROWS_AFTER = 4;
 struct MAINBOARD_CONTROLS {
-    SCREEN_CONTROL Rows[ROWS_BEFORE + MAINBOARD_BTN_COUNT + ROWS_AFTER];
+    SCREEN_CONTROL Rows[ROWS_BEFORE + BUTTONS + ROWS_AFTER];
 };
 
 static constexpr MAINBOARD_CONTROLS MakeControls() {
@@ -330,14 +228,15 @@ static constexpr MAINBOARD_CONTROLS MakeControls() {
         PictureRow(&pMainBoardPicDataDispaly, {20, 30, 400, 400}, BITMAP_DIR "frm_dataInfo.bmp"),
     }};
     size_t uiRow = ROWS_BEFORE;
-    for (const MAINBOARD_BUTTON& Button : Buttons)
-        Controls.Rows[uiRow++] = ButtonRow(Button.x, Button.y, Button.pCaption, Button.ppBtn, Button.ppLbl,
-                                           Button.fnDown, Button.fnUp);
+    for (int i = 0; i < BUTTONS; ++i)
+        Controls.Rows[uiRow++] =
+            ButtonRow(Buttons[i].x, Buttons[i].y, Buttons[i].pCaption, &pMainBoardBtn[i], &pMainBoardLbl[i],
+                      ScreenBtn_Down, Buttons[i].fnUp, Buttons[i].uiFlags);
     Controls.Rows[uiRow++] = LabelRow(&pMainBoardLblResult, {60, 220, 300, 100}, GUILABEL_LEFT, nullptr);
     Controls.Rows[uiRow++] =
         LinesRow(pMainBoardLblDataLine, MAINBOARD_POINTS, {25, LINE_TOP, 390, 20}, LINE_PITCH);
     Controls.Rows[uiRow++] = InfoLineRow(&pMainBoardLblInfo, &pMainBoardStrInfo);
-    Controls.Rows[uiRow] = BackButtonRow(&pMainBoardBtnBack, MainBoardBtnBack_Down, MainBoardBtnBack_Up);
+    Controls.Rows[uiRow] = BackButtonRow(&pMainBoardBtnBack, BackTo<FrmMain>);
     return Controls;
 }
 
@@ -356,8 +255,6 @@ static const SCREEN MainBoardScreen = {
 int FrmMainBoardInit(void* pWndObj) {
     CreateScreen(MainBoardScreen, static_cast<GUIWINDOW*>(pWndObj));
     SetPictureEnable(0, pMainBoardShield);
-    if (!IsBoardConnected())
-        DisableBoardButtons();
     return 0;
 }
 

@@ -16,8 +16,8 @@ constexpr SCREEN_ENTRY FrmMainBoard = {FrmMainBoardInit, FrmMainBoardExit, FrmMa
                                        FrmMainBoardLoop};
 
 // Enabled and disabled look of a button. Return 0.
-int FrmMainBoardSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
-int FrmMainBoardSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
+constexpr BTN_LOOK_FUNC FrmMainBoardSetBtnEnable = ShowBtn_Enable;
+constexpr BTN_LOOK_FUNC FrmMainBoardSetBtnDisable = ShowBtn_Disable;
 
 // Ends what the screen leaves running when it is left, the visible light source. Before the optical tests,
 // and at the end of the program.

@@ -44,8 +44,7 @@ int FrmOPMSetInfo(const char* pInfo) {
 }
 
 static void ShowLine(GUICHAR** ppStr, GUILABEL* pLabel, const char* pText, bool bPass) {
-    UseLabelFont(bPass ? pOPMFntRight : pOPMFntWrong, pLabel);
-    UpdateLabelText(ppStr, pText, pLabel, nullptr);
+    UpdateLabelVerdict(ppStr, pText, bPass ? pOPMFntRight : pOPMFntWrong, pLabel, nullptr);
 }
 
 void OpmShowResult(OPM_RESULT_LINE Line, const char* pText, bool bPass) {
@@ -64,14 +63,6 @@ void OpmResetDataFonts() {
 
 // ---- Looks ----
 
-int FrmOPMSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_ENABLE, COLOR_NONE);
-}
-
-int FrmOPMSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl) {
-    return ShowLook(pObjBtn, pObjLbl, BMP_BTN_DISABLE, COLOR_NONE);
-}
-
 int FrmOPMSetAllBtnEnable(int iEnable) {
     SetGroupEnable(TestGroup, iEnable);
     return 0;
@@ -89,6 +80,8 @@ static void DisableButtons(const GUIPICTURE* pOwn) {
 
 // After it: those that may be started, two of them only with the board.
 static void EnableButtons() {
+    if (bAttenuatorFailed)
+        return ShowGroup(TestGroup, BMP_BTN_DISABLE);
     const bool bConnected = IsBoardConnected();
     for (const SCREEN_BUTTON& Button : TestButtons) {
         const bool bNeedsBoard = Button.ppPicture == &pOPMBtnF1 || Button.ppPicture == &pOPMBtnF8;
@@ -98,32 +91,28 @@ static void EnableButtons() {
 
 // ---- Handlers ----
 
-static int OPMBtnConnect_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pOPMBtnConnect, pOPMLblConnect);
-}
-
 static int OPMBtnConnect_Up(void*, int, void*, int) {
     ShowBtn_FuncUp(pOPMBtnConnect, pOPMLblConnect);
-    const bool bConnected = ConnectBoard(SerialInitThd1);
-    SetGroup(TestGroup, bConnected && !bAttenuatorFailed);
-    return FrmOPMSetInfo(bConnected ? "Connect Success!!!" : "Connect Fail!!!");
+    static const SCREEN_CONNECT Connect = {SerialInitThd1, TestGroup, FrmOPMSetInfo, "Connect Success!!!",
+                                           "Connect Fail!!!"};
+    return RunConnect(Connect, bAttenuatorFailed);
 }
 
-static int OPMBtnF1_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pOPMBtnF1, pOPMLblF1);
-}
-
-static int OPMBtnF1_Up(void*, int, void*, int) {
-    ShowBtn_FuncUp(pOPMBtnF1, pOPMLblF1);
-    DisableButtons(pOPMBtnF1);
-    FrmOPMSetInfo("");
-    OPMFCTShow();
+// Runs the touched button's test, no test taking input meanwhile.
+static int RunTest(void (*fnTest)()) {
+    const SCREEN_CONTROL* pRow = TouchedControl();
+    ShowBtn_FuncUp(*pRow->ppPicture, *pRow->ppLabel);
+    DisableButtons(*pRow->ppPicture);
+    fnTest();
     EnableButtons();
     return 0;
 }
 
-static int OPMBtnF8_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pOPMBtnF8, pOPMLblF8);
+static int OPMBtnF1_Up(void*, int, void*, int) {
+    return RunTest([] {
+        FrmOPMSetInfo("");
+        OPMFCTShow();
+    });
 }
 
 // Those of an earlier run would stand there while this one is under way.
@@ -133,52 +122,32 @@ static void ClearChannelVerdicts() {
             OpmShowResult(static_cast<OPM_RESULT_LINE>(i), "", true);
 }
 
-static int OPMBtnF8_Up(void*, int, void*, int) {
+static void TestSignalChain() {
     static int32_t (*const Modes[])() = {ChnnelMode1, ChnnelMode2, ChnnelMode3, ChnnelMode4};
-    ShowBtn_FuncUp(pOPMBtnF8, pOPMLblF8);
-    DisableButtons(pOPMBtnF8);
     ClearChannelVerdicts();
     for (const auto fnMode : Modes) {
         bAttenuatorFailed = fnMode() != 0;
-        if (bAttenuatorFailed) {
-            ShowGroup(TestGroup, BMP_BTN_DISABLE);
-            return 0;
-        }
+        if (bAttenuatorFailed)
+            return;
     }
-    EnableButtons();
-    return 0;
 }
 
-static int OPMBtnF9_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pOPMBtnF9, pOPMLblF9);
+static int OPMBtnF8_Up(void*, int, void*, int) {
+    return RunTest(TestSignalChain);
 }
 
 static int OPMBtnF9_Up(void*, int, void*, int) {
-    ShowBtn_FuncUp(pOPMBtnF9, pOPMLblF9);
-    DisableButtons(pOPMBtnF9);
-    ShowOpmEepromCheck();
-    EnableButtons();
-    return 0;
-}
-
-static int OPMBtnF10_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pOPMBtnF10, pOPMLblF10);
+    return RunTest(ShowOpmEepromCheck);
 }
 
 static int OPMBtnF10_Up(void*, int, void*, int) {
-    ShowBtn_FuncUp(pOPMBtnF10, pOPMLblF10);
-    DisableButtons(pOPMBtnF10);
-    ShowOpmTemperature();
-    EnableButtons();
-    return 0;
+    return RunTest(ShowOpmTemperature);
 }
 
-static int OPMBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmOPM, FrmOpticalMain);
-    return 0;
-}
-
-constexpr MSGFUNC OPMBtnBack_Down = NoAction;
+constexpr MSGFUNC OPMBtnConnect_Down = ScreenBtn_Down, OPMBtnF1_Down = ScreenBtn_Down;
+constexpr MSGFUNC OPMBtnF8_Down = ScreenBtn_Down, OPMBtnF9_Down = ScreenBtn_Down,
+                  OPMBtnF10_Down = ScreenBtn_Down;
+constexpr MSGFUNC OPMBtnBack_Up = BackTo<FrmOpticalMain>;
 constexpr MSGFUNC OPMWndKey_Down = NoAction;
 constexpr MSGFUNC OPMWndKey_Up = NoAction;
 constexpr MSGFUNC OPMErrProc_Func = NoAction;
@@ -199,27 +168,30 @@ static const SCREEN_STRING OPMStrings[] = {
 // Data lines 1 to 9 stand below the result lines; the others, which no test uses, between them.
 constexpr unsigned DATA_LINES_BELOW = 9;
 
+// A button with its corner at (x, y); its caption begins at the same x.
+static constexpr SCREEN_CONTROL OPMButtonRow(unsigned x, unsigned y, const char* pCaption,
+                                             GUIPICTURE** ppPicture, GUILABEL** ppLabel, MSGFUNC fnDown,
+                                             MSGFUNC fnUp, unsigned uiFlags = 0) {
+    return TouchRow(ppPicture, {x, y, 105, 53}, BMP_BTN_ENABLE, ppLabel, {x, y + 9, 95, 53}, pCaption,
+                    nullptr, fnDown, fnUp, SCREEN_COMPONENT | uiFlags);
+}
+
 static const SCREEN_CONTROL OPMControls[] = {
     StatusBarRow(&pOPMBarStatus),
     BackgroundRow(&pOPMBgDesk, BITMAP_DIR "bg_desk.bmp"),
     InfoBarRow(&pOPMBarInfo),
     TitleRow(&pOPMLblTitle, "OPM FCT"),
-    TouchRow(&pOPMBtnConnect, {450, 35, 105, 53}, BMP_BTN_ENABLE, &pOPMLblConnect, {450, 44, 95, 53},
-             "Connect", nullptr, OPMBtnConnect_Down, OPMBtnConnect_Up),
-    TouchRow(&pOPMBtnF1, {600, 35, 105, 53}, BMP_BTN_ENABLE, &pOPMLblF1, {600, 44, 95, 53}, "Voltage Check",
-             nullptr, OPMBtnF1_Down, OPMBtnF1_Up),
-    TouchRow(&pOPMBtnF8, {600, 95, 105, 53}, BMP_BTN_ENABLE, &pOPMLblF8, {600, 104, 95, 53}, "Signal chain",
-             nullptr, OPMBtnF8_Down, OPMBtnF8_Up),
-    TouchRow(&pOPMBtnF9, {600, 155, 105, 53}, BMP_BTN_ENABLE, &pOPMLblF9, {600, 164, 95, 53}, "Eeprom Check",
-             nullptr, OPMBtnF9_Down, OPMBtnF9_Up),
-    TouchRow(&pOPMBtnF10, {600, 215, 105, 53}, BMP_BTN_ENABLE, &pOPMLblF10, {600, 224, 95, 53}, "Temperature",
-             nullptr, OPMBtnF10_Down, OPMBtnF10_Up),
+    OPMButtonRow(450, 35, "Connect", &pOPMBtnConnect, &pOPMLblConnect, OPMBtnConnect_Down, OPMBtnConnect_Up),
+    OPMButtonRow(600, 35, "Voltage Check", &pOPMBtnF1, &pOPMLblF1, OPMBtnF1_Down, OPMBtnF1_Up, SCREEN_BOARD),
+    OPMButtonRow(600, 95, "Signal chain", &pOPMBtnF8, &pOPMLblF8, OPMBtnF8_Down, OPMBtnF8_Up, SCREEN_BOARD),
+    OPMButtonRow(600, 155, "Eeprom Check", &pOPMBtnF9, &pOPMLblF9, OPMBtnF9_Down, OPMBtnF9_Up),
+    OPMButtonRow(600, 215, "Temperature", &pOPMBtnF10, &pOPMLblF10, OPMBtnF10_Down, OPMBtnF10_Up),
     PictureRow(&pOPMPicData, {5, 30, 400, 400}, BITMAP_DIR "frm_dataInfo.bmp"),
     LinesRow(pOPMLblResult, OPM_RESULT_LINES, {25, 45, 350, 24}, 45),
     LinesRow(pOPMLblDataLine, DATA_LINES_BELOW, {25, 252, 370, 19}, 19),
     LinesRow(pOPMLblDataLine + DATA_LINES_BELOW, OPM_DATA_LINES - DATA_LINES_BELOW, {25, 43, 370, 19}, 19),
     InfoLineRow(&pOPMLblInfo, &pOPMStrInfo),
-    BackButtonRow(&pOPMBtnBack, OPMBtnBack_Down, OPMBtnBack_Up),
+    BackButtonRow(&pOPMBtnBack, OPMBtnBack_Up),
 };
 
 static const SCREEN OPMScreen = {
@@ -230,21 +202,9 @@ static const SCREEN OPMScreen = {
 
 // ---- Entry points ----
 
-// Until the board is connected, the two tests that need it are disabled.
-static void DisableBoardTests() {
-    GUIPICTURE* const pButtons[] = {pOPMBtnF1, pOPMBtnF8};
-    for (GUIPICTURE* pButton : pButtons) {
-        SetPictureBitmap(BMP_BTN_DISABLE, pButton);
-        SetPictureEnable(0, pButton);
-    }
-}
-
 int FrmOPMInit(void* pWndObj) {
     bAttenuatorFailed = false;
-    CreateScreen(OPMScreen, static_cast<GUIWINDOW*>(pWndObj));
-    if (!IsBoardConnected())
-        DisableBoardTests();
-    return 0;
+    return CreateScreen(OPMScreen, static_cast<GUIWINDOW*>(pWndObj));
 }
 
 int FrmOPMPaint(void*) {

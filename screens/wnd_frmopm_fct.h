@@ -15,7 +15,7 @@ constexpr WNDFUNC FrmOPMResume = ScreenIdle;
 constexpr SCREEN_ENTRY FrmOPM = {FrmOPMInit, FrmOPMExit, FrmOPMPaint, FrmOPMLoop};
 
 // Looks of a button with its caption. Return 0.
-int FrmOPMSetBtnEnable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
-int FrmOPMSetBtnDisable(GUIPICTURE* pObjBtn, GUILABEL* pObjLbl);
+constexpr BTN_LOOK_FUNC FrmOPMSetBtnEnable = ShowBtn_Enable;
+constexpr BTN_LOOK_FUNC FrmOPMSetBtnDisable = ShowBtn_Disable;
 // Whether the four test buttons take input; their looks stay. Returns 0.
 int FrmOPMSetAllBtnEnable(int iEnable);

@@ -36,9 +36,7 @@ static const SCREEN_BUTTON ActionButtons[] = {
 // ---- Texts ----
 
 int FrmOptcheckSetDataInfo(const char* pInfo, int iLine) {
-    if (pInfo != nullptr && iLine >= 1 && iLine <= LINES)
-        UpdateLabelText(&pOptcheckStrData[iLine - 1], pInfo, pOptcheckLblData[iLine - 1], nullptr);
-    return 0;
+    return ShowDataLine({pOptcheckStrData, pOptcheckLblData, LINES}, pInfo, iLine);
 }
 
 int FrmOptcheckSetInfo(const char* pInfo) {
@@ -103,15 +101,6 @@ static int OptcheckBtnDev_Up(void*, int, void*, int) {
     return FrmOptcheckSetDataInfo(strLine, 2);
 }
 
-// ---- Back ----
-
-static int OptcheckBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmOptcheck, FrmOpticalMain);
-    return 0;
-}
-
-constexpr MSGFUNC OptcheckBtnBack_Down = NoAction;
-
 // ---- Tables ----
 
 static const SCREEN_STRING OptcheckStrings[] = {
@@ -137,7 +126,7 @@ static const SCREEN_CONTROL OptcheckControls[] = {
     ActionRow(224, "Dev adjust", &pOptcheckBtnDev, &pOptcheckLblDev, OptcheckBtnDev_Down, OptcheckBtnDev_Up),
     LinesRow(pOptcheckLblData, LINES, {10, 45, 390, 90}, 200, pOptcheckStrData),
     InfoLineRow(&pOptcheckLblInfo, &pOptcheckStrInfo),
-    BackButtonRow(&pOptcheckBtnBack, OptcheckBtnBack_Down, OptcheckBtnBack_Up),
+    BackButtonRow(&pOptcheckBtnBack, BackTo<FrmOpticalMain>),
 };
 
 static const SCREEN OptcheckScreen = {

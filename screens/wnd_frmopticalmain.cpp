@@ -45,38 +45,34 @@ static constexpr OPTICAL_ICON Icons[] = {
     {BITMAP_DIR "ico_7.bmp", BITMAP_DIR "ico_7_press.bmp", &FrmE2PROM},
 };
 
-template <int Icon>
 static int OpticalMainIcoWnd_Down(void*, int, void*, int) {
-    return ShowLook(pOpticalMainIcoWnd[Icon], pOpticalMainLblWnd[Icon], Icons[Icon].pPressed, COLOR_ORANGE);
+    const auto iIcon = TouchedControl()->ppPicture - pOpticalMainIcoWnd;
+    return ShowLook(pOpticalMainIcoWnd[iIcon], pOpticalMainLblWnd[iIcon], Icons[iIcon].pPressed,
+                    COLOR_ORANGE);
 }
 
-template <int Icon>
 static int OpticalMainIcoWnd_Up(void*, int, void*, int) {
-    ShowLook(pOpticalMainIcoWnd[Icon], pOpticalMainLblWnd[Icon], Icons[Icon].pBitmap, COLOR_NONE);
-    if (Icons[Icon].pTarget == &FrmAdjust)
+    const auto iIcon = TouchedControl()->ppPicture - pOpticalMainIcoWnd;
+    ShowLook(pOpticalMainIcoWnd[iIcon], pOpticalMainLblWnd[iIcon], Icons[iIcon].pBitmap, COLOR_NONE);
+    if (Icons[iIcon].pTarget == &FrmAdjust)
         SetStopThreadFlag(1);
-    SwitchScreen(pFrmOpticalMain, *Icons[Icon].pTarget);
-    return 0;
+    return LeaveFor(*Icons[iIcon].pTarget);
 }
 
-constexpr MSGFUNC OpticalMainIcoWnd1_Down = OpticalMainIcoWnd_Down<0>;
-constexpr MSGFUNC OpticalMainIcoWnd2_Down = OpticalMainIcoWnd_Down<1>;
-constexpr MSGFUNC OpticalMainIcoWnd3_Down = OpticalMainIcoWnd_Down<2>;
-constexpr MSGFUNC OpticalMainIcoWnd4_Down = OpticalMainIcoWnd_Down<3>;
-constexpr MSGFUNC OpticalMainIcoWnd5_Down = OpticalMainIcoWnd_Down<4>;
-constexpr MSGFUNC OpticalMainIcoWnd1_Up = OpticalMainIcoWnd_Up<0>;
-constexpr MSGFUNC OpticalMainIcoWnd2_Up = OpticalMainIcoWnd_Up<1>;
-constexpr MSGFUNC OpticalMainIcoWnd3_Up = OpticalMainIcoWnd_Up<2>;
-constexpr MSGFUNC OpticalMainIcoWnd4_Up = OpticalMainIcoWnd_Up<3>;
-constexpr MSGFUNC OpticalMainIcoWnd5_Up = OpticalMainIcoWnd_Up<4>;
+constexpr MSGFUNC OpticalMainIcoWnd1_Down = OpticalMainIcoWnd_Down,
+                  OpticalMainIcoWnd1_Up = OpticalMainIcoWnd_Up;
+constexpr MSGFUNC OpticalMainIcoWnd2_Down = OpticalMainIcoWnd_Down,
+                  OpticalMainIcoWnd2_Up = OpticalMainIcoWnd_Up;
+constexpr MSGFUNC OpticalMainIcoWnd3_Down = OpticalMainIcoWnd_Down,
+                  OpticalMainIcoWnd3_Up = OpticalMainIcoWnd_Up;
+constexpr MSGFUNC OpticalMainIcoWnd4_Down = OpticalMainIcoWnd_Down,
+                  OpticalMainIcoWnd4_Up = OpticalMainIcoWnd_Up;
+constexpr MSGFUNC OpticalMainIcoWnd5_Down = OpticalMainIcoWnd_Down,
+                  OpticalMainIcoWnd5_Up = OpticalMainIcoWnd_Up;
 
 // ---- Handlers ----
 
-static int OpticalMainWndBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmOpticalMain, FrmMain);
-    return 0;
-}
-
+constexpr MSGFUNC OpticalMainWndBack_Up = BackTo<FrmMain>;
 constexpr MSGFUNC OpticalMainWndBack_Down = NoAction;
 constexpr MSGFUNC OpticalMainWndKey_Down = NoAction;
 constexpr MSGFUNC OpticalMainWndKey_Up = NoAction;
@@ -112,7 +108,7 @@ static const SCREEN_CONTROL OpticalMainControls[] = {
     // The pulse width screen is not offered: neither shown nor touchable.
     IconRow(550, 270, 5, BITMAP_DIR "ico_6.bmp", nullptr, nullptr, SCREEN_UNPAINTED),
     InfoLineRow(&pOpticalMainLblInfo, &pOpticalMainStrInfo),
-    BackButtonRow(&pOpticalMainBtnBack, OpticalMainWndBack_Down, OpticalMainWndBack_Up),
+    BackButtonRow(&pOpticalMainBtnBack, OpticalMainWndBack_Up, OpticalMainWndBack_Down),
 };
 
 static const SCREEN OpticalMainScreen = {

@@ -112,40 +112,25 @@ static constexpr PULSE_MODE PulseModes[MODES] = {
 // ---- Handlers ----
 
 static void ShowData(const char* pText) {
-    SetLabelFont(pPulseWidFntWrong, pPulseWidLblData);
-    UpdateLabelText(&pPulseWidStrData, pText, pPulseWidLblData, pPulseWidPicData);
+    UpdateLabelVerdict(&pPulseWidStrData, pText, pPulseWidFntWrong, pPulseWidLblData, pPulseWidPicData);
 }
 
 void ShowWait() {
     ShowData("Please Wait 5 Seconds......");
 }
 
-template <int Mode>
-static int PulseWidBtn_Down(void*, int, void*, int) {
-    return ShowBtn_FuncDown(pPulseWidBtnF[Mode], pPulseWidLblF[Mode]);
-}
-
-template <int Mode>
 static int PulseWidBtn_Up(void*, int, void*, int) {
-    ShowBtn_FuncUp(pPulseWidBtnF[Mode], pPulseWidLblF[Mode]);
+    const auto iMode = TouchedControl()->ppPicture - pPulseWidBtnF;
+    ShowBtn_FuncUp(pPulseWidBtnF[iMode], pPulseWidLblF[iMode]);
     ShowWait();
-    PulseModes[Mode].fnMode();
-    ShowData(PulseModes[Mode].pResult);
+    PulseModes[iMode].fnMode();
+    ShowData(PulseModes[iMode].pResult);
     return 0;
 }
 
-constexpr MSGFUNC PulseWidBtnF1_Down = PulseWidBtn_Down<0>, PulseWidBtnF1_Up = PulseWidBtn_Up<0>;
-constexpr MSGFUNC PulseWidBtnF2_Down = PulseWidBtn_Down<1>, PulseWidBtnF2_Up = PulseWidBtn_Up<1>;
-constexpr MSGFUNC PulseWidBtnF3_Down = PulseWidBtn_Down<2>, PulseWidBtnF3_Up = PulseWidBtn_Up<2>;
-constexpr MSGFUNC PulseWidBtnF4_Down = PulseWidBtn_Down<3>, PulseWidBtnF4_Up = PulseWidBtn_Up<3>;
-constexpr MSGFUNC PulseWidBtnF5_Down = PulseWidBtn_Down<4>, PulseWidBtnF5_Up = PulseWidBtn_Up<4>;
-constexpr MSGFUNC PulseWidBtnF6_Down = PulseWidBtn_Down<5>, PulseWidBtnF6_Up = PulseWidBtn_Up<5>;
-
-static int PulseWidBtnBack_Up(void*, int, void*, int) {
-    SwitchScreen(pFrmPulseWid, FrmOpticalMain);
-    return 0;
-}
-
+constexpr MSGFUNC PulseWidBtnF1_Down = ScreenBtn_Down, PulseWidBtnF1_Up = PulseWidBtn_Up;
+constexpr MSGFUNC PulseWidBtnF6_Down = ScreenBtn_Down, PulseWidBtnF6_Up = PulseWidBtn_Up;
+constexpr MSGFUNC PulseWidBtnBack_Up = BackTo<FrmOpticalMain>;
 constexpr MSGFUNC PulseWidBtnBack_Down = NoAction;
 constexpr MSGFUNC PulseWidWndKey_Down = NoAction;
 constexpr MSGFUNC PulseWidWndKey_Up = NoAction;
@@ -170,7 +155,8 @@ static const SCREEN_STRING PulseWidStrings[] = {
     {&pPulseWidStrInfo, ""},
 };
 
-static constexpr SCREEN_CONTROL ModeRow(unsigned uiMode, MSGFUNC fnDown, MSGFUNC fnUp) {
+static constexpr SCREEN_CONTROL ModeRow(unsigned uiMode, MSGFUNC fnDown = ScreenBtn_Down,
+                                        MSGFUNC fnUp = PulseWidBtn_Up) {
     const unsigned y = 35 + 60 * uiMode;
     return TouchRow(&pPulseWidBtnF[uiMode], {650, y, 105, 53}, BMP_BTN_ENABLE, &pPulseWidLblF[uiMode],
                     {655, y + 9, 95, 53}, nullptr, &pPulseWidStrF[uiMode], fnDown, fnUp);
@@ -182,16 +168,16 @@ static const SCREEN_CONTROL PulseWidControls[] = {
     InfoBarRow(&pPulseWidBarInfo),
     TitleRow(&pPulseWidLblTitle, nullptr, &pPulseWidStrTitle),
     ModeRow(0, PulseWidBtnF1_Down, PulseWidBtnF1_Up),
-    ModeRow(1, PulseWidBtnF2_Down, PulseWidBtnF2_Up),
-    ModeRow(2, PulseWidBtnF3_Down, PulseWidBtnF3_Up),
-    ModeRow(3, PulseWidBtnF4_Down, PulseWidBtnF4_Up),
-    ModeRow(4, PulseWidBtnF5_Down, PulseWidBtnF5_Up),
+    ModeRow(1),
+    ModeRow(2),
+    ModeRow(3),
+    ModeRow(4),
     ModeRow(5, PulseWidBtnF6_Down, PulseWidBtnF6_Up),
     LinesRow(pPulseWidLblDataLine, DATA_LINES, {25, 45, 370, 19}, 19),
     PictureRow(&pPulseWidPicData, {5, 30, 400, 400}, BITMAP_DIR "frm_dataInfo.bmp"),
     LabelRow(&pPulseWidLblData, {5, 220, 400, 100}, GUILABEL_CENTRE, nullptr, &pPulseWidStrData),
     InfoLineRow(&pPulseWidLblInfo, &pPulseWidStrInfo),
-    BackButtonRow(&pPulseWidBtnBack, PulseWidBtnBack_Down, PulseWidBtnBack_Up),
+    BackButtonRow(&pPulseWidBtnBack, PulseWidBtnBack_Up, PulseWidBtnBack_Down),
 };
 
 static const SCREEN PulseWidScreen = {

@@ -106,13 +106,21 @@ int ShowLook(GUIPICTURE* pPicObj, GUILABEL* pLblObj, const char* pBitmap, COLOR 
     return 0;
 }
 
+int ShowBtn_Enable(GUIPICTURE* pBtn, GUILABEL* pLbl) {
+    return ShowLook(pBtn, pLbl, BMP_BTN_ENABLE, COLOR_NONE);
+}
+
+int ShowBtn_Disable(GUIPICTURE* pBtn, GUILABEL* pLbl) {
+    return ShowLook(pBtn, pLbl, BMP_BTN_DISABLE, COLOR_NONE);
+}
+
 int ShowBtn_FuncDown(GUIPICTURE* pBtnFx, GUILABEL* pLblFx) {
     return ShowLook(pBtnFx, pLblFx, BMP_BTN_ACTIVE, COLOR_CAPTION_PRESSED);
 }
 
 int ShowBtn_FuncUp(GUIPICTURE* pBtnFx, GUILABEL* pLblFx) {
     printf("%s    %d\n", "ShowBtn_FuncUp", 203);
-    ShowLook(pBtnFx, pLblFx, BMP_BTN_ENABLE, COLOR_NONE);
+    ShowBtn_Enable(pBtnFx, pLblFx);
     printf("%s    %d\n", "ShowBtn_FuncUp", 208);
     return 0;
 }
@@ -177,6 +185,12 @@ int UpdateLabelText(GUICHAR** ppStr, const char* pText, GUILABEL* pTargetLbl, GU
 void UseLabelFont(GUIFONT* pFont, GUILABEL* pLabel) {
     if (pLabel != nullptr)
         pLabel->pLblFont = pFont;
+}
+
+int UpdateLabelVerdict(GUICHAR** ppStr, const char* pText, GUIFONT* pFont, GUILABEL* pTargetLbl,
+                       GUIPICTURE* pBackGround) {
+    UseLabelFont(pFont, pTargetLbl);
+    return UpdateLabelText(ppStr, pText, pTargetLbl, pBackGround);
 }
 
 // ---- Screen rectangle ----

@@ -73,6 +73,12 @@ int ShowLabel(GUILABEL* pLblObj, COLOR uiColor);
 // Returns 0.
 int ShowLook(GUIPICTURE* pPicObj, GUILABEL* pLblObj, const char* pBitmap, COLOR uiCaption);
 
+typedef int (*BTN_LOOK_FUNC)(GUIPICTURE* pBtn, GUILABEL* pLbl);
+
+// Looks of a button that can be touched and of one that cannot. Return 0.
+int ShowBtn_Enable(GUIPICTURE* pBtn, GUILABEL* pLbl);
+int ShowBtn_Disable(GUIPICTURE* pBtn, GUILABEL* pLbl);
+
 // Pressed and released look of a function button. Return 0.
 int ShowBtn_FuncDown(GUIPICTURE* pBtnFx, GUILABEL* pLblFx);
 int ShowBtn_FuncUp(GUIPICTURE* pBtnFx, GUILABEL* pLblFx);
@@ -93,6 +99,9 @@ int UpdateLabelRes(const GUICHAR* pTargetStr, GUILABEL* pTargetLbl, GUIPICTURE* 
 int UpdateLabelText(GUICHAR** ppStr, const char* pText, GUILABEL* pTargetLbl, GUIPICTURE* pBackGround);
 // Gives the label a font of its own, or with null none: then it is drawn in the default one.
 void UseLabelFont(GUIFONT* pFont, GUILABEL* pLabel);
+// UpdateLabelText in a font of the text's own: a verdict in its colour.
+int UpdateLabelVerdict(GUICHAR** ppStr, const char* pText, GUIFONT* pFont, GUILABEL* pTargetLbl,
+                       GUIPICTURE* pBackGround);
 
 // ---- Screen rectangle ----
 

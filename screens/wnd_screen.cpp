@@ -11,15 +11,20 @@
 static const SCREEN* pShownScreen = nullptr;
 static const GUIPICTURE* pPressed = nullptr;
 
-// Row of the picture that the message is for, if it takes input now; else null.
-static const SCREEN_CONTROL* TouchedRow() {
+const SCREEN_CONTROL* TouchedControl() {
     const GUIMESSAGE_ITEM* pMsgItem = GetHandledMessage();
     if (pShownScreen == nullptr || pMsgItem == nullptr)
         return nullptr;
     for (const SCREEN_CONTROL& Row : pShownScreen->Controls)
         if (Row.ppPicture != nullptr && *Row.ppPicture == pMsgItem->pRecvObj)
-            return LoadVisibleFlag(&(*Row.ppPicture)->Visible.iEnable) != 0 ? &Row : nullptr;
+            return &Row;
     return nullptr;
+}
+
+// The same, if it takes input now.
+static const SCREEN_CONTROL* EnabledControl() {
+    const SCREEN_CONTROL* pRow = TouchedControl();
+    return pRow != nullptr && LoadVisibleFlag(&(*pRow->ppPicture)->Visible.iEnable) != 0 ? pRow : nullptr;
 }
 
 static int Call(MSGFUNC fnHandler, void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
@@ -29,13 +34,13 @@ static int Call(MSGFUNC fnHandler, void* pInArg, int iInLen, void* pOutArg, int 
 // Registered for every picture that takes touches: a release acts only where its press was taken, so that a
 // finger that was laid down on a disabled button, or before the screen opened, starts nothing when it lifts.
 static int TouchDown(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
-    const SCREEN_CONTROL* pRow = TouchedRow();
+    const SCREEN_CONTROL* pRow = EnabledControl();
     pPressed = pRow == nullptr ? nullptr : *pRow->ppPicture;
     return Call(pPressed == nullptr ? nullptr : pRow->fnDown, pInArg, iInLen, pOutArg, iOutLen);
 }
 
 static int TouchUp(void* pInArg, int iInLen, void* pOutArg, int iOutLen) {
-    const SCREEN_CONTROL* pRow = TouchedRow();
+    const SCREEN_CONTROL* pRow = EnabledControl();
     const bool bTaken = pRow != nullptr && pPressed == *pRow->ppPicture;
     pPressed = nullptr;
     if (bTaken)
@@ -69,6 +74,12 @@ static void CreateLabels(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
     free(pCaption);
 }
 
+// The look as created, before the first painting.
+static void DisableUnpainted(GUIPICTURE* pPicture) {
+    SetPictureBitmap(BMP_BTN_DISABLE, pPicture);
+    SetPictureEnable(0, pPicture);
+}
+
 static void CreateControl(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
     if ((Row.uiFlags & SCREEN_ABSOLUTE) != 0)
         x = y = 0;
@@ -78,6 +89,8 @@ static void CreateControl(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
             *Row.ppPicture = CreatePicture(x + Area.x, y + Area.y, Area.uiWidth, Area.uiHeight, Row.pBitmap);
             return *Row.ppPicture != nullptr;
         });
+    if ((Row.uiFlags & SCREEN_BOARD) != 0 && !IsBoardConnected())
+        DisableUnpainted(*Row.ppPicture);
     if (Row.ppLabel != nullptr)
         CreateLabels(Row, x, y);
 }
@@ -220,13 +233,38 @@ void SetGroup(const SCREEN_GROUP& Group, bool bEnable) {
     ShowGroup(Group, bEnable ? BMP_BTN_ENABLE : BMP_BTN_DISABLE);
 }
 
-// ---- Information line ----
+// ---- Handlers of buttons ----
+
+int ScreenBtn_Down(void*, int, void*, int) {
+    const SCREEN_CONTROL* pRow = TouchedControl();
+    return pRow == nullptr ? 0 : ShowBtn_FuncDown(*pRow->ppPicture, *pRow->ppLabel);
+}
+
+int LeaveFor(const SCREEN_ENTRY& Target) {
+    if (pShownScreen != nullptr)
+        SwitchScreen(*pShownScreen->ppWindow, Target);
+    return 0;
+}
+
+int RunConnect(const SCREEN_CONNECT& Connect, bool bNever) {
+    const bool bConnected = ConnectBoard(Connect.fnToggle);
+    SetGroup(Connect.Group, bConnected && !bNever);
+    return Connect.fnSetInfo(bConnected ? Connect.pSuccess : Connect.pFailure);
+}
+
+// ---- Lines ----
 
 int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo) {
     if (pInfo == nullptr || *Line.ppLabel == nullptr)
         return 0;
     UpdateLabelText(Line.ppString, pInfo, *Line.ppLabel, *Line.ppBar);
     DisplayPicture(*Line.ppBack);
+    return 0;
+}
+
+int ShowDataLine(const SCREEN_DATA_LINES& Lines, const char* pInfo, int iLine) {
+    if (pInfo != nullptr && iLine >= 1 && iLine <= Lines.iLines)
+        UpdateLabelText(&Lines.ppStrings[iLine - 1], pInfo, Lines.ppLabels[iLine - 1], nullptr);
     return 0;
 }
 

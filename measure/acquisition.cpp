@@ -33,7 +33,7 @@ const ACQ_TIMING parameterTiming = {100, 100, 100, 0};
 const ACQ_TIMING signalTiming = {1, 100, 0, 0};
 const ACQ_WAIT adjustWait = {&iStopThreadFlag, ACQ_LIMIT_MS, false};
 
-static void Pause(uint16_t usMsec) {
+void Pause(uint16_t usMsec) {
     if (usMsec != 0)
         MsecSleep(usMsec);
 }

@@ -57,6 +57,9 @@ void EndAcquisition();
 extern int signalMean;
 extern float signalStd;
 
+// Sleeps for a pause of a measurement, milliseconds; 0: none.
+void Pause(uint16_t usMsec);
+
 // Dark level of the ADC with the laser idle: mean of 512 samples, truncated. NO_BLACK_LEVEL when the
 // acquisition was broken off or did not end.
 constexpr uint32_t NO_BLACK_LEVEL = UINT32_MAX;

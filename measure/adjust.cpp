@@ -54,18 +54,13 @@ struct VOLTAGE_SEARCH {
 const VOLTAGE_SEARCH vddSearch = {LINE_VDD, ADC_CHANEL_TP15, OPMSetVdd, 0.05F, 800, 16, 3, 4092, 0, 0};
 const VOLTAGE_SEARCH apdSearch = {LINE_APD, ADC_CHANEL_T70, OPMSetApd, 0.1F, 200, 21, 5, 4090, 500, 100};
 
-static char* LineText() {
+char* LineText() {
     return reinterpret_cast<char*>(adBuffer);
 }
 
-static void FormatReading(float fValue, int iTries, uint16_t usCode) {
+void FormatReading(float fValue, int iTries, uint16_t usCode) {
     snprintf(LineText(), AD_BUFFER_SIZE, "AD Value :%7.5fV, times%d reg:%x", static_cast<double>(fValue),
              iTries, usCode);
-}
-
-static void Pause(uint16_t usMsec) {
-    if (usMsec != 0)
-        MsecSleep(usMsec);
 }
 
 static void StepVoltage(const VOLTAGE_SEARCH& search, bool bAbove, uint16_t& usCode) {

@@ -75,3 +75,8 @@ int32_t OPMAdjustShow();
 
 // Shows one reading on the adjust screen's information line.
 void ShowADValue(float fValue, uint32_t tryTimes, uint16_t reg);
+
+// The line that the loops write their texts into: adBuffer, AD_BUFFER_SIZE bytes.
+char* LineText();
+// Writes a reading into it: volts, tries left, code.
+void FormatReading(float fValue, int iTries, uint16_t usCode);

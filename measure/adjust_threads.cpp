@@ -12,10 +12,6 @@
 
 static int32_t iThreadStatus = 0;  // what the thread bodies pass to ThreadExit
 
-static char* LineText() {
-    return reinterpret_cast<char*>(adBuffer);
-}
-
 // ---- What each loop shows and saves ----
 
 // Results on one line, two blanks between them.
@@ -201,7 +197,6 @@ int32_t OPMAdjustShow() {
 }
 
 void ShowADValue(float fValue, uint32_t tryTimes, uint16_t reg) {
-    snprintf(LineText(), AD_BUFFER_SIZE, "AD Value :%7.5fV, times%d reg:%x", static_cast<double>(fValue),
-             static_cast<int>(tryTimes), reg);
+    FormatReading(fValue, static_cast<int>(tryTimes), reg);
     FrmAdjustSetInfo(LineText());
 }

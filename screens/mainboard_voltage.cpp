@@ -1,15 +1,6 @@
-#include <stdio.h>
-
-#include "device/serial_link.h"
 #include "gui/guischeduler.h"
 #include "screens/mainboard_check.h"
-
-struct VOLTAGE_POINT {
-    AdcChanel Channel;
-    const char* pName;  // with its colon, padded as shown
-    float fLow;         // volts; a reading of a limit itself fails
-    float fHigh;
-};
+#include "screens/voltage_check.h"
 
 // Nominal voltage at the fixture's divider with a band of 5 % (10 % for the last three).
 static const VOLTAGE_POINT VoltagePoints[MAINBOARD_POINTS] = {
@@ -29,23 +20,15 @@ static const VOLTAGE_POINT VoltagePoints[MAINBOARD_POINTS] = {
 };
 
 bool MainBoardPointPasses(int iPoint, float fValue) {
-    return iPoint >= 0 && iPoint < MAINBOARD_POINTS && VoltagePoints[iPoint].fLow < fValue &&
-           fValue < VoltagePoints[iPoint].fHigh;
+    return iPoint >= 0 && iPoint < MAINBOARD_POINTS && VoltagePasses(VoltagePoints[iPoint], fValue);
 }
 
 void MainBoardFCTShow() {
     MainBoardResult.ValFlag = 0;
     MainBoardClearResult();
     for (int i = 0; i < MAINBOARD_POINTS && GetExitFlag() != 1; ++i) {
-        const VOLTAGE_POINT& Point = VoltagePoints[i];
-        float fValue = NO_READING;
-        OPMGetZhijuAdcValue(Point.Channel, ADCRANGE_2560MV, &fValue, nullptr, GET_ZHIJU_ADC_VALUE,
-                            SHORT_REPLY);
-        const bool bPass = MainBoardPointPasses(i, fValue);
-        MainBoardResult.ValFlag += bPass;
-        char strLine[80] = "";
-        snprintf(strLine, sizeof(strLine), " %s  %s  %7.5fV  ", bPass ? "OK" : "F.", Point.pName,
-                 static_cast<double>(fValue));
-        MainBoardShowLine(i, strLine, bPass);
+        const VOLTAGE_READING Reading = MeasureVoltage(VoltagePoints[i], " %s  %s  %7.5fV  ");
+        MainBoardResult.ValFlag += Reading.bPass;
+        MainBoardShowLine(i, Reading.strLine, Reading.bPass);
     }
 }

@@ -34,6 +34,9 @@ void MainBoardShowResult(const char* pText, bool bPass);
 // Writes a text into data line iLine (0 to MAINBOARD_POINTS - 1).
 void MainBoardShowLine(int iLine, const char* pText, bool bPass);
 
+// Shows the kept results of the checks that the automatic run goes through, one line each.
+void MainBoardShowSummary();
+
 // ---- Checks; each shows its result ----
 
 // Supply voltages at the test points.

@@ -139,14 +139,14 @@ static int AdjustBtnLoop_Up(void*, int, void*, int) {
 // ---- Tables ----
 
 static const SCREEN_STRING AdjustStrings[] = {
-    {&pAdjustStrTitle, "OPM Adjust"},          {&pAdjustStrCaption[0], strApd},
-    {&pAdjustStrCaption[1], strVdd},           {&pAdjustStrCaption[2], strAtt0},
-    {&pAdjustStrCaption[3], strAtt1},          {&pAdjustStrCaption[4], strAuto},
-    {&pAdjustStrCaption[5], strTest},          {&pAdjustStrCaption[6], strStart},
-    {&pAdjustStrCaption[7], strSave},          {&pAdjustStrCaption[8], strStop},
-    {&pAdjustStrCaption[9], strShow},          {&pAdjustStrInfo, "infomation eara!"},
-    {&pAdjustStrConnect, "Connect"},           {&pAdjustStrFailure, "Connect Failure !"},
-    {&pAdjustStrSuccess, "Connect Success !"}, {pAdjustStrData, "", LOOPS},
+    {&pAdjustStrTitle, "OPM Adjust"},        {&pAdjustStrCaption[0], strApd},
+    {&pAdjustStrCaption[1], strVdd},         {&pAdjustStrCaption[2], strAtt0},
+    {&pAdjustStrCaption[3], strAtt1},        {&pAdjustStrCaption[4], strAuto},
+    {&pAdjustStrCaption[5], strTest},        {&pAdjustStrCaption[6], strStart},
+    {&pAdjustStrCaption[7], strSave},        {&pAdjustStrCaption[8], strStop},
+    {&pAdjustStrCaption[9], strShow},        {&pAdjustStrInfo, "infomation eara!"},
+    {&pAdjustStrConnect, "Connect"},         {&pAdjustStrFailure, LINK_FAILURE_TEXT},
+    {&pAdjustStrSuccess, LINK_SUCCESS_TEXT}, {pAdjustStrData, "", LOOPS},
 };
 
 // A button with its corner at (x, y); its caption stands lower than on the other screens.

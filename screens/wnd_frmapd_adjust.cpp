@@ -1,21 +1,17 @@
 #include "screens/wnd_frmapd_adjust.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 
-#include "gui/guidraw.h"
 #include "gui/guischeduler.h"
 #include "measure/adjust.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"
+#include "screens/apd_curve.h"
 #include "screens/wnd_frme2prom.h"
 #include "screens/wnd_frmopticalmain.h"
 #include "screens/wnd_screen.h"
 
 int iCreateThreadSuccessFlag = 0;
-int iDrawX[APD_DRAW_MAX] = {};
-int iDrawY[APD_DRAW_MAX] = {};
-static_assert(APD_BREAK_MAX <= APD_DRAW_MAX, "room for every sample");
 
 static GUITHREAD thdAPDAdjustAnalog = GUITHREAD_NONE;
 static int iRunning = 0;  // 1 from the start of the calibration thread to the end of its work
@@ -76,44 +72,6 @@ int FrmApdAdjSetInfo2(const char* pInfo) {
 
 // ---- Trace ----
 
-// 0 to 80 degrees Celsius lie from x 43 to 672, APD codes 2000 to 4000 from y 281 up to 56.
-static int TraceX(float fTemp) {
-    return static_cast<int>(static_cast<double>(fTemp) / 80.0 * 629.0 + 43.0);
-}
-
-static int TraceY(uint16_t usVolt) {
-    return 281 - static_cast<int>((usVolt - 2000.0) / 2000.0 * 225.0);
-}
-
-static void PrintPoint(int i) {
-    printf("--------------iDrawX[%d] = %d----iDrawY[%d] = %d-------------\n", i, iDrawX[i], i, iDrawY[i]);
-}
-
-// What lies off the screen is not drawn.
-static void DrawPoint(int x, int y) {
-    DrawBlock(static_cast<unsigned>(x - 1), static_cast<unsigned>(y - 1), static_cast<unsigned>(x + 1),
-              static_cast<unsigned>(y + 1));
-}
-
-static void DrawSegment(int iFrom) {
-    DrawLine(static_cast<unsigned>(iDrawX[iFrom]), static_cast<unsigned>(iDrawY[iFrom]),
-             static_cast<unsigned>(iDrawX[iFrom + 1]), static_cast<unsigned>(iDrawY[iFrom + 1]));
-}
-
-static void DrawSamples(const APD_BREAK_PARA& Para) {
-    const int iCount = Para.iNum < APD_BREAK_MAX ? Para.iNum : APD_BREAK_MAX;
-    for (int i = 0; i < iCount; ++i) {
-        iDrawX[i] = TraceX(Para.fTemp[i]);
-        iDrawY[i] = TraceY(Para.iVolt[i]);
-        DrawPoint(iDrawX[i], iDrawY[i]);
-        PrintPoint(i);
-    }
-    for (int i = 0; i < iCount - 1; ++i) {
-        DrawSegment(i);
-        PrintPoint(i);
-    }
-}
-
 void initTraceArea() {
     Draw([] { ShowPicture(pAPDAdjBgTrace); });
 }
@@ -125,7 +83,7 @@ void DrawCurve() {
     Draw([pPen] {
         const COLOR uiOldColor = pPen->uiPenColor;
         pPen->uiPenColor = COLOR_WHITE;
-        DrawSamples(*pApd_Break_Para);
+        DrawApdCurve(*pApd_Break_Para);
         pPen->uiPenColor = uiOldColor;
     });
 }

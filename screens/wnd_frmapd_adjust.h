@@ -13,11 +13,6 @@ constexpr WNDFUNC FrmAPDAdjResume = ScreenIdle;
 
 constexpr SCREEN_ENTRY FrmAPDAdj = {FrmAPDAdjInit, FrmAPDAdjExit, FrmAPDAdjPaint, FrmAPDAdjLoop};
 
-// Screen coordinates of the samples that DrawCurve plotted last.
-constexpr int APD_DRAW_MAX = 100;
-extern int iDrawX[APD_DRAW_MAX];
-extern int iDrawY[APD_DRAW_MAX];
-
 // 1 while a calibration thread that the screen started is to be joined.
 extern int iCreateThreadSuccessFlag;
 

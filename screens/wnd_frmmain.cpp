@@ -67,8 +67,8 @@ static const SCREEN_STRING MainStrings[] = {
     {&pMainStrWnd2, "Opticl_FCT"},
     {&pMainStrWnd5, "MainBoard_FCT"},
     {&pMainStrInfo, "Welcome to K905_FCT !"},
-    {&pMainStrConnect, "Connect Success !"},
-    {&pMainStrDisconnect, "Connect Failure !"},
+    {&pMainStrConnect, LINK_SUCCESS_TEXT},
+    {&pMainStrDisconnect, LINK_FAILURE_TEXT},
 };
 
 static const SCREEN_CONTROL MainControls[] = {
@@ -98,9 +98,7 @@ int FrmMainInit(void* pWndObj) {
         pScreenBmpBuff = static_cast<uint16_t*>(malloc(SCREEN_BUFFER_SIZE));
     printf("BmpFileDirectory = %s\n", BITMAP_DIR);
     CreateScreen(MainScreen, static_cast<GUIWINDOW*>(pWndObj));
-    if (IsBoardConnected())
-        SetLabelText(pMainStrConnect, pMainLblInfo);
-    return 0;
+    return TellLink(pMainStrConnect, pMainLblInfo);
 }
 
 int FrmMainPaint(void*) {

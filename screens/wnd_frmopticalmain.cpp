@@ -81,11 +81,11 @@ constexpr MSGFUNC OpticalMainErrProc_Func = NoAction;
 // ---- Tables ----
 
 static const SCREEN_STRING OpticalMainStrings[] = {
-    {&pOpticalMainStrTitle, "OPM  testV20150629"},  {&pOpticalMainStrWnd[0], "OPM_Adjust"},
-    {&pOpticalMainStrWnd[1], "OPT_Adjust"},         {&pOpticalMainStrWnd[2], "OPM_FCT"},
-    {&pOpticalMainStrWnd[3], "APD_Adjust"},         {&pOpticalMainStrWnd[4], "E2PROM"},
-    {&pOpticalMainStrWnd[5], "Pulse Width"},        {&pOpticalMainStrInfo, "K905 Optical FCT !"},
-    {&pOpticalMainStrConnect, "Connect Success !"}, {&pOpticalMainStrDisconnect, "Connect Failure !"},
+    {&pOpticalMainStrTitle, "OPM  testV20150629"}, {&pOpticalMainStrWnd[0], "OPM_Adjust"},
+    {&pOpticalMainStrWnd[1], "OPT_Adjust"},        {&pOpticalMainStrWnd[2], "OPM_FCT"},
+    {&pOpticalMainStrWnd[3], "APD_Adjust"},        {&pOpticalMainStrWnd[4], "E2PROM"},
+    {&pOpticalMainStrWnd[5], "Pulse Width"},       {&pOpticalMainStrInfo, "K905 Optical FCT !"},
+    {&pOpticalMainStrConnect, LINK_SUCCESS_TEXT},  {&pOpticalMainStrDisconnect, LINK_FAILURE_TEXT},
 };
 
 // An icon of 80 x 80 with its corner at (x, y), its caption below.
@@ -123,9 +123,7 @@ static const SCREEN OpticalMainScreen = {
 
 int FrmOpticalMainInit(void* pWndObj) {
     CreateScreen(OpticalMainScreen, static_cast<GUIWINDOW*>(pWndObj));
-    if (IsBoardConnected())
-        SetLabelText(pOpticalMainStrConnect, pOpticalMainLblInfo);
-    return 0;
+    return TellLink(pOpticalMainStrConnect, pOpticalMainLblInfo);
 }
 
 int FrmOpticalMainPaint(void*) {

@@ -262,6 +262,12 @@ int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo) {
     return 0;
 }
 
+int TellLink(const GUICHAR* pConnected, GUILABEL* pLblInfo) {
+    if (IsBoardConnected())
+        SetLabelText(pConnected, pLblInfo);
+    return 0;
+}
+
 int ShowDataLine(const SCREEN_DATA_LINES& Lines, const char* pInfo, int iLine) {
     if (pInfo != nullptr && iLine >= 1 && iLine <= Lines.iLines)
         UpdateLabelText(&Lines.ppStrings[iLine - 1], pInfo, Lines.ppLabels[iLine - 1], nullptr);

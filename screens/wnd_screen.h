@@ -159,6 +159,12 @@ struct SCREEN_INFO_LINE {
 // Shows a text in the line. Null, or a screen that is not shown, changes nothing. Returns 0.
 int ShowInfoLine(const SCREEN_INFO_LINE& Line, const char* pInfo);
 
+// What the information line tells of the link to the measurement board.
+constexpr char LINK_SUCCESS_TEXT[] = "Connect Success !";
+constexpr char LINK_FAILURE_TEXT[] = "Connect Failure !";
+// For a menu that opens: gives its information line the text if the board is connected. Returns 0.
+int TellLink(const GUICHAR* pConnected, GUILABEL* pLblInfo);
+
 // The data lines of a screen, numbered from 1: iLines strings, and the labels that show them.
 struct SCREEN_DATA_LINES {
     GUICHAR** ppStrings;

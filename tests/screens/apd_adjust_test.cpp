@@ -4,6 +4,7 @@
 #include "device/operator_report.h"
 #include "measure/apd.h"
 #include "measure/common_opm.h"
+#include "screens/apd_curve.h"
 #include "screens/wnd_frmapd_adjust.h"
 #include "tests/screens/screen_fixture.h"
 #include "tests/support/failing_calls.h"

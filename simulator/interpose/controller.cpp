@@ -50,6 +50,7 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"until", [&] { return Until(client, request); }},
             {"screenshot", [&] { return Screenshot(request); }},
             {"text", [&] { return Text(request); }},
+            {"controls", [&] { return Controls(); }},
             {"state", [&] { return State(); }},
             {"set", [&] { return Set(request); }},
             {"quantities", [&] { return Quantities(); }},

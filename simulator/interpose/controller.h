@@ -64,6 +64,7 @@ class Controller {
     std::optional<Json> Until(int client, const Json& request);
     Json Screenshot(const Json& request);
     Json Text(const Json& request);
+    Json Controls();
     Json State();
     Json Faults();
     Json Quantities();

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "simulator/interpose/controller.h"
+#include "simulator/interpose/screen_controls.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
 
@@ -24,6 +25,23 @@ Micros HoldTime(const Json& request) {
     if (milliseconds < 0 || milliseconds > 3'600'000)
         throw std::invalid_argument("hold_ms is out of range");
     return milliseconds * Micros{1000};
+}
+
+// Where a finger touches the control of that name. Throws when the shown screen has none.
+Instrument::Point PointOf(const std::string& name) {
+    std::string known;
+    for (const ScreenControl& control : ScreenControls()) {
+        if (control.touchable && control.name == name)
+            return {control.x, control.y};
+        if (control.touchable && !control.name.empty())
+            known += (known.empty() ? "" : ", ") + control.name;
+    }
+    throw std::invalid_argument("no control \"" + name + "\" on the screen" +
+                                (known.empty() ? "" : "; it has " + known));
+}
+
+Json Rectangle(const Area& area) {
+    return {{"x", area.x}, {"y", area.y}, {"w", area.width}, {"h", area.height}};
 }
 
 std::string TimeText(Micros time) {
@@ -83,16 +101,20 @@ Json Controller::Knob(const Json& request) {
 
 Json Controller::Touch(const Json& request) {
     const std::string action = request.value("action", "tap");
+    const Micros hold = HoldTime(request);
+    Guard guard(machine_.lock);
     std::vector<Instrument::Point> points;
-    if (action == "down" || action == "move" || action == "tap") {
+    if (request.contains("control")) {
+        if (action != "down" && action != "tap")
+            return Result("a control's action is down or tap");
+        points.push_back(PointOf(request["control"].get<std::string>()));
+    } else if (action == "down" || action == "move" || action == "tap") {
         points.push_back({request.at("x").get<int>(), request.at("y").get<int>()});
         if (request.contains("x2") || request.contains("y2"))
             points.push_back({request.at("x2").get<int>(), request.at("y2").get<int>()});
     } else if (action != "up") {
         return Result("a touch's action is down, move, up or tap");
     }
-    const Micros hold = HoldTime(request);
-    Guard guard(machine_.lock);
     machine_.Hardware().Touch(points);
     if (action == "tap")
         machine_.timers.At(machine_.Now() + hold, [this] { machine_.Hardware().Touch({}); });
@@ -140,6 +162,24 @@ Json Controller::Text(const Json& request) {
         runs.push_back({{"x", run.x}, {"y", run.y}, {"w", run.width}, {"color", color}, {"text", run.text}});
     }
     return {{"runs", runs}};
+}
+
+Json Controller::Controls() {
+    Guard guard(machine_.lock);
+    const std::vector<ScreenControl> controls = ScreenControls();
+    guard.unlock();
+    Json list = Json::array();
+    for (const ScreenControl& control : controls) {
+        Json entry = {{"name", control.name}, {"picture", Rectangle(control.picture)}};
+        if (control.caption.width > 0)
+            entry["caption"] = Rectangle(control.caption);
+        if (control.touchable) {
+            entry["enabled"] = control.enabled;
+            entry["at"] = {control.x, control.y};
+        }
+        list.push_back(std::move(entry));
+    }
+    return {{"controls", list}};
 }
 
 Json Controller::State() {

@@ -28,9 +28,12 @@ std::string PlainName(const char* symbol) {
     return name.substr(name.rfind("::") == std::string::npos ? 0 : name.rfind("::") + 2);
 }
 
-// Function symbols of an ELF image in memory, by their value.
-std::map<ElfW(Addr), std::string> ReadSymbols(const char* image, size_t size) {
-    std::map<ElfW(Addr), std::string> symbols;
+// Symbols of one type (STT_FUNC, STT_OBJECT), by their value.
+using Symbols = std::map<ElfW(Addr), std::string>;
+
+// Those of an ELF image in memory.
+Symbols ReadSymbols(const char* image, size_t size, int type) {
+    Symbols symbols;
     const auto inside = [size](size_t offset, size_t length) {
         return offset <= size && length <= size - offset;
     };
@@ -48,7 +51,7 @@ std::map<ElfW(Addr), std::string> ReadSymbols(const char* image, size_t size) {
             continue;
         const auto* entries = reinterpret_cast<const Symbol*>(image + section.sh_offset);
         for (size_t n = 0; n < section.sh_size / sizeof(Symbol); ++n)
-            if ((entries[n].st_info & 0xf) == STT_FUNC && entries[n].st_name < strings.sh_size)
+            if ((entries[n].st_info & 0xf) == type && entries[n].st_name < strings.sh_size)
                 symbols[entries[n].st_value] = image + strings.sh_offset + entries[n].st_name;
     }
     return symbols;
@@ -66,15 +69,15 @@ ElfW(Addr) LoadBias() {
     return bias;
 }
 
-std::map<ElfW(Addr), std::string> ProgramSymbols() {
-    std::map<ElfW(Addr), std::string> symbols;
+Symbols ProgramSymbols(int type) {
+    Symbols symbols;
     const int fd = Real().open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
     struct stat64 status = {};
     if (fd >= 0 && Real().fstat64(fd, &status) == 0) {
         const auto size = static_cast<size_t>(status.st_size);
         void* image = Real().mmap64(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
         if (image != MAP_FAILED) {
-            symbols = ReadSymbols(static_cast<const char*>(image), size);
+            symbols = ReadSymbols(static_cast<const char*>(image), size, type);
             Real().munmap(image, size);
         }
     }
@@ -86,9 +89,16 @@ std::map<ElfW(Addr), std::string> ProgramSymbols() {
 }  // namespace
 
 std::string SymbolName(const void* function) {
-    static const std::map<ElfW(Addr), std::string> symbols = ProgramSymbols();
+    static const Symbols symbols = ProgramSymbols(STT_FUNC);
     const auto found = symbols.find(reinterpret_cast<ElfW(Addr)>(function) - LoadBias());
     return found == symbols.end() ? "" : PlainName(found->second.c_str());
+}
+
+const void* ObjectAddress(const std::string& name) {
+    for (const auto& [value, symbol] : ProgramSymbols(STT_OBJECT))
+        if (PlainName(symbol.c_str()) == name)
+            return reinterpret_cast<const void*>(value + LoadBias());
+    return nullptr;
 }
 
 }  // namespace k905

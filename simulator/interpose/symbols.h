@@ -1,4 +1,4 @@
-// Names of the product's functions, for people who look at its threads.
+// The product's functions and variables by name, as its symbol table tells them.
 #pragma once
 
 #include <string>
@@ -8,5 +8,8 @@ namespace k905 {
 // Plain name of the function at an address of the running program ("DefaultWindowThread"), or "" when its
 // symbol table does not tell.
 std::string SymbolName(const void* function);
+
+// Where the variable of that plain name lies ("pShownScreen"), or null when the symbol table does not tell.
+const void* ObjectAddress(const std::string& name);
 
 }  // namespace k905

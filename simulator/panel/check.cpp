@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "simulator/panel/check_record.h"
-#include "simulator/panel/screens_map.h"
+#include "simulator/panel/ctl_words.h"
 
 namespace fs = std::filesystem;
 
@@ -19,6 +19,15 @@ constexpr std::uint32_t kPressedCaption = 0x3C3028;
 constexpr int kSettledMs = 300;  // the screen unchanged for so long: the handler has done its drawing
 constexpr int kLookMs = 20;      // how often a key's picture is looked at
 constexpr int kKeyLimitMs = 1000;
+
+// A key, or a turn of the knob, and its picture on the key check screen.
+struct KeyPicture {
+    std::string key;  // name in the control protocol; empty for the knob's turns
+    int steps;        // of the knob, for its turns
+    ScreenControl shown = {};
+    // Pixels of its picture that no other key covers too: those show this key's state and nothing else.
+    std::vector<std::pair<int, int>> own = {};
+};
 
 // One run of the job.
 class Job {
@@ -54,6 +63,12 @@ class Job {
 BenchOptions Stepped(BenchOptions options) {
     options.stepped = true;
     return options;
+}
+
+std::string Lower(std::string text) {
+    for (char& c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
 }
 
 // The folder holds the pictures of this run only.
@@ -119,9 +134,9 @@ void Job::Report(CheckResult result) {
 }
 
 void Job::Shot(const std::string& name) {
-    std::string file = name;
+    std::string file = Lower(name);
     for (char& c : file)
-        c = std::isalnum(static_cast<unsigned char>(c)) ? static_cast<char>(std::tolower(c)) : '-';
+        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '-';
     char number[16];
     std::snprintf(number, sizeof number, "%02d-", ++shots_);
     bench_.Screenshot((fs::path(options_.outDir) / (number + file + ".png")).string());
@@ -146,8 +161,7 @@ CheckResult Job::Perform(const CheckStep& step) {
         // What stands there already would prove nothing.
         if (Judge(step, bench_.Texts(), Trace(step)).Passed())
             return {step.name, "", "the screen shows it before the control is touched"};
-        const Control& control = FindControl(step.screen, step.control);
-        bench_.Tap(control.x, control.y);
+        bench_.Touch(step.control);
     }
     const std::int64_t begin = bench_.NowUs();
     const auto passedMs = [&] { return static_cast<int>((bench_.NowUs() - begin) / 1000); };
@@ -186,30 +200,43 @@ void Job::CompareRecord() {
     Report(std::move(result));
 }
 
-void Job::CheckKeys() {
-    for (const KeyPicture& key : KeyPictures())
-        Report(CheckKey(key));
+// The keys and turns, as the screen shows them; one that it does not show has no pixels.
+std::vector<KeyPicture> KeyPictures(const std::vector<ScreenControl>& controls) {
+    std::vector<KeyPicture> keys;
+    for (const std::string& key : KeyNames())
+        keys.push_back({key, 0});
+    keys.push_back({"", 1});
+    keys.push_back({"", -1});
+    for (KeyPicture& key : keys) {
+        const std::string name = !key.key.empty() ? key.key : key.steps > 0 ? "clock" : "anti";
+        for (const ScreenControl& control : controls)
+            if (Lower(control.name) == name)
+                key.shown = control;
+    }
+    for (KeyPicture& key : keys) {
+        const Area& picture = key.shown.picture;
+        const auto shared = [&](int x, int y) {
+            return std::any_of(keys.begin(), keys.end(), [&](const KeyPicture& other) {
+                return &other != &key &&
+                       (other.shown.picture.Contains(x, y) || other.shown.caption.Contains(x, y));
+            });
+        };
+        for (int y = picture.y; y < picture.y + picture.height; ++y)
+            for (int x = picture.x; x < picture.x + picture.width; ++x)
+                if (!shared(x, y))
+                    key.own.emplace_back(x, y);
+    }
+    return keys;
 }
 
-// Pixels of the key's picture that no other key's picture covers too: those show this key's state and nothing
-// else.
-std::vector<std::pair<int, int>> OwnPixels(const KeyPicture& key) {
-    std::vector<std::pair<int, int>> own;
-    for (int y = key.picture.y; y < key.picture.y + key.picture.height; ++y)
-        for (int x = key.picture.x; x < key.picture.x + key.picture.width; ++x) {
-            const auto& all = KeyPictures();
-            if (std::none_of(all.begin(), all.end(), [&](const KeyPicture& other) {
-                    return other.caption != key.caption &&
-                           (other.picture.Contains(x, y) || other.label.Contains(x, y));
-                }))
-                own.emplace_back(x, y);
-        }
-    return own;
+void Job::CheckKeys() {
+    for (const KeyPicture& key : KeyPictures(bench_.Controls()))
+        Report(CheckKey(key));
 }
 
 int ChangedPixels(const KeyPicture& key, const Picture& before, const Picture& after) {
     int changed = 0;
-    for (const auto& [x, y] : OwnPixels(key))
+    for (const auto& [x, y] : key.own)
         changed += !before.SamePixel(after, x, y);
     return changed;
 }
@@ -228,24 +255,24 @@ bool Job::UntilLook(const KeyPicture& key, const Picture& released, bool lit) {
 std::string Job::JudgeLit(const KeyPicture& key, const Picture& released, std::string& seen) {
     const Picture pressed = bench_.Screen();
     const int changed = ChangedPixels(key, released, pressed);
-    seen = "'" + std::string(key.caption) + "' lit, " + std::to_string(changed) + " pixels";
+    seen = "'" + key.shown.name + "' lit, " + std::to_string(changed) + " pixels";
     bool caption = false;
     for (const TextRun& run : bench_.Texts())
-        caption = caption || (run.text == key.caption && run.color == kPressedCaption &&
-                              key.label.Contains(run.x, run.y));
+        caption = caption || (run.text == key.shown.name && run.color == kPressedCaption &&
+                              key.shown.caption.Contains(run.x, run.y));
     if (!caption)
         return "the caption does not have the pressed colour";
     for (int y = 0; y < static_cast<int>(kScreenHeight); ++y)
         for (int x = 0; x < static_cast<int>(kScreenWidth); ++x)
-            if (!key.picture.Contains(x, y) && !key.label.Contains(x, y) &&
+            if (!key.shown.picture.Contains(x, y) && !key.shown.caption.Contains(x, y) &&
                 !released.SamePixel(pressed, x, y))
                 return "the screen changes at " + std::to_string(x) + "," + std::to_string(y) + " too";
     // The caption alone changes some hundred pixels at most; a picture in its pressed look changes its frame
     // or face.
     const auto face = [&](int x, int y) {
-        return !key.label.Contains(x, y) && !released.SamePixel(pressed, x, y);
+        return !key.shown.caption.Contains(x, y) && !released.SamePixel(pressed, x, y);
     };
-    for (const auto& [x, y] : OwnPixels(key))
+    for (const auto& [x, y] : key.own)
         if (face(x, y))
             return "";
     return "the picture keeps its released look";
@@ -253,23 +280,23 @@ std::string Job::JudgeLit(const KeyPicture& key, const Picture& released, std::s
 
 CheckResult Job::CheckKey(const KeyPicture& key) {
     CheckResult result;
-    result.step = key.key != nullptr ? "Key " + std::string(key.caption)
-                                     : std::string("Knob ") + (key.steps > 0 ? "clockwise" : "anticlockwise");
+    result.step = !key.key.empty() ? "Key " + key.shown.name
+                                   : std::string("Knob ") + (key.steps > 0 ? "clockwise" : "anticlockwise");
     bench_.UntilIdle(kSettledMs, 2000);
     const Picture released = bench_.Screen();
-    if (key.key != nullptr)
+    if (!key.key.empty())
         bench_.Key(key.key, "down");
     else
         bench_.Request({{"do", "knob"}, {"steps", key.steps}});
     if (UntilLook(key, released, true)) {
-        if (key.key != nullptr)
+        if (!key.key.empty())
             bench_.Advance(2 * kLookMs);  // the caption is drawn right after the picture
         result.wrong = JudgeLit(key, released, result.seen);
         Shot(result.step);
     } else {
         result.wrong = "its picture does not change within " + std::to_string(kKeyLimitMs) + " ms";
     }
-    if (key.key != nullptr)
+    if (!key.key.empty())
         bench_.Key(key.key, "up");
     if (UntilLook(key, released, false))
         result.seen += ", then released";

@@ -21,8 +21,7 @@ enum class Then {
 // to be found in one line of text on the screen.
 struct CheckStep {
     const char* name;
-    const char* screen;   // of the control
-    const char* control;  // null: nothing is touched
+    const char* control;  // by its name; null: nothing is touched
     std::vector<const char*> shows;
 
     const char* gone = nullptr;  // plain text that must not be on the screen any more

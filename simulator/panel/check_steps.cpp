@@ -10,132 +10,117 @@ namespace {
 
 using Steps = std::vector<CheckStep>;
 
-constexpr const char* kStart = "start";
-constexpr const char* kBoard = "mainboard";
-constexpr const char* kKeyCheck = "keycheck";
-constexpr const char* kMenu = "menu";
-constexpr const char* kModule = "opm_fct";
-constexpr const char* kAdjust = "opm_adjust";
-constexpr const char* kApd = "apd_adjust";
-constexpr const char* kOptics = "optcheck";
-constexpr const char* kRecord = "e2prom";
-
-CheckStep Step(const char* name, const char* screen, const char* control, std::vector<const char*> shows) {
-    return {name, screen, control, std::move(shows)};
+CheckStep Step(const char* name, const char* control, std::vector<const char*> shows) {
+    return {name, control, std::move(shows)};
 }
 
 constexpr const char* kMenuIcon = "^OPM_Adjust$";
 
 Steps MainBoardSteps() {
     return {
-        Step("Start", kStart, nullptr,
-             {"^MainBoard  testV20150629$", "^MainBoard_FCT$", "^Welcome to K905_FCT !$"})
+        Step("Start", nullptr, {"^MainBoard  testV20150629$", "^MainBoard_FCT$", "^Welcome to K905_FCT !$"})
             .Opens(),
-        Step("Main board", kStart, "MainBoard_FCT", {"^K905 Mainboard FCT !$", "^Connect$", "^Auto$"})
-            .Opens(),
-        Step("Connect", kBoard, "Connect", {"^Connect success!!!$"}).Within(20000),
-        Step("Voltages", kBoard, "Voltage Check",
+        Step("Main board", "MainBoard_FCT", {"^K905 Mainboard FCT !$", "^Connect$", "^Auto$"}).Opens(),
+        Step("Connect", "Connect", {"^Connect success!!!$"}).Within(20000),
+        Step("Voltages", "Voltage Check",
              {"OK  TP97:   [0-9.]{7}V", "OK  TP103:  [0-9.]{7}V", "OK  TP109:  [0-9.]{7}V",
               "OK  TP105:  [0-9.]{7}V", "OK  TP107:  [0-9.]{7}V", "OK  TP113:  [0-9.]{7}V",
               "OK  TP100:  [0-9.]{7}V", "OK  TP99:   [0-9.]{7}V", "OK  TP57:  [0-9.]{7}V",
               "OK  TP24:   [0-9.]{7}V", "OK  TP114:  [0-9.]{7}V", "OK  TP36:  [0-9.]{7}V",
               "OK  TP68:  [0-9.]{7}V"})
             .Within(70000),
-        Step("ADC", kBoard, "ADC", {"^OK! result = 0\\.2[0-9]+$"}).Within(30000),
-        Step("Arm EEPROM", kBoard, "Arm Eeprom", {"^Arm Eeprom Check OK!$"}),
+        Step("ADC", "ADC", {"^OK! result = 0\\.2[0-9]+$"}).Within(30000),
+        Step("Arm EEPROM", "Arm Eeprom", {"^Arm Eeprom Check OK!$"}),
         // It is heard.
-        Step("Speaker", kBoard, "Speaker Check", {})
+        Step("Speaker", "Speaker Check", {})
             .Hardware({"^reg write 0x30000084 0x2800$", "^reg write 0x30000082 0x0001$"}),
-        Step("USB", kBoard, "USB Check", {"^Usb Check OK!$"}),
-        Step("FPGA DDR", kBoard, "FPGA DDR", {"^FPGA DDR OK!!$"}),
-        Step("Visible on", kBoard, "Visible Check", {"^Visible Check!$"})
+        Step("USB", "USB Check", {"^Usb Check OK!$"}),
+        Step("FPGA DDR", "FPGA DDR", {"^FPGA DDR OK!!$"}),
+        Step("Visible on", "Visible Check", {"^Visible Check!$"})
             .Hardware({"^reg write 0x30000002 0x...[13579bdf]( x[0-9]+)?$"}),
-        Step("Visible off", kBoard, "Visible Check", {})
+        Step("Visible off", "Visible Check", {})
             .Gone("Visible Check!")
             .Hardware({"^reg write 0x30000002 0x...[02468ace]( x[0-9]+)?$"}),
-        Step("Battery", kBoard, "battery voltage", {"^battery level = [0-9]+% \\[[0-9.]+V-[0-9.]+V\\]$"}),
-        Step("Clock", kBoard, "RTC", {"^RTC  [0-9]{2}:[0-9]{2}:[ 0-9][0-9]  [0-9]{4}/[0-9]{2}/[0-9]{2}$"}),
-        Step("SD card", kBoard, "SDcard Check", {"^Check SDcard OK!$"}),
-        Step("Auto", kBoard, "Auto",
+        Step("Battery", "battery voltage", {"^battery level = [0-9]+% \\[[0-9.]+V-[0-9.]+V\\]$"}),
+        Step("Clock", "RTC", {"^RTC  [0-9]{2}:[0-9]{2}:[ 0-9][0-9]  [0-9]{4}/[0-9]{2}/[0-9]{2}$"}),
+        Step("SD card", "SDcard Check", {"^Check SDcard OK!$"}),
+        Step("Auto", "Auto",
              {"^Voltage Check OK!$", "^Arm Eeprom Check OK!$", "^Usb Check OK!$", "^FPGA DDR Check OK!$",
               "^ADC Check OK!$", "^SDcard Check OK!$"})
             .Within(120000),
-        Step("Key check", kBoard, "Key Check", {"^Realt$", "^Anti$"}).Opens().Followed(Then::kEveryKey),
-        Step("Back", kKeyCheck, "Back", {"^K905 Mainboard FCT !$"}).Opens(),
-        Step("Disconnect", kBoard, "Connect", {"^Connect fail!!!$"}),
-        Step("Start screen", kBoard, "Back", {"^Welcome to K905_FCT !$"}).Opens(),
+        Step("Key check", "Key Check", {"^Realt$", "^Anti$"}).Opens().Followed(Then::kEveryKey),
+        Step("Back", "Back", {"^K905 Mainboard FCT !$"}).Opens(),
+        Step("Disconnect", "Connect", {"^Connect fail!!!$"}),
+        Step("Start screen", "Back", {"^Welcome to K905_FCT !$"}).Opens(),
     };
 }
 
 Steps ModuleSteps() {
     return {
-        Step("Module", kStart, nullptr, {"^Opticl_FCT$", "^Welcome to K905_FCT !$"}).Opens(),
-        Step("Optical menu", kStart, "Opticl_FCT",
+        Step("Module", nullptr, {"^Opticl_FCT$", "^Welcome to K905_FCT !$"}).Opens(),
+        Step("Optical menu", "Opticl_FCT",
              {"^OPM  testV20150629$", kMenuIcon, "^OPT_Adjust$", "^OPM_FCT$", "^APD_Adjust$", "^E2PROM$",
               "^K905 Optical FCT !$"})
             .Opens(),
 
-        Step("OPM test", kMenu, "OPM_FCT", {"^OPM FCT$", "^Signal chain$"}).Opens(),
-        Step("OPM connect", kModule, "Connect", {"^Connect Success!!!$"}).Within(20000),
-        Step("OPM voltages", kModule, "Voltage Check",
+        Step("OPM test", "OPM_FCT", {"^OPM FCT$", "^Signal chain$"}).Opens(),
+        Step("OPM connect", "Connect", {"^Connect Success!!!$"}).Within(20000),
+        Step("OPM voltages", "Voltage Check",
              {"OK  TP18:  [0-9.]{7}V", "OK  TP16:  [0-9.]{7}V", "OK  TP17:  [0-9.]{7}V"})
             .Within(20000),
-        Step("Signal chain", kModule, "Signal chain",
+        Step("Signal chain", "Signal chain",
              {"^6300channel: success!!!", "^6301channel: success!!!", "^6303channel: success!!!",
               "^6307channel: success!!!"})
             .Within(180000),
-        Step("OPM EEPROM", kModule, "Eeprom Check", {"^Eeprom Check OK!$"}).Within(20000),
-        Step("Temperature", kModule, "Temperature", {"^Temperature = [0-9]+\\.[0-9]+$"}),
-        Step("Menu again", kModule, "Back", {kMenuIcon, "^Connect Success !$"}).Opens(),
+        Step("OPM EEPROM", "Eeprom Check", {"^Eeprom Check OK!$"}).Within(20000),
+        Step("Temperature", "Temperature", {"^Temperature = [0-9]+\\.[0-9]+$"}),
+        Step("Menu again", "Back", {kMenuIcon, "^Connect Success !$"}).Opens(),
 
-        Step("OPM adjust", kMenu, "OPM_Adjust", {"^OPM Adjust$", "^Att1$", "^infomation eara!$"}).Opens(),
-        Step("Disconnect OPM", kAdjust, "Connect", {"^Connect Fail!!!$"}),
-        Step("Connect OPM", kAdjust, "Connect", {"^Connect Success!!!$"}).Within(20000),
+        Step("OPM adjust", "OPM_Adjust", {"^OPM Adjust$", "^Att1$", "^infomation eara!$"}).Opens(),
+        Step("Disconnect OPM", "Connect", {"^Connect Fail!!!$"}),
+        Step("Connect OPM", "Connect", {"^Connect Success!!!$"}).Within(20000),
         // The loops' tolerances: 0.1 V of the APD's targets, 0.05 V of VDD's, 0.01 V of the attenuators'
         // zero.
-        Step("Adjust APD", kAdjust, "Apd",
+        Step("Adjust APD", "Apd",
              {"^Ad: (44.9|45.[01])V reg:0x[0-9a-f]{4} +Ad: (39.9|40.[01])V reg:0x[0-9a-f]{4} +"
               "Ad: (34.9|35.[01]) *V reg:0x[0-9a-f]{4} +Ad: (29.9|30.[01])V reg:0x[0-9a-f]{4} +"
               "Ad: (24.9|25.[01])V reg:0x[0-9a-f]{4}$"})
             .Within(600000),
-        Step("Adjust VDD", kAdjust, "Vdd",
+        Step("Adjust VDD", "Vdd",
              {"^Ad: +(2.9|3.[01])V reg:0x[0-9a-f]{4} +Ad: +2.[456]V reg:0x[0-9a-f]{4} +"
               "Ad: +(1.9|2.[01])V reg:0x[0-9a-f]{4} +Ad: +1.[456]V reg:0x[0-9a-f]{4}$"})
             .Within(600000),
-        Step("Adjust ATT0", kAdjust, "Att0", {"^Ad: +-?0.0V reg:0x[0-9a-f]+$"}).Within(600000),
-        Step("Adjust ATT1", kAdjust, "Att1", {"^Ad: +-?0.0V reg:0x[0-9a-f]+ +BlackLevel = [0-9]+$"})
-            .Within(600000),
-        Step("Menu from OPM", kAdjust, "Back", {kMenuIcon}).Opens(),
+        Step("Adjust ATT0", "Att0", {"^Ad: +-?0.0V reg:0x[0-9a-f]+$"}).Within(600000),
+        Step("Adjust ATT1", "Att1", {"^Ad: +-?0.0V reg:0x[0-9a-f]+ +BlackLevel = [0-9]+$"}).Within(600000),
+        Step("Menu from OPM", "Back", {kMenuIcon}).Opens(),
 
-        Step("Optical check", kMenu, "OPT_Adjust", {"^Opt check$", "^Dev adjust$"}).Opens(),
-        Step("Light paths", kOptics, "Opt check",
+        Step("Optical check", "OPT_Adjust", {"^Opt check$", "^Dev adjust$"}).Opens(),
+        Step("Light paths", "Opt check",
              {"^1310 Optical check good     1550 Optical check good     check over!!!$"})
             .With("optics.fibre", "\"1.5 km\"")
             .Within(600000),
-        Step("Fibre offset", kOptics, "Dev adjust", {"offset = [0-9]+ Adjust Success"})
+        Step("Fibre offset", "Dev adjust", {"offset = [0-9]+ Adjust Success"})
             .With("optics.fibre", "\"5 m\"")
             .Within(60000),
-        Step("Menu from optics", kOptics, "Back", {kMenuIcon}).Opens(),
+        Step("Menu from optics", "Back", {kMenuIcon}).Opens(),
 
-        Step("APD adjust", kMenu, "APD_Adjust", {"^APD Adjust$", "^data area$", "^info area$"}).Opens(),
-        Step("APD start", kApd, "Start", {"APD Tuning Start Success!"})
+        Step("APD adjust", "APD_Adjust", {"^APD Adjust$", "^data area$", "^info area$"}).Opens(),
+        Step("APD start", "Start", {"APD Tuning Start Success!"})
             .With("optics.fibre", "\"none\"")
             .With("module.temperature", "24")
             .Within(600000),
-        Step("APD tuning", kApd, nullptr, {"^APDTuning over!$"})
+        Step("APD tuning", nullptr, {"^APDTuning over!$"})
             .With("module.temperature_rate", "0.15")
             .Within(20000000),
-        Step("APD record", kApd, "E2PROM",
+        Step("APD record", "E2PROM",
              {"^E2PROM$", "^pOpmTunning->fTempCoefficient0 = ?[1-9][0-9]?\\.[0-9]{2}$"})
             .With("module.temperature_rate", "0")
             .Opens()
             .Followed(Then::kCompareRecord),
-        Step("Menu from APD", kRecord, "Back", {kMenuIcon}).Opens(),
-        Step("E2PROM", kMenu, "E2PROM", {"^E2PROM$", "^pOpmTunning->iAtt0="})
-            .Opens()
-            .Followed(Then::kCompareRecord),
-        Step("Menu at last", kRecord, "Back", {kMenuIcon}).Opens(),
-        Step("Start at last", kMenu, "Back", {"^MainBoard_FCT$", "^Connect Success !$"}).Opens(),
+        Step("Menu from APD", "Back", {kMenuIcon}).Opens(),
+        Step("E2PROM", "E2PROM", {"^E2PROM$", "^pOpmTunning->iAtt0="}).Opens().Followed(Then::kCompareRecord),
+        Step("Menu at last", "Back", {kMenuIcon}).Opens(),
+        Step("Start at last", "Back", {"^MainBoard_FCT$", "^Connect Success !$"}).Opens(),
     };
 }
 

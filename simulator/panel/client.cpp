@@ -180,6 +180,10 @@ void Bench::Tap(int x, int y) {
     Request({{"do", "touch"}, {"action", "tap"}, {"x", x}, {"y", y}});
 }
 
+void Bench::Touch(const std::string& control) {
+    Request({{"do", "touch"}, {"control", control}});
+}
+
 void Bench::Key(const std::string& name, const std::string& action) {
     Request({{"do", "key"}, {"key", name}, {"action", action}});
 }
@@ -205,6 +209,29 @@ std::vector<TextRun> Bench::Texts() {
         runs.push_back(std::move(run));
     }
     return runs;
+}
+
+std::vector<ScreenControl> Bench::Controls() {
+    const auto area = [](const nlohmann::json& item) {
+        return Area{item.at("x"), item.at("y"), item.at("w"), item.at("h")};
+    };
+    std::vector<ScreenControl> controls;
+    const nlohmann::json reply = Request({{"do", "controls"}});
+    for (const nlohmann::json& item : reply.at("controls")) {
+        ScreenControl control;
+        control.name = item.at("name");
+        control.picture = area(item.at("picture"));
+        if (item.contains("caption"))
+            control.caption = area(item.at("caption"));
+        control.touchable = item.contains("at");
+        if (control.touchable) {
+            control.enabled = item.at("enabled");
+            control.x = item.at("at").at(0);
+            control.y = item.at("at").at(1);
+        }
+        controls.push_back(std::move(control));
+    }
+    return controls;
 }
 
 std::string Bench::Describe() {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/interpose/screen_controls.h"
 #include "simulator/interpose/screen_text.h"
 #include "simulator/panel/control_client.h"
 #include "simulator/panel/process.h"
@@ -66,13 +67,16 @@ class Bench {
     bool UntilIdle(int idleMs, int limitMs);
     bool UntilExit(int limitMs);
     void Tap(int x, int y);  // press and release 150 ms later; returns at once
+    // The same on a control of the shown screen, by its name. Throws BenchError that names those it has.
+    void Touch(const std::string& control);
     void Key(const std::string& name, const std::string& action);
     void Set(const std::string& quantity, const nlohmann::json& value);
     void Fault(const std::string& name, const nlohmann::json& value);
 
-    // What the screen shows now: text runs, and as lines "x,y text" for messages to people; its pixels; a PNG
-    // file.
+    // What the screen shows now: text runs; controls; the texts as lines "x,y text" for messages to people;
+    // its pixels; a PNG file.
     std::vector<TextRun> Texts();
+    std::vector<ScreenControl> Controls();
     std::string Describe();
     Picture Screen();
     void Screenshot(const std::string& path);

@@ -23,6 +23,7 @@ struct Command {
     const char* name;
     std::vector<Member> members;
     const char* what;
+    const char* request = nullptr;  // null: called as the command
 };
 
 const std::vector<Command>& Commands() {
@@ -33,7 +34,9 @@ const std::vector<Command>& Commands() {
          "a key"},
         {"knob", {{"steps"}}, "turns the knob, clockwise if positive"},
         {"touch", {{"x"}, {"y"}, {"action", false}, {"hold_ms", false}}, "touches the screen"},
+        {"tap", {{"control"}, {"hold_ms", false}}, "touches a control by its name", "touch"},
         {"text", {}, "the texts on the screen"},
+        {"controls", {}, "the controls of the screen"},
         {"screenshot", {{"path"}}, "writes a PNG"},
         {"state", {}, "every model's state"},
         {"samples", {}, "the last acquisition"},
@@ -77,8 +80,7 @@ std::vector<std::string> Names(const json& list) {
 std::vector<std::string> Candidates(From from, const std::function<json(const json&)>& ask) {
     switch (from) {
         case From::kKeys:
-            return {"menu",  "f1", "f2",   "f3",    "f4",    "f5",   "file",  "esc",  "scale",
-                    "setup", "up", "left", "enter", "right", "down", "realt", "knob", "avg"};
+            return KeyNames();
         case From::kKeyActions:
             return {"press", "down", "up"};
         case From::kTraceActions:
@@ -95,6 +97,13 @@ std::vector<std::string> Candidates(From from, const std::function<json(const js
 
 }  // namespace
 
+const std::vector<std::string>& KeyNames() {
+    static const std::vector<std::string> names = {"menu",  "f1",    "f2",    "f3",    "f4",   "f5",
+                                                   "esc",   "file",  "scale", "setup", "up",   "left",
+                                                   "enter", "right", "down",  "realt", "knob", "avg"};
+    return names;
+}
+
 json RequestFromWords(const std::vector<std::string>& words) {
     const Command* command = words.empty() ? nullptr : Find(words[0]);
     if (command == nullptr)
@@ -105,7 +114,7 @@ json RequestFromWords(const std::vector<std::string>& words) {
     const std::size_t given = words.size() - 1;
     if (given < static_cast<std::size_t>(least) || given > command->members.size())
         throw BenchError("usage: " + Usage(*command));
-    json request = {{"do", command->name}};
+    json request = {{"do", command->request == nullptr ? command->name : command->request}};
     for (std::size_t i = 0; i < given; ++i) {
         const json value = json::parse(words[i + 1], nullptr, false);
         request[command->members[i].name] = value.is_discarded() ? json(words[i + 1]) : value;

@@ -9,6 +9,9 @@
 
 namespace k905 {
 
+// The instrument's keys, row by row.
+const std::vector<std::string>& KeyNames();
+
 // The request that the words mean: a command and its members in their order; those that are no number, true,
 // false, null, object or list are texts. Throws BenchError that tells how the command is used.
 nlohmann::json RequestFromWords(const std::vector<std::string>& words);

@@ -9,15 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "simulator/interpose/area.h"
+
 namespace k905 {
 
 constexpr unsigned kScreenWidth = 800;
 constexpr unsigned kScreenHeight = 480;
-
-struct Area {
-    int x = 0, y = 0, width = 0, height = 0;
-    bool Contains(int px, int py) const { return px >= x && py >= y && px < x + width && py < y + height; }
-};
 
 // One picture of the LCD in its own depth: rows of kScreenWidth pixels, without padding.
 struct Picture {

@@ -43,7 +43,7 @@ State During(const char* name, const char* control, int ms, const Faults& faults
     return {name, faults, [control, ms](Operator& person) {
                 if (!MainBoard(person, std::string(control) != "Connect"))
                     return false;
-                person.Press("mainboard", control);
+                person.Press(control);
                 person.At().Advance(ms);
                 return true;
             }};
@@ -51,15 +51,15 @@ State During(const char* name, const char* control, int ms, const Faults& faults
 
 // The same on a screen of the optical module, named by its icon in the menu; null: only the screen. The board
 // is connected where the screen can do that.
-State DuringModule(const char* name, const char* icon, const char* screen, const char* control, int ms,
+State DuringModule(const char* name, const char* icon, const char* control, int ms,
                    const Faults& faults = {}) {
     return {name, faults, [=](Operator& person) {
-                const bool connects = std::string(screen).rfind("opm_", 0) == 0;
-                if (!person.OpenModule(icon) || (connects && !person.ConnectModule(screen)))
+                const bool connects = std::string(icon).rfind("OPM_", 0) == 0;
+                if (!person.OpenModule(icon) || (connects && !person.ConnectModule()))
                     return false;
                 person.At().Set("optics.fibre", "1.5 km");
                 if (control != nullptr)
-                    person.Press(screen, control);
+                    person.Press(control);
                 person.At().Advance(ms);
                 return true;
             }};
@@ -80,7 +80,7 @@ std::vector<State> States() {
          [](Operator& person) {
              person.WaitForStart();
              person.Settle();
-             person.Press("start", "MainBoard_FCT");
+             person.Press("MainBoard_FCT");
              person.At().Advance(330);
              return true;
          }},
@@ -129,7 +129,7 @@ std::vector<State> States() {
          [](Operator& person) {
              if (!MainBoard(person, true))
                  return false;
-             person.Press("mainboard", "Voltage Check");
+             person.Press("Voltage Check");
              person.At().Advance(400);
              person.At().Fault("board.unplugged", true);
              person.At().Advance(3000);
@@ -140,36 +140,34 @@ std::vector<State> States() {
              for (int i = 0; i < 3; ++i) {
                  if (!MainBoard(person, false))
                      return false;
-                 person.Press("mainboard", "Back");
+                 person.Press("Back");
                  if (!person.WaitForStart())
                      return false;
              }
              return true;
          }},
-        DuringModule("OpmTest", "OPM_FCT", "opm_fct", nullptr, 100),
-        DuringModule("OpmVoltages", "OPM_FCT", "opm_fct", "Voltage Check", 700),
-        DuringModule("SignalChainAttenuators", "OPM_FCT", "opm_fct", "Signal chain", 1500),
-        DuringModule("SignalChain", "OPM_FCT", "opm_fct", "Signal chain", 12000),
-        DuringModule("SignalChainNeverReady", "OPM_FCT", "opm_fct", "Signal chain", 20000,
+        DuringModule("OpmTest", "OPM_FCT", nullptr, 100),
+        DuringModule("OpmVoltages", "OPM_FCT", "Voltage Check", 700),
+        DuringModule("SignalChainAttenuators", "OPM_FCT", "Signal chain", 1500),
+        DuringModule("SignalChain", "OPM_FCT", "Signal chain", 12000),
+        DuringModule("SignalChainNeverReady", "OPM_FCT", "Signal chain", 20000,
                      {{"optic.never_ready", true}}),
-        DuringModule("OpmEeprom", "OPM_FCT", "opm_fct", "Eeprom Check", 350),
-        DuringModule("AdjustApd", "OPM_Adjust", "opm_adjust", "Apd", 900),
-        DuringModule("AdjustVdd", "OPM_Adjust", "opm_adjust", "Vdd", 400),
-        DuringModule("AdjustAtt0", "OPM_Adjust", "opm_adjust", "Att0", 1500),
-        DuringModule("AdjustAtt1", "OPM_Adjust", "opm_adjust", "Att1", 2500),
-        DuringModule("AdjustAtt1DarkLevel", "OPM_Adjust", "opm_adjust", "Att1", 30000,
+        DuringModule("OpmEeprom", "OPM_FCT", "Eeprom Check", 350),
+        DuringModule("AdjustApd", "OPM_Adjust", "Apd", 900),
+        DuringModule("AdjustVdd", "OPM_Adjust", "Vdd", 400),
+        DuringModule("AdjustAtt0", "OPM_Adjust", "Att0", 1500),
+        DuringModule("AdjustAtt1", "OPM_Adjust", "Att1", 2500),
+        DuringModule("AdjustAtt1DarkLevel", "OPM_Adjust", "Att1", 30000, {{"optic.never_ready", true}}),
+        DuringModule("OpticalCheck", "OPT_Adjust", "Opt check", 5000),
+        DuringModule("OpticalCheckNeverReady", "OPT_Adjust", "Opt check", 5000,
                      {{"optic.never_ready", true}}),
-        DuringModule("OpticalCheck", "OPT_Adjust", "optcheck", "Opt check", 5000),
-        DuringModule("OpticalCheckNeverReady", "OPT_Adjust", "optcheck", "Opt check", 5000,
-                     {{"optic.never_ready", true}}),
-        DuringModule("FibreOffset", "OPT_Adjust", "optcheck", "Dev adjust", 600),
-        DuringModule("ApdAdjust", "APD_Adjust", "apd_adjust", nullptr, 100),
-        DuringModule("ApdTrial", "APD_Adjust", "apd_adjust", "Start", 30000),
-        DuringModule("ApdNeverReady", "APD_Adjust", "apd_adjust", "Start", 10000,
-                     {{"optic.never_ready", true}}),
-        DuringModule("ApdDelay", "APD_Adjust", "apd_adjust", "Start", 20 * 60000),
-        DuringModule("ApdSample", "APD_Adjust", "apd_adjust", "Start", 80 * 60000),
-        DuringModule("E2promView", "E2PROM", "e2prom", nullptr, 100),
+        DuringModule("FibreOffset", "OPT_Adjust", "Dev adjust", 600),
+        DuringModule("ApdAdjust", "APD_Adjust", nullptr, 100),
+        DuringModule("ApdTrial", "APD_Adjust", "Start", 30000),
+        DuringModule("ApdNeverReady", "APD_Adjust", "Start", 10000, {{"optic.never_ready", true}}),
+        DuringModule("ApdDelay", "APD_Adjust", "Start", 20 * 60000),
+        DuringModule("ApdSample", "APD_Adjust", "Start", 80 * 60000),
+        DuringModule("E2promView", "E2PROM", nullptr, 100),
     };
     return states;
 }

@@ -29,11 +29,11 @@ Record RunScript() {
     look();
     for (const char* control :
          {"Voltage Check", "Arm Eeprom", "Visible Check", "USB Check", "battery voltage", "RTC"}) {
-        person.Press("mainboard", control);
+        person.Press(control);
         bench.Advance(1500);
         look();
     }
-    person.Press("mainboard", "Auto");
+    person.Press("Auto");
     person.Sees("SDcard Check OK!", 120000);
     look();
     person.OpenKeyCheck();

@@ -116,11 +116,11 @@ TEST_P(MainBoardFault, IsShownAndIsGoneAfterTheRepair) {
     Operator person;
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
     person.At().Fault(fault.fault, true);
-    person.Press("mainboard", fault.control);
+    person.Press(fault.control);
     ASSERT_TRUE(person.Sees(fault.bad, 20000));
     person.Settle();
     person.At().Fault(fault.fault, false);
-    person.Press("mainboard", fault.control);
+    person.Press(fault.control);
     EXPECT_TRUE(person.Sees(fault.good, 20000));
     EXPECT_FALSE(person.SeesNow(fault.bad));
     person.Settle();
@@ -130,7 +130,7 @@ TEST_P(MainBoardFault, IsShownAndIsGoneAfterTheRepair) {
 TEST(MeasurementBoard, UnpluggedBeforeConnectIsReportedAndCanBeRepaired) {
     Operator person(Faults{{"board.unplugged", true}});
     ASSERT_TRUE(person.OpenMainBoard());
-    person.Press("mainboard", "Connect");
+    person.Press("Connect");
     EXPECT_TRUE(person.Sees("Read Serial Time Out.", 6000));
     EXPECT_TRUE(person.Sees("Connect fail!!!", 12000));
     person.Settle();
@@ -138,21 +138,21 @@ TEST(MeasurementBoard, UnpluggedBeforeConnectIsReportedAndCanBeRepaired) {
     // Without the board its checks cannot be started.
     const Picture before = person.At().Screen();
     for (const char* control : {"Voltage Check", "ADC", "Auto"}) {
-        person.Press("mainboard", control);
+        person.Press(control);
         person.At().Advance(1500);
         EXPECT_EQ(before.bytes, person.At().Screen().bytes) << control;
     }
 
     person.At().Fault("board.unplugged", false);
     ASSERT_TRUE(person.Connect());
-    person.Press("mainboard", "Voltage Check");
+    person.Press("Voltage Check");
     EXPECT_TRUE(person.Sees("OK  TP68:"));
 }
 
 TEST(MeasurementBoard, UnpluggedHalfWayFailsTheRemainingPointsOnly) {
     Operator person;
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
-    person.Press("mainboard", "Voltage Check");
+    person.Press("Voltage Check");
     ASSERT_TRUE(person.Sees("OK  TP107:"));
     person.At().Fault("board.unplugged", true);
     ASSERT_TRUE(person.Sees("F.  TP68:  99.99999V", 70000));
@@ -164,7 +164,7 @@ TEST(MeasurementBoard, UnpluggedHalfWayFailsTheRemainingPointsOnly) {
 
     // The link is still open: once plugged in again, the next check passes.
     person.At().Fault("board.unplugged", false);
-    person.Press("mainboard", "Voltage Check");
+    person.Press("Voltage Check");
     EXPECT_TRUE(person.Sees("OK  TP68:"));
     EXPECT_FALSE(person.SeesNow("F.")) << person.At().Describe();
 }
@@ -172,7 +172,7 @@ TEST(MeasurementBoard, UnpluggedHalfWayFailsTheRemainingPointsOnly) {
 TEST(MeasurementBoard, ASecondConnectClosesTheLink) {
     Operator person;
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
-    person.Press("mainboard", "Connect");
+    person.Press("Connect");
     EXPECT_TRUE(person.Sees("Connect fail!!!"));
     EXPECT_TRUE(person.Connect());
 }
@@ -180,11 +180,11 @@ TEST(MeasurementBoard, ASecondConnectClosesTheLink) {
 TEST(MeasurementBoard, ALateReplyIsATimeOutAndTheInstrumentGoesOn) {
     Operator person(Faults{{"board.reply_late", true}});
     ASSERT_TRUE(person.OpenMainBoard());
-    person.Press("mainboard", "Connect");
+    person.Press("Connect");
     EXPECT_TRUE(person.Sees("Read Serial Time Out.", 6000));
     person.At().Fault("board.reply_late", false);
     person.At().Advance(20000);
-    person.Press("mainboard", "USB Check");
+    person.Press("USB Check");
     EXPECT_TRUE(person.Sees("Usb Check OK!"));
 }
 
@@ -192,7 +192,7 @@ TEST(MainBoardAuto, SumsUpWhatFailed) {
     Operator person(Faults{{"usb.missing", true}, {"sd.missing", true}, {"fpga.ddr", true}});
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
     person.At().Set("board.rail.TP105", 1.2);
-    person.Press("mainboard", "Auto");
+    person.Press("Auto");
     ASSERT_TRUE(person.Sees("SDcard Check ERROR!", 120000));
     person.Settle();
     for (const char* line : {"Voltage Check ERROR!", "Arm Eeprom Check OK!", "Usb Check ERROR!",
@@ -204,11 +204,11 @@ TEST(Acquisition, ThatNeverEndsIsReportedAndTheInstrumentGoesOn) {
     Operator person;
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
     person.At().Fault("optic.never_ready", true);
-    person.Press("mainboard", "ADC");
+    person.Press("ADC");
     ASSERT_TRUE(person.Sees("Please, wait aboult 10 sec!"));
     ASSERT_TRUE(person.Sees("ADC Check ERROR, Maybe not connect!", 20000));
     person.At().Fault("optic.never_ready", false);
-    person.Press("mainboard", "ADC");
+    person.Press("ADC");
     EXPECT_TRUE(person.Sees("OK! result = 0.2", 20000));
 }
 

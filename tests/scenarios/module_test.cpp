@@ -42,30 +42,29 @@ class ApdTuning : public ::testing::Test {
     void SetUp() override { ASSERT_TRUE(person_.OpenModule("APD_Adjust")); }
 
     void Start() {
-        person_.Press("apd_adjust", "Start");
+        person_.Press("Start");
         ASSERT_TRUE(person_.Sees("DelayTime = 60 min, CurTime = 0 min", 10 * kMinute));
     }
     // After Stop, or at the end: the calibration can be started anew, and the program is usable.
     void ExpectUsable() {
-        person_.Press("apd_adjust", "Start");
+        person_.Press("Start");
         EXPECT_TRUE(person_.Sees("APD Tuning Start Success!", 10 * kMinute));
-        person_.Press("apd_adjust", "Stop");
+        person_.Press("Stop");
         person_.At().Advance(3000);
-        person_.Press("apd_adjust", "Back");
+        person_.Press("Back");
         EXPECT_TRUE(person_.Sees("OPM_Adjust"));
         EXPECT_EQ(0, person_.At().Stop().status) << person_.At().DescribeEnding();
     }
     // Releases Stop; within a second or so the E2PROM button can be used, which it cannot while a calibration
     // runs.
     void StopAndLook() {
-        person_.Press("apd_adjust", "E2PROM");
+        person_.Press("E2PROM");
         person_.At().Advance(400);
         EXPECT_TRUE(person_.SeesNow("APD Adjust")) << "E2PROM is disabled during the calibration";
-        person_.Press("apd_adjust", "Stop");
+        person_.Press("Stop");
         person_.At().Advance(2000);
-        ASSERT_TRUE(person_.Go("apd_adjust", "E2PROM", "pOpmTunning->iAtt0") &&
-                    person_.Go("e2prom", "Back", "APD_Adjust") &&
-                    person_.Go("menu", "APD_Adjust", "APD Adjust"));
+        ASSERT_TRUE(person_.Go("E2PROM", "pOpmTunning->iAtt0") && person_.Go("Back", "APD_Adjust") &&
+                    person_.Go("APD_Adjust", "APD Adjust"));
         ExpectUsable();
     }
 
@@ -73,13 +72,13 @@ class ApdTuning : public ::testing::Test {
 };
 
 TEST_F(ApdTuning, StopsDuringItsTrial) {
-    person_.Press("apd_adjust", "Start");
+    person_.Press("Start");
     person_.At().Advance(20000);
     StopAndLook();
 }
 
 TEST_F(ApdTuning, StopsInTheWaitAfterItsTrial) {
-    person_.Press("apd_adjust", "Start");
+    person_.Press("Start");
     ASSERT_TRUE(person_.Sees("APD Tuning Start Success!", 10 * kMinute));
     person_.At().Advance(5000);
     StopAndLook();
@@ -107,8 +106,7 @@ TEST_F(ApdTuning, StopsBetweenSamples) {
 TEST_F(ApdTuning, LeavingTheScreenStopsIt) {
     Start();
     person_.At().Advance(kMinute);
-    ASSERT_TRUE(person_.Go("apd_adjust", "Back", "OPM_Adjust") &&
-                person_.Go("menu", "APD_Adjust", "APD Adjust"));
+    ASSERT_TRUE(person_.Go("Back", "OPM_Adjust") && person_.Go("APD_Adjust", "APD Adjust"));
     ExpectUsable();
 }
 
@@ -125,7 +123,7 @@ TEST_F(ApdTuning, GivesUpAfterTwentyFailedTemperatures) {
 
 TEST_F(ApdTuning, DoesNotStartWithLightOnTheLink) {
     person_.At().Set("optics.light_on_link", true);
-    person_.Press("apd_adjust", "Start");
+    person_.Press("Start");
     ASSERT_TRUE(person_.Sees("APD Tuning Start Failed! ret = -1", 10 * kMinute));
     person_.At().Set("optics.light_on_link", false);
     person_.Settle();
@@ -150,12 +148,12 @@ Tuning WholeTuning(unsigned seed) {
     Tuning tuning;
     if (!person.OpenModule("APD_Adjust"))
         return tuning;
-    person.Press("apd_adjust", "Start");
+    person.Press("Start");
     bench.Set("module.temperature_rate", 0.15);
     EXPECT_TRUE(person.Sees("APDTuning over!", 24 * 3600 * 1000));
     person.Settle();
     tuning.curve = bench.Screen().bytes;
-    person.Press("apd_adjust", "E2PROM");
+    person.Press("E2PROM");
     EXPECT_TRUE(person.Sees("pOpmTunning->iAtt0"));
     person.Settle();
     tuning.values = bench.Screen().bytes;
@@ -180,21 +178,21 @@ TEST(WholeApdTuning, IsTheSameEveryTime) {
 
 TEST(OpmTest, UnsettableAttenuatorEndsTheSignalChainAndLocksTheScreen) {
     Operator person;
-    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule("opm_fct"));
+    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule());
     person.At().Fault("optic.register_stuck", {{"register", "0x3000000e"}, {"value", 0}});
-    person.Press("opm_fct", "Signal chain");
+    person.Press("Signal chain");
     ASSERT_TRUE(person.Sees("Adjust Att0 fail!!! Signal chain test fa", 600000)) << person.At().Describe();
     person.Settle();
     // Every button is disabled until the screen is left.
     const Picture before = person.At().Screen();
     for (const char* control : {"Voltage Check", "Signal chain", "Eeprom Check", "Temperature"}) {
-        person.Press("opm_fct", control);
+        person.Press(control);
         person.At().Advance(1500);
         EXPECT_EQ(before.bytes, person.At().Screen().bytes) << control;
     }
     person.At().Fault("optic.register_stuck", false);
-    ASSERT_TRUE(person.Go("opm_fct", "Back", "OPM_FCT") && person.Go("menu", "OPM_FCT", "Signal chain"));
-    person.Press("opm_fct", "Signal chain");
+    ASSERT_TRUE(person.Go("Back", "OPM_FCT") && person.Go("OPM_FCT", "Signal chain"));
+    person.Press("Signal chain");
     EXPECT_TRUE(person.Sees("6307channel: success!!!", 300000));
     EXPECT_TRUE(person.SeesNow("6300channel: success!!!"));
 }
@@ -228,30 +226,30 @@ INSTANTIATE_TEST_SUITE_P(Faults, AdjustLoop,
 TEST_P(AdjustLoop, RunsOutOfTriesAndCanBeRepaired) {
     const LoopFault& fault = GetParam();
     Operator person;
-    ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule("opm_adjust"));
+    ASSERT_TRUE(person.OpenModule("OPM_Adjust") && person.ConnectModule());
     if (fault.fromTheStart)
         person.At().Fault(fault.fault, fault.value);
-    person.Press("opm_adjust", fault.control);
+    person.Press(fault.control);
     ASSERT_TRUE(person.Sees("AD Value :"));
     person.At().Fault(fault.fault, fault.value);
     ASSERT_TRUE(person.Sees("Ajust try times out.", 2000000));
     person.At().Fault(fault.fault, false);
     person.Settle();
-    person.Press("opm_adjust", fault.control);
+    person.Press(fault.control);
     EXPECT_TRUE(person.Sees(fault.good, 1200000));
     EXPECT_FALSE(person.SeesNow("Ajust try times out."));
 }
 
 TEST(OpmTest, BoardUnpluggedHalfWayFailsTheRemainingPoints) {
     Operator person;
-    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule("opm_fct"));
-    person.Press("opm_fct", "Voltage Check");
+    ASSERT_TRUE(person.OpenModule("OPM_FCT") && person.ConnectModule());
+    person.Press("Voltage Check");
     ASSERT_TRUE(person.Sees("OK  TP18:"));
     person.At().Fault("board.unplugged", true);
     ASSERT_TRUE(person.Sees("F.  TP17:  99.99999V", 20000));
     person.At().Fault("board.unplugged", false);
     person.Settle();
-    person.Press("opm_fct", "Voltage Check");
+    person.Press("Voltage Check");
     EXPECT_TRUE(person.Sees("OK  TP17:", 20000));
 }
 
@@ -259,12 +257,12 @@ TEST(OpmTest, FailingTemperatureIsTold) {
     Operator person;
     ASSERT_TRUE(person.OpenModule("OPM_FCT"));
     person.At().Fault("optic.temperature_failing", true);
-    person.Press("opm_fct", "Temperature");
+    person.Press("Temperature");
     EXPECT_TRUE(person.Sees("Temperature = 0.000000"));
     person.Settle();
     EXPECT_THAT(person.At().Console(), HasSubstr("get opm temperature failed!"));
     person.At().Fault("optic.temperature_failing", false);
-    person.Press("opm_fct", "Temperature");
+    person.Press("Temperature");
     EXPECT_TRUE(person.Sees("Temperature = 25."));
 }
 
@@ -297,16 +295,16 @@ TEST_P(OpticalCheckLink, IsToldAndTheScreenGoesOn) {
     ASSERT_TRUE(person.OpenModule("OPT_Adjust"));
     bench.Set("optics.fibre", "1.5 km");
     bench.Set(link.quantity, link.value);
-    person.Press("optcheck", "Opt check");
+    person.Press("Opt check");
     ASSERT_TRUE(person.Sees(link.check, 600000));
     bench.Advance(600000);
     EXPECT_FALSE(person.SeesNow("good")) << bench.Describe();
-    person.Press("optcheck", "Dev adjust");
+    person.Press("Dev adjust");
     EXPECT_TRUE(person.Sees(link.offset, 60000));
     bench.Set("optics.light_on_link", false);
     bench.Set("optics.fibre", "1.5 km");
     person.Settle();
-    person.Press("optcheck", "Opt check");
+    person.Press("Opt check");
     EXPECT_TRUE(person.Sees("1310 Optical check good     1550 Optical check goo", 600000))
         << bench.Describe();
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/panel/screens_map.h"
-
 namespace k905 {
 
 namespace {
@@ -28,13 +26,8 @@ bool Operator::Sees(const std::string& text, int limitMs) {
     return false;
 }
 
-void Operator::Press(const std::string& screen, const std::string& control) {
-    const Control& place = FindControl(screen, control);
-    bench_.Tap(place.x, place.y);
-}
-
-bool Operator::Go(const std::string& screen, const std::string& control, const std::string& text) {
-    Press(screen, control);
+bool Operator::Go(const std::string& control, const std::string& text) {
+    Press(control);
     if (!Sees(text))
         return false;
     Settle();
@@ -45,15 +38,15 @@ bool Operator::OpenMainBoard() {
     if (!WaitForStart())
         return false;
     Settle();
-    return Go("start", "MainBoard_FCT", "K905 Mainboard FCT !");
+    return Go("MainBoard_FCT", "K905 Mainboard FCT !");
 }
 
 bool Operator::Connect() {
-    return Go("mainboard", "Connect", "Connect success!!!");
+    return Go("Connect", "Connect success!!!");
 }
 
 bool Operator::OpenKeyCheck() {
-    return Go("mainboard", "Key Check", "Realt");
+    return Go("Key Check", "Realt");
 }
 
 bool Operator::OpenModule(const std::string& icon) {
@@ -65,11 +58,11 @@ bool Operator::OpenModule(const std::string& icon) {
     if (!WaitForStart())
         return false;
     Settle();
-    return Go("start", "Opticl_FCT", "K905 Optical FCT !") && Go("menu", icon, titles.at(icon));
+    return Go("Opticl_FCT", "K905 Optical FCT !") && Go(icon, titles.at(icon));
 }
 
-bool Operator::ConnectModule(const std::string& screen) {
-    return Go(screen, "Connect", "Connect Success!!!");
+bool Operator::ConnectModule() {
+    return Go("Connect", "Connect Success!!!");
 }
 
 }  // namespace k905

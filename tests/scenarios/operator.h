@@ -24,9 +24,9 @@ class Operator {
     bool Sees(const std::string& text, int limitMs = 5000);
     bool SeesNow(const std::string& text) { return Shows(bench_.Texts(), text); }
     // Touches a control and lets go.
-    void Press(const std::string& screen, const std::string& control);
+    void Press(const std::string& control) { bench_.Touch(control); }
     // Touches a control, waits for the text that it brings, and for rest. Fails the test like Sees.
-    bool Go(const std::string& screen, const std::string& control, const std::string& text);
+    bool Go(const std::string& control, const std::string& text);
     // Until the screen has come to rest.
     void Settle() { bench_.UntilIdle(300, 5000); }
 
@@ -38,7 +38,7 @@ class Operator {
     // From power-on by way of the optical menu to one of its screens, named by its icon.
     bool OpenModule(const std::string& icon);
     // On the OPM test and OPM adjust screens.
-    bool ConnectModule(const std::string& screen);
+    bool ConnectModule();
 
   private:
     Bench bench_;

@@ -128,7 +128,7 @@ class Page(unittest.TestCase):
         panel = self.panel
         panel.touch("Opticl_FCT", "OPM_Adjust")
         panel.touch("OPM_Adjust", "infomation eara!")
-        panel.touch("Adjust Connect", "Connect Success!!!")
+        panel.touch("Connect", "Connect Success!!!")
         panel.tab("board")
         panel.touch("Vdd", "AD Value")
         panel.shot("calibration")

@@ -18,12 +18,6 @@ from selenium.webdriver.common.actions.pointer_input import PointerInput
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select
 
-# Middle of each control on the 800 x 480 screen.
-CONTROLS = {
-    "MainBoard_FCT": (240, 210), "Opticl_FCT": (540, 210), "OPM_Adjust": (390, 160), "Back": (680, 466),
-    "OPT_Adjust": (590, 160), "OPM_FCT": (190, 160), "Opt check": (552, 90), "Eeprom Check": (652, 181),
-    "Connect": (487, 90), "Auto": (727, 421), "Key Check": (487, 241), "Adjust Connect": (502, 90), "Vdd": (652, 150),
-}
 WAIT = 60  # seconds, for what must come
 HOLD = 0.15  # of a touch and a key
 
@@ -140,7 +134,7 @@ class Panel:
 
     def touch(self, control, text=None):
         """A touch, and what the screen must read then."""
-        x, y = CONTROLS[control]
+        x, y = next(one["at"] for one in self.ask(do="controls")["controls"] if one["name"] == control)
         lcd = self.get("#lcd")
         (ActionChains(self.browser).move_to_element_with_offset(lcd, x - 400, y - 240)
          .click_and_hold().pause(HOLD).release().perform())

@@ -85,6 +85,8 @@ TEST(Control, NonsenseIsAnsweredAndHarmsNobody) {
         R"({"do":"touch"})",
         R"({"do":"touch","x":1})",
         R"({"do":"touch","action":"wave","x":1,"y":1})",
+        R"({"do":"touch","control":"Auto"})",  // a probe has no screen
+        R"({"do":"controls"})",
         R"({"do":"knob","steps":100000})",
         R"({"do":"advance"})",
         R"({"do":"advance","ms":-5})",

@@ -19,6 +19,7 @@ TEST(CtlWords, AreRequests) {
     EXPECT_EQ(json({{"do", "hello"}}), RequestFromWords({"hello"}));
     EXPECT_EQ(json({{"do", "key"}, {"key", "f1"}, {"action", "down"}}),
               RequestFromWords({"key", "f1", "down"}));
+    EXPECT_EQ(json({{"do", "touch"}, {"control", "Key Check"}}), RequestFromWords({"tap", "Key Check"}));
     EXPECT_EQ(json({{"do", "knob"}, {"steps", -2}}), RequestFromWords({"knob", "-2"}));
     EXPECT_EQ(json({{"do", "set"}, {"name", "optics.fibre"}, {"value", "1.5 km"}}),
               RequestFromWords({"set", "optics.fibre", "1.5 km"}));

@@ -1,0 +1,128 @@
+#include "simulator/interpose/screen_controls.h"
+
+#include <errno.h>
+#include <limits.h>
+#include <string.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <optional>
+#include <stdexcept>
+
+#include "screens/wnd_screen.h"
+#include "simulator/interpose/symbols.h"
+
+namespace k905 {
+
+namespace {
+
+// A copy of what lies at an address of the product, which may free it meanwhile; nothing where it has gone.
+template <typename Value>
+std::optional<Value> Peek(const Value* address) {
+    if (address == nullptr)
+        return std::nullopt;
+    Value value;
+    const iovec to = {&value, sizeof value};
+    const iovec from = {const_cast<Value*>(address), sizeof value};
+    if (process_vm_readv(getpid(), &to, 1, &from, 1, 0) == static_cast<ssize_t>(sizeof value))
+        return value;
+    if (errno != ENOSYS)
+        return std::nullopt;
+    memcpy(&value, address, sizeof value);  // an emulated processor has no such call
+    return value;
+}
+
+// Pictures and labels begin with their visible part.
+template <typename Component>
+std::optional<GUIVISIBLE> PeekVisible(Component* const* variable) {
+    const auto component = Peek(variable);
+    return component ? Peek(reinterpret_cast<const GUIVISIBLE*>(*component)) : std::nullopt;
+}
+
+Area Rectangle(const GUIRECTANGLE& area) {
+    const auto x = static_cast<int>(area.Start.x), y = static_cast<int>(area.Start.y);
+    return {x, y, static_cast<int>(area.End.x) - x + 1, static_cast<int>(area.End.y) - y + 1};
+}
+
+// What a row's label says, or null.
+const char* Caption(const SCREEN& screen, const SCREEN_CONTROL& row) {
+    if (row.ppLabel == nullptr || row.pText != nullptr)
+        return row.pText;
+    for (const SCREEN_STRING& string : screen.Strings)
+        if (row.ppString >= string.ppString && row.ppString < string.ppString + string.uiCount)
+            return string.pText;
+    return nullptr;
+}
+
+// ".../btn_back.bmp": "Back".
+std::string BitmapName(const char* path) {
+    std::string name = path == nullptr ? "" : path;
+    name.erase(0, name.find_last_of("/_") + 1);
+    name.erase(std::min(name.find('.'), name.size()));
+    if (!name.empty())
+        name[0] = static_cast<char>(toupper(static_cast<unsigned char>(name[0])));
+    return name;
+}
+
+// How far a point lies from the nearest edge, inside positive.
+int Depth(const Area& area, int x, int y) {
+    return std::min({x - area.x, y - area.y, area.x + area.width - 1 - x, area.y + area.height - 1 - y});
+}
+
+void ChoosePoint(ScreenControl& control, const std::vector<ScreenControl>& all) {
+    int best = INT_MIN;
+    const Area& area = control.picture;
+    for (int y = area.y; y < area.y + area.height; ++y)
+        for (int x = area.x; x < area.x + area.width; ++x) {
+            int depth = Depth(area, x, y);
+            for (const ScreenControl& other : all)
+                if (&other != &control && other.touchable)
+                    depth = std::min(depth, -Depth(other.picture, x, y));
+            // Among equals the one nearest to the middle.
+            const int fromMiddle =
+                std::abs(2 * (x - area.x) - area.width) + std::abs(2 * (y - area.y) - area.height);
+            const int rank = depth * 4096 - fromMiddle;
+            if (depth >= 0 && rank > best) {
+                best = rank;
+                control.x = x;
+                control.y = y;
+            }
+        }
+}
+
+}  // namespace
+
+std::vector<ScreenControl> ScreenControls() {
+    // The variable of wnd_screen.cpp.
+    static const void* const variable = ObjectAddress("pShownScreen");
+    if (variable == nullptr)
+        throw std::runtime_error("the program does not tell its controls: no symbol table names them");
+    std::vector<ScreenControl> controls;
+    const auto shown = Peek(static_cast<const SCREEN* const*>(variable));
+    if (!shown || *shown == nullptr)
+        return controls;
+    const SCREEN& screen = **shown;
+    for (const SCREEN_CONTROL& row : screen.Controls) {
+        const char* caption = Caption(screen, row);
+        ScreenControl control;
+        control.touchable = row.fnDown != nullptr || row.fnUp != nullptr;
+        const auto visible = PeekVisible(row.ppPicture);
+        if (!visible || (row.uiFlags & SCREEN_UNPAINTED) != 0 || (caption == nullptr && !control.touchable))
+            continue;
+        control.name = caption != nullptr ? caption : BitmapName(row.pBitmap);
+        control.picture = Rectangle(visible->Area);
+        control.enabled = visible->iEnable != 0;
+        if (const auto label = PeekVisible(row.ppLabel))
+            control.caption = Rectangle(label->Area);
+        controls.push_back(std::move(control));
+    }
+    for (ScreenControl& control : controls)
+        if (control.touchable)
+            ChoosePoint(control, controls);
+    return controls;
+}
+
+}  // namespace k905

@@ -1,0 +1,25 @@
+// What the product's screen offers to the finger, as the product's own tables tell it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simulator/interpose/area.h"
+
+namespace k905 {
+
+// A picture of the shown screen that has a caption or takes touches.
+struct ScreenControl {
+    std::string name;       // its caption; without one, what its bitmap is called: "Back"
+    Area picture, caption;  // on the LCD; a caption of width 0: none
+    bool touchable = false;
+    bool enabled = false;
+    int x = -1, y = -1;  // touchable: the point that lies deepest in what belongs to it alone
+};
+
+// In the order of the screen's table; none while no screen is shown. The caller sees to it that the product
+// stands still; else a screen that is just being taken down may be told in part. Throws std::runtime_error if
+// the program's symbol table does not tell where its screen is.
+std::vector<ScreenControl> ScreenControls();
+
+}  // namespace k905

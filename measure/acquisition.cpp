@@ -205,7 +205,7 @@ int MeasureNoise(uint32_t iATT0, const ACQ_WAIT& wait) {
     float fSquares = 0.0F;
     for (const uint16_t usSample : data)
         fSquares += (usSample - fMean) * (usSample - fMean);
-    signalMean = static_cast<int>(fMean + 0.5);
+    signalMean = static_cast<int>(fMean + 0.5);  // NOLINT(bugprone-incorrect-roundings): halves go up
     signalStd = sqrtf(fSquares * PER_SAMPLE);
     printf("Mean = %d, Std = %f\n", signalMean, static_cast<double>(signalStd));
     EndAcquisition();

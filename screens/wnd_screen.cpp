@@ -89,7 +89,7 @@ static void CreateControl(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
             *Row.ppPicture = CreatePicture(x + Area.x, y + Area.y, Area.uiWidth, Area.uiHeight, Row.pBitmap);
             return *Row.ppPicture != nullptr;
         });
-    if ((Row.uiFlags & SCREEN_BOARD) != 0 && !IsBoardConnected())
+    if (Row.ppPicture != nullptr && (Row.uiFlags & SCREEN_BOARD) != 0 && !IsBoardConnected())
         DisableUnpainted(*Row.ppPicture);
     if (Row.ppLabel != nullptr)
         CreateLabels(Row, x, y);

@@ -43,7 +43,7 @@ bool HasRestState(const std::string& name) {
 }
 
 Json Member(const Json& request, const char* name) {
-    const Json member = request.value(name, Json::object());
+    Json member = request.value(name, Json::object());
     if (!member.is_object())
         throw std::invalid_argument(std::string("\"") + name + "\" is not an object");
     return member;
@@ -69,7 +69,7 @@ void Controller::KeepBench() {
 }
 
 std::string Controller::SetQuantity(const std::string& name, const Json& value) {
-    const std::string error = machine_.Hardware().Set(name, value);
+    std::string error = machine_.Hardware().Set(name, value);
     if (error.empty() && value.is_null())
         settings_.erase(name);
     else if (error.empty())

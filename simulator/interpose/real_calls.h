@@ -86,6 +86,7 @@ namespace k905 {
     CALL(_exit, void, (int))
 
 struct RealCalls {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration, not an expression
 #define K905_MEMBER(name, result, arguments) result(*name) arguments = nullptr;
     K905_REAL_CALLS(K905_MEMBER)
 #undef K905_MEMBER

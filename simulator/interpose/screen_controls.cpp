@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <limits.h>
-#include <string.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -25,13 +24,14 @@ std::optional<Value> Peek(const Value* address) {
     if (address == nullptr)
         return std::nullopt;
     Value value;
-    const iovec to = {&value, sizeof value};
-    const iovec from = {const_cast<Value*>(address), sizeof value};
-    if (process_vm_readv(getpid(), &to, 1, &from, 1, 0) == static_cast<ssize_t>(sizeof value))
+    constexpr size_t kSize = sizeof(Value);  // NOLINT(bugprone-sizeof-expression): of pointers, too
+    const iovec to = {&value, kSize};
+    const iovec from = {const_cast<Value*>(address), kSize};
+    if (process_vm_readv(getpid(), &to, 1, &from, 1, 0) == static_cast<ssize_t>(kSize))
         return value;
     if (errno != ENOSYS)
         return std::nullopt;
-    memcpy(&value, address, sizeof value);  // an emulated processor has no such call
+    value = *address;  // an emulated processor has no such call
     return value;
 }
 

@@ -13,7 +13,7 @@ void TraceLog::Clear() {
 void TraceLog::Add(Micros time, int thread, const char* kind, const std::string& line) {
     if (!recording_)
         return;
-    const std::size_t slot = static_cast<std::size_t>(thread + 1);
+    const std::size_t slot = static_cast<std::size_t>(thread) + 1;
     if (last_.size() <= slot)
         last_.resize(slot + 1, 0);
     // A line that the thread repeats, as a polling loop does, is counted and not stored again.

@@ -97,7 +97,7 @@ std::string SetSeed(Parts& parts, const std::string&, const json& value) {
 
 std::string SetFibre(Parts& parts, const std::string&, const json& value) {
     Fibre fibre;
-    const std::string problem = ParseFibre(value, fibre);
+    std::string problem = ParseFibre(value, fibre);
     if (problem.empty())
         parts.optics.SetFibre(fibre);
     return problem;
@@ -117,7 +117,7 @@ std::string SetPanel(Parts& parts, const std::string&, const json& value) {
     if (!value.is_array() || value.size() != 2 || !WholeInRange(value[0], 1, 4096) ||
         !WholeInRange(value[1], 1, 4096))
         return "screen.size takes [width, height] in pixels";
-    const std::string problem = parts.screen.Resize(value[0].get<unsigned>(), value[1].get<unsigned>());
+    std::string problem = parts.screen.Resize(value[0].get<unsigned>(), value[1].get<unsigned>());
     if (problem.empty()) {
         parts.panelWidth = value[0].get<unsigned>();
         parts.panelHeight = value[1].get<unsigned>();

@@ -135,7 +135,7 @@ std::string PowerCutAfter(Parts& parts, bool on, const json& value) {
 }
 
 std::string SpoilFont(Parts& parts, bool on, const json& value, Damage damage) {
-    const std::string problem = OnlyTrue(on, value);
+    std::string problem = OnlyTrue(on, value);
     if (!problem.empty())
         return problem;
     parts.storage.RestoreAssets("font/", damage);
@@ -150,7 +150,7 @@ std::string SpoilBitmaps(Parts& parts, bool on, const json& value, Damage damage
             return "this fault takes a bitmap's name, or a list of names";
     parts.storage.RestoreAssets("bitmap/", damage);
     for (const json& name : list) {
-        const std::string problem =
+        std::string problem =
             on ? parts.storage.SpoilAsset("bitmap/" + name.get<std::string>(), damage) : std::string();
         if (!problem.empty()) {
             parts.storage.RestoreAssets("bitmap/", damage);
@@ -166,7 +166,7 @@ std::string Spoiled(Parts& parts, bool on, const json& value) {
 }
 
 std::string SmallPanel(Parts& parts, bool on, const json& value) {
-    const std::string problem = OnlyTrue(on, value);
+    std::string problem = OnlyTrue(on, value);
     if (!problem.empty())
         return problem;
     return on ? parts.screen.Resize(640, 480) : parts.screen.Resize(parts.panelWidth, parts.panelHeight);
@@ -337,7 +337,7 @@ std::string Instrument::SetFault(const std::string& name, const nlohmann::json& 
         faults[name] = value;
     else
         faults.erase(name);
-    const std::string problem = row->apply(*parts_, on, value);
+    std::string problem = row->apply(*parts_, on, value);
     if (!problem.empty())
         faults = before;
     return problem;

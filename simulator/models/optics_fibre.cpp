@@ -109,7 +109,7 @@ std::string ParseFibre(const nlohmann::json& value, Fibre& fibre) {
     Fibre parsed;
     if (value.is_array() && !value.empty()) {
         parsed.name = "custom";
-        const std::string problem = ParseEvents(value, parsed.events);
+        std::string problem = ParseEvents(value, parsed.events);
         if (problem.empty())
             fibre = parsed;
         return problem;

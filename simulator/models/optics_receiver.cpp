@@ -68,6 +68,8 @@ void Amplify(std::vector<double>& volts, double step) {
 
 std::uint16_t AdcCode(double volts) {
     const double code = kZeroCode + volts / kFullScaleVolts * (kFullScaleCode - kZeroCode);
+    // lround is a call of the library, here once a sample, and there are no negative codes.
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return static_cast<std::uint16_t>(std::clamp(code, 0.0, kFullScaleCode) + 0.5);
 }
 

@@ -46,7 +46,7 @@ bool FrameLog::Update(const std::uint8_t* pixels, unsigned bits) {
             continue;
         for (int column = 0; column < kColumns; ++column)
             if (TakeTile(column, band, pixels)) {
-                changedIn_[static_cast<std::size_t>(band * kColumns + column)] = next;
+                changedIn_[Index(band, column)] = next;
                 changed = true;
             }
     }
@@ -63,9 +63,7 @@ std::vector<Area> FrameLog::Since(std::uint32_t since) const {
     const bool known = since != 0 && since < number_;
     for (int band = 0; band < kBands; ++band)
         for (int column = 0; column < kColumns; ++column) {
-            const auto changed = [&](int c) {
-                return !known || changedIn_[static_cast<std::size_t>(band * kColumns + c)] > since;
-            };
+            const auto changed = [&](int c) { return !known || changedIn_[Index(band, c)] > since; };
             if (!changed(column))
                 continue;
             const int first = column;

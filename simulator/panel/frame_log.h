@@ -35,6 +35,9 @@ class FrameLog {
     static_assert(kBands * kTileHeight == static_cast<int>(kScreenHeight));
 
     bool TakeTile(int column, int band, const std::uint8_t* pixels);
+    static std::size_t Index(int band, int column) {
+        return static_cast<std::size_t>(band) * kColumns + static_cast<std::size_t>(column);
+    }
 
     Picture last_;
     std::uint32_t number_ = 0;

@@ -85,7 +85,7 @@ void SavedBenches::Save(const std::string& name, const nlohmann::json& bench,
 nlohmann::json SavedBenches::Restore(const std::string& name, const std::string& stateDir) const {
     const std::string path = Path(name);
     std::ifstream in(path + "/" + kBenchFile);
-    const nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
+    nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
     if (!bench.is_object())
         throw BenchError("no bench is kept under the name \"" + name + "\"");
     try {

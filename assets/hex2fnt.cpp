@@ -1,11 +1,12 @@
-// hex2fnt IN.hex OUT.fnt
+// hex2fnt OUT.fnt IN.hex...
 //
-// Turns a font in Unifont's text form into the instrument's font format. A line of the input is a character
+// Turns fonts in Unifont's text form into the instrument's font format. A line of an input is a character
 // code of four hexadecimal digits, a colon, and the rows of a glyph of 8 x 16 or 16 x 16 pixels, most
-// significant bit leftmost. The output holds one 16 x 16 matrix for each of the 65536 codes; codes that the
-// input does not name, and the surrogates, are blank. Exit status 0, 1 (refused, nothing written) or 2 (wrong
-// call).
+// significant bit leftmost. The output holds one 16 x 16 matrix for each of the 65536 codes: that of the last
+// input which names the code; codes that none names, and the surrogates, are blank. Exit status 0, 1
+// (refused, nothing written) or 2 (wrong call).
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
@@ -54,7 +55,7 @@ const char* LineFault(const std::string& line, const std::vector<bool>& seen) {
     return nullptr;
 }
 
-// Puts a glyph into its matrix; a narrow one takes the left half.
+// Puts a glyph into its matrix, in place of any before it; a narrow one takes the left half.
 void StoreGlyph(const std::string& line, std::vector<unsigned char>& font) {
     const unsigned code = HexValue(line, 0, 4);
     const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
@@ -62,43 +63,52 @@ void StoreGlyph(const std::string& line, std::vector<unsigned char>& font) {
         return;
     const unsigned rowBytes = line.size() - 5 == wideDigits ? 2 : 1;
     unsigned char* matrix = &font[headerSize + size_t{code} * glyphSize];
+    std::fill_n(matrix, glyphSize, static_cast<unsigned char>(0));
     for (unsigned row = 0; row < glyphRows; row++)
         for (unsigned byte = 0; byte < rowBytes; byte++)
             matrix[2 * row + byte] =
                 static_cast<unsigned char>(HexValue(line, 5 + 2 * (row * rowBytes + byte), 2));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 3) {
-        fprintf(stderr, "usage: hex2fnt IN.hex OUT.fnt\n");
-        return 2;
-    }
-    std::ifstream input(argv[1]);
+// Puts the glyphs of a file into the font. Says what is wrong, and returns false, when it is not a good one.
+bool StoreGlyphs(const char* path, std::vector<unsigned char>& font) {
+    std::ifstream input(path);
     if (!input) {
-        fprintf(stderr, "hex2fnt: %s: %s\n", argv[1], strerror(errno));
-        return 1;
+        fprintf(stderr, "hex2fnt: %s: %s\n", path, strerror(errno));
+        return false;
     }
-    std::vector<unsigned char> font = FontHeader();
-    font.resize(headerSize + glyphCount * glyphSize);
     std::vector<bool> seen(glyphCount);
     unsigned number = 0;
     for (std::string line; std::getline(input, line);) {
         number++;
         if (const char* fault = LineFault(line, seen)) {
-            fprintf(stderr, "hex2fnt: %s:%u: %s\n", argv[1], number, fault);
-            return 1;
+            fprintf(stderr, "hex2fnt: %s:%u: %s\n", path, number, fault);
+            return false;
         }
         seen[HexValue(line, 0, 4)] = true;
         StoreGlyph(line, font);
     }
     if (input.bad() || number == 0) {
-        fprintf(stderr, "hex2fnt: %s: %s\n", argv[1], input.bad() ? "cannot be read" : "holds no glyph");
-        return 1;
+        fprintf(stderr, "hex2fnt: %s: %s\n", path, input.bad() ? "cannot be read" : "holds no glyph");
+        return false;
     }
-    if (!WriteWholeFile(argv[2], font)) {
-        fprintf(stderr, "hex2fnt: %s: %s\n", argv[2], strerror(errno));
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        fprintf(stderr, "usage: hex2fnt OUT.fnt IN.hex...\n");
+        return 2;
+    }
+    std::vector<unsigned char> font = FontHeader();
+    font.resize(headerSize + glyphCount * glyphSize);
+    for (int i = 2; i < argc; i++)
+        if (!StoreGlyphs(argv[i], font))
+            return 1;
+    if (!WriteWholeFile(argv[1], font)) {
+        fprintf(stderr, "hex2fnt: %s: %s\n", argv[1], strerror(errno));
         return 1;
     }
     return 0;

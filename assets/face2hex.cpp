@@ -4,7 +4,7 @@
 // them, and writes those of the codes FIRST to LAST (hexadecimal) in the form that hex2fnt reads. They stand
 // on Unifont's base line, so that they share a line with its ideographs; one that would reach above or below
 // the 16 rows is moved by what is missing. Exit status 0, 1 (refused, nothing written: a code that the face
-// does not have, a glyph without ink or larger than the matrix, ...) or 2 (wrong call).
+// does not have, a glyph larger than the matrix, ...) or 2 (wrong call).
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -28,8 +28,6 @@ const char* AppendGlyph(FT_Face face, unsigned code, std::vector<unsigned char>&
         return "cannot be drawn";
     const FT_Bitmap& bitmap = face->glyph->bitmap;
     const int rows = static_cast<int>(bitmap.rows), columns = static_cast<int>(bitmap.width);
-    if (bitmap.pixel_mode != FT_PIXEL_MODE_MONO || rows == 0 || columns == 0)
-        return "has no ink";
     if (rows > glyphRows || columns > glyphColumns)
         return "is larger than 16 x 16";
     const int top = std::clamp(baseLine - face->glyph->bitmap_top, 0, glyphRows - rows);

@@ -157,9 +157,9 @@ const Caption captions[] = {
     {"bar_info", 20, 8, 630, 16, 0xFFFFFF, 4.5},
     {"bg_desk", 0, 0, 800, 420, 0xF8A800, 4.5},
     {"bg_main", 120, 175, 560, 166, 0xF8A800, 4.5},
-    {"btn_enable", 5, 9, 95, 34, 0xFFFFFF, 4.5},
-    {"btn_disable", 5, 9, 95, 34, 0xFFFFFF, 4.5},
-    {"btn_active", 5, 9, 95, 34, 0x3C3028, 4.5},
+    {"btn_enable", 0, 9, 105, 34, 0xFFFFFF, 4.5},
+    {"btn_disable", 0, 9, 105, 34, 0xFFFFFF, 4.5},
+    {"btn_active", 0, 9, 105, 34, 0x3C3028, 4.5},
     {"btn_active", 15, 18, 85, 16, 0xF8A800, 1.5},  // amber on a lit face: told by its hue
     {"enter_unpress", 10, 12, 60, 14, 0xFFFFFF, 4.5},
     {"enter_press", 10, 12, 60, 14, 0x3C3028, 4.5},

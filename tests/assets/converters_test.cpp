@@ -139,6 +139,58 @@ TEST_F(Png2Bmp, AcceptsTheNearestColoursThatShowDifferently) {
     EXPECT_EQ(Convert("6 1").status, 0);
 }
 
+class Face2Hex : public testing::Test {
+  protected:
+    ScratchDir dir;
+    const std::string face = K905_FACE_DIR "/LiberationSans-Regular.ttf", hex = dir / "out.hex";
+
+    std::string Draw(const std::string& size, const std::string& codes) {
+        EXPECT_EQ(RunTool("face2hex " + face + " " + size + " " + codes + " " + hex).status, 0);
+        const Bytes text = ReadFile(hex);
+        return std::string(text.begin(), text.end());
+    }
+    void ExpectRefused(const std::string& file, const std::string& size, const std::string& codes,
+                       const std::string& cause) {
+        const RunResult run = RunTool("face2hex " + file + " " + size + " " + codes + " " + hex);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_THAT(run.output, HasSubstr(file + ": " + cause));
+        EXPECT_THAT(dir.Files(), IsEmpty());
+    }
+};
+
+TEST_F(Face2Hex, DrawsEachCodeOnTheBaseLine) {
+    EXPECT_EQ(Draw("12", "006C-006C"),
+              "006C:0000000000000000000080008000800080008000800080008000800000000000\n");
+}
+
+// The bar hangs 3 rows below the base line, which has room for 2.
+TEST_F(Face2Hex, MovesAGlyphThatReachesBelowTheMatrix) {
+    EXPECT_EQ(Draw("12", "005F-005F"), "005F:" + std::string(60, '0') + "FE00\n");
+}
+
+TEST_F(Face2Hex, RefusesWhatItCannotDraw) {
+    ExpectRefused(face, "12", "0041-007F", "007F is not in the face");
+    ExpectRefused(face, "12", "4E2D-4E2D", "4E2D is not in the face");
+    ExpectRefused(face, "40", "0041-0041", "0041 is larger than 16 x 16");
+    ExpectRefused(dir / "missing.ttf", "12", "0041-0041", "not a font");
+    ExpectRefused("/dev/null", "12", "0041-0041", "not a font");
+}
+
+TEST_F(Face2Hex, ReportsAnOutputThatCannotBeWritten) {
+    const RunResult run = RunTool("face2hex " + face + " 12 0041-005A " + (dir / "missing/out.hex"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.output, HasSubstr("missing/out.hex"));
+}
+
+TEST_F(Face2Hex, ExplainsItselfWhenCalledWrongly) {
+    for (const char* call : {"face2hex", "face2hex a 12 0041 out", "face2hex a x 0041-0041 out",
+                             "face2hex a 0 0041-0041 out", "face2hex a 12 0042-0041 out"}) {
+        const RunResult run = RunTool(call);
+        EXPECT_EQ(run.status, 2) << call;
+        EXPECT_THAT(run.output, HasSubstr("usage"));
+    }
+}
+
 class Hex2Fnt : public testing::Test {
   protected:
     ScratchDir dir;
@@ -147,7 +199,7 @@ class Hex2Fnt : public testing::Test {
 
     RunResult Convert(const std::string& text) {
         WriteFile(hex, text);
-        return RunTool("hex2fnt " + hex + " " + fnt);
+        return RunTool("hex2fnt " + fnt + " " + hex);
     }
 
     void ExpectRefused(const std::string& text, const std::string& cause) {
@@ -164,6 +216,16 @@ TEST_F(Hex2Fnt, PutsGlyphsInTheirPlaces) {
     ASSERT_EQ(font.size(), 32u + 65536 * 32);
     EXPECT_EQ(LittleEndian(font, 32 + 0x41 * 32 + 30, 2), 0x0018u);
     EXPECT_EQ(LittleEndian(font, 32 + 0xFFFE * 32 + 30, 2), 0x4812u);
+    EXPECT_EQ(std::count(font.begin() + 32, font.end(), 0), 65536 * 32 - 3);
+}
+
+TEST_F(Hex2Fnt, TakesAGlyphFromTheLastFileThatHasIt) {
+    WriteFile(dir / "base.hex", "0041:" + wide + "\n0042:" + wide + "\n");
+    WriteFile(dir / "face.hex", "0041:" + narrow + "\n");
+    ASSERT_EQ(RunTool("hex2fnt " + fnt + " " + (dir / "base.hex") + " " + (dir / "face.hex")).status, 0);
+    const Bytes font = ReadFile(fnt);
+    EXPECT_EQ(LittleEndian(font, 32 + 0x41 * 32 + 30, 2), 0x0018u);
+    EXPECT_EQ(LittleEndian(font, 32 + 0x42 * 32 + 30, 2), 0x4812u);
     EXPECT_EQ(std::count(font.begin() + 32, font.end(), 0), 65536 * 32 - 3);
 }
 
@@ -189,14 +251,14 @@ TEST_F(Hex2Fnt, RefusesMalformedLinesByNumber) {
 
 TEST_F(Hex2Fnt, RefusesAnEmptyFileAndADirectory) {
     ExpectRefused("", ": holds no glyph");
-    const RunResult run = RunTool("hex2fnt /tmp " + fnt);
+    const RunResult run = RunTool("hex2fnt " + fnt + " /tmp");
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.output, HasSubstr("hex2fnt: /tmp"));
     EXPECT_THAT(dir.Files(), ElementsAre("in.hex"));
 }
 
 TEST_F(Hex2Fnt, RefusesAMissingFile) {
-    const RunResult run = RunTool("hex2fnt " + hex + " " + fnt);
+    const RunResult run = RunTool("hex2fnt " + fnt + " " + hex);
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.output, HasSubstr(hex + ": No such file"));
     EXPECT_THAT(dir.Files(), IsEmpty());

@@ -40,8 +40,7 @@ class ApdAdjust : public test::ScreenTest {
 TEST_F(ApdAdjust, ShowsItsPanelsAxesAndButtons) {
     Open();
     const std::vector<std::string> texts = Texts();
-    // The caption of the trace is wider than its label.
-    for (const char* text : {"APD Adjust", "Start", "Stop", "E2PROM", "Trace", "4000", "3000", "2000", "0",
+    for (const char* text : {"APD Adjust", "Start", "Stop", "E2PROM", "Trace :", "4000", "3000", "2000", "0",
                              "20", "40", "60", "80 C", "data area", "info area"})
         EXPECT_THAT(texts, Contains(text));
     EXPECT_EQ(15u, texts.size());

@@ -1,4 +1,4 @@
-// Every text of every screen fits where it stands. The linker sends DisplayLabel and DisplayPicture through
+// Every text of every screen fits where it stands. The linker sends DisplayLabel and CreatePicture through
 // here, so each label is looked at as it is drawn, in all tests of this program: the captions, titles and
 // fixed texts of the screens' tables in those below, what the screens tell while they work in the others.
 #include <algorithm>

@@ -22,8 +22,9 @@ constexpr int kBlankAdvance = 1 + kMatrix * 3 / 8 + 1;
 
 // A run is believed when it has this much ink: less may be the speckles of a picture.
 constexpr int kRunInk = 14;
-// Free pixels that a single glyph needs on each side to be believed.
-constexpr int kClear = 3;
+// Free pixels that a single glyph needs on each side to be believed; letters of a stroke or two ("i", "l",
+// "r") need the second.
+constexpr int kClear = 3, kClearOfStrokes = 16;
 constexpr std::size_t kMostInks = 31;
 
 std::uint32_t Le32(const std::uint8_t* p) {
@@ -65,6 +66,10 @@ void AppendUtf8(std::string& out, std::uint16_t code) {
         out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
         out += static_cast<char>(0x80 | (code & 0x3F));
     }
+}
+
+bool Letter(std::uint16_t code) {
+    return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
 }
 
 // Colour as a pixel of that depth holds it.
@@ -332,6 +337,9 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
     // A lone glyph is text only when it stands free: pictures are full of accidental commas.
     const auto standsFree = [&](const Candidate& c) {
         const Glyph& glyph = glyphs_[c.parts[0].glyph];
+        if (Ideograph(glyph.code) || (!glyph.rich && !Letter(glyph.code)))
+            return false;
+        const int clear = glyph.rich ? kClear : kClearOfStrokes;
         std::uint16_t rows = 0;
         for (const std::uint16_t column : glyph.columns)
             rows = static_cast<std::uint16_t>(rows | column);
@@ -339,11 +347,11 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
         const int right = left + glyph.width;
         const int top = c.y + __builtin_ctz(rows);
         const int bottom = c.y + 32 - __builtin_clz(rows);
-        for (int y = top - kClear; y < bottom + kClear; ++y)
-            for (int x = left - kClear; x < right + kClear; ++x)
+        for (int y = top - clear; y < bottom + clear; ++y)
+            for (int x = left - clear; x < right + clear; ++x)
                 if ((x < left || x >= right || y < top || y >= bottom) && picture.Has(x, y, ink))
                     return false;
-        return glyph.rich && !Ideograph(glyph.code);
+        return true;
     };
 
     // Ink belongs to one reading only, the one that explains most of it.

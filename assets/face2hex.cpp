@@ -47,6 +47,12 @@ const char* AppendGlyph(FT_Face face, unsigned code, std::vector<unsigned char>&
     return nullptr;
 }
 
+// FreeType, and whatever it still holds at the end.
+struct Library {
+    FT_Library handle = nullptr;
+    ~Library() { FT_Done_FreeType(handle); }
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -56,9 +62,9 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: face2hex FACE SIZE FIRST-LAST OUT.hex\n");
         return 2;
     }
-    FT_Library library = nullptr;
+    Library library;
     FT_Face face = nullptr;
-    if (FT_Init_FreeType(&library) != 0 || FT_New_Face(library, argv[1], 0, &face) != 0 ||
+    if (FT_Init_FreeType(&library.handle) != 0 || FT_New_Face(library.handle, argv[1], 0, &face) != 0 ||
         FT_Set_Pixel_Sizes(face, 0, size) != 0) {
         fprintf(stderr, "face2hex: %s: not a font of that size\n", argv[1]);
         return 1;
@@ -69,7 +75,6 @@ int main(int argc, char** argv) {
             fprintf(stderr, "face2hex: %s: %04X %s\n", argv[1], code, fault);
             return 1;
         }
-    FT_Done_FreeType(library);
     if (!WriteWholeFile(argv[4], text)) {
         fprintf(stderr, "face2hex: %s: %s\n", argv[4], strerror(errno));
         return 1;

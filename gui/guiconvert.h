@@ -7,7 +7,7 @@
 #include "gui/guiimage.h"
 
 template <unsigned ImageBits, unsigned Bits>
-void ConvertImage(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj);
+__attribute__((noinline)) void ConvertImage(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj);
 
 // An 8-bit framebuffer is left as it is.
 constexpr auto* _Image1Fb8 = ConvertImage<1, 8>;

@@ -1,6 +1,7 @@
 #include "gui/guiimage.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include "gui/guiconvert.h"
 #include "gui/guiendian.h"
@@ -50,53 +51,121 @@ static inline void PutImagePixel(uint32_t uiPixel, uint8_t* pDest) {
     }
 }
 
+// The pixel of a colour of an 8- or 24-bit image.
+template <unsigned Bits>
+static inline uint32_t ColorPixel(uint8_t ucRed, uint8_t ucGreen, uint8_t ucBlue) {
+    if constexpr (Bits == 16)
+        return static_cast<uint32_t>(ucRed >> 3 << 11 | ucGreen >> 2 << 5 | ucBlue >> 3);
+    else
+        return MakeColor(ucRed, ucGreen, ucBlue);
+}
+
+// Four 16-bit pixels, two in each word, the left one lower.
+template <bool bOnWord>
+static inline void PutFour(uint32_t uiLeft, uint32_t uiRight, uint8_t* pDest) {
+    if constexpr (bOnWord) {
+        StoreAligned(uiLeft, pDest);
+        StoreAligned(uiRight, pDest + 4);
+    } else {
+        PutPixel<16>(uiLeft, pDest);
+        StoreAligned(uiLeft >> 16 | uiRight << 16, pDest + 2);
+        PutPixel<16>(uiRight >> 16, pDest + 6);
+    }
+}
+
+template <bool bOnWord>
+static inline void ConvertIndexSteps(const uint8_t* pSource, const uint32_t* pPixels, unsigned uiSteps,
+                                     uint8_t* pDest) {
+    for (; uiSteps > 0; --uiSteps, pSource += 4, pDest += 8)
+        PutFour<bOnWord>(pPixels[pSource[0]] | pPixels[pSource[1]] << 16,
+                         pPixels[pSource[2]] | pPixels[pSource[3]] << 16, pDest);
+}
+
 template <unsigned Bits>
 static void ConvertIndices(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
     constexpr size_t BYTES = DEPTH<Bits>::BYTES;
     // Every index has an entry, so that an image cannot reach beyond a short palette: black.
-    uint32_t uiPixels[GUIPALETTE_LIMIT] = {};
+    uint32_t uiPixels[GUIPALETTE_LIMIT];
     const GUIPALETTE* pPalette = pImgObj->pRefPal;
     for (int i = 0; i < pPalette->iPalLength; ++i)
-        uiPixels[i] = PixelValue<Bits>(
-            MakeColor(pPalette->pRedValue[i], pPalette->pGreenValue[i], pPalette->pBlueValue[i]), nullptr);
-    const unsigned uiWidth = pImgObj->uiDispWidth;
-    ForEachRow(pImgObj, pFbmapObj, [&](const uint8_t* pSource, uint8_t* pDest) {
-        for (unsigned i = 0; i < uiWidth; ++i)
-            PutImagePixel<Bits>(uiPixels[pSource[i]], pDest + i * BYTES);
+        uiPixels[i] =
+            ColorPixel<Bits>(pPalette->pRedValue[i], pPalette->pGreenValue[i], pPalette->pBlueValue[i]);
+    for (int i = pPalette->iPalLength; i < GUIPALETTE_LIMIT; ++i)
+        uiPixels[i] = 0;
+    const uint32_t* pPixels = InRegister(&uiPixels[0]);
+    ForEachRow(pImgObj, pFbmapObj, [=](const uint8_t* pSource, uint8_t* pDest) {
+        unsigned uiCount = pImgObj->uiDispWidth;
+        if constexpr (Bits == 16) {
+            if (OnWord(pDest))
+                ConvertIndexSteps<true>(pSource, pPixels, uiCount / 4, pDest);
+            else
+                ConvertIndexSteps<false>(pSource, pPixels, uiCount / 4, pDest);
+            pSource += uiCount / 4 * 4, pDest += uiCount / 4 * 8, uiCount %= 4;
+        }
+        for (; uiCount > 0; --uiCount, pDest += BYTES)
+            PutImagePixel<Bits>(pPixels[*pSource++], pDest);
     });
 }
 
-// Blue, green, red in memory: a COLOR as a little-endian number.
-static inline COLOR ColorAt(const uint8_t* pSource) {
-    return MakeColor(pSource[2], pSource[1], pSource[0]);
+// Colours become 16-bit pixels four at a time, from words on their own alignment; where words may lie
+// anywhere, eight at a time in a form that the compiler makes vectors of.
+constexpr bool WORDS_ANYWHERE = sizeof(void*) == 8;
+constexpr unsigned COLOR_STEP = WORDS_ANYWHERE ? 8 : 4;
+
+template <size_t uiAlign>
+static inline uint32_t LoadWord(const uint8_t* pSource) {
+    uint32_t uiWord = 0;
+    memcpy(&uiWord, __builtin_assume_aligned(pSource, uiAlign), sizeof(uiWord));
+    return uiWord;
 }
 
-static inline uint32_t Rgb565At(const uint8_t* pSource) {
-    return Rgb565(ColorAt(pSource));
-}
-
-// Two pixels, the left one in the low half. Where registers have 64 bits one conversion does both, 32 bits
-// apart; no shift moves a masked bit from one to the other.
-static inline uint32_t Rgb565PairAt(const uint8_t* pSource) {
-    if constexpr (sizeof(void*) == 8) {
-        const uint64_t ulColors = GetLe32(pSource) | static_cast<uint64_t>(GetLe32(pSource + 2) >> 8) << 32;
-        const uint64_t ulPair = (ulColors & 0xF8000000F8) >> 3 | (ulColors & 0xFC000000FC00) >> 5 |
-                                (ulColors & 0xF8000000F80000) >> 8;
-        return static_cast<uint32_t>(ulPair | ulPair >> 16);
-    } else {
-        return Rgb565At(pSource) | Rgb565At(pSource + 3) << 16;
+template <bool bOnWord>
+static inline void ConvertColorSteps(const uint8_t* pSource, unsigned uiSteps, uint8_t* pDest) {
+    // Of the left pixel of a pair and of the right one.
+    const uint32_t uiGreen = InRegister<uint32_t>(0x7E0), uiRed = InRegister<uint32_t>(0xF800);
+    const uint32_t uiBlue2 = InRegister<uint32_t>(0x1F0000), uiGreen2 = InRegister<uint32_t>(0x7E00000);
+    for (; uiSteps > 0; --uiSteps, pSource += COLOR_STEP * 3, pDest += COLOR_STEP * 2) {
+        if constexpr (WORDS_ANYWHERE) {
+            uint32_t uiLeft[COLOR_STEP / 2],
+                uiRight[COLOR_STEP / 2];  // a colour in the low, in the high three bytes
+            for (unsigned i = 0; i < COLOR_STEP / 2; ++i) {
+                uiLeft[i] = LoadWord<1>(pSource + 6 * i);
+                uiRight[i] = LoadWord<1>(pSource + 6 * i + 2);
+            }
+            for (unsigned i = 0; i < COLOR_STEP / 2; ++i)
+                uiLeft[i] = (uiLeft[i] >> 3 & 0x1F) | (uiLeft[i] >> 5 & uiGreen) | (uiLeft[i] >> 8 & uiRed) |
+                            (uiRight[i] << 5 & uiBlue2) | (uiRight[i] << 3 & uiGreen2) |
+                            (uiRight[i] & 0xF8000000);
+            memcpy(pDest, uiLeft, sizeof(uiLeft));
+        } else {
+            const uint32_t uiFirst = LoadWord<4>(pSource), uiSecond = LoadWord<4>(pSource + 4),
+                           uiThird = LoadWord<4>(pSource + 8);
+            PutFour<bOnWord>(
+                (uiFirst >> 3 & 0x1F) | (uiFirst >> 5 & uiGreen) | (uiFirst >> 8 & uiRed) |
+                    (uiFirst >> 11 & uiBlue2) | (uiSecond << 19 & uiGreen2) | uiSecond >> 11 << 27,
+                (uiSecond >> 19 & 0x1F) | (uiSecond >> 21 & uiGreen) | (uiThird << 8 & uiRed) |
+                    (uiThird << 5 & uiBlue2) | (uiThird << 3 & uiGreen2) | (uiThird & 0xF8000000),
+                pDest);
+        }
     }
 }
 
 static inline void ConvertColorsTo16(const uint8_t* pSource, unsigned uiCount, uint8_t* pDest) {
-    if (uiCount > 0 && !OnWord(pDest)) {
-        PutPixel<16>(Rgb565At(pSource), pDest);
+    const auto convertOne = [&] {
+        PutPixel<16>(ColorPixel<16>(pSource[2], pSource[1], pSource[0]), pDest);
         --uiCount, pSource += 3, pDest += 2;
-    }
-    for (; uiCount >= 2; uiCount -= 2, pSource += 6, pDest += 4)
-        StoreAligned(Rgb565PairAt(pSource), pDest);
-    if (uiCount > 0)
-        PutPixel<16>(Rgb565At(pSource), pDest);
+    };
+    // After three pixels at most: three bytes each reach every remainder.
+    while (!WORDS_ANYWHERE && uiCount > 0 && !OnWord(pSource))
+        convertOne();
+    const unsigned uiSteps = uiCount / COLOR_STEP;
+    if (OnWord(pDest))
+        ConvertColorSteps<true>(pSource, uiSteps, pDest);
+    else
+        ConvertColorSteps<false>(pSource, uiSteps, pDest);
+    pSource += uiSteps * COLOR_STEP * 3, pDest += uiSteps * COLOR_STEP * 2, uiCount %= COLOR_STEP;
+    while (uiCount > 0)
+        convertOne();
 }
 
 template <unsigned Bits>
@@ -108,9 +177,9 @@ static void ConvertColors(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
         else if constexpr (Bits == 24)
             memcpy(pDest, pSource, static_cast<size_t>(uiWidth) * 3);
         else
-            for (unsigned i = 0; i < uiWidth; ++i)
-                PutImagePixel<Bits>(ColorAt(pSource + static_cast<size_t>(i) * 3),
-                                    pDest + static_cast<size_t>(i) * 4);
+            for (size_t i = 0; i < uiWidth; ++i)
+                PutImagePixel<Bits>(ColorPixel<Bits>(pSource[3 * i + 2], pSource[3 * i + 1], pSource[3 * i]),
+                                    pDest + 4 * i);
     });
 }
 

@@ -113,6 +113,14 @@ static inline void PutRun(const PIXEL_RUN<Bits, uiRunPixels>& run, uint8_t* pDes
     memcpy(__builtin_assume_aligned(pDest, sizeof(uint32_t)), run.ucBytes, uiPixels * Bits / 8);
 }
 
+// The value, which the compiler no longer knows: it is kept in a register instead of being made anew for each
+// use, and masks stay on the side of a shift where they were written.
+template <typename Value>
+static inline Value InRegister(Value value) {
+    asm("" : "+r"(value));
+    return value;
+}
+
 static inline bool OnWord(const uint8_t* pData) {
     return (reinterpret_cast<uintptr_t>(pData) & (sizeof(uint32_t) - 1)) == 0;
 }

@@ -100,10 +100,14 @@ template <unsigned Bits>
 void PaintBlock(uint32_t uiPixel, unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiEndY,
                 GUIFBMAP* pFbmapObj) {
     const size_t uiStride = FbmapStride(pFbmapObj);
-    const unsigned uiWidth = uiEndX - uiStartX + 1;
+    unsigned uiWidth = uiEndX - uiStartX + 1, uiRows = uiEndY - uiStartY + 1;
+    if (uiWidth == pFbmapObj->uiHorRes) {  // nothing between the rows: they are one
+        uiWidth *= uiRows;
+        uiRows = 1;
+    }
     const PIXEL_FILL<Bits> fill = PrepareFill<Bits>(uiPixel);
     uint8_t* pDest = FbmapPixel(pFbmapObj, uiStartX, uiStartY);
-    for (unsigned uiRows = uiEndY - uiStartY + 1; uiRows > 0; --uiRows, pDest += uiStride)
+    for (; uiRows > 0; --uiRows, pDest += uiStride)
         FillRow<Bits>(uiPixel, fill, uiWidth, pDest);
 }
 

@@ -7,37 +7,49 @@
 #include "gui/guiendian.h"
 #include "gui/guifbmap.h"
 #include "gui/guipixel.h"
+#include "gui/guiprimitive.h"
 
 // ---- Converters ----
 
-// Runs row(source, destination) for each displayed row.
+// Runs row(source, destination) for each displayed row, from a column on that begins a byte.
 template <typename Row>
-static inline void ForEachRow(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj, Row row) {
+static inline void ForEachRow(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj, unsigned uiLeft, Row row) {
     const size_t uiRowBytes = ImageRowBytes(pImgObj->uiImgWidth, pImgObj->uiImgDepth);
     const size_t uiStride = FbmapStride(pFbmapObj);
-    const uint8_t* pSource = pImgObj->pImgData;
-    uint8_t* pDest = FbmapPixel(pFbmapObj, pImgObj->uiPlaceX, pImgObj->uiPlaceY);
-    for (unsigned i = 0; i < pImgObj->uiDispHeight; ++i, pSource += uiRowBytes, pDest += uiStride)
+    const uint8_t* pSource = pImgObj->pImgData + ImageRowBytes(uiLeft, pImgObj->uiImgDepth);
+    uint8_t* pDest = FbmapPixel(pFbmapObj, pImgObj->uiPlaceX + uiLeft, pImgObj->uiPlaceY);
+    for (unsigned uiRows = pImgObj->uiDispHeight; uiRows > 0;
+         --uiRows, pSource += uiRowBytes, pDest += uiStride)
         row(pSource, pDest);
 }
 
+// The background, if any, as a block, then the ink over it: the work is in proportion to the ink, of which
+// letters have little.
 template <unsigned Bits>
-static void ConvertBits(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
-    if (pImgObj->uiFgColor == COLOR_NONE)
+static void ConvertBits(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj) {
+    constexpr unsigned STEP = 16;  // columns that are gone down at a time
+    const unsigned uiWidth = pImgObj->uiDispWidth, uiHeight = pImgObj->uiDispHeight;
+    if (pImgObj->uiFgColor == COLOR_NONE || uiWidth == 0 || uiHeight == 0)
         return;
-    const unsigned uiWidth = pImgObj->uiDispWidth;
+    if (pImgObj->uiBgColor != COLOR_NONE)
+        PaintBlock<Bits>(PixelValue<Bits>(pImgObj->uiBgColor, nullptr), pImgObj->uiPlaceX, pImgObj->uiPlaceY,
+                         pImgObj->uiPlaceX + uiWidth - 1, pImgObj->uiPlaceY + uiHeight - 1, pFbmapObj);
     const uint32_t uiForeground = PixelValue<Bits>(pImgObj->uiFgColor, nullptr);
-    if (pImgObj->uiBgColor == COLOR_NONE) {
-        ForEachRow(pImgObj, pFbmapObj, [=](const uint8_t* pSource, uint8_t* pDest) {
-            InkRow<Bits>(uiForeground, pSource, uiWidth, pDest);
+    for (unsigned uiLeft = 0; uiLeft < uiWidth; uiLeft += STEP) {
+        const unsigned uiColumns = uiWidth - uiLeft < STEP ? uiWidth - uiLeft : STEP;
+        const uint32_t uiShown = ~0U << (32 - uiColumns);
+        const size_t uiSecond = uiColumns > 8 ? 1 : 0;  // a row may end with the first byte
+        const uint32_t uiTop = InRegister(0x80000000U);
+        ForEachRow(pImgObj, pFbmapObj, uiLeft, [=](const uint8_t* pSource, uint8_t* pDest) {
+            uint32_t uiInk =
+                static_cast<uint32_t>(pSource[0]) << 24 | static_cast<uint32_t>(pSource[uiSecond]) << 16;
+            for (uiInk &= uiShown; uiInk != 0;) {
+                const unsigned uiFirst = static_cast<unsigned>(__builtin_clz(uiInk));
+                PutPixel<Bits>(uiForeground, pDest + uiFirst * DEPTH<Bits>::BYTES);
+                uiInk &= ~(uiTop >> uiFirst);
+            }
         });
-        return;
     }
-    BIT_PIXELS<Bits> pixels;
-    PrepareBitPixels<Bits>(uiForeground, PixelValue<Bits>(pImgObj->uiBgColor, nullptr), &pixels);
-    ForEachRow(pImgObj, pFbmapObj, [&](const uint8_t* pSource, uint8_t* pDest) {
-        ExpandRow<Bits>(pixels, pSource, uiWidth, pDest);
-    });
 }
 
 // Writes the pixel of an 8- or 24-bit image. The fourth byte of a 32-bit pixel stays as it is.
@@ -93,7 +105,7 @@ static void ConvertIndices(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
     for (int i = pPalette->iPalLength; i < GUIPALETTE_LIMIT; ++i)
         uiPixels[i] = 0;
     const uint32_t* pPixels = InRegister(&uiPixels[0]);
-    ForEachRow(pImgObj, pFbmapObj, [=](const uint8_t* pSource, uint8_t* pDest) {
+    ForEachRow(pImgObj, pFbmapObj, 0, [=](const uint8_t* pSource, uint8_t* pDest) {
         unsigned uiCount = pImgObj->uiDispWidth;
         if constexpr (Bits == 16) {
             if (OnWord(pDest))
@@ -171,7 +183,7 @@ static inline void ConvertColorsTo16(const uint8_t* pSource, unsigned uiCount, u
 template <unsigned Bits>
 static void ConvertColors(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
     const unsigned uiWidth = pImgObj->uiDispWidth;
-    ForEachRow(pImgObj, pFbmapObj, [=](const uint8_t* pSource, uint8_t* pDest) {
+    ForEachRow(pImgObj, pFbmapObj, 0, [=](const uint8_t* pSource, uint8_t* pDest) {
         if constexpr (Bits == 16)
             ConvertColorsTo16(pSource, uiWidth, pDest);
         else if constexpr (Bits == 24)

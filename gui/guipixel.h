@@ -97,14 +97,15 @@ struct PIXEL_RUN {
 };
 
 constexpr unsigned GROUP_PIXELS = 4;
-// A step of a fill, as long as compilers copy with a few of the widest moves (vectors, or store-multiple on
-// ARM).
-constexpr unsigned FILL_PIXELS = 16;
+// A step of a fill, a power of two: at most the 64 bytes that compilers copy in place, with a few of the
+// widest moves (vectors, or store-multiple on ARM).
+template <unsigned Bits>
+constexpr unsigned FILL_PIXELS = Bits == 8    ? 64
+                                 : Bits == 16 ? 32
+                                              : 16;
 
 template <unsigned Bits>
-using PIXEL_GROUP = PIXEL_RUN<Bits, GROUP_PIXELS>;
-template <unsigned Bits>
-using PIXEL_FILL = PIXEL_RUN<Bits, FILL_PIXELS>;
+using PIXEL_FILL = PIXEL_RUN<Bits, FILL_PIXELS<Bits>>;
 
 // Copies the first uiPixels of a run to an address that is a multiple of 4.
 template <unsigned uiPixels, unsigned Bits, unsigned uiRunPixels>
@@ -128,81 +129,35 @@ static inline bool OnWord(const uint8_t* pData) {
 template <unsigned Bits>
 static inline PIXEL_FILL<Bits> PrepareFill(uint32_t uiPixel) {
     PIXEL_FILL<Bits> fill;
-    for (unsigned i = 0; i < FILL_PIXELS; ++i)
+    for (unsigned i = 0; i < FILL_PIXELS<Bits>; ++i)
         PutPixel<Bits>(uiPixel, fill.ucBytes + i * DEPTH<Bits>::BYTES);
     return fill;
+}
+
+// Writes the groups that are left of uiCount when steps of 2 * uiPixels have been written, and returns their
+// end.
+template <unsigned uiPixels, unsigned Bits>
+static inline uint8_t* FillGroups(const PIXEL_FILL<Bits>& fill, unsigned uiCount, uint8_t* pDest) {
+    if constexpr (uiPixels >= GROUP_PIXELS) {
+        if ((uiCount & uiPixels) != 0) {
+            PutRun<uiPixels>(fill, pDest);
+            pDest += uiPixels * DEPTH<Bits>::BYTES;
+        }
+        pDest = FillGroups<uiPixels / 2, Bits>(fill, uiCount, pDest);
+    }
+    return pDest;
 }
 
 // Writes uiCount pixels of one value, the one that the fill was prepared with.
 template <unsigned Bits>
 static inline void FillRow(uint32_t uiPixel, const PIXEL_FILL<Bits>& fill, unsigned uiCount, uint8_t* pDest) {
     constexpr size_t BYTES = DEPTH<Bits>::BYTES;
+    constexpr unsigned STEP = FILL_PIXELS<Bits>;
     for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);
-    for (; uiCount >= FILL_PIXELS; uiCount -= FILL_PIXELS, pDest += FILL_PIXELS * BYTES)
-        PutRun<FILL_PIXELS>(fill, pDest);
-    for (; uiCount >= GROUP_PIXELS; uiCount -= GROUP_PIXELS, pDest += GROUP_PIXELS * BYTES)
-        PutRun<GROUP_PIXELS>(fill, pDest);
-    for (; uiCount > 0; --uiCount, pDest += BYTES)
+    for (; uiCount >= STEP; uiCount -= STEP, pDest += STEP * BYTES)
+        PutRun<STEP>(fill, pDest);
+    pDest = FillGroups<STEP / 2, Bits>(fill, uiCount, pDest);
+    for (uiCount %= GROUP_PIXELS; uiCount > 0; --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);
-}
-
-// The two pixel values of a 1-bit row, and the four pixels that each four bits become.
-template <unsigned Bits>
-struct BIT_PIXELS {
-    uint32_t uiPixel[2];  // of a clear and of a set bit
-    PIXEL_GROUP<Bits> Group[1 << GROUP_PIXELS];
-};
-
-template <unsigned Bits>
-static inline void PrepareBitPixels(uint32_t uiForeground, uint32_t uiBackground, BIT_PIXELS<Bits>* pPixels) {
-    pPixels->uiPixel[0] = uiBackground;
-    pPixels->uiPixel[1] = uiForeground;
-    for (unsigned uiBits = 0; uiBits < 1 << GROUP_PIXELS; ++uiBits)
-        for (unsigned i = 0; i < GROUP_PIXELS; ++i)
-            PutPixel<Bits>(pPixels->uiPixel[uiBits >> (GROUP_PIXELS - 1 - i) & 1],
-                           pPixels->Group[uiBits].ucBytes + i * DEPTH<Bits>::BYTES);
-}
-
-// Writes the first uiCount bits of a row, most significant first, as pixels.
-template <unsigned Bits>
-static inline void ExpandRow(const BIT_PIXELS<Bits>& pixels, const uint8_t* pSource, unsigned uiCount,
-                             uint8_t* pDest) {
-    constexpr size_t BYTES = DEPTH<Bits>::BYTES;
-    uint32_t uiHeld = 0;    // source bytes taken, the newest lowest
-    unsigned uiUnused = 0;  // bits of them not yet written
-    auto takeBits = [&](unsigned uiBits) {
-        if (uiUnused < uiBits) {
-            uiHeld = uiHeld << 8 | *pSource++;
-            uiUnused += 8;
-        }
-        uiUnused -= uiBits;
-        return uiHeld >> uiUnused & ((1U << uiBits) - 1);
-    };
-    for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
-        PutPixel<Bits>(pixels.uiPixel[takeBits(1)], pDest);
-    for (; uiCount >= GROUP_PIXELS; uiCount -= GROUP_PIXELS, pDest += GROUP_PIXELS * BYTES)
-        PutRun<GROUP_PIXELS>(pixels.Group[takeBits(GROUP_PIXELS)], pDest);
-    for (; uiCount > 0; --uiCount, pDest += BYTES)
-        PutPixel<Bits>(pixels.uiPixel[takeBits(1)], pDest);
-}
-
-// Writes a pixel for each set bit among the first uiCount of a row; clear bits leave the screen as it is. The
-// work is in proportion to the ink.
-template <unsigned Bits>
-static inline void InkRow(uint32_t uiPixel, const uint8_t* pSource, unsigned uiCount, uint8_t* pDest) {
-    constexpr unsigned WORD_BITS = 32;
-    for (; uiCount > 0; pDest += WORD_BITS * DEPTH<Bits>::BYTES) {
-        const unsigned uiTaken = uiCount < WORD_BITS ? uiCount : WORD_BITS;
-        uint32_t uiInk = 0;
-        for (unsigned i = 0; i < uiTaken; i += 8)
-            uiInk |= static_cast<uint32_t>(*pSource++) << (24 - i);
-        uiInk &= ~0U << (WORD_BITS - uiTaken);
-        while (uiInk != 0) {
-            const unsigned uiFirst = static_cast<unsigned>(__builtin_clz(uiInk));
-            PutPixel<Bits>(uiPixel, pDest + uiFirst * DEPTH<Bits>::BYTES);
-            uiInk &= ~(0x80000000U >> uiFirst);
-        }
-        uiCount -= uiTaken;
-    }
 }

@@ -123,21 +123,14 @@ int UnloadTextMatrix(GUITEXT* pTextObj) {
 
 // ---- Display ----
 
-// The image has the glyph's own rows, so that a text loaded with one font can be drawn with another. -5 if
-// memory is short, -6 if the image cannot be displayed.
-static int DisplayGlyph(const GUIFONT_MATRIX* pGlyph, uint64_t ulX, uint64_t ulY, const GUIFONT* pFont) {
-    GUIIMAGE* pImage = CreateImage(8 * pGlyph->uiRowBytes, pGlyph->uiRealHeight, 1);
-    if (pImage == nullptr)
-        return -5;
+// Shows a glyph through an image of its matrix's size. -6 if the image cannot be displayed.
+static int DisplayGlyph(const GUIFONT_MATRIX* pGlyph, uint64_t ulX, uint64_t ulY, GUIIMAGE* pImage) {
     memcpy(pImage->pImgData, pGlyph->pMatrixData,
            static_cast<size_t>(pGlyph->uiRowBytes) * pGlyph->uiRealHeight);
     pImage->uiDispWidth = pGlyph->uiRealWidth;
     pImage->uiDispHeight = pGlyph->uiRealHeight;
     SetImagePlace(ClampToUnsigned(ulX), ClampToUnsigned(ulY), pImage);
-    SetImageColor(pFont->uiFgColor, pFont->uiBgColor, pImage);
-    const int iResult = DisplayImage(pImage);
-    DestroyImage(&pImage);
-    return iResult == 0 ? 0 : -6;
+    return DisplayImage(pImage) == 0 ? 0 : -6;
 }
 
 int DisplayText(GUITEXT* pTextObj) {
@@ -155,20 +148,30 @@ int DisplayText(GUITEXT* pTextObj) {
     const uint64_t ulBottom = static_cast<uint64_t>(pTextObj->uiPlaceY) + pTextObj->uiViewHeight;
     uint64_t ulX = pTextObj->uiPlaceX;
     uint64_t ulY = pTextObj->uiPlaceY;
-    for (unsigned i = 0; i < pTextObj->uiTextLength; ++i) {
+    // Of the glyphs' own size, one for all of them: a text loaded with one font can be drawn with another.
+    GUIIMAGE* pImage = nullptr;
+    int iResult = 0;
+    for (unsigned i = 0; i < pTextObj->uiTextLength && iResult == 0; ++i) {
         const GUIFONT_MATRIX* pGlyph = pTextObj->ppTextMatrix[i];
         if (ulX + pGlyph->uiRealWidth > ulRight) {
             ulX = pTextObj->uiPlaceX;
             ulY += static_cast<uint64_t>(pGlyph->uiRealHeight) + pFont->uiTopGap + pFont->uiBottomGap;
         }
-        if (ulY + pGlyph->uiRealHeight > ulBottom)
-            return -4;
-        const int iResult = DisplayGlyph(pGlyph, ulX, ulY, pFont);
-        if (iResult != 0)
-            return iResult;
+        if (ulY + pGlyph->uiRealHeight > ulBottom) {
+            iResult = -4;
+            break;
+        }
+        if (pImage == nullptr) {
+            pImage = CreateImage(8 * pGlyph->uiRowBytes, pGlyph->uiRealHeight, 1);
+            if (pImage == nullptr)
+                return -5;
+            SetImageColor(pFont->uiFgColor, pFont->uiBgColor, pImage);
+        }
+        iResult = DisplayGlyph(pGlyph, ulX, ulY, pImage);
         ulX += static_cast<uint64_t>(pFont->uiLeftGap) + pGlyph->uiRealWidth + pFont->uiRightGap;
     }
-    return 0;
+    DestroyImage(&pImage);
+    return iResult;
 }
 
 int DestroyText(GUITEXT** ppTextObj) {

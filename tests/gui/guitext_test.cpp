@@ -302,7 +302,7 @@ TEST(Text, DisplayReadsTheFontOnlyOnce) {
     EXPECT_EQ(DisplayText(text.object), 0);
     const test::FailingCalls calls(0);
     EXPECT_EQ(DisplayText(text.object), 0);
-    EXPECT_EQ(calls.Count(), 6);  // two allocations for each glyph's image
+    EXPECT_EQ(calls.Count(), 2);  // for the image that shows one glyph after the other
 }
 
 TEST(Text, CreationReleasesWhatItMadeWhereverItFails) {
@@ -328,5 +328,5 @@ TEST(Text, LoadingAndDisplayingReleaseWhatTheyMadeWhereverTheyFail) {
             return result == 0;
         },
         [](const char* name, bool succeeded) { EXPECT_FALSE(succeeded) << name; });
-    EXPECT_EQ(runs, 2 + 1 + 2 * 6 + 2 * 2);  // text; array; glyphs; images
+    EXPECT_EQ(runs, 2 + 1 + 2 * 6 + 2);  // text; array; glyphs; image
 }

@@ -2,6 +2,7 @@
 
 #include <math.h>
 #include <stdio.h>
+#include <string.h>
 
 float LogSigTable[LOG_SIG_SIZE];
 
@@ -127,7 +128,8 @@ void Polyfit(float* pk, float* pb, const APD_BREAK_PARA* pSamples) {
 // rounded.
 constexpr double LOG_UNIT = 0x1p56;
 constexpr unsigned LOG_ROUND_SHIFT = 27;
-constexpr unsigned LOG_ROUND_BITS = 29;
+constexpr int LOG_ROUND_BITS = 29;
+constexpr int FLOAT_BIAS = 127;
 // How near to half way, in units of 2^-29, log10f may go the other way. glibc's strays 20.3 from the exact
 // value beyond the rounding, musl's 4.5 (all entries compared), the sum below less than 2.
 constexpr uint32_t LOG_DOUBT = 23;
@@ -141,8 +143,12 @@ static float LogEntry(uint32_t x, uint64_t ulLog) {
     const uint32_t uiRest = uiLog & ((1U << iSpare) - 1);
     if (iSpare == 0 || uiRest - uiHalf + LOG_DOUBT <= 2 * LOG_DOUBT)
         return 5.0f * log10f(static_cast<float>(x));
-    const float fPlace = 1.0f / static_cast<float>(1U << (LOG_ROUND_BITS - iSpare));
-    return 5.0f * (static_cast<float>((uiLog + uiHalf) >> iSpare) * fPlace);
+    // The 24 bits under their exponent, which the first of them raises by one.
+    const uint32_t uiBits = ((uiLog + uiHalf) >> iSpare) +
+                            (static_cast<uint32_t>(FLOAT_BIAS + 22 - LOG_ROUND_BITS + iSpare) << 23);
+    float fLog = 0.0f;
+    memcpy(&fLog, &uiBits, sizeof(fLog));
+    return 5.0f * fLog;
 }
 
 // The upper half of the table is followed in blocks, each a parabola about its middle, which misses less than

@@ -13,7 +13,8 @@ int main() {
         const float fTold = 5.0f * log10f(static_cast<float>(x));
         if (memcmp(&fTold, &LogSigTable[x], sizeof(fTold)) == 0)
             continue;
-        printf("entry %d: %a instead of %a\n", x, static_cast<double>(LogSigTable[x]), static_cast<double>(fTold));
+        printf("entry %d: %a instead of %a\n", x, static_cast<double>(LogSigTable[x]),
+               static_cast<double>(fTold));
         ++iDifferent;
     }
     return iDifferent == 0 ? 0 : 1;

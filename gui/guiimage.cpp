@@ -29,23 +29,22 @@ template <unsigned Bits>
 static void ConvertBits(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj) {
     constexpr unsigned STEP = 16;  // columns that are gone down at a time
     const unsigned uiWidth = pImgObj->uiDispWidth, uiHeight = pImgObj->uiDispHeight;
-    if (pImgObj->uiFgColor == COLOR_NONE || uiWidth == 0 || uiHeight == 0)
+    if (pImgObj->uiFgColor == COLOR_NONE)
         return;
-    if (pImgObj->uiBgColor != COLOR_NONE)
+    if (pImgObj->uiBgColor != COLOR_NONE && uiWidth > 0 && uiHeight > 0)
         PaintBlock<Bits>(PixelValue<Bits>(pImgObj->uiBgColor, nullptr), pImgObj->uiPlaceX, pImgObj->uiPlaceY,
                          pImgObj->uiPlaceX + uiWidth - 1, pImgObj->uiPlaceY + uiHeight - 1, pFbmapObj);
     const uint32_t uiForeground = PixelValue<Bits>(pImgObj->uiFgColor, nullptr);
+    const uint32_t uiTop = InRegister(0x80000000U);
     for (unsigned uiLeft = 0; uiLeft < uiWidth; uiLeft += STEP) {
         const unsigned uiColumns = uiWidth - uiLeft < STEP ? uiWidth - uiLeft : STEP;
-        const uint32_t uiShown = ~0U << (32 - uiColumns);
+        const uint32_t uiShown = 0xFFFF0000U >> uiColumns;
         const size_t uiSecond = uiColumns > 8 ? 1 : 0;  // a row may end with the first byte
-        const uint32_t uiTop = InRegister(0x80000000U);
         ForEachRow(pImgObj, pFbmapObj, uiLeft, [=](const uint8_t* pSource, uint8_t* pDest) {
-            uint32_t uiInk =
-                static_cast<uint32_t>(pSource[0]) << 24 | static_cast<uint32_t>(pSource[uiSecond]) << 16;
-            for (uiInk &= uiShown; uiInk != 0;) {
+            uint32_t uiInk = (static_cast<uint32_t>(pSource[0]) << 8 | pSource[uiSecond]) & uiShown;
+            while (uiInk != 0) {
                 const unsigned uiFirst = static_cast<unsigned>(__builtin_clz(uiInk));
-                PutPixel<Bits>(uiForeground, pDest + uiFirst * DEPTH<Bits>::BYTES);
+                PutPixel<Bits>(uiForeground, pDest + (uiFirst - STEP) * DEPTH<Bits>::BYTES);
                 uiInk &= ~(uiTop >> uiFirst);
             }
         });
@@ -85,12 +84,16 @@ static inline void PutFour(uint32_t uiLeft, uint32_t uiRight, uint8_t* pDest) {
     }
 }
 
+constexpr unsigned INDEX_STEP = 8;
+
 template <bool bOnWord>
 static inline void ConvertIndexSteps(const uint8_t* pSource, const uint32_t* pPixels, unsigned uiSteps,
                                      uint8_t* pDest) {
-    for (; uiSteps > 0; --uiSteps, pSource += 4, pDest += 8)
-        PutFour<bOnWord>(pPixels[pSource[0]] | pPixels[pSource[1]] << 16,
-                         pPixels[pSource[2]] | pPixels[pSource[3]] << 16, pDest);
+    for (; uiSteps > 0; --uiSteps)
+        for (unsigned i = 0; i < INDEX_STEP / GROUP_PIXELS;
+             ++i, pSource += GROUP_PIXELS, pDest += GROUP_PIXELS * 2)
+            PutFour<bOnWord>(pPixels[pSource[0]] | pPixels[pSource[1]] << 16,
+                             pPixels[pSource[2]] | pPixels[pSource[3]] << 16, pDest);
 }
 
 template <unsigned Bits>
@@ -108,11 +111,12 @@ static void ConvertIndices(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
     ForEachRow(pImgObj, pFbmapObj, 0, [=](const uint8_t* pSource, uint8_t* pDest) {
         unsigned uiCount = pImgObj->uiDispWidth;
         if constexpr (Bits == 16) {
+            const unsigned uiSteps = uiCount / INDEX_STEP;
             if (OnWord(pDest))
-                ConvertIndexSteps<true>(pSource, pPixels, uiCount / 4, pDest);
+                ConvertIndexSteps<true>(pSource, pPixels, uiSteps, pDest);
             else
-                ConvertIndexSteps<false>(pSource, pPixels, uiCount / 4, pDest);
-            pSource += uiCount / 4 * 4, pDest += uiCount / 4 * 8, uiCount %= 4;
+                ConvertIndexSteps<false>(pSource, pPixels, uiSteps, pDest);
+            pSource += uiSteps * INDEX_STEP, pDest += uiSteps * INDEX_STEP * 2, uiCount %= INDEX_STEP;
         }
         for (; uiCount > 0; --uiCount, pDest += BYTES)
             PutImagePixel<Bits>(pPixels[*pSource++], pDest);
@@ -287,20 +291,22 @@ int DisplayImage(GUIIMAGE* pImgObj) {
     ClipImage(pFbmap, pImgObj);
     if (pFbmap->uiPixelBits == 8)
         return 0;
-    if (pImgObj->uiImgDepth != 1 && pImgObj->uiImgDepth != 8 && pImgObj->uiImgDepth != 24)
-        return -4;
     if (pImgObj->uiImgDepth == 8 && pImgObj->pRefPal == nullptr)
         return -5;
-    const int iResult = AtDepth(pFbmap->uiPixelBits, [=](auto depth) {
+    int iResult = -4;
+    AtDepth(pFbmap->uiPixelBits, [&](auto depth) {
         constexpr unsigned BITS = decltype(depth)::BITS;
+        iResult = 0;
         if (pImgObj->uiImgDepth == 1)
             ConvertImage<1, BITS>(pImgObj, pFbmap);
         else if (pImgObj->uiImgDepth == 8)
             ConvertImage<8, BITS>(pImgObj, pFbmap);
-        else
+        else if (pImgObj->uiImgDepth == 24)
             ConvertImage<24, BITS>(pImgObj, pFbmap);
+        else
+            iResult = -4;
     });
-    return iResult == 0 ? 0 : -4;
+    return iResult;
 }
 
 // For the names in guiconvert.h.

@@ -1,6 +1,6 @@
 // The image converters, one template over the depths of image (1, 8, 24) and framebuffer (8, 16, 24, 32).
 // They draw the image's display area at its place and check nothing: for guiimage.cpp, which clips, and for
-// tests.
+// tests. They stay functions of their own: within the choice of one the compiler makes slower loops of them.
 #pragma once
 
 #include "gui/guifbmap.h"

@@ -4,7 +4,6 @@
 #include <string.h>
 
 #include "gui/guiconvert.h"
-#include "gui/guiendian.h"
 #include "gui/guifbmap.h"
 #include "gui/guipixel.h"
 #include "gui/guiprimitive.h"
@@ -24,7 +23,7 @@ static inline void ForEachRow(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj
 }
 
 // The background, if any, as a block, then the ink over it: the work is in proportion to the ink, of which
-// letters have little.
+// letters have little. (Written once each, from a table of bit groups, an opaque letter takes twice as long.)
 template <unsigned Bits>
 static void ConvertBits(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj) {
     constexpr unsigned STEP = 16;  // columns that are gone down at a time
@@ -71,7 +70,7 @@ static inline uint32_t ColorPixel(uint8_t ucRed, uint8_t ucGreen, uint8_t ucBlue
         return MakeColor(ucRed, ucGreen, ucBlue);
 }
 
-// Four 16-bit pixels, two in each word, the left one lower.
+// Four 16-bit pixels, two in each word, the left one lower, to a multiple of 4 (bOnWord) or an odd one of 2.
 template <bool bOnWord>
 static inline void PutFour(uint32_t uiLeft, uint32_t uiRight, uint8_t* pDest) {
     if constexpr (bOnWord) {
@@ -123,7 +122,7 @@ static void ConvertIndices(const GUIIMAGE* pImgObj, const GUIFBMAP* pFbmapObj) {
     });
 }
 
-// Colours become 16-bit pixels four at a time, from words on their own alignment; where words may lie
+// Colours become 16-bit pixels four at a time, from three words on their own alignment; where words may lie
 // anywhere, eight at a time in a form that the compiler makes vectors of.
 constexpr bool WORDS_ANYWHERE = sizeof(void*) == 8;
 constexpr unsigned COLOR_STEP = WORDS_ANYWHERE ? 8 : 4;
@@ -137,13 +136,13 @@ static inline uint32_t LoadWord(const uint8_t* pSource) {
 
 template <bool bOnWord>
 static inline void ConvertColorSteps(const uint8_t* pSource, unsigned uiSteps, uint8_t* pDest) {
-    // Of the left pixel of a pair and of the right one.
+    // Where the parts lie in two pixels, the left one lower; its blue and the right one's red need no mask.
     const uint32_t uiGreen = InRegister<uint32_t>(0x7E0), uiRed = InRegister<uint32_t>(0xF800);
     const uint32_t uiBlue2 = InRegister<uint32_t>(0x1F0000), uiGreen2 = InRegister<uint32_t>(0x7E00000);
     for (; uiSteps > 0; --uiSteps, pSource += COLOR_STEP * 3, pDest += COLOR_STEP * 2) {
         if constexpr (WORDS_ANYWHERE) {
-            uint32_t uiLeft[COLOR_STEP / 2],
-                uiRight[COLOR_STEP / 2];  // a colour in the low, in the high three bytes
+            uint32_t uiLeft[COLOR_STEP / 2];   // a colour in the low three bytes
+            uint32_t uiRight[COLOR_STEP / 2];  // in the high three
             for (unsigned i = 0; i < COLOR_STEP / 2; ++i) {
                 uiLeft[i] = LoadWord<1>(pSource + 6 * i);
                 uiRight[i] = LoadWord<1>(pSource + 6 * i + 2);
@@ -171,7 +170,7 @@ static inline void ConvertColorsTo16(const uint8_t* pSource, unsigned uiCount, u
         PutPixel<16>(ColorPixel<16>(pSource[2], pSource[1], pSource[0]), pDest);
         --uiCount, pSource += 3, pDest += 2;
     };
-    // After three pixels at most: three bytes each reach every remainder.
+    // Reached after three pixels at most, as 3 and 4 have no common factor.
     while (!WORDS_ANYWHERE && uiCount > 0 && !OnWord(pSource))
         convertOne();
     const unsigned uiSteps = uiCount / COLOR_STEP;

@@ -1,5 +1,5 @@
 // Pixels as they lie in a framebuffer of each depth: the conversion from a colour, the store of one pixel,
-// and the fill and the bit expansion of a row. Drawing and images share them.
+// and the fill of a row. Drawing and images share them.
 //
 // Bits is the depth: 8, 16, 24 or 32. Rows of 16 and 32 bits start on the pixel's own alignment, as every
 // mapping and heap block does. Stores never fall on a worse alignment than their width (ARMv5 has no others),
@@ -89,29 +89,23 @@ static inline void PutPixel(uint32_t uiPixel, uint8_t* pDest) {
 
 // ---- Rows ----
 
-// uiPixels pixels in a row. Four pixels of any depth are a whole number of 32-bit words: as many as a pixel
-// has bytes.
-template <unsigned Bits, unsigned uiPixels>
-struct PIXEL_RUN {
-    alignas(uint32_t) uint8_t ucBytes[uiPixels * Bits / 8];
-};
-
+// Four pixels of any depth are a whole number of 32-bit words: as many as a pixel has bytes.
 constexpr unsigned GROUP_PIXELS = 4;
 // A step of a fill, a power of two: at most the 64 bytes that compilers copy in place, with a few of the
 // widest moves (vectors, or store-multiple on ARM).
 template <unsigned Bits>
-constexpr unsigned FILL_PIXELS = Bits == 8    ? 64
-                                 : Bits == 16 ? 32
-                                              : 16;
+constexpr unsigned FILL_PIXELS = Bits == 24 ? 16 : 512 / Bits;
 
 template <unsigned Bits>
-using PIXEL_FILL = PIXEL_RUN<Bits, FILL_PIXELS<Bits>>;
+struct PIXEL_FILL {
+    alignas(uint32_t) uint8_t ucBytes[FILL_PIXELS<Bits> * Bits / 8];
+};
 
-// Copies the first uiPixels of a run to an address that is a multiple of 4.
-template <unsigned uiPixels, unsigned Bits, unsigned uiRunPixels>
-static inline void PutRun(const PIXEL_RUN<Bits, uiRunPixels>& run, uint8_t* pDest) {
-    static_assert(uiPixels <= uiRunPixels && uiPixels % GROUP_PIXELS == 0, "whole words of the run");
-    memcpy(__builtin_assume_aligned(pDest, sizeof(uint32_t)), run.ucBytes, uiPixels * Bits / 8);
+// Copies the first uiPixels to an address that is a multiple of 4.
+template <unsigned uiPixels, unsigned Bits>
+static inline void PutPart(const PIXEL_FILL<Bits>& fill, uint8_t* pDest) {
+    static_assert(uiPixels <= FILL_PIXELS<Bits> && uiPixels % GROUP_PIXELS == 0, "whole words of the fill");
+    memcpy(__builtin_assume_aligned(pDest, sizeof(uint32_t)), fill.ucBytes, uiPixels * Bits / 8);
 }
 
 // The value, which the compiler no longer knows: it is kept in a register instead of being made anew for each
@@ -140,7 +134,7 @@ template <unsigned uiPixels, unsigned Bits>
 static inline uint8_t* FillGroups(const PIXEL_FILL<Bits>& fill, unsigned uiCount, uint8_t* pDest) {
     if constexpr (uiPixels >= GROUP_PIXELS) {
         if ((uiCount & uiPixels) != 0) {
-            PutRun<uiPixels>(fill, pDest);
+            PutPart<uiPixels>(fill, pDest);
             pDest += uiPixels * DEPTH<Bits>::BYTES;
         }
         pDest = FillGroups<uiPixels / 2, Bits>(fill, uiCount, pDest);
@@ -156,7 +150,7 @@ static inline void FillRow(uint32_t uiPixel, const PIXEL_FILL<Bits>& fill, unsig
     for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);
     for (; uiCount >= STEP; uiCount -= STEP, pDest += STEP * BYTES)
-        PutRun<STEP>(fill, pDest);
+        PutPart<STEP>(fill, pDest);
     pDest = FillGroups<STEP / 2, Bits>(fill, uiCount, pDest);
     for (uiCount %= GROUP_PIXELS; uiCount > 0; --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);

@@ -213,6 +213,16 @@ TEST_P(Drawing, FillsBlocksOfEveryAlignmentFromAnyTwoCorners) {
     EXPECT_TRUE(screen.Matches());
 }
 
+TEST_P(Drawing, ABlockOfWholeLinesIsFilledAndOneThatMissesAColumnLeavesIt) {
+    const unsigned columns[][2] = {{0, WIDTH - 1}, {0, WIDTH - 2}, {1, WIDTH - 1}};
+    for (const auto& column : columns) {
+        NextColor();
+        EXPECT_EQ(DrawBlock(column[0], 5, column[1], 30), 0);
+        Block(column[0], 5, column[1], 30, Expect());
+        EXPECT_TRUE(screen.Matches()) << column[0] << " to " << column[1];
+    }
+}
+
 TEST_P(Drawing, RefusesWhatLeavesTheScreenAndDrawsNothing) {
     NextColor();
     for (unsigned far : {0u, 1000u, 0x7FFFFFFFu, 0xFFFFFFFFu - WIDTH}) {

@@ -128,7 +128,8 @@ static inline PIXEL_FILL<Bits> PrepareFill(uint32_t uiPixel) {
     return fill;
 }
 
-// Writes the groups of uiCount that steps of 2 * uiPixels leave over, and returns their end.
+// Writes the groups that are left of uiCount when steps of 2 * uiPixels have been written, and returns their
+// end.
 template <unsigned uiPixels, unsigned Bits>
 static inline uint8_t* FillGroups(const PIXEL_FILL<Bits>& fill, unsigned uiCount, uint8_t* pDest) {
     if constexpr (uiPixels >= GROUP_PIXELS) {
@@ -148,9 +149,9 @@ static inline void FillRow(uint32_t uiPixel, const PIXEL_FILL<Bits>& fill, unsig
     constexpr unsigned STEP = FILL_PIXELS<Bits>;
     for (; uiCount > 0 && !OnWord(pDest); --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);
-    pDest = FillGroups<STEP / 2, Bits>(fill, uiCount, pDest);
-    for (unsigned uiSteps = uiCount / STEP; uiSteps > 0; --uiSteps, pDest += STEP * BYTES)
+    for (; uiCount >= STEP; uiCount -= STEP, pDest += STEP * BYTES)
         PutPart<STEP>(fill, pDest);
+    pDest = FillGroups<STEP / 2, Bits>(fill, uiCount, pDest);
     for (uiCount %= GROUP_PIXELS; uiCount > 0; --uiCount, pDest += BYTES)
         PutPixel<Bits>(uiPixel, pDest);
 }

@@ -161,7 +161,7 @@ void LogTableCreat() {
         const double dMiddle = uiMiddle;
         const double dSlope = M_LOG10E / dMiddle * LOG_UNIT;
         uint64_t ulLog =
-            static_cast<uint64_t>(log10(dMiddle) * LOG_UNIT - dSlope * HALF * (1 + HALF / 2 / dMiddle));
+            static_cast<uint64_t>(log10(dMiddle) * LOG_UNIT - dSlope * HALF * (1 + HALF / dMiddle / 2));
         uint64_t ulStep = static_cast<uint64_t>(dSlope * (1 + (HALF - 0.5) / dMiddle));
         const uint64_t ulBend = static_cast<uint64_t>(dSlope / dMiddle);
         for (uint32_t uiUpper = uiMiddle - HALF; uiUpper < uiMiddle + HALF; ++uiUpper) {

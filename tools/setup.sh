@@ -2,8 +2,8 @@
 # shellcheck shell=bash
 
 # Packages of the build itself, and those that only the tests need.
-build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libjs-dygraphs librsvg2-bin libfreetype-dev
-  unifont fonts-liberation)
+build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libboost-context-dev libjs-dygraphs
+  librsvg2-bin libfreetype-dev unifont fonts-liberation)
 test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium)
 # The instrument's own program, what its tests run it with, and GoogleTest's sources, to be built for its processor.
 instrument_packages=(g++-arm-linux-gnueabi musl-dev:armel qemu-user busybox-static file googletest python3)

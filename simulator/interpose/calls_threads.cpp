@@ -1,5 +1,6 @@
 // Entry points: threads. A thread made by the product runs under the simulator's clock and scheduler from its
 // first instruction to its end.
+#include <cxxabi.h>
 #include <sched.h>
 
 #include "simulator/interpose/call.h"
@@ -8,6 +9,13 @@
 using namespace k905;
 
 namespace {
+
+// The product's function is over: the end is the C library's.
+void Return(ProductThread& self) {
+    Inside inside;
+    Guard guard(self.machine->lock);
+    self.machine->Running().Return(self);
+}
 
 void* RunThread(void* argument) {
     auto& self = *static_cast<ProductThread*>(argument);
@@ -23,7 +31,14 @@ void* RunThread(void* argument) {
         entryArgument = self.argument;
         threadContext.self = &self;
     }
-    return entry(entryArgument);
+    try {
+        void* result = entry(entryArgument);
+        Return(self);
+        return result;
+    } catch (const abi::__forced_unwind&) {  // pthread_exit
+        Return(self);
+        throw;
+    }
 }
 
 bool MadeDetached(const pthread_attr_t* attributes) {

@@ -40,9 +40,11 @@ class Execution {
     // Something outside the threads has changed what devices hold.
     virtual void DevicesChanged() = 0;
 
-    // Life of a thread: it has been made (by its creator); it begins; it has ended.
+    // Life of a thread: it has been made (by its creator); it begins; the product's function is over and the
+    // C library's part of the end begins; it has ended.
     virtual void Made(ProductThread& thread) = 0;
     virtual void Begin(ProductThread& self) = 0;
+    virtual void Return(ProductThread& self) = 0;
     virtual void End(ProductThread& self) = 0;
 };
 

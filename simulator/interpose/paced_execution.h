@@ -27,6 +27,7 @@ class PacedExecution final : public Execution {
     void DevicesChanged() override;
     void Made(ProductThread&) override {}
     void Begin(ProductThread& self) override;
+    void Return(ProductThread&) override {}
     void End(ProductThread& self) override;
 
   private:

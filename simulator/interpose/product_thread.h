@@ -13,6 +13,7 @@
 namespace k905 {
 
 class Machine;
+struct Loan;
 
 enum class ThreadState { kRunning, kReady, kWaiting, kDone };
 
@@ -30,6 +31,7 @@ struct ProductThread {
 
     ThreadState state = ThreadState::kReady;
     ParkingPlace parking;
+    Loan* loan = nullptr;  // what its system thread has lent to another one (carried_turns.cpp)
 
     // What the thread waits for while it does.
     const char* waitsFor = "";         // "sleep", "select", "read", "mutex", "join", "condition", "drain"

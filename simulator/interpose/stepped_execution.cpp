@@ -25,7 +25,7 @@ void StayOnThisProcessor() {
 }  // namespace
 
 SteppedExecution::SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers)
-    : lock_(lock), threads_(threads), timers_(timers) {
+    : turns_(MakeTurns(lock)), threads_(threads), timers_(timers) {
     StayOnThisProcessor();
 }
 
@@ -112,28 +112,10 @@ ProductThread* SteppedExecution::ChooseNext() {
     return running_;
 }
 
-void SteppedExecution::RunNext() {
-    if (ProductThread* next = ChooseNext())
-        next->parking.Give();
-}
-
-void SteppedExecution::Park(ProductThread& self) {
-    lock_.unlock();
-    self.parking.Take();
-    lock_.lock();
-}
-
-// Lets the next thread run and waits for this one's turn. The next is woken without the lock, which is the
-// first thing that it wants.
 void SteppedExecution::HandOver(ProductThread& self) {
     ProductThread* next = ChooseNext();
-    if (next == &self)
-        return;
-    lock_.unlock();
-    if (next != nullptr)
-        next->parking.Give();
-    self.parking.Take();
-    lock_.lock();
+    if (next != &self)
+        turns_->Pass(self, next);
 }
 
 void SteppedExecution::Grant(Micros limit) {
@@ -142,10 +124,10 @@ void SteppedExecution::Grant(Micros limit) {
         return;
     frozen_ = false;
     nextDueKnown_ = false;
-    if (running_ != nullptr)
-        running_->parking.Give();  // stands at the limit in the middle of a call
-    else
-        RunNext();
+    // Somebody may stand at the limit in the middle of a call.
+    ProductThread* next = running_ != nullptr ? running_ : ChooseNext();
+    if (next != nullptr)
+        turns_->Wake(*next);
 }
 
 bool SteppedExecution::Quiet() const {
@@ -170,7 +152,7 @@ void SteppedExecution::Charge(ProductThread& self, Micros cost) {
         cost -= limit_ - now_;
         MoveTimeTo(limit_);
         Freeze();
-        Park(self);
+        turns_->Pass(self, nullptr);
     }
     MoveTimeTo(now_ + cost);
     if (now_ - sliceStart_ < cost::kQuantum)
@@ -215,20 +197,20 @@ void SteppedExecution::Interrupt(ProductThread& thread) {
 void SteppedExecution::Made(ProductThread& thread) {
     thread.state = ThreadState::kReady;
     ready_.push_back(&thread);
+    turns_->Made(thread);
 }
 
 void SteppedExecution::Begin(ProductThread& self) {
     if (self.ordinal == 0) {  // main is running already when the simulator comes up
         self.state = ThreadState::kRunning;
         running_ = &self;
-        return;
     }
-    Park(self);
+    turns_->Begin(self);
 }
 
 void SteppedExecution::End(ProductThread& self) {
     self.state = ThreadState::kDone;
-    RunNext();
+    turns_->End(self, ChooseNext());
 }
 
 }  // namespace k905

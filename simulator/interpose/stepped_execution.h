@@ -14,6 +14,7 @@
 #include "simulator/interpose/lock.h"
 #include "simulator/interpose/thread_table.h"
 #include "simulator/interpose/timers.h"
+#include "simulator/interpose/turns.h"
 
 namespace k905 {
 
@@ -47,6 +48,7 @@ class SteppedExecution final : public Execution {
     void DevicesChanged() override { nextDueKnown_ = false; }
     void Made(ProductThread& thread) override;
     void Begin(ProductThread& self) override;
+    void Return(ProductThread& self) override { turns_->Return(self); }
     void End(ProductThread& self) override;
 
   private:
@@ -55,12 +57,10 @@ class SteppedExecution final : public Execution {
     void MoveTimeTo(Micros time);
     void MakeReady(ProductThread& thread, Wake wake);
     ProductThread* ChooseNext();
-    void RunNext();
     void Freeze();
-    void Park(ProductThread& self);
     void HandOver(ProductThread& self);
 
-    Lock& lock_;
+    std::unique_ptr<Turns> turns_;
     ThreadTable& threads_;
     Timers& timers_;
     Micros now_ = 0;

@@ -38,7 +38,7 @@ pthread_key_t ThreadEndKey() {
 
 Machine::Machine(const Options& options) : paths(options.instrument.stateDir), options_(options) {
     if (options.stepped) {
-        stepped_ = std::make_unique<SteppedExecution>(lock, threads, timers);
+        stepped_ = std::make_unique<SteppedExecution>(lock, timers);
         mutexes = std::make_unique<Mutexes>(*stepped_);
     } else {
         paced_ = std::make_unique<PacedExecution>(lock, threads, options.speed);

@@ -9,10 +9,13 @@
 namespace k905 {
 
 Mutexes::Mutex& Mutexes::Find(const void* address) {
-    Mutex& mutex = mutexes_[address];
-    if (mutex.number == 0)
-        mutex.number = ++count_;
-    return mutex;
+    if (lastFound_.first != address) {
+        Mutex& mutex = mutexes_[address];
+        if (mutex.number == 0)
+            mutex.number = ++count_;
+        lastFound_ = {address, &mutex};
+    }
+    return *lastFound_.second;
 }
 
 int Mutexes::Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
@@ -74,8 +77,10 @@ int Mutexes::Unlock(pthread_mutex_t* mutex) {
 
 int Mutexes::Destroy(pthread_mutex_t* mutex) {
     const int result = Real().pthread_mutex_destroy(mutex);
-    if (result == 0)
+    if (result == 0) {
         mutexes_.erase(mutex);
+        lastFound_ = {};
+    }
     return result;
 }
 

@@ -43,6 +43,7 @@ class Mutexes {
 
     Execution& execution_;
     std::map<const void*, Mutex> mutexes_;
+    std::pair<const void*, Mutex*> lastFound_;  // most often it is the same one again
     std::map<const void*, std::deque<ProductThread*>> conditions_;
     int count_ = 0;
 };

@@ -40,7 +40,6 @@ struct ProductThread {
     Micros wakeAt = kNever;
     const std::function<Micros()>* readyAt = nullptr;  // time at which the awaited device will be ready
     bool interruptible = false;
-    std::uint64_t waitOrder = 0;  // waits that end together end in the order in which they began
     Wake wake = Wake::kTime;
 
     // Signals that have arrived and whose handlers have not yet run; bit n is signal n. Written by signal

@@ -92,7 +92,15 @@ struct RealCalls {
 #undef K905_MEMBER
 };
 
+extern RealCalls realCalls;
+extern bool realCallsFilled;
+void FillRealCalls();
+
 // The table, filled at the first call (from whichever thread or constructor comes first).
-const RealCalls& Real();
+inline const RealCalls& Real() {
+    if (!__atomic_load_n(&realCallsFilled, __ATOMIC_ACQUIRE))
+        FillRealCalls();
+    return realCalls;
+}
 
 }  // namespace k905

@@ -24,35 +24,26 @@ void StayOnThisProcessor() {
 
 }  // namespace
 
-SteppedExecution::SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers)
-    : turns_(MakeTurns(lock)), threads_(threads), timers_(timers) {
+SteppedExecution::SteppedExecution(Lock& lock, Timers& timers) : turns_(MakeTurns(lock)), timers_(timers) {
     StayOnThisProcessor();
 }
 
-// The waiting thread whose wait ends first, and when.
-ProductThread* SteppedExecution::NextWaiter(Micros& due) const {
-    ProductThread* next = nullptr;
-    due = kNever;
-    for (const auto& thread : threads_.All()) {
-        if (thread->state != ThreadState::kWaiting)
-            continue;
+// When the next thing happens, and to which waiting thread (null: a timer, or nothing).
+Micros SteppedExecution::NextDue() {
+    if (nextDueKnown_)
+        return nextDue_;
+    nextDueKnown_ = true;
+    nextDue_ = timers_.Next();
+    nextWaiter_ = nullptr;
+    for (ProductThread* thread : waiting_) {
         Micros end = thread->wakeAt;
         if (thread->readyAt != nullptr)
             end = std::min(end, (*thread->readyAt)());
-        end = end == kNever ? kNever : std::max(end, now_);
-        if (end < due || (end == due && end != kNever && thread->waitOrder < next->waitOrder)) {
-            due = end;
-            next = thread.get();
+        end = std::max(end, now_);
+        if (end < nextDue_) {
+            nextDue_ = end;
+            nextWaiter_ = thread;
         }
-    }
-    return next;
-}
-
-Micros SteppedExecution::NextDue() {
-    if (!nextDueKnown_) {
-        NextWaiter(nextDue_);
-        nextDue_ = std::min(nextDue_, timers_.Next());
-        nextDueKnown_ = true;
     }
     return nextDue_;
 }
@@ -61,22 +52,20 @@ Micros SteppedExecution::NextDue() {
 // their waits.
 void SteppedExecution::MoveTimeTo(Micros time) {
     while (NextDue() <= time) {
-        Micros due = kNever;
-        ProductThread* waiter = NextWaiter(due);
         nextDueKnown_ = false;
-        if (timers_.Next() <= due) {
-            now_ = std::max(now_, timers_.Next());
+        now_ = std::max(now_, nextDue_);
+        if (nextWaiter_ == nullptr) {
             timers_.RunFirst();
             continue;
         }
-        now_ = due;
-        const bool deviceReady = waiter->readyAt != nullptr && (*waiter->readyAt)() <= now_;
-        MakeReady(*waiter, deviceReady ? Wake::kReady : Wake::kTime);
+        const bool deviceReady = nextWaiter_->readyAt != nullptr && (*nextWaiter_->readyAt)() <= now_;
+        MakeReady(*nextWaiter_, deviceReady ? Wake::kReady : Wake::kTime);
     }
     now_ = std::max(now_, time);
 }
 
 void SteppedExecution::MakeReady(ProductThread& thread, Wake wake) {
+    waiting_.erase(std::find(waiting_.begin(), waiting_.end(), &thread));
     thread.state = ThreadState::kReady;
     thread.wake = wake;
     thread.readyAt = nullptr;
@@ -140,10 +129,9 @@ bool SteppedExecution::NothingDue() {
 }
 
 bool SteppedExecution::Stuck() {
-    for (const auto& thread : threads_.All())
-        if (thread->state == ThreadState::kWaiting && thread->readyAt != nullptr)
-            return false;
-    return NothingDue();
+    return NothingDue() && std::all_of(waiting_.begin(), waiting_.end(), [](const ProductThread* thread) {
+               return thread->readyAt == nullptr;
+           });
 }
 
 void SteppedExecution::Charge(ProductThread& self, Micros cost) {
@@ -176,7 +164,7 @@ Wake SteppedExecution::Wait(ProductThread& self, const Waiting& waiting) {
     self.wakeAt = waiting.until;
     self.readyAt = waiting.readyAt;
     self.interruptible = waiting.interruptible;
-    self.waitOrder = ++waitCount_;
+    waiting_.push_back(&self);
     nextDueKnown_ = false;
     HandOver(self);
     self.waitsFor = "";

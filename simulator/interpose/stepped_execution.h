@@ -9,10 +9,10 @@
 
 #include <deque>
 #include <functional>
+#include <vector>
 
 #include "simulator/interpose/execution.h"
 #include "simulator/interpose/lock.h"
-#include "simulator/interpose/thread_table.h"
 #include "simulator/interpose/timers.h"
 #include "simulator/interpose/turns.h"
 
@@ -20,7 +20,7 @@ namespace k905 {
 
 class SteppedExecution final : public Execution {
   public:
-    SteppedExecution(Lock& lock, ThreadTable& threads, Timers& timers);
+    SteppedExecution(Lock& lock, Timers& timers);
 
     // Lets time run to the limit (kNever: without one) and the threads with it.
     void Grant(Micros limit);
@@ -52,7 +52,6 @@ class SteppedExecution final : public Execution {
     void End(ProductThread& self) override;
 
   private:
-    ProductThread* NextWaiter(Micros& due) const;
     Micros NextDue();
     void MoveTimeTo(Micros time);
     void MakeReady(ProductThread& thread, Wake wake);
@@ -61,17 +60,17 @@ class SteppedExecution final : public Execution {
     void HandOver(ProductThread& self);
 
     std::unique_ptr<Turns> turns_;
-    ThreadTable& threads_;
     Timers& timers_;
     Micros now_ = 0;
     Micros limit_ = 0;
     bool frozen_ = false;
     ProductThread* running_ = nullptr;  // also while it stands at the limit
     std::deque<ProductThread*> ready_;
+    std::vector<ProductThread*> waiting_;  // in the order in which they began: so end waits that end together
     Micros sliceStart_ = 0;
-    std::uint64_t waitCount_ = 0;
     std::uint64_t progress_ = 0;
     Micros nextDue_ = kNever;
+    ProductThread* nextWaiter_ = nullptr;
     bool nextDueKnown_ = false;
     std::function<void()> onFrozen_;
 };

@@ -24,7 +24,7 @@ class Call {
         if (self_ == nullptr)
             return;
         ++threadContext.depth;
-        guard_ = Guard(self_->machine->lock);
+        Acquire();
     }
     ~Call() {
         if (self_ == nullptr)
@@ -44,28 +44,29 @@ class Call {
     void Charge(Micros cost) const { self_->machine->Running().Charge(*self_, cost); }
     Wake Wait(const Waiting& waiting) const { return self_->machine->Running().Wait(*self_, waiting); }
 
-    // Gives the lock back early, before a call to the host that may take its time.
+    // Gives the lock back early, before a call to the host that may take its time. Leaves errno alone.
     void Release() {
-        if (guard_.owns_lock()) {
-            const int error = errno;
-            guard_.unlock();
-            errno = error;
-        }
+        if (locked_)
+            self_->machine->lock.unlock();
+        locked_ = false;
     }
     // Takes it again.
-    void Acquire() { guard_.lock(); }
+    void Acquire() {
+        self_->machine->lock.lock();
+        locked_ = true;
+    }
     // Runs the handlers of pending signals now, in the middle of a call that is to be taken up again.
     void RunSignals() {
-        guard_.unlock();
+        Release();
         --threadContext.depth;
         RunPendingSignals(*self_);
         ++threadContext.depth;
-        guard_.lock();
+        Acquire();
     }
 
   private:
     ProductThread* self_;
-    Guard guard_;
+    bool locked_ = false;
 };
 
 // A failed call: -1 with the errno given.

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "simulator/interpose/controller.h"
-#include "simulator/interpose/lock.h"
+#include "simulator/interpose/parking_place.h"
 
 namespace k905 {
 

@@ -9,13 +9,14 @@
 namespace k905 {
 
 Mutexes::Mutex& Mutexes::Find(const void* address) {
-    if (lastFound_.first != address) {
+    auto& recent = recent_[reinterpret_cast<std::uintptr_t>(address) / 8 % recent_.size()];
+    if (recent.first != address) {
         Mutex& mutex = mutexes_[address];
         if (mutex.number == 0)
             mutex.number = ++count_;
-        lastFound_ = {address, &mutex};
+        recent = {address, &mutex};
     }
-    return *lastFound_.second;
+    return *recent.second;
 }
 
 int Mutexes::Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
@@ -79,7 +80,7 @@ int Mutexes::Destroy(pthread_mutex_t* mutex) {
     const int result = Real().pthread_mutex_destroy(mutex);
     if (result == 0) {
         mutexes_.erase(mutex);
-        lastFound_ = {};
+        recent_ = {};
     }
     return result;
 }

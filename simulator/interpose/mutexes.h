@@ -6,9 +6,11 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <deque>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "simulator/interpose/execution.h"
 
@@ -43,7 +45,8 @@ class Mutexes {
 
     Execution& execution_;
     std::map<const void*, Mutex> mutexes_;
-    std::pair<const void*, Mutex*> lastFound_;  // most often it is the same one again
+    // Those used last, by a part of their address: a thread that polls asks for the same few again and again.
+    std::array<std::pair<const void*, Mutex*>, 64> recent_ = {};
     std::map<const void*, std::deque<ProductThread*>> conditions_;
     int count_ = 0;
 };

@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-#include "simulator/interpose/lock.h"
+#include "simulator/interpose/parking_place.h"
 #include "simulator/models/device.h"
 
 namespace k905 {

@@ -14,6 +14,12 @@ namespace {
 void OnThreadEnd(void* value) {
     auto& self = *static_cast<ProductThread*>(value);
     Inside inside;
+    // The product's own destructors come first: the C library goes round again for those who ask for it.
+    if (!self.ending) {
+        self.ending = true;
+        pthread_setspecific(ThreadEndKey(), &self);
+        return;
+    }
     Machine& machine = *self.machine;
     Guard guard(machine.lock);
     for (const auto& thread : machine.threads.All())

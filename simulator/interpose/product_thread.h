@@ -25,6 +25,7 @@ struct ProductThread {
     std::string label;  // name of the thread's entry function, or "t<ordinal>"
     pthread_t handle = 0;
     bool detached = false;
+    bool ending = false;
     void* (*entry)(void*) = nullptr;
     void* argument = nullptr;
     Machine* machine = nullptr;

@@ -14,7 +14,8 @@
 #include <unistd.h>
 
 #include <boost/context/fiber.hpp>
-#include <boost/context/fixedsize_stack.hpp>
+#include <boost/context/stack_context.hpp>
+#include <new>
 #include <utility>
 
 #include "simulator/interpose/turns.h"
@@ -32,7 +33,19 @@ struct Loan {
 
 namespace {
 
-constexpr std::size_t kWaitingStack = 32 * 1024;
+// Where a system thread waits that has lent its stack. From operator new, as all the simulator's own memory:
+// tests let malloc fail.
+struct WaitingStack {
+    static boost::context::stack_context allocate() {
+        boost::context::stack_context stack;
+        stack.size = 32 * 1024;
+        stack.sp = static_cast<char*>(::operator new(stack.size)) + stack.size;
+        return stack;
+    }
+    static void deallocate(const boost::context::stack_context& stack) {
+        ::operator delete(static_cast<char*>(stack.sp) - stack.size);
+    }
+};
 
 void SetThreadPointer(void* pointer) {
     constexpr unsigned long kFsGsBase = 2;  // in AT_HWCAP2: the kernel lets programs do it themselves
@@ -130,7 +143,7 @@ class CarriedTurns final : public Turns {
         sigset_t signals;
         sigfillset(&all);
         pthread_sigmask(SIG_SETMASK, &all, &signals);
-        fiber wait(std::allocator_arg, boost::context::fixedsize_stack(kWaitingStack), [&](fiber&& rest) {
+        fiber wait(std::allocator_arg, WaitingStack(), [&](fiber&& rest) {
             Loan loan = {std::move(rest), __builtin_thread_pointer(), signals};
             self.loan = &loan;
             lent_.Give();

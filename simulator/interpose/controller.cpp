@@ -117,12 +117,9 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
 bool Controller::IsMet(Motion& motion) {
     if (motion.kind == Motion::Kind::kAdvance || motion.kind == Motion::Kind::kExit)
         return false;
-    ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
-    const bool changed = !(screen == motion.screen);
-    if (changed) {
+    const bool changed = FollowScreen(motion.screen, machine_.Hardware().Screen());
+    if (changed)
         motion.lastChange = machine_.Now();
-        motion.screen = std::move(screen);
-    }
     if (motion.kind == Motion::Kind::kIdle)
         return machine_.Now() - motion.lastChange >= motion.idle;
     return changed && Shows(motion.screen, motion.text);

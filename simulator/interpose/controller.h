@@ -93,6 +93,7 @@ class Controller {
 
     Machine& machine_;
     std::unique_ptr<ScreenReader> reader_;
+    ScreenCopy screen_;  // as a client has seen it last
     std::vector<Motion> motions_;
     Json settings_ = Json::object();  // quantities that somebody has set, by name
     std::function<void()> afterReply_;

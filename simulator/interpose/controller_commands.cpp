@@ -125,13 +125,13 @@ Json Controller::Touch(const Json& request) {
 Json Controller::Screenshot(const Json& request) {
     const std::string path = request.at("path").get<std::string>();
     Guard guard(machine_.lock);
-    const ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
+    FollowScreen(screen_, machine_.Hardware().Screen());
     guard.unlock();
-    const std::string error = WritePng(screen, path);
+    const std::string error = WritePng(screen_, path);
     Json reply = Result(error);
     if (error.empty()) {
-        reply["width"] = screen.width;
-        reply["height"] = screen.height;
+        reply["width"] = screen_.width;
+        reply["height"] = screen_.height;
     }
     return reply;
 }
@@ -149,12 +149,12 @@ Json Controller::Text(const Json& request) {
     const int x = request.value("x", 0);
     const int y = request.value("y", 0);
     Guard guard(machine_.lock);
-    const ScreenCopy screen = CopyScreen(machine_.Hardware().Screen());
+    FollowScreen(screen_, machine_.Hardware().Screen());
     guard.unlock();
-    const int width = request.value("w", static_cast<int>(screen.width));
-    const int height = request.value("h", static_cast<int>(screen.height));
+    const int width = request.value("w", static_cast<int>(screen_.width));
+    const int height = request.value("h", static_cast<int>(screen_.height));
     Json runs = Json::array();
-    for (const TextRun& run : ReadScreen(screen)) {
+    for (const TextRun& run : ReadScreen(screen_)) {
         if (run.x < x || run.x - x >= width || run.y < y || run.y - y >= height)
             continue;
         char color[16];

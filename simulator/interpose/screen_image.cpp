@@ -28,13 +28,19 @@ void ToRgb(const std::uint8_t* pixel, unsigned bits, png_byte* rgb) {
 
 }  // namespace
 
-ScreenCopy CopyScreen(const Framebuffer& screen) {
-    ScreenCopy copy;
-    copy.width = screen.Width();
-    copy.height = screen.Height();
-    copy.bits = screen.Bits();
-    copy.pixels.assign(screen.Pixels(), screen.Pixels() + screen.Bytes());
-    return copy;
+bool FollowScreen(ScreenCopy& copy, const Framebuffer& screen) {
+    bool changed = false;
+    if (copy.width != screen.Width() || copy.height != screen.Height() || copy.bits != screen.Bits()) {
+        copy = {screen.Width(), screen.Height(), screen.Bits(), std::vector<std::uint8_t>(screen.Bytes())};
+        changed = true;
+    }
+    const std::size_t rowBytes = std::size_t{copy.width} * (copy.bits / 8);
+    for (std::size_t at = 0; at < copy.pixels.size(); at += rowBytes)
+        if (memcmp(&copy.pixels[at], screen.Pixels() + at, rowBytes) != 0) {
+            memcpy(&copy.pixels[at], screen.Pixels() + at, rowBytes);
+            changed = true;
+        }
+    return changed;
 }
 
 std::string WritePng(const ScreenCopy& screen, const std::string& path) {

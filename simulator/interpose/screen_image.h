@@ -15,13 +15,10 @@ struct ScreenCopy {
     unsigned height = 0;
     unsigned bits = 16;
     std::vector<std::uint8_t> pixels;
-
-    bool operator==(const ScreenCopy& other) const {
-        return width == other.width && height == other.height && pixels == other.pixels;
-    }
 };
 
-ScreenCopy CopyScreen(const Framebuffer& screen);
+// Makes the copy what the screen shows now, by copying the rows that differ. Whether any did.
+bool FollowScreen(ScreenCopy& copy, const Framebuffer& screen);
 
 // Writes the picture as an 8-bit RGB PNG. "" or the error text.
 std::string WritePng(const ScreenCopy& screen, const std::string& path);

@@ -68,29 +68,29 @@ class Instrument:
         self.folder.cleanup()
 
 
+def spent(instrument, **request):
+    """Processor seconds of fct while a request is done, with which the instrument has served."""
+    before = instrument.cpu_seconds()
+    instrument.ask(**request)
+    cost = instrument.cpu_seconds() - before
+    instrument.end()
+    return cost
+
+
 def idle(build):
     """12 hours of an idle instrument"""
     instrument = Instrument(build)
     instrument.ask(do="until", text="Welcome to K905_FCT !")
-    before = instrument.cpu_seconds()
-    instrument.ask(do="advance", ms=12 * HOUR_MS)
-    cost = instrument.cpu_seconds() - before
-    instrument.end()
-    return cost
+    return spent(instrument, do="advance", ms=12 * HOUR_MS)
 
 
 def tuning(build):
     """whole APD tuning, 25 to 55 degrees"""
     instrument = Instrument(build)
-    instrument.touch(MODULE)
-    instrument.touch(APD_ADJUST)
-    instrument.touch(APD_START)
+    for control in (MODULE, APD_ADJUST, APD_START):
+        instrument.touch(control)
     instrument.ask(do="set", name="module.temperature_rate", value=0.15)
-    before = instrument.cpu_seconds()
-    instrument.ask(do="until", text="APDTuning over!", limit_ms=24 * HOUR_MS)
-    cost = instrument.cpu_seconds() - before
-    instrument.end()
-    return cost
+    return spent(instrument, do="until", text="APDTuning over!", limit_ms=24 * HOUR_MS)
 
 
 def look(build):

@@ -68,7 +68,7 @@ void GoTo(Loan& loan, Keep keep) {
 
 class CarriedTurns final : public Turns {
   public:
-    explicit CarriedTurns(Lock& lock) : lock_(lock) {}
+    explicit CarriedTurns(Lock& lock) : lock_(lock) { lock.ServeCarrier(); }
 
     void Made(ProductThread&) override {
         lock_.unlock();
@@ -121,7 +121,7 @@ class CarriedTurns final : public Turns {
         turn_ = &self;
         GoTo(main_, [&](fiber&& rest) {
             loan.rest = std::move(rest);
-            self.parking.Give();
+            self.parking.Give();  // the last: from here on the stack that was left is its owner's
         });
         pthread_sigmask(SIG_SETMASK, &signals, nullptr);
         lock_.lock();

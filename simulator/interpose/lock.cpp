@@ -7,11 +7,13 @@
 namespace k905 {
 
 // Where the kernel cannot make every thread pass a fence, the carrier takes the mutex like everybody else.
-Lock::Lock() : fences_(syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0) {}
+void Lock::ServeCarrier() {
+    carried_ = syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+}
 
 void Lock::LockFromOutside() {
     Real().pthread_mutex_lock(&mutex_);
-    if (!fences_)
+    if (!carried_)
         return;
     __atomic_store_n(&wanted_, true, __ATOMIC_RELAXED);
     // From here on a carrier that does not see what is wanted has left its mark.

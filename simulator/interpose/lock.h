@@ -13,7 +13,8 @@ namespace k905 {
 // does without.
 class Lock {
   public:
-    Lock();
+    // From here on there is a carrier: the thread whose turn it is, while its system thread has lent it.
+    void ServeCarrier();
 
     void lock() {
         if (!ByCarrier())
@@ -31,13 +32,13 @@ class Lock {
 
   private:
     bool ByCarrier() const {
-        return fences_ && threadContext.self != nullptr && threadContext.self->loan != nullptr;
+        return carried_ && threadContext.self != nullptr && threadContext.self->loan != nullptr;
     }
     void LockFromOutside();
     void UnlockFromOutside();
     void LetOthersPass();
 
-    bool fences_;
+    bool carried_ = false;
     bool carrierInside_ = false;
     bool wanted_ = false;  // by who has the mutex
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;

@@ -1,6 +1,5 @@
 // Entry points: threads. A thread made by the product runs under the simulator's clock and scheduler from its
 // first instruction to its end.
-#include <cxxabi.h>
 #include <sched.h>
 
 #include "simulator/interpose/call.h"
@@ -10,12 +9,21 @@ using namespace k905;
 
 namespace {
 
-// The product's function is over: the end is the C library's.
-void Return(ProductThread& self) {
-    Inside inside;
-    Guard guard(self.machine->lock);
-    self.machine->Running().Return(self);
-}
+// The product's function is over, by its return or by pthread_exit: the end is the C library's.
+class Returning {
+  public:
+    explicit Returning(ProductThread& self) : self_(self) {}
+    ~Returning() {
+        Inside inside;
+        Guard guard(self_.machine->lock);
+        self_.machine->Running().Return(self_);
+    }
+    Returning(const Returning&) = delete;
+    Returning& operator=(const Returning&) = delete;
+
+  private:
+    ProductThread& self_;
+};
 
 void* RunThread(void* argument) {
     auto& self = *static_cast<ProductThread*>(argument);
@@ -31,14 +39,8 @@ void* RunThread(void* argument) {
         entryArgument = self.argument;
         threadContext.self = &self;
     }
-    try {
-        void* result = entry(entryArgument);
-        Return(self);
-        return result;
-    } catch (const abi::__forced_unwind&) {  // pthread_exit
-        Return(self);
-        throw;
-    }
+    const Returning returning(self);
+    return entry(entryArgument);
 }
 
 bool MadeDetached(const pthread_attr_t* attributes) {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -73,18 +74,14 @@ Left WholeJob(const char* way, CheckJob job) {
     return left;
 }
 
-// From 25 degrees to 55, with everything that the hardware sees on the way.
-Left WholeTuning(const char* way) {
+// Some work, with everything that the hardware sees of it and when.
+Left Watched(const char* way, const std::function<void(Operator&)>& work) {
     const Folder folder;
     Left left;
     Operator person(Threads(way, folder));
     Bench& bench = person.At();
     bench.Request({{"do", "trace"}, {"action", "start"}});
-    if (!person.OpenModule("APD_Adjust"))
-        return left;
-    person.Press("apd_adjust", "Start");
-    bench.Set("module.temperature_rate", 0.15);
-    EXPECT_TRUE(person.Sees("APDTuning over!", 24 * 3600 * 1000));
+    work(person);
     person.Settle();
     const auto screen = bench.Screen().bytes;
     left["screen"].assign(screen.begin(), screen.end());
@@ -94,6 +91,25 @@ Left WholeTuning(const char* way) {
     left["end"] = std::to_string(endUs);
     AddFiles(left, bench.StateDir());
     return left;
+}
+
+// The automatic checks, then keys and knob in a window whose loop never rests.
+void CheckMainBoard(Operator& person) {
+    ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
+    person.Press("mainboard", "Auto");
+    EXPECT_TRUE(person.Sees("SDcard Check OK!", 120000));
+    ASSERT_TRUE(person.OpenKeyCheck());
+    person.At().Key("f3", "press");
+    person.At().Request({{"do", "knob"}, {"steps", 3}});
+    person.At().Advance(137);
+}
+
+// From 25 degrees to 55.
+void TuneApd(Operator& person) {
+    ASSERT_TRUE(person.OpenModule("APD_Adjust"));
+    person.Press("apd_adjust", "Start");
+    person.At().Set("module.temperature_rate", 0.15);
+    EXPECT_TRUE(person.Sees("APDTuning over!", 24 * 3600 * 1000));
 }
 
 void ExpectSame(const Left& one, const Left& other) {
@@ -109,12 +125,16 @@ TEST(BothWays, DoTheMainBoardJobAlike) {
     ExpectSame(WholeJob("carried", CheckJob::kMainBoard), WholeJob("system", CheckJob::kMainBoard));
 }
 
+TEST(BothWays, CheckTheMainBoardAlikeToTheMicrosecond) {
+    ExpectSame(Watched("carried", CheckMainBoard), Watched("system", CheckMainBoard));
+}
+
 TEST(BothWays, DoTheModuleJobAlike) {
     ExpectSame(WholeJob("carried", CheckJob::kModule), WholeJob("system", CheckJob::kModule));
 }
 
-TEST(BothWays, DoAWholeApdTuningAlike) {
-    ExpectSame(WholeTuning("carried"), WholeTuning("system"));
+TEST(BothWays, DoAWholeApdTuningAlikeToTheMicrosecond) {
+    ExpectSame(Watched("carried", TuneApd), Watched("system", TuneApd));
 }
 
 }  // namespace

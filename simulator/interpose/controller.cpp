@@ -93,7 +93,7 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     if (request.contains("text")) {
         motion.kind = Motion::Kind::kText;
         motion.text = request["text"].get<std::string>();
-        ReadScreen(ScreenCopy());  // tells now if there is no font to read with
+        Reader();  // tells now if there is no font to read with
     } else if (request.contains("idle_ms")) {
         motion.kind = Motion::Kind::kIdle;
         motion.idle = Milliseconds(request, "idle_ms");
@@ -113,20 +113,23 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     return std::nullopt;
 }
 
-// Looks at the screen only when it has changed since the last look.
 bool Controller::IsMet(Motion& motion) {
-    if (motion.kind == Motion::Kind::kAdvance || motion.kind == Motion::Kind::kExit)
-        return false;
-    const bool changed = FollowScreen(motion.screen, machine_.Hardware().Screen());
-    if (changed)
+    switch (motion.kind) {
+        case Motion::Kind::kAdvance:
+        case Motion::Kind::kExit:
+            return false;
+        case Motion::Kind::kText:
+            return Shows(motion.text);
+        case Motion::Kind::kIdle:
+            break;
+    }
+    if (FollowScreen(motion.screen, machine_.Hardware().Screen()))
         motion.lastChange = machine_.Now();
-    if (motion.kind == Motion::Kind::kIdle)
-        return machine_.Now() - motion.lastChange >= motion.idle;
-    return changed && Shows(motion.screen, motion.text);
+    return machine_.Now() - motion.lastChange >= motion.idle;
 }
 
-bool Controller::Shows(const ScreenCopy& screen, const std::string& text) {
-    const std::vector<TextRun> runs = ReadScreen(screen);
+bool Controller::Shows(const std::string& text) {
+    const std::vector<TextRun> runs = ReadScreen();
     return std::any_of(runs.begin(), runs.end(),
                        [&](const TextRun& run) { return run.text.find(text) != std::string::npos; });
 }

@@ -53,7 +53,7 @@ class Controller {
         std::string text;
         Micros idle = 0;
         Micros lastChange = 0;
-        ScreenCopy screen;  // as it was at the last look
+        ScreenCopy screen;  // as it was at the last look (kIdle)
     };
 
     Json Hello();
@@ -84,8 +84,9 @@ class Controller {
     Json BenchNow();
 
     bool IsMet(Motion& motion);
-    bool Shows(const ScreenCopy& screen, const std::string& text);
-    std::vector<TextRun> ReadScreen(const ScreenCopy& screen);
+    bool Shows(const std::string& text);
+    ScreenReader& Reader();
+    std::vector<TextRun> ReadScreen();
     Json MotionReply(const Motion& motion, bool met);
     std::vector<std::pair<int, Json>> FinishMotions();
     std::set<int> TraceThreads(const Json& wanted) const;
@@ -93,7 +94,6 @@ class Controller {
 
     Machine& machine_;
     std::unique_ptr<ScreenReader> reader_;
-    ScreenCopy screen_;  // as a client has seen it last
     std::vector<Motion> motions_;
     Json settings_ = Json::object();  // quantities that somebody has set, by name
     std::function<void()> afterReply_;

@@ -125,36 +125,42 @@ Json Controller::Touch(const Json& request) {
 Json Controller::Screenshot(const Json& request) {
     const std::string path = request.at("path").get<std::string>();
     Guard guard(machine_.lock);
-    FollowScreen(screen_, machine_.Hardware().Screen());
+    ScreenCopy screen;
+    FollowScreen(screen, machine_.Hardware().Screen());
     guard.unlock();
-    const std::string error = WritePng(screen_, path);
+    const std::string error = WritePng(screen, path);
     Json reply = Result(error);
     if (error.empty()) {
-        reply["width"] = screen_.width;
-        reply["height"] = screen_.height;
+        reply["width"] = screen.width;
+        reply["height"] = screen.height;
     }
     return reply;
 }
 
-std::vector<TextRun> Controller::ReadScreen(const ScreenCopy& screen) {
+ScreenReader& Controller::Reader() {
     if (!reader_)
         reader_ =
             std::make_unique<ScreenReader>(machine_.Configuration().instrument.appDir + "/font/unicode.fnt");
-    if (screen.pixels.empty())
-        return {};
-    return reader_->Read(screen.pixels.data(), screen.width, screen.height, screen.bits);
+    return *reader_;
+}
+
+// Lock held.
+std::vector<TextRun> Controller::ReadScreen() {
+    const Framebuffer& screen = machine_.Hardware().Screen();
+    return Reader().Read(screen.Pixels(), screen.Width(), screen.Height(), screen.Bits());
 }
 
 Json Controller::Text(const Json& request) {
     const int x = request.value("x", 0);
     const int y = request.value("y", 0);
+    Reader();  // its font is read before the world has to wait
     Guard guard(machine_.lock);
-    FollowScreen(screen_, machine_.Hardware().Screen());
+    const std::vector<TextRun> all = ReadScreen();
+    const int width = request.value("w", static_cast<int>(machine_.Hardware().Screen().Width()));
+    const int height = request.value("h", static_cast<int>(machine_.Hardware().Screen().Height()));
     guard.unlock();
-    const int width = request.value("w", static_cast<int>(screen_.width));
-    const int height = request.value("h", static_cast<int>(screen_.height));
     Json runs = Json::array();
-    for (const TextRun& run : ReadScreen(screen_)) {
+    for (const TextRun& run : all) {
         if (run.x < x || run.x - x >= width || run.y < y || run.y - y >= height)
             continue;
         char color[16];

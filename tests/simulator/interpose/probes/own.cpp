@@ -100,8 +100,8 @@ static pthread_t WithStack(void* (*entry)(void*), size_t size) {
     return thread;
 }
 
-static void* UnlockWhatIsNotMine(void*) {
-    Say("another's mutex: %s", pthread_mutex_unlock(&checking) == EPERM ? "EPERM" : "?");
+static void* TakeWhatIsNotMine(void*) {
+    Say("another's mutex: %s", pthread_mutex_trylock(&recursive) == EBUSY ? "EBUSY" : "?");
     return nullptr;
 }
 
@@ -135,9 +135,11 @@ int main(int count, char**) {
     pthread_t thread = 0;
     pthread_mutex_lock(&checking);
     Say("its own mutex: %s", pthread_mutex_lock(&checking) == EDEADLK ? "EDEADLK" : "?");
-    pthread_create(&thread, nullptr, UnlockWhatIsNotMine, nullptr);
-    pthread_join(thread, nullptr);
     pthread_mutex_unlock(&checking);
+    pthread_mutex_lock(&recursive);
+    pthread_create(&thread, nullptr, TakeWhatIsNotMine, nullptr);
+    pthread_join(thread, nullptr);
+    pthread_mutex_unlock(&recursive);
     pthread_create(&thread, nullptr, Detached, nullptr);
     SleepMs(10);
     Say("main kept local %d", local);

@@ -96,7 +96,7 @@ Left Watched(const char* way, const std::function<void(Operator&)>& work) {
 // The automatic checks, then keys and knob in a window whose loop never rests.
 void CheckMainBoard(Operator& person) {
     ASSERT_TRUE(person.OpenMainBoard() && person.Connect());
-    person.Press("mainboard", "Auto");
+    person.Press("Auto");
     EXPECT_TRUE(person.Sees("SDcard Check OK!", 120000));
     ASSERT_TRUE(person.OpenKeyCheck());
     person.At().Key("f3", "press");
@@ -107,7 +107,7 @@ void CheckMainBoard(Operator& person) {
 // From 25 degrees to 55.
 void TuneApd(Operator& person) {
     ASSERT_TRUE(person.OpenModule("APD_Adjust"));
-    person.Press("apd_adjust", "Start");
+    person.Press("Start");
     person.At().Set("module.temperature_rate", 0.15);
     EXPECT_TRUE(person.Sees("APDTuning over!", 24 * 3600 * 1000));
 }

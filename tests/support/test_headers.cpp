@@ -1,0 +1,1 @@
+// Nothing: its target holds GoogleTest's headers, read once for all test programs.

@@ -2,8 +2,7 @@
 // copy pixels in software (pixman, and SDL where it is there) and beside memset and memcpy, the most that
 // memory gives.
 //
-// usage: drawing_bench                     a table of times: medians of rounds in which everything takes its
-// turn
+// usage: drawing_bench                     a table of times: medians of rounds in turns
 //        drawing_bench items               the items' numbers, pixels and names
 //        drawing_bench run ITEM WHO COUNT  draws one item COUNT times; WHO: 0 this program, 1 pixman, 2 SDL
 
@@ -443,6 +442,7 @@ int main(int argc, char** argv) {
             return 2;
         Run(items[number].draw[who], atoi(argv[4]));
     } else {
+        fputs("usage: drawing_bench [items | run ITEM WHO COUNT]\n", stderr);
         return 2;
     }
     return 0;

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """usage: simulator.py [--rounds N] [--only WORD] BUILD [OTHER]: what a stepped instrument costs, with the simulator of one
-build folder or two in turns. Processor time of fct and its client together, least of all rounds; ratio OTHER / BUILD."""
+build folder or two in turns (both know controls by name). Processor time of fct and its client together, least of all rounds; ratio OTHER / BUILD."""
 
 import argparse
 import json
@@ -15,11 +15,6 @@ import time
 
 HOUR_MS = 3600 * 1000
 
-# Caption and a place on the control.
-MAIN_BOARD = ("MainBoard_FCT", 240, 210)
-MODULE = ("Opticl_FCT", 540, 210)
-APD_ADJUST = ("APD_Adjust", 190, 310)
-APD_START = ("Start", 690, 95)
 
 
 class Instrument:
@@ -50,10 +45,9 @@ class Instrument:
         return reply
 
     def touch(self, control):
-        text, x, y = control
-        self.ask(do="until", text=text)
+        self.ask(do="until", text=control)
         self.ask(do="until", idle_ms=300)
-        self.ask(do="touch", x=x, y=y)
+        self.ask(do="touch", control=control)
 
     def cpu_seconds(self):
         with open(f"/proc/{self.process.pid}/stat", encoding="ascii") as stat:
@@ -87,7 +81,7 @@ def idle(build):
 def tuning(build):
     """whole APD tuning, 25 to 55 degrees"""
     instrument = Instrument(build)
-    for control in (MODULE, APD_ADJUST, APD_START):
+    for control in ("Opticl_FCT", "APD_Adjust", "Start"):
         instrument.touch(control)
     instrument.ask(do="set", name="module.temperature_rate", value=0.15)
     return spent(instrument, do="until", text="APDTuning over!", limit_ms=24 * HOUR_MS)
@@ -96,7 +90,7 @@ def tuning(build):
 def look(build):
     """reading a screen on which nothing has changed (real time)"""
     instrument = Instrument(build)
-    instrument.touch(MAIN_BOARD)
+    instrument.touch("MainBoard_FCT")
     instrument.ask(do="until", text="Connect")
     instrument.ask(do="until", idle_ms=300)
     instrument.ask(do="text")

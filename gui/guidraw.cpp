@@ -202,15 +202,23 @@ int DrawLine(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiE
     });
 }
 
-int DrawRectangle(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiEndY) {
-    CANVAS canvas = {};
-    const int iResult = TakeCanvas(&canvas);
+// The canvas for an area, whose corners are put in order. -4 if one lies off the screen, else as TakeCanvas.
+static int TakeArea(CANVAS* pCanvas, unsigned* pStartX, unsigned* pStartY, unsigned* pEndX, unsigned* pEndY) {
+    const int iResult = TakeCanvas(pCanvas);
     if (iResult != 0)
         return iResult;
-    if (!OnScreen(uiStartX, uiStartY, canvas) || !OnScreen(uiEndX, uiEndY, canvas))
+    if (!OnScreen(*pStartX, *pStartY, *pCanvas) || !OnScreen(*pEndX, *pEndY, *pCanvas))
         return -4;
-    SortPair(&uiStartX, &uiEndX);
-    SortPair(&uiStartY, &uiEndY);
+    SortPair(pStartX, pEndX);
+    SortPair(pStartY, pEndY);
+    return 0;
+}
+
+int DrawRectangle(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiEndY) {
+    CANVAS canvas = {};
+    const int iResult = TakeArea(&canvas, &uiStartX, &uiStartY, &uiEndX, &uiEndY);
+    if (iResult != 0)
+        return iResult;
     return PaintOn(canvas, [=](auto depth, uint32_t uiPixel) {
         constexpr unsigned BITS = decltype(depth)::BITS;
         PaintHor<BITS>(uiPixel, uiStartX, uiStartY, uiEndX, canvas.pFbmap);
@@ -236,13 +244,9 @@ int DrawCircle(unsigned uiPointX, unsigned uiPointY, unsigned uiCircleR) {
 
 int DrawBlock(unsigned uiStartX, unsigned uiStartY, unsigned uiEndX, unsigned uiEndY) {
     CANVAS canvas = {};
-    const int iResult = TakeCanvas(&canvas);
+    const int iResult = TakeArea(&canvas, &uiStartX, &uiStartY, &uiEndX, &uiEndY);
     if (iResult != 0)
         return iResult;
-    if (!OnScreen(uiStartX, uiStartY, canvas) || !OnScreen(uiEndX, uiEndY, canvas))
-        return -4;
-    SortPair(&uiStartX, &uiEndX);
-    SortPair(&uiStartY, &uiEndY);
     return PaintOn(canvas, [=](auto depth, uint32_t uiPixel) {
         PaintBlock<decltype(depth)::BITS>(uiPixel, uiStartX, uiStartY, uiEndX, uiEndY, canvas.pFbmap);
     });

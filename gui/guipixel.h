@@ -109,10 +109,10 @@ static inline void PutPart(const PIXEL_FILL<Bits>& fill, uint8_t* pDest) {
 }
 
 // The value, which the compiler no longer knows: it is kept in a register instead of being made anew for each
-// use, and masks stay on the side of a shift where they were written.
+// use, and masks stay on the side of a shift where they were written. What it may point to counts as read.
 template <typename Value>
 static inline Value InRegister(Value value) {
-    asm("" : "+r"(value));
+    asm("" : "+r"(value) : : "memory");
     return value;
 }
 

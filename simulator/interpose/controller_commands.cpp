@@ -31,7 +31,7 @@ Micros HoldTime(const Json& request) {
 Instrument::Point PointOf(const std::string& name) {
     std::string known;
     for (const ScreenControl& control : ScreenControls()) {
-        if (control.touchable && control.name == name)
+        if (control.touchable && !name.empty() && control.name == name)
             return {control.x, control.y};
         if (control.touchable && !control.name.empty())
             known += (known.empty() ? "" : ", ") + control.name;
@@ -107,6 +107,8 @@ Json Controller::Touch(const Json& request) {
     if (request.contains("control")) {
         if (action != "down" && action != "tap")
             return Result("a control's action is down or tap");
+        if (!request["control"].is_string() || request.contains("x") || request.contains("y"))
+            return Result("a control is touched by its name alone");
         points.push_back(PointOf(request["control"].get<std::string>()));
     } else if (action == "down" || action == "move" || action == "tap") {
         points.push_back({request.at("x").get<int>(), request.at("y").get<int>()});

@@ -47,6 +47,12 @@ Area Rectangle(const GUIRECTANGLE& area) {
     return {x, y, static_cast<int>(area.End.x) - x + 1, static_cast<int>(area.End.y) - y + 1};
 }
 
+// False also for what lies in memory that the product has given to something else.
+bool OnLcd(const GUIRECTANGLE& area) {
+    return area.Start.x <= area.End.x && area.Start.y <= area.End.y && area.End.x < SCREEN_WIDTH &&
+           area.End.y < SCREEN_HEIGHT;
+}
+
 // What a row's label says, or null.
 const char* Caption(const SCREEN& screen, const SCREEN_CONTROL& row) {
     if (row.ppLabel == nullptr || row.pText != nullptr)
@@ -110,12 +116,13 @@ std::vector<ScreenControl> ScreenControls() {
         ScreenControl control;
         control.touchable = row.fnDown != nullptr || row.fnUp != nullptr;
         const auto visible = PeekVisible(row.ppPicture);
-        if (!visible || (row.uiFlags & SCREEN_UNPAINTED) != 0 || (caption == nullptr && !control.touchable))
+        if (!visible || !OnLcd(visible->Area) || (row.uiFlags & SCREEN_UNPAINTED) != 0 ||
+            (caption == nullptr && !control.touchable))
             continue;
         control.name = caption != nullptr ? caption : BitmapName(row.pBitmap);
         control.picture = Rectangle(visible->Area);
         control.enabled = visible->iEnable != 0;
-        if (const auto label = PeekVisible(row.ppLabel))
+        if (const auto label = PeekVisible(row.ppLabel); label && OnLcd(label->Area))
             control.caption = Rectangle(label->Area);
         controls.push_back(std::move(control));
     }

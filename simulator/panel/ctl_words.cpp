@@ -12,7 +12,7 @@ namespace {
 using nlohmann::json;
 
 // A member of a request, and where what it can be comes from.
-enum class From { kAnywhere, kKeys, kKeyActions, kTraceActions, kQuantities, kFaults };
+enum class From { kAnywhere, kKeys, kKeyActions, kTraceActions, kQuantities, kFaults, kControls };
 struct Member {
     const char* name;
     bool must = true;
@@ -34,7 +34,10 @@ const std::vector<Command>& Commands() {
          "a key"},
         {"knob", {{"steps"}}, "turns the knob, clockwise if positive"},
         {"touch", {{"x"}, {"y"}, {"action", false}, {"hold_ms", false}}, "touches the screen"},
-        {"tap", {{"control"}, {"hold_ms", false}}, "touches a control by its name", "touch"},
+        {"tap",
+         {{"control", true, From::kControls}, {"hold_ms", false}},
+         "touches a control by its name",
+         "touch"},
         {"text", {}, "the texts on the screen"},
         {"controls", {}, "the controls of the screen"},
         {"screenshot", {{"path"}}, "writes a PNG"},
@@ -77,6 +80,19 @@ std::vector<std::string> Names(const json& list) {
     return names;
 }
 
+// As a person types them in a shell: one word each. Without those that have no name.
+std::vector<std::string> Typed(const std::vector<std::string>& names) {
+    std::vector<std::string> words;
+    for (const std::string& name : names) {
+        std::string word;
+        for (const char c : name)
+            word += (c == ' ' || c == '!' ? "\\" : "") + std::string(1, c);
+        if (!word.empty())
+            words.push_back(word);
+    }
+    return words;
+}
+
 std::vector<std::string> Candidates(From from, const std::function<json(const json&)>& ask) {
     switch (from) {
         case From::kKeys:
@@ -89,6 +105,8 @@ std::vector<std::string> Candidates(From from, const std::function<json(const js
             return Names(ask({{"do", "quantities"}}).at("quantities"));
         case From::kFaults:
             return Names(ask({{"do", "faults"}}).at("faults"));
+        case From::kControls:
+            return Typed(Names(ask({{"do", "controls"}}).at("controls")));
         case From::kAnywhere:
             break;
     }
@@ -116,8 +134,10 @@ json RequestFromWords(const std::vector<std::string>& words) {
         throw BenchError("usage: " + Usage(*command));
     json request = {{"do", command->request == nullptr ? command->name : command->request}};
     for (std::size_t i = 0; i < given; ++i) {
+        const Member& member = command->members[i];
         const json value = json::parse(words[i + 1], nullptr, false);
-        request[command->members[i].name] = value.is_discarded() ? json(words[i + 1]) : value;
+        const bool text = value.is_discarded() || member.from == From::kControls;
+        request[member.name] = text ? json(words[i + 1]) : value;
     }
     return request;
 }

@@ -42,7 +42,7 @@ class SystemTurns final : public Turns {
 std::unique_ptr<Turns> MakeTurns(Lock& lock) {
     const char* setting = getenv("K905_THREADS");
     const std::string way = setting != nullptr ? setting : "";
-    if (way != "" && way != "carried" && way != "system")
+    if (!way.empty() && way != "carried" && way != "system")
         throw std::runtime_error("K905_THREADS=" + way + " is neither carried nor system");
 #ifdef K905_CARRIED_THREADS
     if (way != "system")

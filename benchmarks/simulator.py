@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """usage: simulator.py [--rounds N] [--only WORD] BUILD [OTHER]: what a stepped instrument costs, with the simulator of one
-build folder or two in turns (both know controls by name). Processor time of fct and its client together, least of all rounds; ratio OTHER / BUILD."""
+build folder or two in turns (both must know controls by name). Processor time of fct and its client together, least of
+all rounds; ratio OTHER / BUILD."""
 
 import argparse
 import json
@@ -14,7 +15,6 @@ import tempfile
 import time
 
 HOUR_MS = 3600 * 1000
-
 
 
 class Instrument:

@@ -53,8 +53,9 @@ endfunction()
 
 set(K905_TEST_COST 0)
 # k905_test(NAME LIBRARY...): a GoogleTest program of every .cpp in the current folder, its tests named to CTest
-# one by one. SOURCE_DIR and BINARY_DIR of the project reach the tests as K905_SOURCE_DIR and K905_BINARY_DIR, and
-# whether this is a sanitizer build as K905_SANITIZED (0 or 1). Those of a higher K905_TEST_COST are started first.
+# one by one (under emulation in four pieces). SOURCE_DIR and BINARY_DIR of the project reach the tests as
+# K905_SOURCE_DIR and K905_BINARY_DIR, and whether this is a sanitizer build as K905_SANITIZED (0 or 1). Those of a higher
+# K905_TEST_COST are started first.
 function(k905_test name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   if(NOT sources)

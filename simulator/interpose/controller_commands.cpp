@@ -31,10 +31,11 @@ Micros HoldTime(const Json& request) {
 Instrument::Point PointOf(const std::string& name) {
     std::string known;
     for (const ScreenControl& control : ScreenControls()) {
-        if (control.touchable && !name.empty() && control.name == name)
+        if (control.x < 0 || control.name.empty())
+            continue;  // nothing to touch, nothing to call it by, or covered by others
+        if (control.name == name)
             return {control.x, control.y};
-        if (control.touchable && !control.name.empty())
-            known += (known.empty() ? "" : ", ") + control.name;
+        known += (known.empty() ? "" : ", ") + control.name;
     }
     throw std::invalid_argument("no control \"" + name + "\" on the screen" +
                                 (known.empty() ? "" : "; it has " + known));
@@ -181,10 +182,10 @@ Json Controller::Controls() {
         Json entry = {{"name", control.name}, {"picture", Rectangle(control.picture)}};
         if (control.caption.width > 0)
             entry["caption"] = Rectangle(control.caption);
-        if (control.touchable) {
+        if (control.touchable)
             entry["enabled"] = control.enabled;
+        if (control.x >= 0)
             entry["at"] = {control.x, control.y};
-        }
         list.push_back(std::move(entry));
     }
     return {{"controls", list}};

@@ -14,7 +14,8 @@ struct ScreenControl {
     Area picture, caption;  // on the LCD; a caption of width 0: none
     bool touchable = false;
     bool enabled = false;
-    int x = -1, y = -1;  // touchable: the point that lies deepest in what belongs to it alone
+    // The point that lies deepest in what belongs to it alone; -1: it takes no touches, or others cover it.
+    int x = -1, y = -1;
 };
 
 // In the order of the screen's table; none while no screen is shown. The caller sees to it that the product

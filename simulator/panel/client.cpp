@@ -223,9 +223,10 @@ std::vector<ScreenControl> Bench::Controls() {
         control.picture = area(item.at("picture"));
         if (item.contains("caption"))
             control.caption = area(item.at("caption"));
-        control.touchable = item.contains("at");
-        if (control.touchable) {
+        control.touchable = item.contains("enabled");
+        if (control.touchable)
             control.enabled = item.at("enabled");
+        if (item.contains("at")) {
             control.x = item.at("at").at(0);
             control.y = item.at("at").at(1);
         }

@@ -41,7 +41,12 @@ class Call {
     Machine* operator->() const { return self_->machine; }
     ProductThread& Self() const { return *self_; }
 
-    void Charge(Micros cost) const { self_->machine->Running().Charge(*self_, cost); }
+    void Charge(Micros cost) const {
+        if (SteppedExecution* stepped = self_->machine->SteppedRun())
+            stepped->Charge(*self_, cost);
+        else
+            self_->machine->PacedRun()->Charge(*self_, cost);
+    }
     Wake Wait(const Waiting& waiting) const { return self_->machine->Running().Wait(*self_, waiting); }
 
     // Gives the lock back early, before a call to the host that may take its time. Leaves errno alone.

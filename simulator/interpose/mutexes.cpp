@@ -1,36 +1,24 @@
 #include "simulator/interpose/mutexes.h"
 
-#include <errno.h>
-
 #include <algorithm>
-
-#include "simulator/interpose/real_calls.h"
 
 namespace k905 {
 
-Mutexes::Mutex& Mutexes::Find(const void* address) {
-    auto& recent = recent_[reinterpret_cast<std::uintptr_t>(address) / 8 % recent_.size()];
-    if (recent.first != address) {
-        Mutex& mutex = mutexes_[address];
-        if (mutex.number == 0)
-            mutex.number = ++count_;
-        recent = {address, &mutex};
-    }
-    return *recent.second;
+Mutexes::Mutex& Mutexes::FindFirst(const void* address) {
+    Mutex& mutex = mutexes_[address];
+    if (mutex.number == 0)
+        mutex.number = ++count_;
+    Recent(address) = {address, &mutex};
+    return mutex;
 }
 
-int Mutexes::Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
+// The mutex has another owner, or is on its way to one.
+int Mutexes::WaitFor(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
     Mutex& entry = Find(mutex);
-    if (entry.next == nullptr) {
-        const int result = Real().pthread_mutex_trylock(mutex);
-        if (result == 0)
-            entry.owner = &self;
-        if (result != EBUSY)
-            return result;
-        // An error-checking mutex knows that its owner asks again, and says so instead of waiting.
-        if (entry.owner == &self && (mutex->__data.__kind & 3) == PTHREAD_MUTEX_ERRORCHECK)
-            return EDEADLK;
-    }
+    // An error-checking mutex knows that its owner asks again, and says so instead of waiting.
+    if (entry.next == nullptr && entry.owner == &self &&
+        (mutex->__data.__kind & 3) == PTHREAD_MUTEX_ERRORCHECK)
+        return EDEADLK;
     entry.waiters.push_back(&self);
     Waiting waiting;
     waiting.reason = "mutex";
@@ -49,31 +37,10 @@ int Mutexes::Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
     return Real().pthread_mutex_trylock(mutex);
 }
 
-int Mutexes::TryLock(ProductThread& self, pthread_mutex_t* mutex) {
-    Mutex& entry = Find(mutex);
-    if (entry.next != nullptr)
-        return EBUSY;
-    const int result = Real().pthread_mutex_trylock(mutex);
-    if (result == 0)
-        entry.owner = &self;
-    return result;
-}
-
-int Mutexes::Unlock(pthread_mutex_t* mutex) {
-    const int result = Real().pthread_mutex_unlock(mutex);
-    if (result != 0)
-        return result;
-    Mutex& entry = Find(mutex);
-    // A recursive mutex that is still held stays its owner's.
-    if ((mutex->__data.__kind & 3) == PTHREAD_MUTEX_RECURSIVE && mutex->__data.__count > 0)
-        return 0;
-    entry.owner = nullptr;
-    if (!entry.waiters.empty()) {
-        entry.next = entry.waiters.front();
-        entry.waiters.pop_front();
-        execution_.Give(*entry.next);
-    }
-    return 0;
+void Mutexes::GiveToNext(Mutex& entry) {
+    entry.next = entry.waiters.front();
+    entry.waiters.pop_front();
+    execution_.Give(*entry.next);
 }
 
 int Mutexes::Destroy(pthread_mutex_t* mutex) {

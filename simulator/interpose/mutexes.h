@@ -4,6 +4,7 @@
 // longest.
 #pragma once
 
+#include <errno.h>
 #include <pthread.h>
 
 #include <array>
@@ -13,6 +14,7 @@
 #include <utility>
 
 #include "simulator/interpose/execution.h"
+#include "simulator/interpose/real_calls.h"
 
 namespace k905 {
 
@@ -21,9 +23,27 @@ class Mutexes {
     explicit Mutexes(Execution& execution) : execution_(execution) {}
 
     // Results are those of the pthread functions. `until` is virtual time.
-    int Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until);
-    int TryLock(ProductThread& self, pthread_mutex_t* mutex);
-    int Unlock(pthread_mutex_t* mutex);
+    int Lock(ProductThread& self, pthread_mutex_t* mutex, Micros until) {
+        const int result = TryLock(self, mutex);
+        return result != EBUSY ? result : WaitFor(self, mutex, until);
+    }
+    int TryLock(ProductThread& self, pthread_mutex_t* mutex) {
+        Mutex& entry = Find(mutex);
+        if (entry.next != nullptr)
+            return EBUSY;
+        const int result = Real().pthread_mutex_trylock(mutex);
+        if (result == 0)
+            entry.owner = &self;
+        return result;
+    }
+    int Unlock(pthread_mutex_t* mutex) {
+        const int result = Real().pthread_mutex_unlock(mutex);
+        // A recursive mutex that is still held stays its owner's.
+        const auto& inside = mutex->__data;
+        if (result == 0 && ((inside.__kind & 3) != PTHREAD_MUTEX_RECURSIVE || inside.__count == 0))
+            GiveOn(Find(mutex));
+        return result;
+    }
     int Destroy(pthread_mutex_t* mutex);
 
     // Gives the mutex back, waits for the condition, takes the mutex again. 0 or ETIMEDOUT.
@@ -41,7 +61,21 @@ class Mutexes {
         std::deque<ProductThread*> waiters;
     };
 
-    Mutex& Find(const void* address);
+    Mutex& Find(const void* address) {
+        const auto& recent = Recent(address);
+        return recent.first == address ? *recent.second : FindFirst(address);
+    }
+    std::pair<const void*, Mutex*>& Recent(const void* address) {
+        return recent_[reinterpret_cast<std::uintptr_t>(address) / 8 % recent_.size()];
+    }
+    Mutex& FindFirst(const void* address);
+    int WaitFor(ProductThread& self, pthread_mutex_t* mutex, Micros until);
+    void GiveOn(Mutex& entry) {
+        entry.owner = nullptr;
+        if (!entry.waiters.empty())
+            GiveToNext(entry);
+    }
+    void GiveToNext(Mutex& entry);
 
     Execution& execution_;
     std::map<const void*, Mutex> mutexes_;

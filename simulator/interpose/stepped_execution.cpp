@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "simulator/interpose/costs.h"
-
 namespace k905 {
 
 namespace {
@@ -35,17 +33,21 @@ Micros SteppedExecution::NextDue() {
     nextDueKnown_ = true;
     nextDue_ = timers_.Next();
     nextWaiter_ = nullptr;
-    for (ProductThread* thread : waiting_) {
-        Micros end = thread->wakeAt;
-        if (thread->readyAt != nullptr)
-            end = std::min(end, (*thread->readyAt)());
-        end = std::max(end, now_);
-        if (end < nextDue_) {
-            nextDue_ = end;
-            nextWaiter_ = thread;
-        }
-    }
+    for (ProductThread* thread : waiting_)
+        FallsDue(*thread);
     return nextDue_;
+}
+
+// Of those that fall due together the first that began to wait comes first.
+void SteppedExecution::FallsDue(ProductThread& waiter) {
+    Micros due = waiter.wakeAt;
+    if (waiter.readyAt != nullptr)
+        due = std::min(due, (*waiter.readyAt)());
+    due = std::max(due, now_);
+    if (due < nextDue_) {
+        nextDue_ = due;
+        nextWaiter_ = &waiter;
+    }
 }
 
 // Moves the clock, with everything that falls due on the way: timers first, then threads in the order of
@@ -71,7 +73,8 @@ void SteppedExecution::MakeReady(ProductThread& thread, Wake wake) {
     thread.readyAt = nullptr;
     thread.wakeAt = kNever;
     ready_.push_back(&thread);
-    nextDueKnown_ = false;
+    if (&thread == nextWaiter_)
+        nextDueKnown_ = false;
 }
 
 void SteppedExecution::Freeze() {
@@ -134,8 +137,8 @@ bool SteppedExecution::Stuck() {
            });
 }
 
-void SteppedExecution::Charge(ProductThread& self, Micros cost) {
-    __atomic_store_n(&progress_, progress_ + 1, __ATOMIC_RELAXED);
+// As Charge, when something may fall due on the way or somebody else's turn may come.
+void SteppedExecution::Spend(ProductThread& self, Micros cost) {
     while (cost > limit_ - now_) {
         cost -= limit_ - now_;
         MoveTimeTo(limit_);
@@ -165,7 +168,8 @@ Wake SteppedExecution::Wait(ProductThread& self, const Waiting& waiting) {
     self.readyAt = waiting.readyAt;
     self.interruptible = waiting.interruptible;
     waiting_.push_back(&self);
-    nextDueKnown_ = false;
+    if (nextDueKnown_)
+        FallsDue(self);
     HandOver(self);
     self.waitsFor = "";
     self.waitObject = nullptr;

@@ -11,6 +11,7 @@
 #include <functional>
 #include <vector>
 
+#include "simulator/interpose/costs.h"
 #include "simulator/interpose/execution.h"
 #include "simulator/interpose/lock.h"
 #include "simulator/interpose/timers.h"
@@ -41,7 +42,15 @@ class SteppedExecution final : public Execution {
 
     bool Stepped() const override { return true; }
     Micros Now() const override { return now_; }
-    void Charge(ProductThread& self, Micros cost) override;
+    void Charge(ProductThread& self, Micros cost) override {
+        __atomic_store_n(&progress_, progress_ + 1, __ATOMIC_RELAXED);
+        const Micros then = now_ + cost;
+        // Mostly nothing happens on the way.
+        if (nextDueKnown_ && then < nextDue_ && then <= limit_ && then - sliceStart_ < cost::kQuantum)
+            now_ = then;
+        else
+            Spend(self, cost);
+    }
     Wake Wait(ProductThread& self, const Waiting& waiting) override;
     void Give(ProductThread& thread) override;
     void Interrupt(ProductThread& thread) override;
@@ -52,7 +61,9 @@ class SteppedExecution final : public Execution {
     void End(ProductThread& self) override;
 
   private:
+    void Spend(ProductThread& self, Micros cost);
     Micros NextDue();
+    void FallsDue(ProductThread& waiter);
     void MoveTimeTo(Micros time);
     void MakeReady(ProductThread& thread, Wake wake);
     ProductThread* ChooseNext();

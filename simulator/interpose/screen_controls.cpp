@@ -78,18 +78,33 @@ int Depth(const Area& area, int x, int y) {
     return std::min({x - area.x, y - area.y, area.x + area.width - 1 - x, area.y + area.height - 1 - y});
 }
 
+Area Widened(const Area& area, int by) {
+    return {area.x - by, area.y - by, area.width + 2 * by, area.height + 2 * by};
+}
+
+bool Meet(const Area& a, const Area& b) {
+    return a.x < b.x + b.width && b.x < a.x + a.width && a.y < b.y + b.height && b.y < a.y + a.height;
+}
+
 void ChoosePoint(ScreenControl& control, const std::vector<ScreenControl>& all) {
     int best = INT_MIN;
     const Area& area = control.picture;
+    // No point lies deeper than this, so what is farther away than that does not matter.
+    const int reach = std::min(area.width, area.height) / 2 + 1;
+    std::vector<Area> others;
+    for (const ScreenControl& other : all)
+        if (&other != &control && other.touchable && Meet(area, Widened(other.picture, reach)))
+            others.push_back(other.picture);
     for (int y = area.y; y < area.y + area.height; ++y)
         for (int x = area.x; x < area.x + area.width; ++x) {
-            int depth = Depth(area, x, y);
-            for (const ScreenControl& other : all)
-                if (&other != &control && other.touchable)
-                    depth = std::min(depth, -Depth(other.picture, x, y));
             // Among equals the one nearest to the middle.
             const int fromMiddle =
                 std::abs(2 * (x - area.x) - area.width) + std::abs(2 * (y - area.y) - area.height);
+            int depth = Depth(area, x, y);
+            if (depth * 4096 - fromMiddle <= best)
+                continue;
+            for (const Area& other : others)
+                depth = std::min(depth, -Depth(other, x, y));
             const int rank = depth * 4096 - fromMiddle;
             if (depth >= 0 && rank > best) {
                 best = rank;

@@ -72,6 +72,11 @@ bool Letter(std::uint16_t code) {
     return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
 }
 
+// What glyphs are found by: their first two columns.
+std::uint32_t Start(const std::uint16_t* columns) {
+    return columns[0] | static_cast<std::uint32_t>(columns[1]) << 16;
+}
+
 // Colour as a pixel of that depth holds it.
 std::uint32_t PixelValue(std::uint32_t color, unsigned bits) {
     if (bits == 16)
@@ -125,6 +130,20 @@ class ScreenReader::Picture {
         return std::any_of(rows_.begin() + first, rows_.begin() + last + 1,
                            [](const Row& row) { return row.changed; });
     }
+    // The columns from the first to behind the last that has the ink in those rows.
+    std::pair<int, int> Extent(int first, int last, unsigned ink) const {
+        int left = width_;
+        int right = 0;
+        for (int y = first; y <= last; ++y) {
+            const std::uint8_t* row = Inks(y);
+            left = static_cast<int>(std::find(row, row + left, ink) - row);
+            int end = width_;
+            while (end > right && row[end - 1] != ink)
+                --end;
+            right = end;
+        }
+        return {left, right};
+    }
     bool Has(int x, int y, unsigned ink) const {
         return x >= 0 && y >= 0 && x < width_ && y < height_ && Inks(y)[x] == ink;
     }
@@ -168,7 +187,7 @@ class ScreenReader::Picture {
 // A reading of the ink from (x, y) on.
 struct ScreenReader::Candidate {
     struct Part {
-        std::uint32_t glyph;
+        const Glyph* glyph;
         int x;
     };
     int y = 0;
@@ -200,46 +219,40 @@ ScreenReader::ScreenReader(const std::uint8_t* font, std::size_t size, const Opt
 }
 
 void ScreenReader::AddGlyph(std::uint16_t code, const std::uint8_t* matrix) {
-    std::vector<std::uint16_t> columns(kMatrix);
     Glyph glyph;
-    for (unsigned y = 0; y < kMatrix; ++y)
-        for (unsigned x = 0; x < kMatrix; ++x)
-            if (matrix[y * 2 + x / 8] >> (7 - x % 8) & 1) {
-                columns[x] = static_cast<std::uint16_t>(columns[x] | 1u << y);
-                ++glyph.ink;
-            }
-    while (!columns.empty() && columns.back() == 0)
-        columns.pop_back();
-    if (columns.empty())
-        return;
-    columns.erase(columns.begin(),
-                  std::find_if(columns.begin(), columns.end(), [](int c) { return c != 0; }));
-
-    const std::uint32_t key = columns[0] | (columns.size() > 1 ? columns[1] : 0u) << 16;
-    std::vector<std::uint32_t>& same = byStart_[key];
-    for (const std::uint32_t other : same)
-        if (glyphs_[other].columns == columns)
-            return;
-    std::vector<std::uint16_t> shapes = columns;
-    std::sort(shapes.begin(), shapes.end());
-    shapes.erase(std::unique(shapes.begin(), shapes.end()), shapes.end());
-    glyph.rich = glyph.ink >= 10 && shapes.size() >= 2;
     glyph.code = code;
-    glyph.width = static_cast<std::uint8_t>(columns.size());
-    glyph.columns = std::move(columns);
+    std::array<std::uint16_t, kMatrix> columns = {};
+    std::uint32_t inked = 0;  // bit x: column x is
+    for (unsigned y = 0; y < kMatrix; ++y)
+        for (std::uint32_t row = matrix[y * 2] | matrix[y * 2 + 1] << 8; row != 0; row &= row - 1) {
+            const auto bit = static_cast<unsigned>(__builtin_ctz(row));
+            const unsigned x = bit / 8 * 8 + 7 - bit % 8;
+            columns[x] = static_cast<std::uint16_t>(columns[x] | 1u << y);
+            inked |= 1u << x;
+            ++glyph.ink;
+        }
+    if (inked == 0)
+        return;
+    const auto* first = columns.begin() + __builtin_ctz(inked);
+    const auto* end = columns.begin() + 32 - __builtin_clz(inked);
+    glyph.width = static_cast<std::uint8_t>(end - first);
+    std::copy(first, end, glyph.columns.begin());
+    glyph.rich = glyph.ink >= 10 && std::any_of(first, end, [&](std::uint16_t c) { return c != *first; });
+
+    std::vector<Glyph>& alike = byStart_[Start(glyph.columns.data())];
+    for (const Glyph& other : alike)
+        if (other.columns == glyph.columns)
+            return;
     firstColumns_[glyph.columns[0]] = true;
-    same.push_back(static_cast<std::uint32_t>(glyphs_.size()));
-    glyphs_.push_back(std::move(glyph));
+    alike.push_back(glyph);
 }
 
-namespace {
-
 // The best reading that begins at one column of one line, and where it goes on.
-struct Reading {
+struct ScreenReader::Reading {
     int ink = 0;  // of the whole rest of the run: 0 when nothing can be read here
     int ideographs = 0;
     int glyphs = 0;
-    std::uint32_t glyph = 0;
+    const Glyph* glyph = nullptr;
     int next = -1;
     bool continued = false;  // part of a longer reading from the left
 
@@ -252,11 +265,10 @@ struct Reading {
     }
 };
 
-}  // namespace
-
 void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const {
     const Picture& picture = *picture_;
     const int width = picture.Width();
+    const auto [inkBegin, inkEnd] = picture.Extent(band.first, band.last, ink);
     std::vector<std::uint16_t> window(static_cast<std::size_t>(width) + kMatrix +
                                       1);  // blank columns at its end
     std::vector<Reading> best(window.size());
@@ -267,13 +279,13 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
     const int below = std::min(picture.Height(), band.last + static_cast<int>(kMatrix));
     for (int bottom = band.first; bottom < below; ++bottom) {
         const std::uint8_t* row = picture.Inks(bottom);
-        for (int x = 0; x < width; ++x)
+        for (int x = inkBegin; x < inkEnd; ++x)
             window[x] = static_cast<std::uint16_t>(window[x] >> 1 | (row[x] == ink) << 15);
         const int y = bottom - static_cast<int>(kMatrix) + 1;
         if (y < 0)
             continue;
         starts.clear();
-        for (int x = 0; x < width; ++x)
+        for (int x = inkBegin; x < inkEnd; ++x)
             if (window[x] != 0 && (x == 0 || window[x - 1] == 0))
                 starts.push_back(x);
 
@@ -283,11 +295,10 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
             best[x] = Reading();
             if (!firstColumns_[window[x]])
                 continue;
-            const auto bucket = byStart_.find(window[x] | static_cast<std::uint32_t>(window[x + 1]) << 16);
+            const auto bucket = byStart_.find(Start(&window[x]));
             if (bucket == byStart_.end())
                 continue;
-            for (const std::uint32_t index : bucket->second) {
-                const Glyph& glyph = glyphs_[index];
+            for (const Glyph& glyph : bucket->second) {
                 const int end = x + glyph.width;
                 if (end > width || window[end] != 0 ||
                     std::memcmp(&window[x], glyph.columns.data(), glyph.width * sizeof(std::uint16_t)) != 0)
@@ -296,7 +307,7 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
                 reading.ink = glyph.ink;
                 reading.ideographs = Ideograph(glyph.code);
                 reading.glyphs = 1;
-                reading.glyph = index;
+                reading.glyph = &glyph;
                 const auto next =
                     std::lower_bound(starts.begin() + static_cast<std::ptrdiff_t>(s), starts.end(), end);
                 if (next != starts.end() && best[*next].ink > 0) {
@@ -328,7 +339,7 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
             candidate.ink = best[x].ink;
             for (int at = x; at >= 0; at = best[at].next) {
                 candidate.parts.push_back({best[at].glyph, at});
-                candidate.rich = candidate.rich || glyphs_[best[at].glyph].rich;
+                candidate.rich = candidate.rich || best[at].glyph->rich;
             }
             candidates.push_back(std::move(candidate));
         }
@@ -336,7 +347,7 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
 
     // A lone glyph is text only when it stands free: pictures are full of accidental commas.
     const auto standsFree = [&](const Candidate& c) {
-        const Glyph& glyph = glyphs_[c.parts[0].glyph];
+        const Glyph& glyph = *c.parts[0].glyph;
         if (Ideograph(glyph.code) || (!glyph.rich && !Letter(glyph.code)))
             return false;
         const int clear = glyph.rich ? kClear : kClearOfStrokes;
@@ -363,9 +374,9 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
             continue;
         const auto eachPixel = [&](auto&& visit) {
             for (const Candidate::Part& part : candidate.parts)
-                for (int x = 0; x < glyphs_[part.glyph].width; ++x)
+                for (int x = 0; x < part.glyph->width; ++x)
                     for (unsigned r = 0; r < kMatrix; ++r)
-                        if (glyphs_[part.glyph].columns[x] >> r & 1)
+                        if (part.glyph->columns[x] >> r & 1)
                             visit(static_cast<std::size_t>(candidate.y + static_cast<int>(r) - band.first) *
                                       width +
                                   part.x + x);
@@ -384,8 +395,8 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
         for (const Candidate::Part& part : candidate.parts) {
             const int blanks = run.text.empty() ? 0 : (part.x - end - kGlyphGap) / kBlankAdvance;
             run.text.append(static_cast<std::size_t>(blanks), ' ');
-            AppendUtf8(run.text, glyphs_[part.glyph].code);
-            end = part.x + glyphs_[part.glyph].width;
+            AppendUtf8(run.text, part.glyph->code);
+            end = part.x + part.glyph->width;
         }
         run.width = end - run.x;
         band.runs.push_back(std::move(run));

@@ -2,6 +2,7 @@
 // it. Nothing need be known about where the text stands or what lies behind it.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -47,12 +48,13 @@ class ScreenReader {
 
     struct Glyph {
         std::uint16_t code = 0;
-        std::uint8_t width = 0;              // trimmed
-        bool rich = false;                   // cannot pass for a stroke of a picture
-        std::uint16_t ink = 0;               // inked pixels
-        std::vector<std::uint16_t> columns;  // bit r = row r, left column first
+        std::uint8_t width = 0;                      // trimmed
+        bool rich = false;                           // cannot pass for a stroke of a picture
+        std::uint16_t ink = 0;                       // inked pixels
+        std::array<std::uint16_t, 16> columns = {};  // bit r = row r, left column first
     };
     struct Candidate;
+    struct Reading;
     class Picture;
     // Rows with an ink, and no others with it near enough to belong to the same text.
     struct Band {
@@ -67,9 +69,8 @@ class ScreenReader {
     Options options_;
     std::unique_ptr<Picture> picture_;      // the last one
     std::vector<std::vector<Band>> bands_;  // what was read in it, by ink
-    std::vector<Glyph> glyphs_;
-    // Glyphs by their first two columns.
-    std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> byStart_;
+    // Glyphs by their first two columns, those that begin alike side by side.
+    std::unordered_map<std::uint32_t, std::vector<Glyph>> byStart_;
     std::vector<bool> firstColumns_;  // patterns that some glyph begins with
 };
 

@@ -97,6 +97,7 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     } else if (request.contains("idle_ms")) {
         motion.kind = Motion::Kind::kIdle;
         motion.idle = Milliseconds(request, "idle_ms");
+        motion.screen = std::exchange(screen_, {});
     } else if (request.value("exit", false)) {
         motion.kind = Motion::Kind::kExit;
     } else {
@@ -152,6 +153,8 @@ std::vector<std::pair<int, Controller::Json>> Controller::FinishMotions() {
         const bool met = now >= motion->nextLook && IsMet(*motion);
         if (met || now >= motion->limit) {
             replies.emplace_back(motion->client, MotionReply(*motion, met));
+            if (motion->kind == Motion::Kind::kIdle)
+                screen_ = std::move(motion->screen);
             motion = motions_.erase(motion);
             continue;
         }

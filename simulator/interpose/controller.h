@@ -95,6 +95,7 @@ class Controller {
     Machine& machine_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
+    ScreenCopy screen_;               // of a look that is over: the next one copies only what differs
     Json settings_ = Json::object();  // quantities that somebody has set, by name
     std::function<void()> afterReply_;
     std::uint64_t progress_ = 0;

@@ -128,14 +128,13 @@ Json Controller::Touch(const Json& request) {
 Json Controller::Screenshot(const Json& request) {
     const std::string path = request.at("path").get<std::string>();
     Guard guard(machine_.lock);
-    ScreenCopy screen;
-    FollowScreen(screen, machine_.Hardware().Screen());
+    FollowScreen(screen_, machine_.Hardware().Screen());
     guard.unlock();
-    const std::string error = WritePng(screen, path);
+    const std::string error = WritePng(screen_, path);
     Json reply = Result(error);
     if (error.empty()) {
-        reply["width"] = screen.width;
-        reply["height"] = screen.height;
+        reply["width"] = screen_.width;
+        reply["height"] = screen_.height;
     }
     return reply;
 }

@@ -26,10 +26,8 @@ std::uint8_t Widen6(unsigned v) {
 
 }  // namespace
 
-bool Picture::SamePixel(const Picture& other, int x, int y) const {
-    const std::size_t size = bits / 8;
-    const std::size_t at = static_cast<std::size_t>(x) * size;
-    return std::memcmp(Row(y) + at, other.Row(y) + at, size) == 0;
+bool Picture::SameRow(const Picture& other, int y) const {
+    return std::memcmp(Row(y), other.Row(y), RowBytes()) == 0;
 }
 
 std::vector<std::uint8_t> Picture::Rgba(int first, int count) const {

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -23,7 +24,12 @@ struct Picture {
 
     const std::uint8_t* Row(int y) const { return &bytes[static_cast<std::size_t>(y) * RowBytes()]; }
     std::size_t RowBytes() const { return kScreenWidth * (bits / 8); }
-    bool SamePixel(const Picture& other, int x, int y) const;
+    bool SamePixel(const Picture& other, int x, int y) const {
+        const std::size_t size = bits / 8;
+        const std::uint8_t* mine = Row(y) + static_cast<std::size_t>(x) * size;
+        return std::equal(mine, mine + size, other.Row(y) + static_cast<std::size_t>(x) * size);
+    }
+    bool SameRow(const Picture& other, int y) const;
     // Red, green, blue, opaque: four bytes a pixel of rows `first` to `first` + `count` - 1.
     std::vector<std::uint8_t> Rgba(int first, int count) const;
 };

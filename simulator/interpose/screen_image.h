@@ -20,7 +20,7 @@ struct ScreenCopy {
 // Makes the copy what the screen shows now, by copying the rows that differ. Whether any did.
 bool FollowScreen(ScreenCopy& copy, const Framebuffer& screen);
 
-// Writes the picture as an 8-bit RGB PNG. "" or the error text.
+// Writes the picture as a PNG, with a table of its colours when it has at most 256. "" or the error text.
 std::string WritePng(const ScreenCopy& screen, const std::string& path);
 
 }  // namespace k905

@@ -34,13 +34,11 @@ function(k905_product_library name)
 endfunction()
 
 # How all of it compiles in few minutes on two processors: headers that take longer to read than the file they are in are
-# read once for a target (target_precompile_headers). Where nobody edits between two builds (sanitizers, arm-test) the
-# simulator and the tests are also compiled several files at a time (CMAKE_UNITY_BUILD in their presets): neighbours that
-# use a name for two things are found there, files that forget an include are found in the other builds.
-if(CMAKE_UNITY_BUILD)
-  # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
-  add_compile_options(-Wno-subobject-linkage)
-endif()
+# read once for a target (target_precompile_headers). The tests are also compiled several files at a time, and, where nobody
+# edits between two builds (sanitizers, arm-test), the simulator too (CMAKE_UNITY_BUILD in their presets): neighbours that
+# use a name for two things are found there, files of the simulator that forget an include are found in the other builds.
+# A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
+add_compile_options(-Wno-subobject-linkage)
 
 # k905_hot_sources(FILE...): sources of the current folder where the time goes at run time are optimised in the sanitizer
 # builds too; the rest of the simulator is not, which halves what it takes to compile.
@@ -67,8 +65,10 @@ function(k905_test name)
                                              K905_BINARY_DIR="${PROJECT_BINARY_DIR}"
                                              K905_SANITIZED=${K905_SANITIZED})
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gmock GTest::gtest_main)
-  # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1.
+  # The tests' own lines run once: what counts is how long they compile, which with sanitizers is a third of -O1. Several
+  # files at a time take half of what they take one by one: most of it is the same templates of GoogleTest.
   target_compile_options(${name} PRIVATE -O0)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
   if("${ARGN}" MATCHES "gui|device|measure")
     target_precompile_headers(${name} REUSE_FROM product_test_headers)
   else()

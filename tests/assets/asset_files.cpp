@@ -6,11 +6,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 Bytes ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    std::ostringstream content;
+    content << file.rdbuf();
+    const std::string bytes = content.str();
+    return Bytes(bytes.begin(), bytes.end());
 }
 
 void WriteFile(const std::string& path, const std::string& content) {

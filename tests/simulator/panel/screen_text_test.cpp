@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <stdexcept>
@@ -23,8 +24,9 @@ std::string AppFile(const std::string& name) {
 }
 
 std::vector<std::uint8_t> Bytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::vector<std::uint8_t> bytes(std::filesystem::file_size(path));
+    std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(bytes.data()), bytes.size());
+    return bytes;
 }
 
 std::u16string Wide(const std::string& latin1) {

@@ -21,18 +21,6 @@ bool WritePng(const Picture& picture, const std::string& path) {
     return png_image_write_to_file(&image, path.c_str(), 0, picture.rgb.data(), 0, nullptr) != 0;
 }
 
-bool ReadPng(const std::string& path, Picture* picture) {
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0)
-        return false;
-    image.format = PNG_FORMAT_RGB;
-    picture->width = image.width;
-    picture->height = image.height;
-    picture->rgb.resize(PNG_IMAGE_SIZE(image));
-    return png_image_finish_read(&image, nullptr, picture->rgb.data(), 0, nullptr) != 0;
-}
-
 struct Difference {
     size_t count;
     size_t first;
@@ -69,8 +57,8 @@ Difference Compare(const Picture& actual, const Picture& golden) {
             return ::testing::AssertionFailure() << "cannot write " << goldenPath;
         return ::testing::AssertionSuccess();
     }
-    Picture golden = {};
-    if (!ReadPng(goldenPath, &golden)) {
+    const Picture golden = ReadPng(goldenPath);
+    if (golden.rgb.empty()) {
         WritePng(picture, actualPath);
         return ::testing::AssertionFailure()
                << "no golden picture " << goldenPath << "\n  actual: " << actualPath

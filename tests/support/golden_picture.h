@@ -2,18 +2,12 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdint.h>
 
 #include <string>
-#include <vector>
+
+#include "tests/support/picture.h"
 
 namespace test {
-
-struct Picture {
-    unsigned width;
-    unsigned height;
-    std::vector<uint8_t> rgb;  // red, green, blue of every pixel, rows packed, top row first
-};
 
 // Succeeds when the picture equals tests/golden/NAME.png. When it does not, or there is no such file, the
 // picture and, in red on white, the pixels that differ are left in golden-actual/ of the build folder; a

@@ -107,9 +107,12 @@ class Panel:
             "for (let i = 0; i < data.length; i += 4) lit += data[i] + data[i + 1] + data[i + 2] > 0; return lit;")
 
     def picture(self, x=0, y=0, width=800, height=480):
+        """A number that is another for another picture (FNV-1a of its pixels)."""
         return self.browser.execute_script(
-            "return Array.from(document.getElementById('lcd').getContext('2d')"
-            ".getImageData(...arguments).data).join()", x, y, width, height)
+            "const lcd = document.getElementById('lcd').getContext('2d');"
+            "const pixels = new Uint32Array(lcd.getImageData(...arguments).data.buffer); let hash = 0x811c9dc5;"
+            "for (const pixel of pixels) hash = Math.imul(hash ^ pixel, 0x01000193);"
+            "return hash;", x, y, width, height)
 
     def shot(self, name):
         self.browser.save_screenshot(f"{self.shots}/{name}.png")

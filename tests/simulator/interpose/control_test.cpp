@@ -1,32 +1,15 @@
 // The control socket: requests, replies, and what it does with nonsense.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <png.h>
-
-#include <cstring>
 
 #include "tests/simulator/interpose/probe_run.h"
+#include "tests/support/picture.h"
 
 using test::Json;
 using test::ProbeRun;
 using testing::HasSubstr;
 
 namespace {
-
-// The pixels of a PNG as RGB bytes.
-std::vector<unsigned char> ReadPng(const std::string& path, unsigned& width, unsigned& height) {
-    png_image image;
-    std::memset(&image, 0, sizeof image);
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0)
-        return {};
-    image.format = PNG_FORMAT_RGB;
-    width = image.width;
-    height = image.height;
-    std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
-    png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
-    return pixels;
-}
 
 class ScreenDepth : public testing::TestWithParam<int> {};
 
@@ -39,9 +22,7 @@ TEST_P(ScreenDepth, ScreenshotShowsThePixels) {
     const Json reply = run.Ask({{"do", "screenshot"}, {"path", path}});
     EXPECT_EQ(800, reply["width"]);
     EXPECT_EQ(480, reply["height"]);
-    unsigned width = 0;
-    unsigned height = 0;
-    const auto pixels = ReadPng(path, width, height);
+    const std::vector<uint8_t> pixels = test::ReadPng(path).rgb;
     ASSERT_EQ(800u * 480u * 3u, pixels.size());
     // Pixel n holds the byte n in each of its bytes.
     const unsigned n = 800 * 3 + 0x95;

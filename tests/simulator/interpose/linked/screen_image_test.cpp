@@ -2,10 +2,10 @@
 #include "simulator/interpose/screen_image.h"
 
 #include <gtest/gtest.h>
-#include <png.h>
 
-#include <cstring>
 #include <filesystem>
+
+#include "tests/support/picture.h"
 
 namespace {
 
@@ -22,18 +22,6 @@ ScreenCopy Colors(unsigned bits, unsigned first, unsigned count) {
     return screen;
 }
 
-std::vector<std::uint8_t> ReadBack(const std::string& path) {
-    png_image image;
-    std::memset(&image, 0, sizeof image);
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0)
-        return {};
-    image.format = PNG_FORMAT_RGB;
-    std::vector<std::uint8_t> pixels(PNG_IMAGE_SIZE(image));
-    png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
-    return pixels;
-}
-
 class ScreenImage : public testing::TestWithParam<unsigned> {};
 
 TEST_P(ScreenImage, HasEveryPixelsColour) {
@@ -43,7 +31,7 @@ TEST_P(ScreenImage, HasEveryPixelsColour) {
     // 24 bits: the colour is the pixel.
     const unsigned first = 0x12FF80;
     ASSERT_EQ("", k905::WritePng(Colors(24, first, GetParam()), path));
-    const std::vector<std::uint8_t> rgb = ReadBack(path);
+    const std::vector<std::uint8_t> rgb = test::ReadPng(path).rgb;
     std::filesystem::remove(path);
     ASSERT_EQ(GetParam() * 3, rgb.size());
     for (unsigned i = 0; i < GetParam(); ++i)

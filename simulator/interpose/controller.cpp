@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/interpose/product_calls.h"
 #include "simulator/interpose/real_time.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
@@ -61,6 +62,8 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"speed", [&] { return Speed(request); }},
             {"trace", [&] { return Trace(request); }},
             {"threads", [&] { return Threads(); }},
+            {"calls", [&] { return Calls(request); }},
+            {"fail_call", [&] { return FailCall(request); }},
             {"stop", [&] { return Stop(); }},
             {"power_cut", [&] { return PowerCut(); }},
         };
@@ -224,7 +227,8 @@ std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {
             replies.emplace_back(motion.client, Json{{"ok", true},
                                                      {"met", true},
                                                      {"now_us", machine_.Now()},
-                                                     {"state", machine_.Hardware().State()}});
+                                                     {"state", machine_.Hardware().State()},
+                                                     {"calls", CallReport()}});
         else
             replies.emplace_back(motion.client, Error("the product has ended"));
     }

@@ -75,6 +75,8 @@ class Controller {
     Json Speed(const Json& request);
     Json Trace(const Json& request);
     Json Threads();
+    Json Calls(const Json& request);
+    Json FailCall(const Json& request);
     Json Stop();
     Json PowerCut();
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "simulator/interpose/controller.h"
+#include "simulator/interpose/product_calls.h"
 #include "simulator/interpose/screen_controls.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
@@ -294,6 +295,32 @@ Json Controller::Threads() {
                         {"label", thread->label},
                         {"waits_for", machine_.DescribeWait(*thread)}});
     return {{"threads", list}};
+}
+
+Json Controller::Calls(const Json& request) {
+    const std::string action = request.value("action", "read");
+    Guard guard(machine_.lock);
+    if (action == "start")
+        StartCountingCalls();
+    else if (action == "stop")
+        return StopCountingCalls(), Json::object();
+    else if (action != "read")
+        return Result("the action for calls is start, read or stop");
+    Json reply = CallReport();
+    if (reply.is_null())
+        return Result("no calls are counted");
+    return reply;
+}
+
+Json Controller::FailCall(const Json& request) {
+    CallFailure failure;
+    failure.function = request.at("function").get<std::string>();
+    failure.caller = request.value("caller", "");
+    failure.call = request.value("call", 1ul);
+    failure.times = request.value("times", 1ul);
+    failure.error = request.value("errno", 0);
+    Guard guard(machine_.lock);
+    return Result(FailCalls(failure));
 }
 
 Json Controller::Stop() {

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <iterator>
 #include <map>
 
 #include "simulator/interpose/real_calls.h"
@@ -86,12 +87,28 @@ Symbols ProgramSymbols(int type) {
     return symbols;
 }
 
+const Symbols& Functions() {
+    static const Symbols& symbols = *new Symbols(ProgramSymbols(STT_FUNC));  // until the process is gone
+    return symbols;
+}
+
 }  // namespace
 
 std::string SymbolName(const void* function) {
-    static const Symbols symbols = ProgramSymbols(STT_FUNC);
-    const auto found = symbols.find(reinterpret_cast<ElfW(Addr)>(function) - LoadBias());
+    const Symbols& symbols = Functions();
+    const auto found = symbols.find(ProgramOffset(function));
     return found == symbols.end() ? "" : PlainName(found->second.c_str());
+}
+
+std::string FunctionAt(const void* instruction) {
+    const Symbols& symbols = Functions();
+    const auto after = symbols.upper_bound(ProgramOffset(instruction));
+    return after == symbols.begin() ? "" : PlainName(std::prev(after)->second.c_str());
+}
+
+std::uintptr_t ProgramOffset(const void* address) {
+    static const ElfW(Addr) bias = LoadBias();
+    return reinterpret_cast<std::uintptr_t>(address) - bias;
 }
 
 const void* ObjectAddress(const std::string& name) {

@@ -55,11 +55,10 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
     MustExist(options.build.program, "program", "fct");
     MustExist(options.build.preload, "simulator library", "k905_preload");
     MustExist(options.build.app, "folder of font and bitmaps", "assets");
-    const std::string first = options.preloadFirst.empty() ? "" : options.preloadFirst + ":";
     try {
         PrepareState(options);
         std::map<std::string, std::string> environment = options.environment;
-        environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + first + options.build.preload;
+        environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + options.build.preload;
         environment["K905_STATE"] = stateDir_;
         environment["K905_APP"] = options.build.app;
         environment["K905_MODE"] = options.stepped ? "stepped" : "paced";
@@ -271,6 +270,7 @@ const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
                 took =
                     replies[2].at("now_us").get<std::int64_t>() - replies[0].at("now_us").get<std::int64_t>();
                 leftBehind_ = replies[2].at("state");
+                lastCalls_ = replies[2].at("calls");
             }
         } catch (const std::exception&) {
             // It may be gone before it can answer.

@@ -35,7 +35,6 @@ struct BenchOptions {
     unsigned bits = 16;    // framebuffer depth: 16, 24 or 32
     nlohmann::json start;  // {"set": {...}, "faults": {...}} in force before the product's first instruction
     BuildFolder build = BuildFolder::OfThisProgram();
-    std::string preloadFirst;                        // a library to load before the simulator's
     std::map<std::string, std::string> environment;  // more of it
 };
 
@@ -89,6 +88,8 @@ class Bench {
     const Ending& Stop(double seconds = 20, std::int64_t* tookUs = nullptr);
     // What Stop left of the hardware, as "state" tells it; null when it could not be told any more.
     const nlohmann::json& LeftBehind() const { return leftBehind_; }
+    // The calls that were counted up to that end, as "calls" tells them; null when none were.
+    const nlohmann::json& LastCalls() const { return lastCalls_; }
     void Kill() { process_->Kill(); }
     // "fct crashed (...); its last lines: ...".
     std::string DescribeEnding();
@@ -102,6 +103,7 @@ class Bench {
     bool removeState_ = false;
     unsigned bits_;
     nlohmann::json leftBehind_;
+    nlohmann::json lastCalls_;
     std::unique_ptr<Process> process_;
     std::unique_ptr<ControlClient> control_;
     std::unique_ptr<ScreenView> screen_;

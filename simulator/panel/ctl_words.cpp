@@ -12,7 +12,16 @@ namespace {
 using nlohmann::json;
 
 // A member of a request, and where what it can be comes from.
-enum class From { kAnywhere, kKeys, kKeyActions, kTraceActions, kQuantities, kFaults, kControls };
+enum class From {
+    kAnywhere,
+    kKeys,
+    kKeyActions,
+    kTraceActions,
+    kCallActions,
+    kQuantities,
+    kFaults,
+    kControls
+};
 struct Member {
     const char* name;
     bool must = true;
@@ -53,6 +62,10 @@ const std::vector<Command>& Commands() {
         {"advance", {{"ms"}}, "waits for so much virtual time"},
         {"trace", {{"action", true, From::kTraceActions}}, "the hardware trace"},
         {"threads", {}, "the program's threads"},
+        {"calls", {{"action", false, From::kCallActions}}, "its calls into the system, counted"},
+        {"fail_call",
+         {{"function"}, {"call", false}, {"times", false}},
+         "makes its n-th call from now on fail"},
         {"stop", {}, "ends the program"},
         {"power_cut", {}, "cuts the power"},
     };
@@ -101,6 +114,8 @@ std::vector<std::string> Candidates(From from, const std::function<json(const js
             return {"press", "down", "up"};
         case From::kTraceActions:
             return {"start", "stop", "clear", "read"};
+        case From::kCallActions:
+            return {"start", "read", "stop"};
         case From::kQuantities:
             return Names(ask({{"do", "quantities"}}).at("quantities"));
         case From::kFaults:

@@ -50,24 +50,15 @@ TEST_P(StartUpConsole, TellsOfTheHardwareThenOfTheWindowAndGoesOn) {
 // ---- Without threads ----
 
 // The program's threads in the order in which they are made: scheduler, events, framebuffer, keypad, touch
-// panel, start screen.
-BenchOptions WithoutThreads(const char* firstAndCount) {
-    BenchOptions options;
-    options.preloadFirst = K905_FAILING_THREADS;
-    options.environment["K905_FAIL_THREADS"] = firstAndCount;
-    return options;
+// panel, start screen. So many of them cannot be had.
+void DenyThreads(Operator& person, int first, int count) {
+    person.At().Request(
+        {{"do", "fail_call"}, {"function", "pthread_create"}, {"call", first}, {"times", count}});
 }
 
-class StartUpWithoutThreads : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        if (K905_SANITIZED)
-            GTEST_SKIP() << "a sanitizer wants to be the first library";
-    }
-};
-
-TEST_F(StartUpWithoutThreads, ReadersThatCannotBeHadAreToldOnTheConsole) {
-    Operator person(WithoutThreads("3 3"));
+TEST(StartUpWithoutThreads, ReadersThatCannotBeHadAreToldOnTheConsole) {
+    Operator person;
+    DenyThreads(person, 3, 3);
     ASSERT_TRUE(person.WaitForStart());
     EXPECT_THAT(person.At().Console(),
                 ::testing::HasSubstr("create framebuffer thread failed!\ncreate keypad thread failed!\n"
@@ -75,15 +66,17 @@ TEST_F(StartUpWithoutThreads, ReadersThatCannotBeHadAreToldOnTheConsole) {
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
 }
 
-TEST_F(StartUpWithoutThreads, TheStartScreenComesAsSoonAsItsThreadCanBeHad) {
-    Operator person(WithoutThreads("6 20"));
+TEST(StartUpWithoutThreads, TheStartScreenComesAsSoonAsItsThreadCanBeHad) {
+    Operator person;
+    DenyThreads(person, 6, 20);
     ASSERT_TRUE(person.WaitForStart());
     EXPECT_TRUE(person.OpenMainBoard());
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
 }
 
-TEST_F(StartUpWithoutThreads, WithoutTheSchedulerTheProgramSaysSoAndEndsInOrder) {
-    Operator person(WithoutThreads("1 1"));
+TEST(StartUpWithoutThreads, WithoutTheSchedulerTheProgramSaysSoAndEndsInOrder) {
+    Operator person;
+    DenyThreads(person, 1, 1);
     person.At().Advance(10000);
     EXPECT_THAT(person.At().Console(), ::testing::HasSubstr("InitializeGUI failed: -3\n"));
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();

@@ -25,6 +25,8 @@ TEST(CtlWords, AreRequests) {
               RequestFromWords({"set", "optics.fibre", "1.5 km"}));
     EXPECT_EQ(json({{"do", "fault"}, {"name", "fpga.ddr"}, {"value", false}}),
               RequestFromWords({"fault", "fpga.ddr", "false"}));
+    EXPECT_EQ(json({{"do", "fail_call"}, {"function", "read"}, {"call", 3}, {"times", 0}}),
+              RequestFromWords({"fail_call", "read", "3", "0"}));
     EXPECT_EQ(json({{"after", 3}}),
               RequestFromWords({"fault", "module.eeprom_cut", "{\"after\":3}"})["value"]);
 }
@@ -51,6 +53,7 @@ TEST(CtlWords, AreCompleted) {
     EXPECT_THAT(CompleteWords({"fault", "s"}, ask), ElementsAre("sd.full"));
     EXPECT_THAT(CompleteWords({"key", ""}, ask), Contains("realt"));
     EXPECT_THAT(CompleteWords({"key", "f1", "d"}, ask), ElementsAre("down"));
+    EXPECT_THAT(CompleteWords({"calls", "st"}, ask), ElementsAre("start", "stop"));
     EXPECT_THAT(CompleteWords({"hello", ""}, ask), IsEmpty());
     EXPECT_THAT(CompleteWords({}, ask), IsEmpty());
     const auto nobody = [](const json&) -> json { throw BenchError("no instrument"); };

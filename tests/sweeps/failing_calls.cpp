@@ -1,0 +1,210 @@
+#include "tests/sweeps/failing_calls.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "simulator/panel/control_client.h"
+#include "tests/support/module_rest.h"
+
+namespace k905::sweeps {
+
+namespace {
+
+constexpr std::int64_t kWithinUs = 1'000'000;
+constexpr double kHangSeconds = 20;
+// A load of the FPGA that fails leaves the loader open.
+constexpr const char* kKeptOnPurpose = "descriptor of fpga_init";
+
+std::map<std::string, unsigned long> Held(const nlohmann::json& calls) {
+    std::map<std::string, unsigned long> held;
+    for (const nlohmann::json& thing : calls.at("holds").at("things"))
+        held[thing.at("what").get<std::string>() + " of " + thing.at("in").get<std::string>()] +=
+            thing.at("count").get<unsigned long>();
+    return held;
+}
+
+double Seconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Not the functions whose failure passes by its nature: a thread that has not ended yet, a lock that is held,
+// a signal that has come; sigaction fails by its arguments only.
+bool CanLast(const std::string& function) {
+    for (const char* passing : {"pthread_tryjoin_np", "pthread_mutex_trylock", "sigaction"})
+        if (function == passing)
+            return false;
+    return true;
+}
+
+// SIGTERM; what is wrong with the end.
+std::vector<std::string> End(Bench& bench, double* seconds) {
+    std::vector<std::string> wrong;
+    std::int64_t took = -1;
+    const double begin = Seconds();
+    const Ending& ending = bench.Stop(kHangSeconds, &took);
+    *seconds = Seconds() - begin;
+    if (ending.running || ending.signal != 0 || ending.status != 0)
+        wrong.push_back("end: " + bench.DescribeEnding());
+    else if (took < 0)
+        wrong.push_back("end: its time cannot be told");
+    else if (took > kWithinUs)
+        wrong.push_back("end: took " + std::to_string(took / 1000) + " ms");
+    return wrong;
+}
+
+// Texts by which the program tells that something went wrong.
+bool TellsOfAFailure(const std::string& text) {
+    for (const char* word :
+         {"rror", "ERROR", "ail", "F.  TP", "not OK", "not measured", "NO SDcard", "Time Out", "time out",
+          "times out", "bad", "Can not", "times0", "No PowerDev", "Reopen"})
+        if (text.find(word) != std::string::npos)
+            return true;
+    return false;
+}
+
+// A verdict, and not a reading that differs from run to run.
+bool IsVerdict(const std::string& text) {
+    for (const char* word : {"OK", "uccess", "good", "over"})
+        if (text.find(word) != std::string::npos)
+            return true;
+    return false;
+}
+
+// Without its figures, which noise changes.
+std::string Plain(std::string text) {
+    text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char c) { return isdigit(c) != 0; }),
+               text.end());
+    return text;
+}
+
+void Compare(const Script& script, const GoodRun& good, const Session& session, Outcome& outcome) {
+    std::set<std::string> plain;
+    bool told = false;
+    for (const std::string& text : session.Seen()) {
+        plain.insert(Plain(text));
+        told = told || (good.seen.count(text) == 0 && TellsOfAFailure(text));
+        for (const char* wrong : script.falseTexts)
+            if (text.rfind(wrong, 0) == 0)
+                outcome.findings.push_back("false verdict: " + text);
+    }
+    for (const std::string& text : good.seen)
+        if (IsVerdict(text) && plain.count(Plain(text)) == 0)
+            outcome.lost.push_back(text);
+    outcome.kind = told ? Outcome::kTold : outcome.lost.empty() ? Outcome::kSame : Outcome::kOther;
+    if (told)
+        outcome.lost.clear();
+}
+
+}  // namespace
+
+std::string Failure::Describe() const {
+    return function + " in " + (in.empty() ? "any function" : in + " (" + caller + ")") + ", call " +
+           std::to_string(call) + (times == 0 ? " and all later ones" : "");
+}
+
+GoodRun RunGood(const Script& script) {
+    GoodRun good;
+    Session session;
+    session.At().Request({{"do", "calls"}, {"action", "start"}});
+    script.reach(session);
+    const nlohmann::json before = session.At().Request({{"do", "calls"}});
+    std::map<std::string, unsigned long> reached;
+    for (const nlohmann::json& function : before.at("functions"))
+        for (const nlohmann::json& caller : function.at("callers"))
+            reached[function.at("function").get<std::string>() + caller.at("caller").get<std::string>()] =
+                caller.at("count");
+    script.use(session);
+    if (!session.Missed().empty() || !session.GoHome())
+        throw BenchError(std::string(script.name) + " cannot be done on a good instrument:\n" +
+                         session.At().Describe());
+    double seconds = 0;
+    for (const std::string& wrong : End(session.At(), &seconds))
+        throw BenchError(std::string(script.name) + ", with all calls good: " + wrong);
+    const nlohmann::json& calls = session.At().LastCalls();
+    for (const nlohmann::json& function : calls.at("functions")) {
+        if (!function.at("can_fail").get<bool>())
+            continue;
+        for (const nlohmann::json& caller : function.at("callers")) {
+            GoodRun::Place place = {function.at("function"), caller.at("caller"), caller.at("in"),
+                                    caller.at("count")};
+            const auto found = reached.find(place.function + place.caller);
+            place.calls -= found == reached.end() ? 0 : found->second;
+            if (place.calls > 0)
+                good.places.push_back(place);
+        }
+    }
+    good.held = Held(calls);
+    good.seen = session.Seen();
+    return good;
+}
+
+Outcome RunFailing(const Script& script, const GoodRun& good, const Failure& failure) {
+    Outcome outcome;
+    Session session;
+    Bench& bench = session.At();
+    try {
+        bench.Request({{"do", "calls"}, {"action", "start"}});
+        script.reach(session);
+        bench.Request({{"do", "fail_call"},
+                       {"function", failure.function},
+                       {"caller", failure.caller},
+                       {"call", failure.call},
+                       {"times", failure.times}});
+        script.use(session);
+        const bool home = session.GoHome();
+        // A failure that lasts may take away what leaving needs; one that has passed may not, unless the
+        // program said at its start that it has no screen, touch panel or window thread.
+        const bool dark = bench.Console().find("InitializeGUI failed") != std::string::npos;
+        if (failure.times != 0 && !dark && (!home || !session.Missed().empty()))
+            outcome.findings.push_back(home ? "missing: " + session.Missed()[0]
+                                            : "no way back to the start screen");
+    } catch (const BenchError& error) {
+        // The program may end by itself, as long as it does so in order and says why.
+        if (bench.Status().running) {
+            outcome.findings.push_back(error.what());
+        } else if (bench.Status().signal != 0 || bench.Console().find("failed") == std::string::npos) {
+            outcome.findings.push_back(bench.DescribeEnding());
+        }
+        outcome.kind = Outcome::kEnded;
+        if (!bench.Status().running)
+            return outcome;
+    }
+    for (std::string& wrong : End(bench, &outcome.endSeconds))
+        outcome.findings.push_back(std::move(wrong));
+    const nlohmann::json& calls = bench.LastCalls();
+    if (!calls.is_object())
+        return outcome;
+    for (const auto& [thing, count] : Held(calls)) {
+        if (thing == kKeptOnPurpose)
+            continue;
+        const auto found = good.held.find(thing);
+        if (count > (found == good.held.end() ? 0 : found->second))
+            outcome.findings.push_back("left at the end: " + std::to_string(count) + " " + thing);
+    }
+    // A driver that refuses everything from now on cannot be put to rest.
+    const bool deaf = failure.function == "ioctl" && failure.times == 0;
+    const std::string restless = deaf ? "" : ModuleUnrest(bench.LeftBehind());
+    if (!restless.empty())
+        outcome.findings.push_back("module not at rest: " + restless);
+    Compare(script, good, session, outcome);
+    if (calls.at("failed").is_null())
+        outcome.kind = Outcome::kNotReached;
+    return outcome;
+}
+
+std::vector<Failure> PlanFailures(const GoodRun& good, unsigned long all) {
+    std::vector<Failure> plan;
+    for (const GoodRun::Place& place : good.places) {
+        std::set<unsigned long> chosen = {1, 2, 3, place.calls};
+        for (unsigned long i = 0; i < all; ++i)
+            chosen.insert(place.calls <= all ? i + 1 : 1 + i * (place.calls - 1) / all);
+        for (const unsigned long call : chosen)
+            if (call <= place.calls)
+                plan.push_back({place.function, place.caller, place.in, call, 1});
+        if (CanLast(place.function))
+            plan.push_back({place.function, place.caller, place.in, 1, 0});
+    }
+    return plan;
+}
+
+}  // namespace k905::sweeps

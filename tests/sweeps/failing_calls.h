@@ -26,6 +26,7 @@ struct GoodRun {
     };
     std::vector<Place> places;
     std::map<std::string, unsigned long> held;  // at the end, by what and by whom
+    std::string unrest;  // of the module at the end, where its own fault keeps it from rest
     std::set<std::string> seen;
 };
 

@@ -12,7 +12,7 @@ using Controls = std::vector<const char*>;
 
 // ms in which a running check may show nothing new: the longest wait for the measurement board, the search
 // for a photodiode's working point.
-constexpr int kCheck = 6'000, kSearch = 30'000;
+constexpr int kCheck = 6'000, kSearch = 90'000;
 
 // From power-on through these controls.
 Work Path(const Controls& controls) {
@@ -147,7 +147,8 @@ const std::vector<Script>& Scripts() {
             {"6300channel: success", "6301channel: success", "6303channel: success", "6307channel: success"}),
         Bad("BadAtt0", kAdjustConnected, "Att0",
             Faulty("optic.register_stuck", {{"register", "0x3000000e"}, {"value", 0}}), {"Ad:"}),
-        Bad("BadApd", kAdjustConnected, "Apd", Faulty("board.unplugged"), {"Ad:"}),
+        Bad("BadApd", kAdjustConnected, "Apd",
+            Faulty("optic.register_stuck", {{"register", "0x30000014"}, {"value", 0}}), {"Ad:"}),
         Bad("BadFibre", kOptical, "Opt check", With("optics.fibre", "none"),
             {"1310 Optical check good", "1550 Optical check good", "check good"}, kSearch),
         Bad("BadOffset", kOptical, "Dev adjust", Faulty("optics.laser_off"),

@@ -101,7 +101,7 @@ void Session::Look() {
 }
 
 bool Session::GoHome() {
-    for (int tries = 0; tries < 8; ++tries) {
+    for (int tries = 0; tries < 40; ++tries) {  // a check that still runs holds it up
         if (Has(kStartIcon))
             return true;
         if (Has("Back"))

@@ -14,18 +14,19 @@ namespace k905::sweeps {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: k905_sweep [--jobs N] [--all N] [--script NAME] [--function NAME] [--verbose]\n"
+    "usage: k905_sweep [--jobs N] [--all N] [--script NAME] [--function NAME] [--brief] [--verbose]\n"
     "\n"
     "  --jobs N          so many instruments at a time (default: one for each processor)\n"
     "  --all N           every call of a place that makes at most N, else N + 4 of them (default: 12)\n"
     "  --script NAME     only this script; --function NAME: only calls of this function\n"
+    "  --brief           each place of the program only in the first script that comes by it\n"
     "  --verbose         also what differed from the good run without being told\n";
 
 struct Options {
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     unsigned long all = 12;
     std::string script, function;
-    bool verbose = false;
+    bool brief = false, verbose = false;
 };
 
 struct Job {
@@ -81,10 +82,14 @@ int Sweep(const Options& options) {
         if (options.script.empty() || options.script == script.name)
             goods.emplace_back(&script, RunGood(script));
     std::vector<Job> jobs;
+    std::map<std::string, const Script*> first;  // script of each place
     for (const auto& [script, good] : goods)
-        for (const Failure& failure : PlanFailures(good, options.all))
-            if (options.function.empty() || options.function == failure.function)
+        for (const Failure& failure : PlanFailures(good, options.all)) {
+            const Script* owner = first.emplace(failure.function + failure.caller, script).first->second;
+            if ((options.function.empty() || options.function == failure.function) &&
+                (!options.brief || owner == script))
                 jobs.push_back({script, &good, failure, {}});
+        }
     fprintf(stderr, "%zu failures\n", jobs.size());
     Work(jobs, options);
 
@@ -122,8 +127,8 @@ int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         const std::string name = arguments[i];
         const char* value = i + 1 < count ? arguments[i + 1] : nullptr;
-        if (name == "--verbose") {
-            options.verbose = true;
+        if (name == "--verbose" || name == "--brief") {
+            (name == "--brief" ? options.brief : options.verbose) = true;
             continue;
         }
         if (value == nullptr) {

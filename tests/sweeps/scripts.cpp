@@ -12,7 +12,9 @@ using Controls = std::vector<const char*>;
 
 // ms in which a running check may show nothing new: the longest wait for the measurement board, the search
 // for a photodiode's working point.
-constexpr int kCheck = 6'000, kSearch = 90'000;
+constexpr int kCheck = 8'000, kSearch = 90'000;
+// The APD calibration's wait tells every minute; before it stands its trial.
+constexpr int kTrial = 30'000;
 
 // From power-on through these controls.
 Work Path(const Controls& controls) {
@@ -58,7 +60,7 @@ void OpticalCheck(Session& session) {
 }
 
 void ApdAdjust(Session& session) {
-    session.Do("Start", kSearch);
+    session.Do("Start", kTrial);
     session.Do("Stop");
     session.Do("E2PROM");
 }

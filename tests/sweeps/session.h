@@ -28,7 +28,7 @@ class Session {
     // Touches a control and waits until the screen has been still for so long; when nothing came of the
     // touch, as a failed call may have swallowed it, once more. Then looks at the screen, where the work has
     // begun.
-    void Do(const std::string& control, int idleMs = 6000);
+    void Do(const std::string& control, int idleMs = 8000);
     void Look();
     // From wherever the person is now, by way of Back. False when the start screen cannot be reached.
     bool GoHome();

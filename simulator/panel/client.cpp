@@ -270,7 +270,7 @@ const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
                 took =
                     replies[2].at("now_us").get<std::int64_t>() - replies[0].at("now_us").get<std::int64_t>();
                 leftBehind_ = replies[2].at("state");
-                lastCalls_ = replies[2].at("calls");
+                lastCalls_ = replies[2].value("calls", nlohmann::json());
             }
         } catch (const std::exception&) {
             // It may be gone before it can answer.

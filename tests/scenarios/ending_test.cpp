@@ -6,23 +6,12 @@
 #include <functional>
 
 #include "tests/scenarios/operator.h"
+#include "tests/support/module_rest.h"
 
 namespace k905 {
 namespace {
 
 constexpr std::int64_t kWithinUs = 1'000'000;
-
-// Before the optic driver is open, nothing has been switched on.
-void ExpectModuleAtRest(const nlohmann::json& leftBehind, const std::string& when) {
-    ASSERT_TRUE(leftBehind.is_object()) << when;
-    const nlohmann::json& registers = leftBehind.at("fpga").at("registers");
-    if (registers.at("apd") == "0x0000" && registers.at("vdd") == "0x0000")
-        return;
-    EXPECT_EQ("0x0800", registers.at("apd")) << when;
-    EXPECT_EQ("0x0810", registers.at("vdd")) << when;
-    EXPECT_EQ("0x0040", registers.at("current1")) << when;
-    EXPECT_EQ("0x07f8", registers.at("control_out")) << when;
-}
 
 struct State {
     const char* name;
@@ -186,7 +175,7 @@ TEST_P(Sigterm, EndsTheProgramWithinASecondAndLeavesTheModuleAtRest) {
     EXPECT_EQ(0, ending.status) << person.At().DescribeEnding();
     EXPECT_GE(took, 0);
     EXPECT_LE(took, kWithinUs);
-    ExpectModuleAtRest(person.At().LeftBehind(), GetParam().name);
+    EXPECT_EQ("", ModuleUnrest(person.At().LeftBehind()));
 }
 
 // From the first second, in which the program comes up, no moment is a bad one.
@@ -199,7 +188,7 @@ TEST(SigtermWhileStarting, EndsTheProgramWithinASecond) {
         EXPECT_EQ(0, ending.signal) << "after " << ms << " ms: " << person.At().DescribeEnding();
         EXPECT_EQ(0, ending.status) << "after " << ms << " ms: " << person.At().DescribeEnding();
         EXPECT_LE(took, kWithinUs) << "after " << ms << " ms";
-        ExpectModuleAtRest(person.At().LeftBehind(), "after " + std::to_string(ms) + " ms");
+        EXPECT_EQ("", ModuleUnrest(person.At().LeftBehind())) << "after " << ms << " ms";
     }
 }
 

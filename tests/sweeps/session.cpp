@@ -55,6 +55,7 @@ std::map<std::string, unsigned long> Session::Calls() {
 }
 
 void Session::Try(const std::string& control, int idleMs) {
+    tried_ = true;
     const auto before = Calls();
     bench_.Touch(control);
     bench_.UntilIdle(idleMs, kLongestMs);
@@ -89,7 +90,7 @@ void Session::Do(const std::string& control, int idleMs) {
         const bool moved = after.bytes != before.bytes && after.bytes != held.bytes;
         if (work_.empty() ? moved : Worked(calls))
             break;
-        if (!work_.empty() && tries == 1)
+        if (tried_ && tries == 1)
             return;  // never begun: what stands there is of the time before
     }
     Look();

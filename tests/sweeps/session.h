@@ -47,7 +47,8 @@ class Session {
     Bench bench_;
     std::set<std::string> seen_;
     std::vector<std::string> missed_;
-    std::set<std::string> work_;  // places that only the control of Try makes call
+    bool tried_ = false;
+    std::set<std::string> work_;  // places that only the control of Try makes call; none: its looks must tell
 };
 
 }  // namespace k905::sweeps

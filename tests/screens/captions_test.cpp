@@ -1,6 +1,6 @@
-// Every text of every screen fits where it stands. The linker sends DisplayLabel and CreatePicture through
-// here, so each label is looked at as it is drawn, in all tests of this program: the captions, titles and
-// fixed texts of the screens' tables in those below, what the screens tell while they work in the others.
+// Every text of every screen fits where it stands. The linker sends DisplayLabel through here, so each label
+// is looked at as it is drawn, in all tests of this program: the captions, titles and fixed texts of the
+// screens' tables in those below, what the screens tell while they work in the others.
 #include <algorithm>
 #include <regex>
 #include <set>
@@ -18,6 +18,7 @@
 #include "screens/wnd_frmoptcheck.h"
 #include "screens/wnd_frmopticalmain.h"
 #include "screens/wnd_frmpulsewidth.h"
+#include "tests/screens/made_controls.h"
 #include "tests/screens/screen_fixture.h"
 
 using testing::Contains;
@@ -56,7 +57,6 @@ const std::regex kWrapping(
     "Ad: .*|1310 Optical check .*|Pusle Mode.*|[0-9]+: ApdBreakVoltage.*|1(310|550)nm .*Chnnel");
 
 // Of the test that runs.
-std::vector<Box> buttons;         // of the screen that was made last
 std::set<std::string> drawn;      // texts of the labels
 std::set<std::string> misplaced;  // those that do not fit, and why
 
@@ -105,13 +105,19 @@ Layout LayOut(const GUITEXT& text) {
     return layout;
 }
 
-// The button that the label lies on, at least with its larger part.
-const Box* ButtonOf(const Box& label) {
-    const Box* found = nullptr;
-    for (const Box& button : buttons)
-        if (2 * button.Common(label) >= label.Size() &&
-            (found == nullptr || button.Common(label) > found->Common(label)))
-            found = &button;
+// The button, of the screen that was made last, that the label lies on at least with its larger part; one
+// without a size if there is none.
+Box ButtonOf(const Box& label) {
+    constexpr int kBackground = 800 * 420, kLargestButton = 110 * 60;
+    Box found = {};
+    for (const test::MadePicture& made : test::MadePictures()) {
+        const Box box = BoxOf(made.visible);
+        if (box.Size() == kBackground)
+            found = {};  // another screen
+        else if (box.Size() <= kLargestButton && 2 * box.Common(label) >= label.Size() &&
+                 box.Common(label) > found.Common(label))
+            found = box;
+    }
     return found;
 }
 
@@ -122,21 +128,21 @@ void LookAt(const GUILABEL& label) {
     const std::string text = Ascii(label.pLblText->pTextData);
     drawn.insert(text);
     const Box area = BoxOf(label.Visible);
-    const Box* button = ButtonOf(area);
+    const Box button = ButtonOf(area);
     const Layout layout = LayOut(*label.pLblText);
     if (layout.lines > 1 && !std::regex_match(text, kWrapping))
         misplaced.insert("\"" + text + "\" takes " + std::to_string(layout.lines) + " lines");
     for (const Box& ink : layout.inks) {
         if (!area.Holds(ink))
             misplaced.insert("\"" + text + "\" reaches beyond its label");
-        if (button != nullptr && !button->Within(kButtonEdge).Holds(ink))
+        if (button.Size() > 0 && !button.Within(kButtonEdge).Holds(ink))
             misplaced.insert("\"" + text + "\" touches an edge of its button");
     }
 }
 
 class Watch : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override {
-        buttons.clear();
+        test::ForgetMadeControls();
         drawn.clear();
         misplaced.clear();
     }
@@ -149,12 +155,10 @@ class Watch : public testing::EmptyTestEventListener {
 
 }  // namespace
 
-// The linker's names of DisplayLabel and CreatePicture, and of what stands in their place.
+// The linker's name of DisplayLabel, and of what stands in its place.
 extern "C" {
 int __real__Z12DisplayLabelP8GUILABEL(GUILABEL* label);
 int __wrap__Z12DisplayLabelP8GUILABEL(GUILABEL* label);
-GUIPICTURE* __real__Z13CreatePicturejjjjPKc(unsigned, unsigned, unsigned, unsigned, const char*);
-GUIPICTURE* __wrap__Z13CreatePicturejjjjPKc(unsigned, unsigned, unsigned, unsigned, const char*);
 }
 
 int __wrap__Z12DisplayLabelP8GUILABEL(GUILABEL* label) {
@@ -162,17 +166,6 @@ int __wrap__Z12DisplayLabelP8GUILABEL(GUILABEL* label) {
     if (label != nullptr)
         LookAt(*label);
     return result;
-}
-
-GUIPICTURE* __wrap__Z13CreatePicturejjjjPKc(unsigned x, unsigned y, unsigned width, unsigned height,
-                                            const char* file) {
-    constexpr unsigned kBackground = 800 * 420, kLargestButton = 110 * 60;
-    if (width * height == kBackground)
-        buttons.clear();  // another screen
-    else if (width * height <= kLargestButton)
-        buttons.push_back({static_cast<int>(x), static_cast<int>(y), static_cast<int>(x + width),
-                           static_cast<int>(y + height)});
-    return __real__Z13CreatePicturejjjjPKc(x, y, width, height, file);
 }
 
 namespace {

@@ -97,7 +97,7 @@ Rows Made() {
     return rows;
 }
 
-class Areas : public test::ScreenTest {
+class Layout : public test::ScreenTest {
   protected:
     void ExpectControls(const SCREEN_ENTRY& entry, Rows rows, uint16_t connected = 0) {
         PowerOn();
@@ -114,7 +114,7 @@ class Areas : public test::ScreenTest {
 
 }  // namespace
 
-TEST_F(Areas, StartScreen) {
+TEST_F(Layout, StartScreen) {
     const Rows icons = {
         Picture(500, 170, 80, 80, "ico_1.bmp"),
         Centred(470, 255, 140, 16, "Opticl_FCT"),
@@ -126,7 +126,7 @@ TEST_F(Areas, StartScreen) {
     ExpectControls(FrmMain, Frame(title, "bg_main.bmp", "Connect Success !") + icons, 1);
 }
 
-TEST_F(Areas, Dialog) {
+TEST_F(Layout, Dialog) {
     GUICHAR* text = TransString("Plug it in.");
     Start(FrmMain);
     test::ForgetMadeControls();
@@ -149,7 +149,7 @@ TEST_F(Areas, Dialog) {
     free(text);
 }
 
-TEST_F(Areas, MainBoard) {
+TEST_F(Layout, MainBoard) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows frame = Frame("K905 Mainboard FCT !", "bg_desk.bmp", "") +
@@ -168,7 +168,7 @@ TEST_F(Areas, MainBoard) {
     }
 }
 
-TEST_F(Areas, KeyCheck) {
+TEST_F(Layout, KeyCheck) {
     const struct {
         unsigned x, y, side, height;  // of the picture; a key of the pad is square
         const char* bitmap;
@@ -206,7 +206,7 @@ TEST_F(Areas, KeyCheck) {
     ExpectControls(FrmKeyCheck, rows);
 }
 
-TEST_F(Areas, OpticalMenu) {
+TEST_F(Layout, OpticalMenu) {
     const Rows icons = {
         kBack,
         Picture(350, 120, 80, 80, "ico_1.bmp"),
@@ -227,7 +227,7 @@ TEST_F(Areas, OpticalMenu) {
     ExpectControls(FrmOpticalMain, Frame(title, "bg_main.bmp", "Connect Success !") + icons, 1);
 }
 
-TEST_F(Areas, OpmTest) {
+TEST_F(Layout, OpmTest) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows rows =
@@ -241,7 +241,7 @@ TEST_F(Areas, OpmTest) {
     }
 }
 
-TEST_F(Areas, PulseWidth) {
+TEST_F(Layout, PulseWidth) {
     const char* const captions[] = {"1310nm 100ns 6307Chnnel", "1550nm 3ns   6300Chnnel",
                                     "1550nm 10ns  6300Chnnel", "1550nm 100ns 6307Chnnel",
                                     "1550nm 100ns 6303Chnnel", "1550nm 100ns 6301Chnnel"};
@@ -253,7 +253,7 @@ TEST_F(Areas, PulseWidth) {
     ExpectControls(FrmPulseWid, rows);
 }
 
-TEST_F(Areas, OpmAdjust) {
+TEST_F(Layout, OpmAdjust) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows rows = Frame("OPM Adjust", "bg_desk.bmp", "infomation eara!") +
@@ -267,7 +267,7 @@ TEST_F(Areas, OpmAdjust) {
     }
 }
 
-TEST_F(Areas, ApdAdjust) {
+TEST_F(Layout, ApdAdjust) {
     const Rows axes = {
         Label(0, 45, 40, 20, "4000"),  Label(0, 160, 40, 20, "3000"),   Label(0, 270, 40, 20, "2000"),
         Label(40, 285, 70, 20, "0"),   Label(195, 285, 70, 20, "20"),   Label(350, 285, 70, 20, "40"),
@@ -288,7 +288,7 @@ TEST_F(Areas, ApdAdjust) {
                                   Button(690, 215, "E2PROM"));
 }
 
-TEST_F(Areas, OpticalCheck) {
+TEST_F(Layout, OpticalCheck) {
     ExpectControls(FrmOptcheck,
                    Frame("OPM Adjust", "bg_desk.bmp", "infomation eara!") +
                        Rows{kBack, Picture(5, 30, 400, 400, "frm_dataInfo.bmp"),
@@ -299,7 +299,7 @@ TEST_F(Areas, OpticalCheck) {
 }
 
 // Its texts are those of e2prom_view_test.cpp.
-TEST_F(Areas, E2promView) {
+TEST_F(Layout, E2promView) {
     Start(FrmE2PROM);
     Rows places;
     for (const std::string& row : Made())

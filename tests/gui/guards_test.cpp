@@ -2,8 +2,10 @@
 // ends.
 #include "tests/support/guards.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdint.h>
+#include <unistd.h>
 
 #include "gui/guibase.h"
 #include "gui/guibitmap.h"
@@ -27,6 +29,7 @@
 #include "tests/gui/idle_functions.h"
 #include "tests/gui/screen_fixture.h"
 #include "tests/gui/text_fixture.h"
+#include "tests/support/descriptor_zero.h"
 
 using test::DoNothing;
 using test::ExpectGuards;
@@ -516,4 +519,45 @@ TEST(Guards, DevicesAndEvents) {
         GUARD(-1, EventPacketFunc(events)),
     });
     EXPECT_EQ(0, DestroyEvent(&events));
+}
+
+TEST(Guards, DescriptorZeroIsAsGoodAsAnyOther) {
+    const test::DescriptorZero zero;
+    GUIKEYPAD* keypad = CreateKeypad("/dev/null", 2, NoThread);
+    ASSERT_NE(nullptr, keypad);
+    EXPECT_EQ(0, keypad->iDevFd);
+    EXPECT_EQ(0, DestroyKeypad(&keypad));
+    EXPECT_TRUE(test::DescriptorZero::IsFree());
+
+    GUITOUCH* touch = CreateTouch("/dev/null", 1, NoThread);
+    ASSERT_NE(nullptr, touch);
+    EXPECT_EQ(0, touch->iDevFd);
+    EXPECT_EQ(0, DestroyTouch(&touch));
+    EXPECT_TRUE(test::DescriptorZero::IsFree());
+
+    {
+        const test::TextFont font;
+        ASSERT_NE(nullptr, font.object);
+        EXPECT_EQ(0, font.object->iFontFd);
+    }
+    EXPECT_TRUE(test::DescriptorZero::IsFree());
+
+    test::BmpFile picture;
+    picture.width = picture.height = 1;
+    picture.bits = 1;
+    picture.table = {0x000000, 0xFFFFFF};
+    picture.rows = {{0x80}};
+    const test::TempFile file(picture.Content());
+    GUIBITMAP* bitmap = CreateBitmap(file.Path(), 0, 0);
+    EXPECT_EQ(0, LoadBitmapImage(bitmap));
+    EXPECT_TRUE(test::DescriptorZero::IsFree());
+    // One that is open already is read as it is, and stays open.
+    bitmap->iBitmapFd = open(file.Path(), O_RDONLY);
+    ASSERT_EQ(0, bitmap->iBitmapFd);
+    ASSERT_EQ(0, unlink(file.Path()));
+    GUIPALETTE* palette = ReadBitmapPalette(bitmap);
+    EXPECT_NE(nullptr, palette);
+    EXPECT_FALSE(test::DescriptorZero::IsFree());
+    DestroyPalette(&palette);
+    EXPECT_EQ(0, DestroyBitmap(&bitmap));
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "gui/guischeduler.h"
+#include "tests/support/descriptor_zero.h"
 #include "tests/support/failing_calls.h"
 
 namespace {
@@ -78,6 +79,16 @@ class Device {
 };
 
 }  // namespace
+
+TEST(Fbmap, TakesDescriptorZeroAndGivesItBack) {
+    Device device;
+    const test::DescriptorZero zero;
+    GUIFBMAP* map = device.Map();
+    ASSERT_NE(map, nullptr);
+    EXPECT_EQ(map->iDevFd, 0);
+    EXPECT_EQ(DestroyFbmap(&map), 0);
+    EXPECT_TRUE(test::DescriptorZero::IsFree());
+}
 
 TEST(Fbmap, RecordsTheDeviceAndTheDisplayArea) {
     Device device;

@@ -41,6 +41,8 @@ class SystemRecorder {
     std::vector<std::string> OpenNames() const;
     // The descriptor of a node that is open already, as if opened before the recording.
     int OpenNode(const std::string& path);
+    // The descriptor that is handed out next.
+    void HandOut(int fd) { nextFd_ = fd; }
 
     std::map<unsigned, std::uint16_t> registers;  // by index
     std::map<unsigned, std::uint16_t> fixed;      // by index, read so whatever was written

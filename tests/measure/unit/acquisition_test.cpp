@@ -117,6 +117,22 @@ TEST_F(Acquisition, TheLargestDistancesCountAsNone) {
     }
 }
 
+TEST_F(Acquisition, ASampleOneCodeFromTheDarkLevelCounts) {
+    const struct {
+        int level;  // of the samples behind the pulse
+        float delta;
+    } cases[] = {{40000, 0.0f}, {40001, 1.505f}, {39999, 1.505f}};
+    for (const auto& one : cases) {
+        system_.samples.assign(8192, 40000);
+        // The dark lead-in of 512 samples comes first, and moves to the end.
+        for (int i = 512 + 300; i < 512 + 340; ++i)
+            system_.samples[static_cast<size_t>(i)] = static_cast<uint16_t>(one.level);
+        float delta = -1.0f;
+        test::Printed([&] { delta = GetSignal(WAVE_LEN_1550); });
+        EXPECT_NEAR(one.delta, delta, 0.001f) << one.level;
+    }
+}
+
 TEST_F(Acquisition, TheLeadInOfATraceMovesToItsEnd) {
     system_.samples.resize(8192);
     for (size_t i = 0; i < 8192; ++i)

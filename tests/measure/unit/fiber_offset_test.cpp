@@ -91,6 +91,19 @@ TEST_F(FiberOffset, OnlySamplesBelowTheDarkLevelMakeAPeak) {
     EXPECT_EQ(0, Calibrate());
 }
 
+TEST_F(FiberOffset, ASampleOneCodeBelowTheDarkLevelIsAPeakAndOneAboveIsNone) {
+    const struct {
+        uint16_t code;
+        const char* position;  // in each of the five rounds, as so near to the start nothing is cleared
+    } cases[] = {{59999, "Position[0]=5\n"}, {60001, "Position[0]=0\n"}};
+    for (const auto& one : cases) {
+        Samples(60000, 0);
+        system_.samples[512 + 5] = one.code;
+        char result[16] = "";
+        EXPECT_THAT(test::Printed([&] { CalExFiberLen(result); }), testing::HasSubstr(one.position));
+    }
+}
+
 TEST_F(FiberOffset, ThePeakMayReachOverTheWholeRange) {
     Samples(65535, 0);
     Peak(1000, 65535, 6, 65535);

@@ -361,6 +361,24 @@ TEST_F(Scheduler, ProgramEndReachesAScreenThatWaitsForTheLock) {
     EXPECT_EQ(Entries(), (Expected{"1.init", "1.paint", "1.exit"})) << "a screen without init needs no exit";
 }
 
+int ExitSlowly(void*) {
+    MsecSleepWhole(500);
+    Log("1.exit");
+    return 0;
+}
+
+TEST_F(Scheduler, ProgramEndWaitsForAScreenWhoseExitTakesLong) {
+    GUIWINDOW* window = MakeScreen<1>(nullptr);
+    window->fnWndExit = ExitSlowly;
+    Call(window);
+    ASSERT_TRUE(WaitForEntry("1.paint"));
+    SetExitFlag(1);
+    ASSERT_EQ(ThreadJoin(scheduler, nullptr), 0);
+    scheduler = GUITHREAD_NONE;
+    EXPECT_EQ(Entries(), (Expected{"1.init", "1.paint", "1.exit"}));
+    EXPECT_EQ(__atomic_load_n(&window->thdWndTid, __ATOMIC_ACQUIRE), GUITHREAD_NONE) << "joined";
+}
+
 // Waits for a device that says nothing.
 int silentDevice = -1;
 void* WaitForDevice(void*) {

@@ -230,8 +230,13 @@ TEST_F(ApdAdjust, SamplesAreDrawnWhileTheModuleWarmsUpUntilItIsHot) {
 TEST_F(ApdAdjust, ASecondStartWhileRunningChangesNothing) {
     Open();
     TapStart(3000);
+    const test::Area buttons = {690, 95, 105, 180};
+    const test::Picture running = Screenshot(buttons);
     Printed();
-    TapStart(3000);
+    Press(720, 120);
+    EXPECT_NE(running.rgb, Screenshot(buttons).rgb) << "its pressed look";
+    Release(3000);
+    EXPECT_EQ(running.rgb, Screenshot(buttons).rgb) << "and its released one";
     EXPECT_THAT(Printed(), Not(HasSubstr("start apd tuning")));
     EXPECT_EQ(1, iCreateThreadSuccessFlag);
     TapStop(3000);
@@ -260,8 +265,9 @@ TEST_F(ApdAdjust, LeavingWaitsForTheCalibrationToStop) {
     EXPECT_THAT(Texts(kTitle), ElementsAre("OPM  testV20150629"));
     EXPECT_EQ(0, iCreateThreadSuccessFlag);
     EXPECT_EQ(0, GetAPDAdjStopFlag());
-    // Whatever still reports finds no screen.
+    // Whatever still reports finds no screen, also with samples in the record.
     const test::Picture menu = Screenshot();
+    *pApd_Break_Para = {{2000, 3000}, {0.0f, 25.0f}, 2};
     FrmApdAdjSetInfo1("nobody");
     FrmApdAdjSetInfo2("nobody");
     initTraceArea();

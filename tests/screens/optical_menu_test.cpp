@@ -99,6 +99,19 @@ TEST_F(OpticalMenu, TheAdjustIconAllowsTheLoopsToRun) {
     EXPECT_EQ(1, GetStopThreadFlag());
 }
 
+TEST_F(OpticalMenu, TheOtherIconsLeaveTheLoopsStopped) {
+    Start(FrmOpticalMain);
+    for (const Icon& icon : kIcons) {
+        if (&icon == &kIcons[0])
+            continue;
+        SetStopThreadFlag(0);
+        Tap(icon.x + 40, icon.y + 40, 800);
+        EXPECT_THAT(Texts(kTitle), ElementsAre(icon.title));
+        EXPECT_EQ(0, GetStopThreadFlag()) << icon.caption;
+        Tap(680, 465, 800);
+    }
+}
+
 TEST_F(OpticalMenu, IsOpenedByTheStartScreenAndGoesBackToIt) {
     Start(FrmMain);
     Tap(540, 210);

@@ -75,6 +75,23 @@ TEST(Image, IsDisplayedWholeAtTheOriginWithoutColours) {
     EXPECT_EQ(image, nullptr);
 }
 
+TEST(Image, ADisplaySizeOfNothingDrawsNothing) {
+    for (const unsigned bits : {16u, 24u, 32u}) {
+        Screen screen(bits, 20, 10);
+        for (const unsigned depth : {1u, 8u, 24u}) {
+            for (const auto& [width, height] : {std::pair{0u, 4u}, std::pair{4u, 0u}, std::pair{0u, 0u}}) {
+                const Image image(8, 4, depth);
+                SetImageColor(0xFFFFFF, 0x0000FF, image.object);
+                SetImagePalette(screen.Palette(), image.object);
+                image->uiDispWidth = width;
+                image->uiDispHeight = height;
+                EXPECT_EQ(DisplayImage(image.object), 0);
+                EXPECT_TRUE(screen.Untouched()) << bits << ": " << width << " x " << height;
+            }
+        }
+    }
+}
+
 TEST(Image, RefusesEmptyAbsurdAndUnknown) {
     EXPECT_EQ(CreateImage(0, 5, 1), nullptr);
     EXPECT_EQ(CreateImage(5, 0, 1), nullptr);

@@ -75,6 +75,20 @@ TEST_F(MainBoardEeprom, ShortMemoryClosesTheAdapterAgain) {
     EXPECT_LE(0, E2prom_open());
 }
 
+// What it returns without a failure is the adapter's own affair.
+TEST_F(MainBoardEeprom, ATransferOfNoMessagesIsNoFailure) {
+    Open();
+    system_.Return("i2c transfer", 0);
+    EXPECT_EQ(0, Result([&] { return E2prom_read_page(1, page_); }));
+    EXPECT_EQ("uspagenum = 1\n", output_);
+    EXPECT_EQ(0, Result([&] { return E2prom_write_page(1, page_); }));
+    EXPECT_EQ("uspagenum = 1\n", output_);
+    EXPECT_EQ(0, Result(Poll_E2prom));
+    EXPECT_EQ("", output_);
+    uint8_t other[128] = {1};
+    EXPECT_EQ(-2, Result([&] { return E2prom_write_check(1, other); })) << "nothing was read back";
+}
+
 TEST_F(MainBoardEeprom, ReadsAPageInOneTransfer) {
     Open();
     for (int i = 0; i < 128; ++i)

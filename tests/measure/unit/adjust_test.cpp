@@ -18,6 +18,20 @@ const char* const kAtt0 = "0x3000000e";
 const char* const kAtt1 = "0x30000010";
 }  // namespace
 
+// ---- Tables ----
+
+TEST_F(Adjust, TargetsAndStartCodes) {
+    EXPECT_THAT(VddObjValue, ElementsAre(3.0f, 2.5f, 2.0f, 1.5f));
+    EXPECT_THAT(VddRegObjValue, ElementsAre(2064, 1712, 1376, 1056));
+    EXPECT_THAT(ApdObjValue, ElementsAre(45.0f, 40.0f, 35.0f, 30.0f, 25.0f));
+    EXPECT_THAT(ApdRegObjValue, ElementsAre(2499, 1979, 1465, 944, 432));
+    EXPECT_EQ(1280, Att0RegObjValue);
+    EXPECT_EQ(1024, Att1RegObjValue);
+    EXPECT_THAT(ApdBiasRegObjValue[0], ElementsAre(1536, 0, 0, 0));
+    for (int i = 1; i < 6; ++i)
+        EXPECT_THAT(ApdBiasRegObjValue[i], ElementsAre(1536, 959, 965, 1024)) << i;
+}
+
 // ---- VDD ----
 
 TEST_F(Adjust, VddTakesAReadingAtTheToleranceAndStepsFromOneBeyondIt) {

@@ -24,11 +24,11 @@ using testing::Not;
 
 namespace {
 
-int Nothing(void*) {
+int Idle(void*) {
     return 0;
 }
-constexpr SCREEN_ENTRY kWhole = {Nothing, Nothing, Nothing, nullptr};
-constexpr SCREEN_ENTRY kWithoutPaint = {Nothing, Nothing, nullptr, nullptr};
+constexpr SCREEN_ENTRY kWhole = {Idle, Idle, Idle, nullptr};
+constexpr SCREEN_ENTRY kWithoutPaint = {Idle, Idle, nullptr, nullptr};
 
 std::string told;
 int Tell(const char* text) {
@@ -41,9 +41,9 @@ class ScreenGuards : public test::ScreenTest {};
 }  // namespace
 
 TEST_F(ScreenGuards, WithoutAScreen) {
-    // Nothing of the toolkit is there: no queue, no screen.
+    // Idle of the toolkit is there: no queue, no screen.
     ASSERT_EQ(nullptr, GetCurrMessage());
-    GUIWINDOW* window = CreateWindow(0, 0, 1, 1, Nothing, Nothing, Nothing, nullptr, nullptr);
+    GUIWINDOW* window = CreateWindow(0, 0, 1, 1, Idle, Idle, Idle, nullptr, nullptr);
     GUIPICTURE* bare = CreatePicture(0, 0, 10, 10, nullptr);
     GUIPICTURE* missing = CreatePicture(0, 0, 10, 10, "/nowhere.bmp");
     GUILABEL* label = CreateLabel(0, 0, 10, 10, nullptr);
@@ -54,7 +54,7 @@ TEST_F(ScreenGuards, WithoutAScreen) {
     const SCREEN_INFO_LINE noInfo = {&string, &none, &bare, &bare};
     GUIFONT font = {};
     ExpectGuards({
-        GUARD(0, SendMsg_CallWindow(CreateWindow(0, 0, 1, 1, Nothing, Nothing, Nothing, nullptr, nullptr))),
+        GUARD(0, SendMsg_CallWindow(CreateWindow(0, 0, 1, 1, Idle, Idle, Idle, nullptr, nullptr))),
         GUARD(0, SendMsg_ExitWindow(window)),
         GUARD(0, SendMsg_EnableLoop(window)),
         GUARD(0, SendMsg_DisableLoop(window)),

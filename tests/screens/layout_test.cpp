@@ -45,7 +45,7 @@ Rows operator+(Rows rows, const Rows& more) {
 }
 
 // count labels without a text, one below the other.
-Rows Lines(int count, unsigned x, unsigned y, unsigned width, unsigned height, unsigned pitch) {
+Rows EmptyLines(int count, unsigned x, unsigned y, unsigned width, unsigned height, unsigned pitch) {
     Rows rows;
     for (int i = 0; i < count; ++i)
         rows.push_back(Label(x, y + static_cast<unsigned>(i) * pitch, width, height));
@@ -97,7 +97,7 @@ Rows Made() {
     return rows;
 }
 
-class Layout : public test::ScreenTest {
+class ScreenLayout : public test::ScreenTest {
   protected:
     void ExpectControls(const SCREEN_ENTRY& entry, Rows rows, uint16_t connected = 0) {
         PowerOn();
@@ -114,7 +114,7 @@ class Layout : public test::ScreenTest {
 
 }  // namespace
 
-TEST_F(Layout, StartScreen) {
+TEST_F(ScreenLayout, StartScreen) {
     const Rows icons = {
         Picture(500, 170, 80, 80, "ico_1.bmp"),
         Centred(470, 255, 140, 16, "Opticl_FCT"),
@@ -126,7 +126,7 @@ TEST_F(Layout, StartScreen) {
     ExpectControls(FrmMain, Frame(title, "bg_main.bmp", "Connect Success !") + icons, 1);
 }
 
-TEST_F(Layout, Dialog) {
+TEST_F(ScreenLayout, Dialog) {
     GUICHAR* text = TransString("Plug it in.");
     Start(FrmMain);
     test::ForgetMadeControls();
@@ -149,13 +149,13 @@ TEST_F(Layout, Dialog) {
     free(text);
 }
 
-TEST_F(Layout, MainBoard) {
+TEST_F(ScreenLayout, MainBoard) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows frame = Frame("K905 Mainboard FCT !", "bg_desk.bmp", "") +
                            Rows{kBack, Picture(0, 0, 800, 480, ""),
                                 Picture(20, 30, 400, 400, "frm_dataInfo.bmp"), Label(60, 220, 300, 100)} +
-                           Lines(13, 25, 46, 390, 20, 29);
+                           EmptyLines(13, 25, 46, 390, 20, 29);
         const Rows buttons = Button(600, 35, "Voltage Check", board) + Button(600, 95, "ADC", board) +
                              Button(435, 155, "Arm Eeprom") + Button(435, 215, "Key Check") +
                              Button(435, 275, "Speaker Check") + Button(435, 335, "USB Check") +
@@ -168,7 +168,7 @@ TEST_F(Layout, MainBoard) {
     }
 }
 
-TEST_F(Layout, KeyCheck) {
+TEST_F(ScreenLayout, KeyCheck) {
     const struct {
         unsigned x, y, side, height;  // of the picture; a key of the pad is square
         const char* bitmap;
@@ -206,7 +206,7 @@ TEST_F(Layout, KeyCheck) {
     ExpectControls(FrmKeyCheck, rows);
 }
 
-TEST_F(Layout, OpticalMenu) {
+TEST_F(ScreenLayout, OpticalMenu) {
     const Rows icons = {
         kBack,
         Picture(350, 120, 80, 80, "ico_1.bmp"),
@@ -227,7 +227,7 @@ TEST_F(Layout, OpticalMenu) {
     ExpectControls(FrmOpticalMain, Frame(title, "bg_main.bmp", "Connect Success !") + icons, 1);
 }
 
-TEST_F(Layout, OpmTest) {
+TEST_F(ScreenLayout, OpmTest) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows rows =
@@ -235,25 +235,25 @@ TEST_F(Layout, OpmTest) {
             Button(450, 35, "Connect", "btn_enable.bmp", 0) + Button(600, 35, "Voltage Check", board, 0) +
             Button(600, 95, "Signal chain", board, 0) +
             Button(600, 155, "Eeprom Check", "btn_enable.bmp", 0) +
-            Button(600, 215, "Temperature", "btn_enable.bmp", 0) + Lines(5, 25, 45, 350, 24, 45) +
-            Lines(9, 25, 252, 370, 19, 19) + Lines(11, 25, 43, 370, 19, 19);
+            Button(600, 215, "Temperature", "btn_enable.bmp", 0) + EmptyLines(5, 25, 45, 350, 24, 45) +
+            EmptyLines(9, 25, 252, 370, 19, 19) + EmptyLines(11, 25, 43, 370, 19, 19);
         ExpectControls(FrmOPM, rows, connected);
     }
 }
 
-TEST_F(Layout, PulseWidth) {
+TEST_F(ScreenLayout, PulseWidth) {
     const char* const captions[] = {"1310nm 100ns 6307Chnnel", "1550nm 3ns   6300Chnnel",
                                     "1550nm 10ns  6300Chnnel", "1550nm 100ns 6307Chnnel",
                                     "1550nm 100ns 6303Chnnel", "1550nm 100ns 6301Chnnel"};
     Rows rows = Frame("PulseWid FCT", "bg_desk.bmp", "") +
                 Rows{kBack, Picture(5, 30, 400, 400, "frm_dataInfo.bmp"), Centred(5, 220, 400, 100)} +
-                Lines(10, 25, 45, 370, 19, 38) + Lines(10, 25, 64, 370, 19, 38);
+                EmptyLines(10, 25, 45, 370, 19, 38) + EmptyLines(10, 25, 64, 370, 19, 38);
     for (unsigned i = 0; i < 6; ++i)
         rows = rows + Button(650, 35 + 60 * i, captions[i]);
     ExpectControls(FrmPulseWid, rows);
 }
 
-TEST_F(Layout, OpmAdjust) {
+TEST_F(ScreenLayout, OpmAdjust) {
     for (const uint16_t connected : {0, 1}) {
         const char* const board = connected == 1 ? "btn_enable.bmp" : "btn_disable.bmp";
         const Rows rows = Frame("OPM Adjust", "bg_desk.bmp", "infomation eara!") +
@@ -262,12 +262,12 @@ TEST_F(Layout, OpmAdjust) {
                           Button(600, 64, "Apd", board, 15, 18, 34) +
                           Button(600, 124, "Vdd", board, 15, 18, 34) +
                           Button(600, 184, "Att0", board, 15, 18, 34) +
-                          Button(600, 244, "Att1", board, 15, 18, 34) + Lines(4, 10, 45, 390, 90, 100);
+                          Button(600, 244, "Att1", board, 15, 18, 34) + EmptyLines(4, 10, 45, 390, 90, 100);
         ExpectControls(FrmAdjust, rows, connected);
     }
 }
 
-TEST_F(Layout, ApdAdjust) {
+TEST_F(ScreenLayout, ApdAdjust) {
     const Rows axes = {
         Label(0, 45, 40, 20, "4000"),  Label(0, 160, 40, 20, "3000"),   Label(0, 270, 40, 20, "2000"),
         Label(40, 285, 70, 20, "0"),   Label(195, 285, 70, 20, "20"),   Label(350, 285, 70, 20, "40"),
@@ -288,7 +288,7 @@ TEST_F(Layout, ApdAdjust) {
                                   Button(690, 215, "E2PROM"));
 }
 
-TEST_F(Layout, OpticalCheck) {
+TEST_F(ScreenLayout, OpticalCheck) {
     ExpectControls(FrmOptcheck,
                    Frame("OPM Adjust", "bg_desk.bmp", "infomation eara!") +
                        Rows{kBack, Picture(5, 30, 400, 400, "frm_dataInfo.bmp"),
@@ -299,13 +299,13 @@ TEST_F(Layout, OpticalCheck) {
 }
 
 // Its texts are those of e2prom_view_test.cpp.
-TEST_F(Layout, E2promView) {
+TEST_F(ScreenLayout, E2promView) {
     Start(FrmE2PROM);
     Rows places;
     for (const std::string& row : Made())
         places.push_back(row.find("pOpmTunning") == std::string::npos ? row
                                                                       : row.substr(0, row.find(" pOpm") + 1));
-    const Rows rows = Frame("E2PROM", "bg_desk.bmp", "") + Rows{kBack} + Lines(12, 20, 40, 380, 30, 20) +
-                      Lines(12, 420, 40, 380, 30, 20);
+    const Rows rows = Frame("E2PROM", "bg_desk.bmp", "") + Rows{kBack} + EmptyLines(12, 20, 40, 380, 30, 20) +
+                      EmptyLines(12, 420, 40, 380, 30, 20);
     EXPECT_THAT(places, testing::UnorderedElementsAreArray(rows));
 }

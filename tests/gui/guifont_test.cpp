@@ -1,6 +1,7 @@
 #include "gui/guifont.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/gui/files_fixture.h"
 #include "tests/support/failing_calls.h"
@@ -240,6 +241,32 @@ TEST(Glyph, IsRefusedBeyondTheTable) {
     EXPECT_NE(Glyph(content, 1).matrix, nullptr);
     EXPECT_EQ(Glyph(content, 2).matrix, nullptr);
     EXPECT_EQ(Glyph(content, 0xFFFFFFFF).matrix, nullptr);
+}
+
+TEST(Glyph, IsRefusedBeyondTheTableAlsoWhereTheFileGoesOn) {
+    FontFile content = FontOf({"#"});
+    content.Add({"##"});
+    content.count = 1;
+    EXPECT_NE(Glyph(content, 0).matrix, nullptr);
+    EXPECT_EQ(Glyph(content, 1).matrix, nullptr);
+}
+
+// In a file with a hole; where offsets have 32 bits there is none behind it.
+TEST(Glyph, IsRefusedBehindTheLastOffsetOf31Bits) {
+    if (sizeof(off_t) < 8)
+        GTEST_SKIP() << "no such file";
+    for (const uint32_t offset : {uint32_t{INT32_MAX}, uint32_t{INT32_MAX} + 1}) {
+        FontFile content;
+        content.count = 1;
+        content.dataOffset = offset;
+        const TempFile file(content.Content());
+        ASSERT_EQ(truncate(file.Path(), static_cast<off_t>(offset) + 32), 0);
+        GUIFONT* font = CreateFont(file.Path(), 16, 16, 0, 0);
+        GUIFONT_MATRIX* matrix = ExtractFontMatrix(0, font);
+        EXPECT_EQ(matrix != nullptr, offset == INT32_MAX);
+        DestroyFontMatrix(matrix);
+        DestroyFont(&font);
+    }
 }
 
 TEST(Glyph, IsRefusedWhenTheFileLiesAboutItsLength) {

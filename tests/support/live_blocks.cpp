@@ -14,10 +14,11 @@ void test::LeavesBlocks(int) {}
 #include <stdint.h>
 #include <string.h>
 
-#include <atomic>
+#include <mutex>
 #include <string>
 
 #include "tests/scenarios/program_range.h"
+#include "tests/support/spin_lock.h"
 
 extern "C" {
 void* __libc_malloc(size_t);
@@ -40,16 +41,8 @@ constexpr size_t kChains = 1 << 12;
 Block* chains[kChains];
 int count = 0;
 uint64_t allocations = 0;
-std::atomic_flag busy = ATOMIC_FLAG_INIT;
-
-class Guard {
-  public:
-    Guard() {
-        while (busy.test_and_set(std::memory_order_acquire)) {
-        }
-    }
-    ~Guard() { busy.clear(std::memory_order_release); }
-};
+test::SpinLock lock;
+using Guard = std::lock_guard<test::SpinLock>;
 
 Block** ChainOf(const void* at) {
     return &chains[(reinterpret_cast<uintptr_t>(at) >> 4) % kChains];
@@ -59,7 +52,7 @@ void* Keep(void* at, size_t size, void* caller) {
     if (at == nullptr || !k905::OfProgram(caller))
         return at;
     Block* block = static_cast<Block*>(__libc_malloc(sizeof(Block)));
-    const Guard guard;
+    const Guard guard(lock);
     Block** chain = ChainOf(at);
     *block = {*chain, at, size, ++allocations};
     *chain = block;
@@ -71,7 +64,7 @@ void* Keep(void* at, size_t size, void* caller) {
 bool Drop(const void* at) {
     Block* found = nullptr;
     {
-        const Guard guard;
+        const Guard guard(lock);
         Block** link = ChainOf(at);
         while (*link != nullptr && (*link)->at != at)
             link = &(*link)->next;
@@ -87,7 +80,7 @@ bool Drop(const void* at) {
 
 // Sizes of the blocks that are younger than an allocation.
 std::string Younger(uint64_t number) {
-    const Guard guard;
+    const Guard guard(lock);
     std::string text;
     for (const Block* chain : chains)
         for (const Block* block = chain; block != nullptr; block = block->next)
@@ -124,7 +117,7 @@ Watch* const watch = [] {
 }  // namespace
 
 int test::LiveBlocks() {
-    const Guard guard;
+    const Guard guard(lock);
     return count;
 }
 

@@ -162,16 +162,16 @@ TEST_F(Store, DamagedDataIsDeliveredAndTold) {
 
 TEST_F(Store, ADamagedChecksumPageIsResealedOverItsEntries) {
     Format();
-    EXPECT_EQ(128, Write(0, Pattern(128, 3)));
-    crc_page page = valid_crc.crc_data[0];
+    EXPECT_EQ(128, Write(54 * 128, Pattern(128, 3)));
+    crc_page page = valid_crc.crc_data[2];
     page.crc[0] ^= 1;  // the seal is wrong now
-    EXPECT_EQ(0, eeprom_write_check(448, reinterpret_cast<uint8_t*>(&page)));
+    EXPECT_EQ(0, eeprom_write_check(450, reinterpret_cast<uint8_t*>(&page)));
     operator_.Clear();
     Open();
-    EXPECT_THAT(operator_.Lines(), Contains("adjust: crc_part[0].crc_data[0] check error.\r\n"));
-    EXPECT_EQ(0, crc_check(&valid_crc.crc_data[0]));
+    EXPECT_THAT(operator_.Lines(), Contains("adjust: crc_part[0].crc_data[2] check error.\r\n"));
+    EXPECT_EQ(0, crc_check(&valid_crc.crc_data[2]));
     int32_t result = 0;
-    Read(0, 128, result);
+    Read(54 * 128, 128, result);
     EXPECT_EQ(-999, result);
 }
 
@@ -525,6 +525,8 @@ TEST_F(Store, APendingSlotIsReplayed) {
     EXPECT_EQ(0, buffer_valid(16 + 30, page.data()));
     PowerOn();
     EXPECT_TRUE(Open());
+    EXPECT_THAT(operator_.Lines(), Contains("adjust: power_dowm_recovery: syspara recover.\r\n"));
+    EXPECT_THAT(operator_.Lines(), Contains("adjust: power_dowm_recovery: page_addr=46\r\n"));
     EXPECT_EQ(16 + 30, pvalid_buffer->page_addr) << "the pending entry is kept";
     EXPECT_EQ(0, memcmp(&pvalid_buffer->buff_data, page.data(), 128));
     EXPECT_EQ(4, buffer_id);
@@ -617,12 +619,14 @@ TEST_F(Store, PendingChecksumAndModulePagesAreReplayed) {
     EXPECT_EQ(0, buffer_valid(450, reinterpret_cast<uint8_t*>(&sums)));
     PowerOn();
     EXPECT_TRUE(Open());
+    EXPECT_THAT(operator_.Lines(), Contains("adjust: power_dowm_recovery: crc recover.\r\n"));
     EXPECT_EQ(0x12345678u, valid_crc.crc_data[2].crc[1]);
     module_part module = valid_module;
     module.crc_err = 4;
     EXPECT_EQ(0, buffer_valid(1, reinterpret_cast<uint8_t*>(&module)));
     PowerOn();
     EXPECT_TRUE(Open());
+    EXPECT_THAT(operator_.Lines(), Contains("adjust: power_dowm_recovery: module recover.\r\n"));
     EXPECT_EQ(4, ModuleCopy(0).crc_err);
 }
 

@@ -17,7 +17,7 @@ void test::LeavesBlocks(int) {}
 #include <mutex>
 #include <string>
 
-#include "tests/scenarios/program_range.h"
+#include "tests/support/program_range.h"
 #include "tests/support/spin_lock.h"
 
 extern "C" {
@@ -49,7 +49,7 @@ Block** ChainOf(const void* at) {
 }
 
 void* Keep(void* at, size_t size, void* caller) {
-    if (at == nullptr || !k905::OfProgram(caller))
+    if (at == nullptr || !test::OfProgram(caller))
         return at;
     Block* block = static_cast<Block*>(__libc_malloc(sizeof(Block)));
     const Guard guard(lock);

@@ -17,52 +17,52 @@ namespace {
 
 // Each function with the word for the errno that its failure is known for, and the probe's lines about it
 // when the second of its calls fails.
-struct Fallible {
+struct FailingFunction {
     const char* function;
     int error;
     int calls = 3;
 };
-const Fallible kFunctions[] = {{"malloc", ENOMEM, 7},
-                               {"calloc", ENOMEM},
-                               {"realloc", ENOMEM},
-                               {"strdup", ENOMEM},
-                               {"open", EMFILE, 6},
-                               {"close", EIO, 6},
-                               {"read", EIO},
-                               {"write", EIO},
-                               {"lseek", EIO},
-                               {"fcntl", EINVAL},
-                               {"ioctl", EIO},
-                               {"mmap", ENOMEM},
-                               {"munmap", EINVAL},
-                               {"select", EINTR, 6},
-                               {"tcgetattr", EIO},
-                               {"tcsetattr", EIO},
-                               {"tcflush", EIO},
-                               {"tcdrain", EINTR},
-                               {"fopen", EMFILE},
-                               {"fgets", EIO},
-                               {"fputs", EIO},
-                               {"setvbuf", ENOMEM},
-                               {"fclose", EIO},
-                               {"popen", EAGAIN},
-                               {"pclose", ECHILD},
-                               {"system", EAGAIN},
-                               {"opendir", EMFILE},
-                               {"readdir", EIO},
-                               {"closedir", EIO},
-                               {"access", EIO},
-                               {"stat", EIO},
-                               {"nanosleep", EINTR},
-                               {"setitimer", EINVAL},
-                               {"sigaction", EINVAL},
-                               {"sysconf", EINVAL},
-                               {"pthread_create", EAGAIN},
-                               {"pthread_tryjoin_np", EBUSY},
-                               {"pthread_mutex_init", ENOMEM},
-                               {"pthread_mutex_trylock", EBUSY}};
+const FailingFunction kFunctions[] = {{"malloc", ENOMEM, 7},
+                                      {"calloc", ENOMEM},
+                                      {"realloc", ENOMEM},
+                                      {"strdup", ENOMEM},
+                                      {"open", EMFILE, 6},
+                                      {"close", EIO, 6},
+                                      {"read", EIO},
+                                      {"write", EIO},
+                                      {"lseek", EIO},
+                                      {"fcntl", EINVAL},
+                                      {"ioctl", EIO},
+                                      {"mmap", ENOMEM},
+                                      {"munmap", EINVAL},
+                                      {"select", EINTR, 6},
+                                      {"tcgetattr", EIO},
+                                      {"tcsetattr", EIO},
+                                      {"tcflush", EIO},
+                                      {"tcdrain", EINTR},
+                                      {"fopen", EMFILE},
+                                      {"fgets", EIO},
+                                      {"fputs", EIO},
+                                      {"setvbuf", ENOMEM},
+                                      {"fclose", EIO},
+                                      {"popen", EAGAIN},
+                                      {"pclose", ECHILD},
+                                      {"system", EAGAIN},
+                                      {"opendir", EMFILE},
+                                      {"readdir", EIO},
+                                      {"closedir", EIO},
+                                      {"access", EIO},
+                                      {"stat", EIO},
+                                      {"nanosleep", EINTR},
+                                      {"setitimer", EINVAL},
+                                      {"sigaction", EINVAL},
+                                      {"sysconf", EINVAL},
+                                      {"pthread_create", EAGAIN},
+                                      {"pthread_tryjoin_np", EBUSY},
+                                      {"pthread_mutex_init", ENOMEM},
+                                      {"pthread_mutex_trylock", EBUSY}};
 
-void PrintTo(const Fallible& one, std::ostream* out) {
+void PrintTo(const FailingFunction& one, std::ostream* out) {
     *out << one.function;
 }
 
@@ -89,7 +89,7 @@ Json FinishCounted(ProbeRun& run) {
     return end.value("calls", Json());
 }
 
-class FailingCall : public testing::TestWithParam<Fallible> {};
+class FailingCall : public testing::TestWithParam<FailingFunction> {};
 
 TEST_P(FailingCall, FailsOnceAndIsTold) {
     ProbeRun run("fallible", "stepped");
@@ -116,7 +116,7 @@ TEST(CountedCalls, AreTheProgramsOwnAndNoneOfOtherLibraries) {
     ProbeRun run("fallible", "stepped");
     ASSERT_TRUE(run.Ask({{"do", "calls"}, {"action", "start"}})["ok"].get<bool>());
     const Json counted = FinishCounted(run);
-    for (const Fallible& one : kFunctions) {
+    for (const FailingFunction& one : kFunctions) {
         const Json* function = Find(counted.at("functions"), "function", one.function);
         ASSERT_NE(nullptr, function) << one.function;
         EXPECT_EQ(one.calls, function->at("count")) << one.function;

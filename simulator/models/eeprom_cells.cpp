@@ -6,7 +6,7 @@
 namespace k905 {
 
 EepromCells::EepromCells(const std::string& imagePath, unsigned seed, const char* name)
-    : file_(imagePath, kSize, 0xFF), chance_(seed, name), writes_(kSize / kPage) {}
+    : file_(imagePath, kSize, 0xFF), name_(name), chance_(seed, name), writes_(kSize / kPage) {}
 
 std::uint8_t EepromCells::Read(std::size_t address) const {
     address %= kSize;
@@ -60,11 +60,22 @@ void EepromCells::Cut(Micros now) {
     Tear(done, Damage::kPrefix);
 }
 
-// Takes back what the cycle had not programmed when the power went, after its first `programmed` bytes.
+void EepromCells::PowerOn(unsigned seed, Micros now) {
+    chance_ = Chance(seed, name_);
+    cycle_.clear();
+    cycleEnd_ = now;
+    cutAfter_ = -1;
+    dead_ = false;
+}
+
+// Takes back what the cycle had not programmed when the power went, after its first `programmed` bytes. What
+// is left of a byte is a matter of the seed and of its place in the cycle, not of the others.
 void EepromCells::Tear(std::size_t programmed, Damage damage) {
-    for (std::size_t i = programmed; i < cycle_.size(); ++i) {
+    for (std::size_t i = 0; i < cycle_.size(); ++i) {
         const Byte& byte = cycle_[i];
         const auto mask = static_cast<std::uint8_t>(chance_.Word());
+        if (i < programmed)
+            continue;
         std::uint8_t left = byte.before;
         if (damage == Damage::kPage)
             left = mask;  // erased or half erased cells read as anything

@@ -28,7 +28,7 @@ class EepromCells {
     // What a cut leaves of the byte it hits and of the rest of its page.
     enum class Damage { kPrefix, kHalfByte, kPage };
 
-    // `name` keys the chance of damaged bits. A fresh part holds 0xFF everywhere.
+    // `name`, a literal, keys the chance of damaged bits. A fresh part holds 0xFF everywhere.
     EepromCells(const std::string& imagePath, unsigned seed, const char* name);
 
     std::uint8_t Read(std::size_t address) const;
@@ -40,6 +40,8 @@ class EepromCells {
 
     // The supply goes away now. Of a cycle under way the share of bytes is programmed that its time allowed.
     void Cut(Micros now);
+    // The supply is back: no cycle is under way, no cut is set. `seed` of what the next cut damages.
+    void PowerOn(unsigned seed, Micros now);
     bool Dead() const { return dead_; }
 
     // Faults.
@@ -54,6 +56,7 @@ class EepromCells {
     std::uint64_t BytesProgrammed() const { return programmed_; }
     std::uint32_t PageWrites(std::size_t page) const { return writes_[page % (kSize / kPage)]; }
     const std::uint8_t* Image() const { return file_.Data(); }
+    std::uint8_t* Image() { return file_.Data(); }
     nlohmann::json State(Micros now) const;
 
   private:
@@ -64,6 +67,7 @@ class EepromCells {
     void Tear(std::size_t programmed, Damage damage);
 
     host::MappedFile file_;
+    const char* name_;
     Chance chance_;
     std::map<std::size_t, std::uint8_t> stuck_;
     std::vector<std::uint32_t> writes_;  // write cycles a page, since power-on

@@ -125,4 +125,28 @@ TEST_F(Cells, DamagedPageHoldsAnythingBehindTheCutAndStaysInItsPage) {
     EXPECT_EQ(cells_.Image()[256], 0xFF);
 }
 
+// What is left of a byte is a matter of the seed and its place.
+TEST_F(Cells, SupplyComesBackAndTheSameSeedDamagesTheSameBits) {
+    const std::vector<std::uint8_t> bytes = Pattern(16);
+    const auto cut = [&](unsigned seed, std::int64_t after) {
+        cells_.PowerOn(seed, 1000);
+        EXPECT_FALSE(cells_.Dead());
+        EXPECT_FALSE(cells_.Busy(1000));
+        cells_.Program(0, bytes, 1000);
+        EXPECT_TRUE(cells_.Busy(1001));
+        cells_.PowerOn(seed, 2000);
+        cells_.CutAfter(after, EepromCells::Damage::kPage);
+        cells_.Program(0, bytes, 2000);
+        EXPECT_TRUE(cells_.Dead());
+        return std::vector<std::uint8_t>(cells_.Image(), cells_.Image() + 16);
+    };
+    const std::vector<std::uint8_t> torn = cut(7, 3), later = cut(7, 6);
+    EXPECT_EQ(torn, cut(7, 3));
+    EXPECT_NE(torn, cut(8, 3));
+    EXPECT_EQ(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 6),
+              std::vector<std::uint8_t>(later.begin(), later.begin() + 6));
+    EXPECT_EQ(std::vector<std::uint8_t>(torn.begin() + 6, torn.end()),
+              std::vector<std::uint8_t>(later.begin() + 6, later.end()));
+}
+
 }  // namespace k905

@@ -144,6 +144,8 @@ int main(int count, char** arguments) {
             options.script = value;
         else if (name == "--function")
             options.function = value;
+        else
+            return fputs(k905::sweeps::kUsage, stderr), 2;
     }
     try {
         return k905::sweeps::Sweep(options);

@@ -27,16 +27,6 @@ Bytes BytesOf(const Record& record) {
 
 }  // namespace
 
-Bytes Pattern(size_t count, unsigned salt) {
-    Bytes bytes(count);
-    unsigned state = salt * 2654435761u + 12345u;
-    for (uint8_t& byte : bytes) {
-        state = state * 1103515245u + 12345u;
-        byte = static_cast<uint8_t>(state >> 16);
-    }
-    return bytes;
-}
-
 StoreTest::StoreTest() {
     std::string folder = (std::filesystem::temp_directory_path() / "k905-store-XXXXXX").string();
     stateDir_ = mkdtemp(folder.data());
@@ -58,41 +48,23 @@ void StoreTest::PowerOff() {
     linked_.reset();
 }
 
-void StoreTest::ResetVariables() {
-    I2C_Action = nullptr;
-    valid_module = {};
-    valid_crc = {};
-    buffer_id = 0;
-    *pvalid_buffer = {};
-}
-
-void StoreTest::PowerOn() {
+void StoreTest::PowerOn(unsigned seed) {
     PowerOff();
     k905::LinkedInstrument::Options options;
     options.appDir = appDir_;
     options.stateDir = stateDir_;
+    options.seed = seed;
     linked_ = std::make_unique<k905::LinkedInstrument>(options);
     ResetVariables();
     ASSERT_EQ(0, StartUp());
 }
-
-namespace {
-
-bool RecoverPending() {
-    if (buffer_get_valid_info(pvalid_buffer) != 0 || pvalid_buffer->state != BUFFER_STATE_PENDING)
-        return false;
-    power_dowm_recovery(pvalid_buffer);
-    return true;
-}
-
-}  // namespace
 
 bool StoreTest::Open() {
     bool recovered = false;
     output_ = Printed([&] {
         EXPECT_EQ(0, module_get_valid_info(&valid_module));
         EXPECT_EQ(0, crc_get_valid_info(&valid_crc));
-        recovered = RecoverPending();
+        recovered = power_cuts::RecoverPending();
     });
     return recovered;
 }
@@ -106,17 +78,11 @@ bool StoreTest::OpenAgain() {
         valid_crc = kept_.crc;
     else
         EXPECT_EQ(0, crc_get_valid_info(&valid_crc));
-    return RecoverPending();
+    return power_cuts::RecoverPending();
 }
 
 void StoreTest::Format() {
-    memset(Image(), 0, k905::EepromCells::kSize);
-    module_part record = {};
-    const uint16_t fields[] = {0, 128,    4,    0, 0, 0x0800, 27648,  2,   0,
-                               0, 0xE000, 1024, 4, 0, 0,      0xF000, 256, 16};
-    memcpy(&record, fields, sizeof fields);
-    for (int copy = 0; copy < 4; ++copy)
-        PutModule(copy, record);
+    power_cuts::Format(Image());
     ResetVariables();
     EXPECT_FALSE(Open());
     operator_.Clear();
@@ -150,8 +116,7 @@ module_part StoreTest::ModuleCopy(int copy) {
 }
 
 void StoreTest::PutModule(int copy, module_part record) {
-    record.crc_self = crc32c(&record, offsetof(module_part, reserved));
-    memcpy(Image() + copy * 128, &record, sizeof record);
+    power_cuts::PutModule(Image(), copy, record);
 }
 
 bool StoreTest::PageAgrees(int parameterPage) {
@@ -159,14 +124,7 @@ bool StoreTest::PageAgrees(int parameterPage) {
 }
 
 void StoreTest::FillImage(int pages) {
-    crc_part sums = {};
-    for (int page = 0; page < pages; ++page) {
-        memcpy(ImagePage(page), Pattern(128, static_cast<unsigned>(page)).data(), 128);
-        sums.crc_data[page / 27].crc[page % 27] = crc32c(ImagePage(page), 128);
-    }
-    for (crc_page& page : sums.crc_data)
-        page.crc_self = crc32c(&page, offsetof(crc_page, reserved));
-    memcpy(Image() + CRC_BASE_ADDR, &sums, sizeof sums);
+    power_cuts::FillParameters(Image(), static_cast<uint32_t>(pages));
     ResetVariables();
     EXPECT_FALSE(Open());
     Keep();
@@ -207,14 +165,10 @@ std::vector<WriteCycle> StoreTest::CyclesOfReplay(int slot, int parameterPage, c
     return {write[2], write[4], write[3]};
 }
 
-void StoreTest::CutInImage(const std::vector<WriteCycle>& cycles, size_t cycle, size_t bytes, Damage damage,
-                           unsigned seed) {
-    k905::EepromCells cells(stateDir_ + kImageName, seed, "cut");
-    for (size_t i = 0; i <= cycle; ++i) {
-        if (i == cycle)
-            cells.CutAfter(static_cast<int64_t>(bytes), damage);
-        cells.Program(cycles[i].address, cycles[i].bytes, 0);
-    }
+void StoreTest::CutInImage(const std::vector<WriteCycle>& cycles, size_t cycle, size_t bytes) {
+    for (size_t i = 0; i <= cycle; ++i)
+        memcpy(Image() + cycles[i].address, cycles[i].bytes.data(),
+               i < cycle ? cycles[i].bytes.size() : bytes);
 }
 
 }  // namespace test

@@ -12,22 +12,16 @@
 #include "simulator/models/eeprom_cells.h"
 #include "simulator/models/host_file.h"
 #include "tests/device/instrument/device_fixture.h"
+#include "tests/power_cuts/starts.h"
 
 namespace test {
 
-using Bytes = std::vector<uint8_t>;
-using Damage = k905::EepromCells::Damage;
+using power_cuts::Bytes;
+using power_cuts::Damage;
+using power_cuts::Pattern;
+using power_cuts::WriteCycle;
 
 constexpr int kParameterPages = 216;
-
-// `count` bytes without a short period, other ones for another `salt`.
-Bytes Pattern(size_t count, unsigned salt);
-
-// A write cycle of the part: these bytes from this address on.
-struct WriteCycle {
-    uint32_t address;
-    Bytes bytes;
-};
 
 class StoreTest : public DeviceTest {
   protected:
@@ -35,9 +29,10 @@ class StoreTest : public DeviceTest {
     ~StoreTest() override;
 
     void PowerOff();
-    // The instrument with the EEPROM as it was left, and the program's variables as they start.
-    void PowerOn();
-    static void ResetVariables();
+    // The instrument with the EEPROM as it was left, and the program's variables as they start. `seed` of the
+    // bits that a cut damages, among others.
+    void PowerOn(unsigned seed = 1);
+    static void ResetVariables() { power_cuts::BarePart::ResetVariables(); }
 
     // Opens the store as its user does. Returns true when a journalled page was written to its place.
     bool Open();
@@ -73,9 +68,8 @@ class StoreTest : public DeviceTest {
     // Write cycles of a page write through journal slot `slot`, and of the replay of a slot.
     std::vector<WriteCycle> CyclesOfWrite(int slot, int parameterPage, const Bytes& bytes);
     std::vector<WriteCycle> CyclesOfReplay(int slot, int parameterPage, const Bytes& bytes);
-    // The cycles up to number `cycle`, which ends after `bytes` of its bytes. `seed` of the damaged bits.
-    void CutInImage(const std::vector<WriteCycle>& cycles, size_t cycle, size_t bytes, Damage damage,
-                    unsigned seed);
+    // The cycles up to number `cycle`, which ends after `bytes` of its bytes.
+    void CutInImage(const std::vector<WriteCycle>& cycles, size_t cycle, size_t bytes);
 
     std::string stateDir_;
     std::unique_ptr<k905::host::MappedFile> image_;

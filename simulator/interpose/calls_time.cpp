@@ -1,9 +1,4 @@
 // Entry points: clocks and sleeps.
-#include <dlfcn.h>
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/asan_interface.h>
-#endif
-
 #include "simulator/interpose/call.h"
 #include "simulator/interpose/device_io.h"
 #include "simulator/interpose/virtual_deadline.h"
@@ -71,18 +66,6 @@ int Sleep(Call& call, Micros duration, timespec* left) {
     return rest > 0 ? EINTR : 0;
 }
 
-// The address sanitizer's allocator looks at the clock with its own lock held: no thread may take over then,
-// and it is none of the product's calls.
-bool IsOfSanitizer([[maybe_unused]] const void* caller) {
-#ifdef __SANITIZE_ADDRESS__
-    Dl_info runtime = {}, from = {};
-    dladdr(reinterpret_cast<const void*>(&__asan_region_is_poisoned), &runtime);
-    return dladdr(caller, &from) != 0 && from.dli_fbase == runtime.dli_fbase;
-#else
-    return false;
-#endif
-}
-
 }  // namespace
 
 namespace k905 {
@@ -134,8 +117,6 @@ K905_ENTRY(int, clock_nanosleep, (clockid_t clock, int flags, const timespec* ti
 }
 
 K905_ENTRY(int, clock_gettime, (clockid_t clock, timespec* time)) {
-    if (IsOfSanitizer(__builtin_return_address(0)))
-        return Real().clock_gettime(clock, time);
     Call call;
     if (!call || time == nullptr || !IsVirtual(clock))
         return Real().clock_gettime(clock, time);

@@ -59,6 +59,13 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
         PrepareState(options);
         std::map<std::string, std::string> environment = options.environment;
         environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + options.build.preload;
+        // The address sanitizer's allocator would look at the clock with its own lock held, and another
+        // thread would take over there.
+        if (*K905_PRELOAD_FIRST != '\0') {
+            const char* own = getenv("ASAN_OPTIONS");
+            environment["ASAN_OPTIONS"] =
+                std::string(own != nullptr ? own : "") + ":allocator_release_to_os_interval_ms=-1";
+        }
         environment["K905_STATE"] = stateDir_;
         environment["K905_APP"] = options.build.app;
         environment["K905_MODE"] = options.stepped ? "stepped" : "paced";

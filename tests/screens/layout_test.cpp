@@ -1,6 +1,5 @@
 // Where every control of every screen is, also those whose edge nobody sees: what lies under a touch and what
-// a text fills. The tables here are the layout once more, written
-// down apart from the screens' own.
+// a text fills. The tables here are the layout once more, written down apart from the screens' own.
 #include <algorithm>
 
 #include "device/common_opt.h"

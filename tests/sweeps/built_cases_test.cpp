@@ -129,6 +129,8 @@ INSTANTIATE_TEST_SUITE_P(Cases, BadDeviceAndFailedCall, testing::ValuesIn(kCases
                          [](const auto& one) { return std::string(one.param.name); });
 
 TEST_P(BadDeviceAndFailedCall, IsNoPassAndNoEarlierOneStays) {
+    if (K905_SANITIZED)
+        GTEST_SKIP() << "a caller is told by its function, and that build inlines others";
     const Case& one = GetParam();
     Session session;
     Bench& bench = session.At();

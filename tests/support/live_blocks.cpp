@@ -78,14 +78,21 @@ bool Drop(const void* at) {
     return found != nullptr;
 }
 
-// Sizes of the blocks that are younger than an allocation.
+// Sizes of the blocks that are younger than an allocation, the first few. Put into words without the lock: a
+// string that grows frees.
 std::string Younger(uint64_t number) {
-    const Guard guard(lock);
+    size_t sizes[16];
+    int found = 0;
+    {
+        const Guard guard(lock);
+        for (const Block* chain : chains)
+            for (const Block* block = chain; block != nullptr && found < 16; block = block->next)
+                if (block->number > number)
+                    sizes[found++] = block->size;
+    }
     std::string text;
-    for (const Block* chain : chains)
-        for (const Block* block = chain; block != nullptr; block = block->next)
-            if (block->number > number)
-                text += " " + std::to_string(block->size);
+    for (int i = 0; i < found; ++i)
+        text += " " + std::to_string(sizes[i]);
     return text;
 }
 

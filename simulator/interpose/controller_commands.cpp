@@ -21,8 +21,29 @@ Json Result(const std::string& error) {
     return error.empty() ? Json{{"ok", true}} : Json{{"ok", false}, {"error", error}};
 }
 
+// The number of that name, cut to a whole one. Throws for one that is beyond all that is meant anywhere.
+int Whole(const Json& request, const char* name) {
+    constexpr double kLargest = 1e9;
+    const double number = request.at(name).get<double>();
+    if (!(number >= -kLargest && number <= kLargest))
+        throw std::invalid_argument(std::string(name) + " is out of range");
+    return static_cast<int>(number);
+}
+
+int Whole(const Json& request, const char* name, int otherwise) {
+    return request.contains(name) ? Whole(request, name) : otherwise;
+}
+
+// The same of what is counted.
+unsigned Count(const Json& request, const char* name, int otherwise) {
+    const int number = Whole(request, name, otherwise);
+    if (number < 0)
+        throw std::invalid_argument(std::string(name) + " is out of range");
+    return static_cast<unsigned>(number);
+}
+
 Micros HoldTime(const Json& request) {
-    const int milliseconds = request.value("hold_ms", kHoldMs);
+    const int milliseconds = Whole(request, "hold_ms", kHoldMs);
     if (milliseconds < 0 || milliseconds > 3'600'000)
         throw std::invalid_argument("hold_ms is out of range");
     return milliseconds * Micros{1000};
@@ -91,7 +112,7 @@ Json Controller::Key(const Json& request) {
 }
 
 Json Controller::Knob(const Json& request) {
-    const int steps = request.value("steps", 1);
+    const int steps = Whole(request, "steps", 1);
     if (steps < -1000 || steps > 1000)
         return Result("steps is out of range");
     Guard guard(machine_.lock);
@@ -113,9 +134,9 @@ Json Controller::Touch(const Json& request) {
             return Result("a control is touched by its name alone");
         points.push_back(PointOf(request["control"].get<std::string>()));
     } else if (action == "down" || action == "move" || action == "tap") {
-        points.push_back({request.at("x").get<int>(), request.at("y").get<int>()});
+        points.push_back({Whole(request, "x"), Whole(request, "y")});
         if (request.contains("x2") || request.contains("y2"))
-            points.push_back({request.at("x2").get<int>(), request.at("y2").get<int>()});
+            points.push_back({Whole(request, "x2"), Whole(request, "y2")});
     } else if (action != "up") {
         return Result("a touch's action is down, move, up or tap");
     }
@@ -154,13 +175,13 @@ std::vector<TextRun> Controller::ReadScreen() {
 }
 
 Json Controller::Text(const Json& request) {
-    const int x = request.value("x", 0);
-    const int y = request.value("y", 0);
+    const int x = Whole(request, "x", 0);
+    const int y = Whole(request, "y", 0);
     Reader();  // its font is read before the world has to wait
     Guard guard(machine_.lock);
     const std::vector<TextRun> all = ReadScreen();
-    const int width = request.value("w", static_cast<int>(machine_.Hardware().Screen().Width()));
-    const int height = request.value("h", static_cast<int>(machine_.Hardware().Screen().Height()));
+    const int width = Whole(request, "w", static_cast<int>(machine_.Hardware().Screen().Width()));
+    const int height = Whole(request, "h", static_cast<int>(machine_.Hardware().Screen().Height()));
     guard.unlock();
     Json runs = Json::array();
     for (const TextRun& run : all) {
@@ -272,8 +293,8 @@ Json Controller::Trace(const Json& request) {
         const auto kinds = request.value("kinds", std::set<std::string>());
         const bool plain = request.value("plain", false);
         Json lines = Json::array();
-        const std::size_t most = request.value("limit", std::size_t{0});
-        const unsigned long from = request.value("from", 0ul);
+        const std::size_t most = Count(request, "limit", 0);
+        const unsigned long from = Count(request, "from", 0);
         for (const TraceLog::Entry& entry : trace.Select(kinds, threads, from, most)) {
             const std::string count = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
             lines.push_back(
@@ -316,9 +337,9 @@ Json Controller::FailCall(const Json& request) {
     CallFailure failure;
     failure.function = request.at("function").get<std::string>();
     failure.caller = request.value("caller", "");
-    failure.call = request.value("call", 1ul);
-    failure.times = request.value("times", 1ul);
-    failure.error = request.value("errno", 0);
+    failure.call = Count(request, "call", 1);
+    failure.times = Count(request, "times", 1);
+    failure.error = Whole(request, "errno", 0);
     Guard guard(machine_.lock);
     return Result(FailCalls(failure));
 }

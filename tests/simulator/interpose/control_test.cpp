@@ -94,6 +94,36 @@ TEST(Control, NonsenseIsAnsweredAndHarmsNobody) {
     EXPECT_TRUE(run.Ask({{"do", "hello"}})["ok"]);
 }
 
+TEST(Control, ANumberOutOfRangeIsRefusedByItsName) {
+    ProbeRun run("keypad", "stepped");
+    const struct {
+        const char* request;
+        const char* name;
+    } rows[] = {
+        {R"({"do":"knob","steps":1e99})", "steps"},
+        {R"({"do":"knob","steps":4294967297})", "steps"},  // 1 in 32 bits
+        {R"({"do":"key","key":"menu","hold_ms":-1e10})", "hold_ms"},
+        {R"({"do":"touch","x":1e99,"y":1})", "x"},
+        {R"({"do":"touch","x":1,"y":-1e99})", "y"},
+        {R"({"do":"touch","x":1,"y":1,"x2":4294967297,"y2":1})", "x2"},
+        {R"({"do":"touch","x":1,"y":1,"x2":1,"y2":1e10})", "y2"},
+        {R"({"do":"text","x":1e10})", "x"},
+        {R"({"do":"text","y":1e10})", "y"},
+        {R"({"do":"text","w":1e10})", "w"},
+        {R"({"do":"text","h":1e10})", "h"},
+        {R"({"do":"trace","action":"read","limit":-1})", "limit"},
+        {R"({"do":"trace","action":"read","limit":1e99})", "limit"},
+        {R"({"do":"trace","action":"read","from":-1})", "from"},
+        {R"({"do":"fail_call","function":"read","call":-1})", "call"},
+        {R"({"do":"fail_call","function":"read","times":1e99})", "times"},
+        {R"({"do":"fail_call","function":"read","errno":4294967301})", "errno"},  // EIO in 32 bits
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(std::string(row.name) + " is out of range",
+                  run.Client().AskLine(row.request).value("error", ""))
+            << row.request;
+}
+
 TEST(Control, DeepNestingIsHarmless) {
     ProbeRun run("keypad", "stepped");
     EXPECT_FALSE(run.Client().AskLine(std::string(60'000, '['))["ok"]);

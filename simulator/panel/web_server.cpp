@@ -34,7 +34,6 @@ struct WebServer::Parts {
 
     void Accept();
     void LookSoon();
-    std::string Refusal(const http::request<http::string_body>& request) const;
 
     WebSite& site;
     const std::chrono::milliseconds silence;
@@ -54,6 +53,51 @@ struct WebServer::Parts {
 namespace {
 
 using Parts = WebServer::Parts;
+
+using Request = http::request<http::string_body>;
+using RequestParser = http::request_parser<http::string_body>;
+
+void SetLimits(RequestParser& parser) {
+    parser.body_limit(WebServer::kLargestBody);
+    parser.header_limit(WebServer::kLargestHeader);
+}
+
+// Of what could not be read. Status 0: there is nobody to be told.
+WebRefusal RefusalOf(error_code error) {
+    if (error == http::error::body_limit)
+        return {413, "the request is longer than " + std::to_string(WebServer::kLargestBody) + " bytes"};
+    if (error == http::error::header_limit)
+        return {431, "the request's head is too long"};
+    if (error.category() == make_error_code(http::error::bad_method).category() &&
+        error != http::error::end_of_stream && error != http::error::partial_message)
+        return {400, "not an HTTP request"};
+    return {};
+}
+
+// A page from elsewhere must not drive the instrument, whatever name it has made resolve to this machine.
+WebRefusal RefusalOf(const Request& request, int port) {
+    const std::string at = ":" + std::to_string(port);
+    const std::string host(request[http::field::host]);
+    const std::string origin(request[http::field::origin]);
+    if (host != "127.0.0.1" + at && host != "localhost" + at)
+        return {403, "foreign Host"};
+    const bool has = request.find(http::field::origin) != request.end();
+    if (has && origin != "http://127.0.0.1" + at && origin != "http://localhost" + at)
+        return {403, "foreign Origin"};
+    if (websocket::is_upgrade(request) && request.target() != WebServer::kLivePath)
+        return {404, "there is nothing here"};
+    return {};
+}
+
+WebRequest Plain(RequestParser& parser) {
+    const Request& request = parser.get();
+    WebRequest plain;
+    plain.method = std::string(request.method_string());
+    plain.path = std::string(request.target());
+    plain.type = std::string(request[http::field::content_type]);
+    plain.body = std::move(parser.get().body());
+    return plain;
+}
 
 // One open page: whenever nothing is on its way to it, the feed is asked for the next message.
 struct LiveSession : std::enable_shared_from_this<LiveSession> {
@@ -136,8 +180,7 @@ struct HttpSession : std::enable_shared_from_this<HttpSession> {
 
     void Read() {
         parser_.emplace();
-        parser_->body_limit(WebServer::kLargestBody);
-        parser_->header_limit(WebServer::kLargestHeader);
+        SetLimits(*parser_);
         stream_.expires_after(kIdle);
         http::async_read_header(stream_, buffer_, *parser_,
                                 [self = shared_from_this()](error_code error, std::size_t) {
@@ -166,25 +209,18 @@ struct HttpSession : std::enable_shared_from_this<HttpSession> {
 
     void Fail(error_code error) {
         keepAlive_ = false;
-        if (error == http::error::body_limit)
-            Send(parts_.site.Refuse(
-                413, "the request is longer than " + std::to_string(WebServer::kLargestBody) + " bytes"));
-        else if (error == http::error::header_limit)
-            Send(parts_.site.Refuse(431, "the request's head is too long"));
-        else if (error.category() == make_error_code(http::error::bad_method).category() &&
-                 error != http::error::end_of_stream && error != http::error::partial_message)
-            Send(parts_.site.Refuse(400, "not an HTTP request"));
+        const WebRefusal refusal = RefusalOf(error);
+        if (refusal.status != 0)
+            Send(parts_.site.Refuse(refusal.status, refusal.error));
     }
 
     void Handle() {
         const auto& request = parser_->get();
         keepAlive_ = request.keep_alive();
-        const std::string foreign = parts_.Refusal(request);
-        if (!foreign.empty())
-            return Send(parts_.site.Refuse(403, foreign));
+        const WebRefusal refusal = RefusalOf(request, parts_.port);
+        if (refusal.status != 0)
+            return Send(parts_.site.Refuse(refusal.status, refusal.error));
         if (websocket::is_upgrade(request)) {
-            if (request.target() != WebServer::kLivePath)
-                return Send(parts_.site.Refuse(404, "there is nothing here"));
             if (parts_.live.size() >= static_cast<std::size_t>(WebServer::kMostLive))
                 return Send(parts_.site.Refuse(503, "too many pages are open"));
             stream_.expires_never();
@@ -196,11 +232,7 @@ struct HttpSession : std::enable_shared_from_this<HttpSession> {
             return Send(parts_.site.Refuse(503, "too many requests wait for the instrument"));
         ++parts_.waiting;
         stream_.expires_never();
-        WebRequest plain;
-        plain.method = std::string(request.method_string());
-        plain.path = std::string(request.target());
-        plain.type = std::string(request[http::field::content_type]);
-        plain.body = std::move(parser_->get().body());
+        WebRequest plain = Plain(*parser_);
         // The worker hands the session back with the reply, so that it ends in the serving thread.
         asio::post(parts_.workers, [self = shared_from_this(), plain = std::move(plain)]() mutable {
             Parts& parts = self->parts_;
@@ -291,16 +323,29 @@ void WebServer::Parts::LookSoon() {
     });
 }
 
-// A page from elsewhere must not drive the instrument, whatever name it has made resolve to this machine.
-std::string WebServer::Parts::Refusal(const http::request<http::string_body>& request) const {
-    const std::string at = ":" + std::to_string(port);
-    const std::string host(request[http::field::host]);
-    const std::string origin(request[http::field::origin]);
-    if (host != "127.0.0.1" + at && host != "localhost" + at)
-        return "foreign Host";
-    const bool has = request.find(http::field::origin) != request.end();
-    return has && origin != "http://127.0.0.1" + at && origin != "http://localhost" + at ? "foreign Origin"
-                                                                                         : "";
+WebDecision DecideOn(const std::string& bytes, int port) {
+    RequestParser parser;
+    SetLimits(parser);
+    parser.eager(true);
+    error_code error;
+    asio::const_buffer rest = asio::buffer(bytes);
+    while (!error && !parser.is_done() && rest.size() > 0)
+        rest += parser.put(rest, error);
+    if (error == http::error::need_more || (!error && !parser.is_done())) {  // but no more comes
+        error = {};
+        if (parser.got_some())
+            parser.put_eof(error);
+        else
+            error = http::error::end_of_stream;
+    }
+    WebDecision decision;
+    decision.refusal = error ? RefusalOf(error) : RefusalOf(parser.get(), port);
+    decision.taken = !error && decision.refusal.status == 0;
+    if (decision.taken) {
+        decision.live = websocket::is_upgrade(parser.get());
+        decision.request = Plain(parser);
+    }
+    return decision;
 }
 
 WebServer::WebServer(WebSite& site, std::chrono::milliseconds silence)

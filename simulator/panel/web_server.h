@@ -16,6 +16,11 @@ struct WebRequest {
     std::string body;
 };
 
+struct WebRefusal {
+    int status = 0;  // of HTTP; 0: nothing is refused
+    std::string error;
+};
+
 struct WebReply {
     int status = 200;
     std::string type = "application/json";
@@ -75,5 +80,15 @@ class WebServer {
   private:
     std::unique_ptr<Parts> parts_;
 };
+
+// What becomes of the first request of a client that sends these bytes and nothing more: the server at `port`
+// comes to the same, piece by piece.
+struct WebDecision {
+    bool taken = false;  // else refused, or, with a refusal of status 0, left alone
+    bool live = false;   // taken as an open page
+    WebRefusal refusal;
+    WebRequest request;
+};
+WebDecision DecideOn(const std::string& bytes, int port);
 
 }  // namespace k905

@@ -11,6 +11,8 @@ if(K905_SANITIZE)
   add_link_options(-fsanitize=${K905_SANITIZE})
 endif()
 
+option(K905_FUZZ "Build the fuzzers instead of the replay of their inputs: clang" OFF)
+
 # To the tests: what is repeated many times for its statistics is done a few times there.
 set(K905_SANITIZED 0)
 if(K905_SANITIZE)

@@ -10,8 +10,15 @@ if(K905_SANITIZE)
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${K905_SANITIZE})
 endif()
-
 option(K905_FUZZ "Build the fuzzers instead of the replay of their inputs: clang" OFF)
+if(K905_SANITIZE MATCHES "address" AND NOT K905_FUZZ)
+  # One run-time library for a program and what is loaded into it. The simulator passes calls on by a common type.
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
+                  OUTPUT_VARIABLE K905_ASAN_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
+  get_filename_component(folder ${K905_ASAN_RUNTIME} DIRECTORY)
+  add_link_options(-shared-libsan -Wl,-rpath,${folder})
+  add_compile_options(-fno-sanitize=function)
+endif()
 
 # To the tests: what is repeated many times for its statistics is done a few times there.
 set(K905_SANITIZED 0)
@@ -40,7 +47,9 @@ endfunction()
 # edits between two builds (sanitizers, arm-test), the simulator too (CMAKE_UNITY_BUILD in their presets): neighbours that
 # use a name for two things are found there, files of the simulator that forget an include are found in the other builds.
 # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
-add_compile_options(-Wno-subobject-linkage)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-Wno-subobject-linkage)
+endif()
 
 # k905_hot_sources(FILE...): sources of the current folder where the time goes at run time are optimised in the sanitizer
 # builds too; the rest of the simulator is not, which halves what it takes to compile.

@@ -142,7 +142,7 @@ TEST_F(NeverReady, AStopEndsTheApdTuningWithinASecond) {
     for (const bool done : {false, true}) {
         SetAPDAdjStopFlag(1);
         Break(done);
-        const double seconds = Seconds([this] {
+        const double seconds = Seconds([] {
             GUITHREAD tuning = GUITHREAD_NONE;
             const THREADFUNC body = [](void*) -> void* {
                 OPMAutoTuning();

@@ -155,6 +155,9 @@ TEST_P(Variant, EveryCallOfAProgramIsCovered) {
 INSTANTIATE_TEST_SUITE_P(Builds, Variant, testing::Values("plain", "fortified", "large_files"));
 
 TEST(Exports, TheVariantsNeedTheNamesThatTheyWereMadeFor) {
+#ifdef __clang__
+    GTEST_SKIP() << "this compiler checks no buffers of these calls";
+#endif
     const std::string programs = K905_BINARY_DIR "/bin/probe_calls_";
     EXPECT_THAT(FromCommand("nm -D --undefined-only " + programs + "fortified"),
                 testing::IsSupersetOf({"__read_chk", "__open_2", "__poll_chk"}));

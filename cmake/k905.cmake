@@ -43,9 +43,9 @@ function(k905_product_library name)
 endfunction()
 
 # How all of it compiles in few minutes on two processors: headers that take longer to read than the file they are in are
-# read once for a target (target_precompile_headers). The tests are also compiled several files at a time, and, where nobody
-# edits between two builds (sanitizers, arm-test), the simulator too (CMAKE_UNITY_BUILD in their presets): neighbours that
-# use a name for two things are found there, files of the simulator that forget an include are found in the other builds.
+# read once for a target (target_precompile_headers). The tests are also compiled several files at a time, and, but for
+# `debug` and `release`, the simulator too (CMAKE_UNITY_BUILD in the presets): neighbours that use a name for two things are
+# found there, files of the simulator that forget an include are found in the other two builds.
 # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options(-Wno-subobject-linkage)

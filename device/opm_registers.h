@@ -5,7 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-enum OTDRWaveLen : uint32_t {
+enum OTDRWaveLen : int32_t {
     WAVE_LEN_1310 = 0,
     WAVE_LEN_1550 = 1,
     WAVE_LEN_1625 = 2,

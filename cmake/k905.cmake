@@ -34,11 +34,25 @@ target_compile_options(k905_product_flags INTERFACE -fno-exceptions -fno-rtti -f
 target_include_directories(k905_product_flags INTERFACE ${PROJECT_SOURCE_DIR})
 target_link_libraries(k905_product_flags INTERFACE Threads::Threads)
 
+# k905_product(TARGET...): what holds for every part of the product: each file is compiled as it ships, and in the coverage
+# build counts what is reached of it, before the optimiser takes lines together.
+function(k905_product)
+  set_target_properties(${ARGN} PROPERTIES UNITY_BUILD OFF)
+  if(K905_COVERAGE)
+    foreach(target ${ARGN})
+      target_compile_options(${target} PRIVATE -O0 --coverage -fprofile-update=atomic)
+    endforeach()
+  endif()
+endfunction()
+if(K905_COVERAGE)
+  target_link_options(k905_product_flags INTERFACE --coverage)
+endif()
+
 # k905_product_library(NAME DEPENDENCY...): a static library of every .cpp in the current folder.
 function(k905_product_library name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   add_library(${name} STATIC ${sources})
-  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)  # each file as it ships
+  k905_product(${name})
   target_link_libraries(${name} PUBLIC k905_product_flags ${ARGN})
 endfunction()
 

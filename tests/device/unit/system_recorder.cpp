@@ -463,13 +463,13 @@ int __wrap_tcflush(int fd, int queue) {
 int __wrap_fcntl(int fd, int command, ...) {
     va_list arguments;
     va_start(arguments, command);
-    const int argument = va_arg(arguments, int);
+    const long argument = va_arg(arguments, long);  // or an address
     va_end(arguments);
     auto* file = RecordedCalls::Find(fd);
     if (file == nullptr)
         return __real_fcntl(fd, command, argument);
     test::current->Note("fcntl " + file->name + (command == F_SETFL ? " setfl " : " ? ") +
-                        std::to_string(argument));
+                        std::to_string(static_cast<int>(argument)));
     return 0;
 }
 

@@ -3,7 +3,8 @@
 // journal slots through which every data page is written.
 //
 //   eeprom_layout.h     the records as they lie in the EEPROM
-//   eeprom_page.cpp     pages: read, write, write and verify
+//   eeprom_page.cpp     pages: read, write, wait
+//   eeprom_check.cpp    a page written and verified
 //   eeprom_module.cpp   the module record: choosing, writing, marking partitions damaged
 //   eeprom_crc.cpp      checksums of the data pages
 //   eeprom_journal.cpp  journal slots and recovery after power loss

@@ -130,8 +130,23 @@ TEST_F(Store, RangesAreCutAtTheEndOfThePartition) {
     EXPECT_EQ(0, result);
     Read(0xFFFFFFF0, 100, result);
     EXPECT_EQ(0, result);
+    EXPECT_EQ(0, Write(27648, {7}));
     EXPECT_EQ(-1, optic_eeprom_read(0, nullptr, 1));
     EXPECT_EQ(-1, optic_eeprom_write(0, nullptr, 1));
+}
+
+TEST_F(Store, NothingIsReadOrWrittenForACountOfZeroOrLess) {
+    Format();
+    operator_.Clear();
+    StartTrace();
+    uint8_t byte = 7;
+    for (const int32_t count : {0, -1, INT32_MIN}) {
+        EXPECT_EQ(0, optic_eeprom_read(0, &byte, count)) << count;
+        EXPECT_EQ(0, optic_eeprom_write(0, &byte, count)) << count;
+    }
+    EXPECT_EQ(7, byte);
+    EXPECT_EQ("", Trace({"i2c"}));
+    EXPECT_THAT(operator_.Lines(), testing::IsEmpty()) << "nothing was too much";
 }
 
 TEST_F(Store, APageIsJournalledWrittenReleasedAndChecksummed) {
@@ -295,6 +310,44 @@ TEST_F(Store, ChecksumsOfNoRangeAreRefused) {
     EXPECT_EQ(-1, syspara_check(215, 2, data.data(), &sums));
     const crc_part zero = {};
     EXPECT_EQ(0, memcmp(&zero, &sums, sizeof sums));
+}
+
+TEST_F(Store, OnlyAPendingSlotWhoseSealAgreesIsReplayed) {
+    for (const uint16_t state : {BUFFER_STATE_PENDING, BUFFER_STATE_EMPTY}) {
+        buffer_part slot = {};
+        slot.state = state;
+        slot.crc_self = crc32c(&slot, offsetof(buffer_part, reserved));
+        EXPECT_EQ(state == BUFFER_STATE_PENDING ? 0 : 1, buffer_check_single_valid(&slot)) << state;
+        slot.crc_self ^= 1;
+        EXPECT_EQ(1, buffer_check_single_valid(&slot)) << state;
+    }
+}
+
+TEST_F(Store, EachFieldOfAModuleRecordCanBeShown) {
+    module_part record = {};
+    uint8_t* bytes = reinterpret_cast<uint8_t*>(&record);
+    for (uint8_t i = 0; i < 19; ++i)
+        bytes[2 * i] = static_cast<uint8_t>(0x10 + i);
+    record.crc_self = 0x89ABCDEF;
+    buffer_id = 11;
+    std::string expected = "**********************************\n";
+    uint8_t value = 0x10;
+    for (const char* name :
+         {"module_base_addr", "module_part_size", "module_part_count", "module_index", "module_err",
+          "syspara_base_addr", "syspara_part_size", "syspara_part_count", "syspara_index", "syspara_err",
+          "crc_base_addr", "crc_part_size", "crc_part_count", "crc_index", "crc_err", "buff_base_addr",
+          "buff_part_size", "buff_part_count", "buff_err"}) {
+        char line[80];
+        snprintf(line, sizeof line, "%s = 0x%x\n", name, value++);
+        expected += line;
+    }
+    expected += "crc_self = 0x89abcdef\nbuffer_id = 0xb\n**********************************\n";
+    operator_.Clear();
+    EXPECT_EQ(expected, test::Printed([&] { debug(&record); }));
+    std::string shown;
+    for (const std::string& line : operator_.Lines())
+        shown += line.substr(strlen("adjust: "));
+    EXPECT_EQ(expected, shown);
 }
 
 // ---- Threads that are woken ----

@@ -135,6 +135,14 @@ TEST_F(Tuning, AReadThatSignalsBreakOffIsRepeated) {
     EXPECT_EQ("seek optic0 0\n" + once, system_.Trace());
 }
 
+TEST_F(Tuning, APositionThatCannotBeSetForGoodIsNoReasonToLeaveTheSave) {
+    *pOpmTunning = Tuned();
+    system_.Fail("seek optic0", EIO, 0, 1);
+    SaveOpmTunning();
+    EXPECT_EQ("seek optic0 0\nwrite optic0 96\n", system_.Trace());
+    EXPECT_EQ(Bytes(Tuned()), system_.optic);
+}
+
 TEST_F(Tuning, SignalsWithoutEndAndAFailureEndTheTransfer) {
     const struct { int error, tries; } cases[] = {{EINTR, 100}, {EIO, 1}};
     const OPM_TUNING before = *pOpmTunning;

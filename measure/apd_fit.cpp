@@ -52,7 +52,7 @@ static void DeleteSample(APD_BREAK_PARA& para, int iSample) {
 // Fits the line, deleting one sample after the other until none lies off it. Returns the number deleted.
 static int FitWithoutOutliers(APD_BREAK_PARA& para, float* pk, float* pb) {
     Polyfit(pk, pb, &para);
-    for (int iDeleted = 0; para.iNum > 0;) {
+    for (int iDeleted = 0;;) {
         float max_delta = 0.0F;
         const int iFarthest = FarthestSample(para, *pk, *pb, max_delta);
         if (max_delta > -OUTLIER && max_delta < OUTLIER)
@@ -62,7 +62,6 @@ static int FitWithoutOutliers(APD_BREAK_PARA& para, float* pk, float* pb) {
         if (++iDeleted == MOST_DELETED || para.iNum == 0)
             return iDeleted;
     }
-    return 0;
 }
 
 static void ShowAndLog(char* strText) {

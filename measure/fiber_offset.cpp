@@ -26,8 +26,7 @@ static void DumpTrace(const uint16_t* pTrace) {
             fprintf(pFile, "%u\r\n", static_cast<unsigned>(pTrace[i]));
         fclose(pFile);
     }
-    if (system("sync") != 0)
-        return;
+    (void)!system("sync");
 }
 
 // Signed distance from the dark level on the 5 log10 scale. The largest distance would read one past the

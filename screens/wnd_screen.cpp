@@ -96,8 +96,6 @@ static void CreateControl(const SCREEN_CONTROL& Row, unsigned x, unsigned y) {
 }
 
 static void AddComponent(int iType, int iLength, void* pComp, GUIWINDOW* pWndObj) {
-    if (pComp == nullptr)
-        return;
     Insist([=] {
         MutexLock(&pWndObj->Mutex);
         const int iResult = AddWindowComp(iType, iLength, pComp, pWndObj);

@@ -30,6 +30,7 @@
 #include "tests/gui/screen_fixture.h"
 #include "tests/gui/text_fixture.h"
 #include "tests/support/descriptor_zero.h"
+#include "tests/support/refusing.h"
 
 using test::DoNothing;
 using test::ExpectGuards;
@@ -560,4 +561,51 @@ TEST(Guards, DescriptorZeroIsAsGoodAsAnyOther) {
     EXPECT_FALSE(test::DescriptorZero::IsFree());
     DestroyPalette(&palette);
     EXPECT_EQ(0, DestroyBitmap(&bitmap));
+}
+
+// ---- What stays where a step fails ----
+
+TEST(StepThatFails, AListThatTakesNothingKeepsNoEntry) {
+    GUILIST* list = CreateList(1);
+    int object = 0;
+    {
+        const test::Refusing refusing("ListAdd", -1);
+        EXPECT_EQ(-4, AppendObj(1, sizeof(object), &object, list));
+    }
+    EXPECT_EQ(0, list->iCount);
+    EXPECT_EQ(0, AppendObj(1, sizeof(object), &object, list));
+    EXPECT_EQ(&object, TakeObj(FirstObj(list), list));
+    EXPECT_EQ(0, DestroyList(list));
+}
+
+TEST(StepThatFails, ALabelWhoseTextCannotBeDestroyedStays) {
+    const GUICHAR text[] = {'a', 0};
+    GUILABEL* label = CreateLabel(0, 0, 10, 10, text);
+    {
+        const test::Refusing refusing("DestroyText", -3);
+        EXPECT_EQ(-3, DestroyLabel(&label));
+    }
+    ASSERT_NE(nullptr, label);
+    EXPECT_NE(nullptr, label->pLblText);
+    EXPECT_EQ(0, DestroyLabel(&label));
+}
+
+TEST(StepThatFails, APictureWhoseBitmapCannotBeDestroyedKeepsIt) {
+    GUIPICTURE* picture = CreatePicture(0, 0, 10, 10, "old.bmp");
+    for (const int code : {-2, -3}) {
+        const test::Refusing refusing("DestroyBitmap", -3);
+        EXPECT_EQ(code, code == -2 ? SetPictureBitmap("new.bmp", picture) : DestroyPicture(&picture));
+        ASSERT_NE(nullptr, picture);
+        ASSERT_NE(nullptr, picture->pPicBitmap);
+        EXPECT_STREQ("old.bmp", picture->pPicBitmap->strBitmapFile);
+    }
+    EXPECT_EQ(0, DestroyPicture(&picture));
+}
+
+TEST(StepThatFails, ABitmapThatCannotBeMovedSaysSo) {
+    GUIIMAGE image = {};
+    char path[] = "a.bmp";
+    GUIBITMAP bitmap = {path, -1, 0, 0, 0, 0, &image};
+    const test::Refusing refusing("SetImagePlace", -1);
+    EXPECT_EQ(-2, SetBitmapPlace(3, 4, &bitmap));
 }

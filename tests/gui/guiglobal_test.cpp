@@ -26,6 +26,7 @@
 #include "tests/gui/input_device.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/redirected_paths.h"
+#include "tests/support/refusing.h"
 
 namespace {
 
@@ -261,6 +262,24 @@ TEST_F(Environment, MissingFilesAreToldApart) {
         EXPECT_EQ(ReleaseGUI(), row.released) << row.missing[0];
         ExpectNothingCurrent();
     }
+}
+
+// The devices are released all the same.
+TEST_F(Environment, AMessageObjectThatCannotBeDestroyedIsTold) {
+    const int before = test::FailingCalls::OpenDescriptors();
+    ASSERT_EQ(Start(), 0);
+    SetExitFlag(1);
+    {
+        const test::Refusing refusing("DestroyMessage", -3);
+        EXPECT_EQ(ReleaseGUI(), -2);
+    }
+    EXPECT_EQ(test::FailingCalls::OpenDescriptors(), before);
+    GUIMESSAGE* left = GetCurrMessage();
+    EXPECT_EQ(DestroyMessage(&left), 0);
+    ExpectNothingCurrent();
+    ASSERT_EQ(Start(), 0);
+    SetExitFlag(1);
+    EXPECT_EQ(ReleaseGUI(), 0);
 }
 
 TEST_F(Environment, ReleaseWithoutStartIsHarmless) {

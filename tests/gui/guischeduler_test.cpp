@@ -265,6 +265,28 @@ TEST_F(Scheduler, StepsWithoutTheirFunctionPostNothing) {
     EXPECT_EQ(GetCurrWindow(), nullptr);
 }
 
+// The step before is taken when the second key is: it was posted as the window's thread began.
+TEST_F(Scheduler, WithoutInitFunctionTheWindowIsNeitherPaintedNorEnded) {
+    GUIWINDOW* window = MakeScreen<1>(Entry<1, LOOP>);
+    window->fnWndInit = nullptr;
+    ASSERT_EQ(LoginMessageReg(GUIMESSAGE_KEY_DOWN, window, LogKey, nullptr, 0, message), 0);
+    Call(window);
+    for (const int key : {3, 4}) {
+        Key(key, window);
+        ASSERT_TRUE(WaitForEntry("key " + std::to_string(key)));
+    }
+    End();
+    EXPECT_EQ(Entries(), (Expected{"key 3", "key 4"}));
+}
+
+TEST_F(Scheduler, AWindowThreadWithoutAWindowEndsAndTakesNoTurn) {
+    LockWindowThread();
+    GUITHREAD thread = GUITHREAD_NONE;
+    ASSERT_EQ(ThreadCreate(&thread, DefaultWindowThread, nullptr), 0);
+    EXPECT_EQ(ThreadJoin(thread, nullptr), 0);
+    UnlockWindowThread();
+}
+
 TEST_F(Scheduler, ALeftoverLoopMessageRunsTheNextScreensLoopBeforeItsInit) {
     ASSERT_EQ(SendMessage(2, GUIMESSAGE_WND_LOOP, 0), 0);
     Call(MakeScreen<2>(Entry<2, LOOP_ONCE>));

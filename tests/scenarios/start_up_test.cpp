@@ -82,5 +82,41 @@ TEST(StartUpWithoutThreads, WithoutTheSchedulerTheProgramSaysSoAndEndsInOrder) {
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
 }
 
+// ---- What cannot be had ----
+
+TEST(StartUpWithoutAKeypad, TheTouchPanelServes) {
+    Operator person;
+    person.At().Request({{"do", "fail_call"}, {"function", "open"}, {"caller", "CreateKeypad"}});
+    ASSERT_TRUE(person.WaitForStart());
+    EXPECT_EQ(1, person.At().Request({{"do", "calls"}}).at("failed").at("times"));
+    EXPECT_THAT(person.At().Request({{"do", "threads"}}).dump(),
+                ::testing::AllOf(::testing::HasSubstr("DefaultTouchThread"),
+                                 ::testing::Not(::testing::HasSubstr("DefaultKeypadThread"))));
+    EXPECT_TRUE(person.OpenMainBoard());
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+TEST(StartUpWithShortMemory, TheStartScreenComesOnceThereIsSome) {
+    Operator person;
+    person.At().Request(
+        {{"do", "fail_call"}, {"function", "calloc"}, {"caller", "CreateWindow"}, {"times", 5}});
+    ASSERT_TRUE(person.WaitForStart());
+    EXPECT_EQ(5, person.At().Request({{"do", "calls"}}).at("failed").at("times"));
+    EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
+}
+
+// ---- Without handlers of signals ----
+
+// The alarm that cuts the start-up's waits short would end the program on the spot.
+TEST(StartUpWithoutTheAlarmsHandler, IsToldAndDoesWithoutTheAlarm) {
+    Operator person;
+    person.At().Request({{"do", "fail_call"}, {"function", "sigaction"}});
+    person.At().Advance(300);
+    EXPECT_THAT(person.At().Console(), ::testing::HasSubstr("sigaction: Invalid argument\n"));
+    const Ending& ending = person.At().Stop();
+    EXPECT_EQ(0, ending.signal) << person.At().DescribeEnding();
+    EXPECT_EQ(0, ending.status) << person.At().DescribeEnding();
+}
+
 }  // namespace
 }  // namespace k905

@@ -168,6 +168,37 @@ TEST_F(Dialog, LaterDialogWithAnotherIconTypeKeepsTheIcon) {
     EXPECT_EQ(1, result);
 }
 
+TEST_F(Dialog, OneThatCannotBeMadeLeavesTheScreen) {
+    Start(FrmMain);
+    const test::Picture before = Screenshot();
+    GUICHAR* title = TransString("Warning");
+    {
+        test::FailingCalls failing(1);
+        EXPECT_EQ(-1, DialogInit(260, 150, title, text_, &result, 7, GetCurrWindow(), Leave, Ok, Cancel));
+        EXPECT_STRNE("", failing.Failed());
+    }
+    Run(500);
+    EXPECT_EQ(before.rgb, Screenshot().rgb);
+    Tap(240, 210, 1000);
+    EXPECT_THAT(Texts({0, 0, 800, 30}), ElementsAre("K905 Mainboard FCT !"));
+}
+
+TEST_F(Dialog, WithoutItsFontHasButtonsAndNoText) {
+    Start(FrmMain);
+    iconKnown = true;
+    {
+        test::FailingCallsOfAllThreads failing(1, 1, "open");
+        ASSERT_EQ(0, DialogInit(260, 150, TransString("Warning"), text_, &result, 0, GetCurrWindow(), Leave,
+                                Ok, Cancel));
+        Run(500);
+        EXPECT_STREQ("open", failing.Failed());
+    }
+    EXPECT_THAT(Texts({325, 205, 200, 60}), testing::IsEmpty());
+    EXPECT_THAT(Texts(), testing::IsSupersetOf({"Warning", "OK", "Cancel"}));
+    TapOk();
+    EXPECT_EQ(1, result);
+}
+
 TEST_F(Dialog, ProgressReplacesTheLineBefore) {
     Open();
     EXPECT_EQ(0, ShowProgress(TransString("10 of 90")));
@@ -175,6 +206,15 @@ TEST_F(Dialog, ProgressReplacesTheLineBefore) {
     EXPECT_THAT(Texts(), Contains("20 of 90"));
     EXPECT_TRUE(test::MatchesGolden(Screenshot({260, 150, 280, 172}), "screens/dialog_progress"));
     EXPECT_EQ(-1, ShowProgress(nullptr));
+}
+
+TEST_F(Dialog, ProgressMayBeTheLineThatStandsThere) {
+    Open();
+    GUICHAR* line = TransString("half of it");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(0, ShowProgress(line));
+        EXPECT_THAT(Texts(), Contains("half of it"));
+    }
 }
 
 TEST(DialogClosed, TakesNoProgress) {

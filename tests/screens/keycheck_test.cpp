@@ -143,12 +143,13 @@ TEST_F(KeyCheck, UnknownCodesChangeNothing) {
     Start(FrmKeyCheck);
     const test::Picture idle = Screenshot();
     for (const uintptr_t code : {0u, 19u, 255u}) {
-        SendMessage(GUIMESSAGE_TYP_WND, GUIMESSAGE_KEY_DOWN, code);
-        GUIMESSAGE_ITEM* item =
-            CreateMessageItem(GUIMESSAGE_TYP_WND, GUIMESSAGE_KEY_DOWN, code, GetCurrWindow());
-        ASSERT_EQ(0, PostMessageItem(item, GetCurrMessage()));
-        Run(100);
-        EXPECT_TRUE(idle.rgb == Screenshot().rgb) << code;
+        for (const int message : {GUIMESSAGE_KEY_DOWN, GUIMESSAGE_KEY_UP}) {
+            SendMessage(GUIMESSAGE_TYP_WND, message, code);
+            GUIMESSAGE_ITEM* item = CreateMessageItem(GUIMESSAGE_TYP_WND, message, code, GetCurrWindow());
+            ASSERT_EQ(0, PostMessageItem(item, GetCurrMessage()));
+            Run(100);
+            EXPECT_TRUE(idle.rgb == Screenshot().rgb) << code;
+        }
     }
 }
 

@@ -1,4 +1,9 @@
+#include <fcntl.h>
+#include <linux/rtc.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -10,6 +15,7 @@
 #include "screens/wnd_frmmainboard_fct.h"
 #include "tests/screens/screen_fixture.h"
 #include "tests/support/failing_calls.h"
+#include "tests/support/redirected_paths.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -61,6 +67,21 @@ class MainBoard : public test::ScreenTest {
 };
 
 // ---- The screen ----
+
+TEST_F(MainBoard, ABackgroundThatCannotBeReadIsBlack) {
+    Open();
+    GUIPICTURE* missing = CreatePicture(100, 100, 50, 40, "/nowhere.bmp");
+    FillArea(90, 90, 159, 149, 0xFFFFFF);
+    EXPECT_EQ(0, ShowBackground(missing));
+    Run(100);
+    const test::Picture shown = Screenshot({90, 90, 70, 60});
+    for (size_t y = 0; y < 60; ++y)
+        for (size_t x = 0; x < 70; ++x) {
+            const bool inside = x >= 10 && x < 60 && y >= 10 && y < 50;
+            ASSERT_EQ(inside ? 0 : 0xFF, shown.rgb[(y * 70 + x) * 3]) << x << ',' << y;
+        }
+    DestroyPicture(&missing);
+}
 
 TEST_F(MainBoard, WithoutTheMeasurementBoardThreeButtonsAreDisabled) {
     Open();
@@ -415,6 +436,29 @@ TEST_F(MainBoard, EepromCheckFailsOnAStuckCell) {
     EXPECT_EQ(0, MainBoardResult.EepromFlag);
 }
 
+TEST_F(MainBoard, EepromCheckFailsWithoutTheBus) {
+    Open();
+    {
+        const test::RedirectedPaths gone(std::map<std::string, std::string>{{"/dev/i2c-1", "/dev/i2c-9"}});
+        ArmEepromCheck();
+    }
+    Run(400);
+    ExpectResult("Arm Eeprom Check Error!", false);
+    EXPECT_THAT(Printed(), HasSubstr("eeprom iIfSelectFlag = 0\n"));
+    EXPECT_EQ(0, MainBoardResult.EepromFlag);
+}
+
+TEST_F(MainBoard, TheModulesEepromCanBeCheckedFromHere) {
+    Open();
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    EXPECT_EQ(0, EepromCheck());
+    EXPECT_THAT(linked_->TraceLines({"i2c"}),
+                ElementsAre("i2c module write 0x0080 128 bytes", "i2c module read 0x0080 128 bytes"));
+    Fault("module.eeprom_stuck", {{"address", 131}, {"value", 7}});
+    EXPECT_EQ(-999, EepromCheck());
+}
+
 TEST_F(MainBoard, UsbCheckWantsExactlyOneStick) {
     Open();
     PressButton("F6");
@@ -437,6 +481,13 @@ TEST_F(MainBoard, UsbCheckFailsWhenTheDirectoryCannotBeReadToItsEnd) {
     test::FailingCallsOfAllThreads failing(4, 1, "readdir");
     TapButton("F6", 2000);
     EXPECT_STREQ("readdir", failing.Failed());
+    ExpectResult("Usb Check Error!", false);
+}
+
+TEST_F(MainBoard, UsbCheckFailsWithoutAUsbDriver) {
+    Open();
+    ASSERT_GT(std::filesystem::remove_all(linked_->StateDir() + "/root/proc/scsi"), 0u);
+    TapButton("F6", 1500);
     ExpectResult("Usb Check Error!", false);
 }
 
@@ -508,6 +559,29 @@ TEST_F(MainBoard, VisibleLightStaysOnUntilItIsSwitchedOff) {
     EXPECT_THAT(linked_->TraceLines({"reg"}).back(), StartsWith("reg write 0x30000002 0x07f8"));
     linked_->ClearTrace();
     Run(200);
+    EXPECT_THAT(linked_->TraceLines({"reg"}), IsEmpty());
+}
+
+// A write without the register's other bits would clear them.
+TEST_F(MainBoard, VisibleLightWritesNothingUntilTheRegisterHasBeenRead) {
+    Open();
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    {
+        test::FailingCallsOfAllThreads failing(1, 1, "ioctl");
+        TapButton("F41", 500);
+        EXPECT_STREQ("ioctl", failing.Failed());
+    }
+    const std::vector<std::string> lines = linked_->TraceLines({"reg"});
+    EXPECT_THAT(lines[0], StartsWith("reg read 0x30000002 -> 0x07f8"));
+    EXPECT_THAT(lines[1], StartsWith("reg write 0x30000002 0x07f9"));
+    VisibleClose();
+    // Neither when it goes off before that.
+    Fault("optic.ioctl_failing");
+    TapButton("F41", 500);
+    Fault("optic.ioctl_failing", false);
+    linked_->ClearTrace();
+    VisibleClose();
     EXPECT_THAT(linked_->TraceLines({"reg"}), IsEmpty());
 }
 
@@ -619,6 +693,15 @@ TEST_F(MainBoard, BatteryCheckTellsAMissingAndASilentController) {
     ExpectResult("PowerDev Info ERROR!", false);
 }
 
+TEST_F(MainBoard, ThePowerControllersRecordNeedsAPlace) {
+    const int fd = open("/dev/p89lpc933_0", O_RDONLY);
+    PWRINFO info = {};
+    EXPECT_EQ(0, Pwr_GetInfo(fd, &info));
+    EXPECT_EQ(-1, Pwr_GetInfo(fd, nullptr));
+    close(fd);
+    Printed();
+}
+
 TEST(BatteryText, FollowsBothScalesToTheirEdges) {
     const struct {
         int type, level;
@@ -662,6 +745,20 @@ TEST_F(MainBoard, ClockCheckTellsASilentClock) {
     Fault("rtc.failing");
     TapButton("F61");
     ExpectResult("RTC ERROR!", false);
+}
+
+TEST_F(MainBoard, TheClockIsReadOnlyWhereThereIsOne) {
+    Open();
+    rtc_time time = {};
+    {
+        const test::RedirectedPaths gone(std::map<std::string, std::string>{{"/dev/rtc0", "/dev/rtc9"}});
+        EXPECT_EQ(-1, Rtc_GetTime(&time));
+    }
+    EXPECT_EQ(0, Rtc_GetTime(&time));
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    EXPECT_EQ(-1, Rtc_GetTime(nullptr));
+    EXPECT_THAT(linked_->TraceLines({"file"}), IsEmpty()) << "nor for nobody";
 }
 
 // ---- Auto ----

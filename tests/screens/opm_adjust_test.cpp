@@ -125,6 +125,27 @@ TEST_F(OpmAdjust, ALoopWithoutAThreadIsToldAndCanBeStartedAgain) {
     EXPECT_THAT(Texts(Line(2)), Contains(HasSubstr("Ad:  3.0V")));
 }
 
+TEST_F(OpmAdjust, ALoopThatThereIsNotStartsNothing) {
+    OpenConnected();
+    Press(620, 149);
+    OPMGUIShare.usCurrAnalog = 0xFFFF;
+    linked_->StartTrace();
+    linked_->ClearTrace();
+    Release(1000);
+    EXPECT_THAT(Texts(test::kInfoLine), IsEmpty());
+    EXPECT_THAT(linked_->TraceLines({"reg", "serial"}), IsEmpty());
+    for (const test::Button& loop : kLoops)
+        EXPECT_TRUE(Enabled(loop.x, loop.y)) << loop.name;
+}
+
+TEST(OpmAdjustShare, IsUsableEvenWhenItsMutexCannotBeMadeAnew) {
+    test::FailingCallsOfAllThreads failing(1, 1, "pthread_mutex_init");
+    EXPECT_EQ(-1, FrmAdjustInit(nullptr));
+    EXPECT_STREQ("pthread_mutex_init", failing.Failed());
+    EXPECT_EQ(0, MutexLock(&OPMGUIShare.mutex));
+    EXPECT_EQ(0, MutexUnlock(&OPMGUIShare.mutex));
+}
+
 TEST_F(OpmAdjust, DataLinesAreOneToFour) {
     Start(FrmAdjust);
     FrmAdjustSetDataInfo("one", 1);

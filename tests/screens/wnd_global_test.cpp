@@ -95,6 +95,15 @@ TEST_P(CoverRes, HeightZeroCopiesNothing) {
     EXPECT_EQ(before, std::vector<uint16_t>(pScreenBmpBuff, pScreenBmpBuff + 800 * 480));
 }
 
+TEST_P(CoverRes, WithoutABufferTheScreenStays) {
+    free(pScreenBmpBuff);
+    pScreenBmpBuff = nullptr;
+    const std::vector<uint8_t> before = pixels_;
+    SaveExBmpCoverRes(nullptr, 0, 0, 480, 800);
+    ReplaceExBmpCoverRes(nullptr, 0, 0, 480, 800);
+    EXPECT_EQ(before, pixels_);
+}
+
 TEST_P(CoverRes, PictureDecidesTheRectangleAndTheTraceTellsIt) {
     GUIPICTURE* picture = CreatePicture(100, 200, 50, 60, nullptr);
     testing::internal::GetCapturedStdout();
@@ -267,6 +276,24 @@ TEST(Looks, NullObjectsAreLetThrough) {
     EXPECT_EQ(0, ShowLook(nullptr, nullptr, BMP_BTN_ENABLE, COLOR_NONE));
 }
 
+TEST(Looks, AButtonHasOneForEachState) {
+    testing::internal::CaptureStdout();
+    GUIPICTURE* button = CreatePicture(0, 0, 10, 10, nullptr);
+    const struct {
+        BTN_LOOK_FUNC show;
+        const char* bitmap;
+    } looks[] = {{ShowBtn_Enable, BMP_BTN_ENABLE},
+                 {ShowBtn_Disable, BMP_BTN_DISABLE},
+                 {ShowBtn_FuncDown, BMP_BTN_ACTIVE},
+                 {ShowBtn_FuncUp, BMP_BTN_ENABLE}};
+    for (const auto& look : looks) {
+        EXPECT_EQ(0, look.show(button, nullptr));
+        EXPECT_STREQ(look.bitmap, button->pPicBitmap->strBitmapFile);
+    }
+    DestroyPicture(&button);
+    testing::internal::GetCapturedStdout();
+}
+
 TEST(WaitUnlessExit, EndsWithTheProgram) {
     SetExitFlag(0);
     EXPECT_EQ(0, WaitUnlessExit(1));
@@ -363,6 +390,70 @@ TEST_F(Walker, WhatCannotBeMadeIsLeftOutButForWhatIsTouchedAndNothingIsLost) {
             EXPECT_EQ(nullptr, picA) << name;
         });
     EXPECT_GT(runs, 30);
+}
+
+// Nothing is tried again then, so that the end need not wait for memory.
+TEST_F(Walker, AtTheEndOfTheProgramWhatCannotBeMadeIsLeftOut) {
+    SetExitFlag(1);
+    int heardLess = 0;
+    test::FailEachCall(
+        [this] {
+            CreateScreen(kScreen, window_);
+            const int parts = window_->pWndComps->iCount + message_->pMsgReg->iCount;
+            PaintScreen(kScreen);
+            DestroyScreen(kScreen);
+            return parts == 4 + 7;
+        },
+        [&](const char* name, bool whole) {
+            heardLess += whole ? 0 : 1;
+            EXPECT_EQ(0, window_->pWndComps->iCount) << name;
+            EXPECT_EQ(0, message_->pMsgReg->iCount) << name;
+        });
+    SetExitFlag(0);
+    EXPECT_GT(heardLess, 10);
+}
+
+TEST_F(Walker, AMessageForNoControlOfTheScreenTouchesNone) {
+    static const SCREEN_CONTROL* touched = nullptr;
+    const MSGFUNC look = [](void*, int, void*, int) {
+        touched = TouchedControl();
+        return 0;
+    };
+    CreateScreen(kScreen, window_);
+    EXPECT_EQ(nullptr, TouchedControl()) << "without a message";
+    // What is registered for a press and a release, and who looks at the message.
+    std::vector<MSGFUNC> handlers;
+    for (const GUIOBJ* item = FirstObj(message_->pMsgReg); item != nullptr;
+         item = NextObj(item, message_->pMsgReg)) {
+        const GUIMESSAGE_REG* reg = static_cast<const GUIMESSAGE_REG*>(item->pObj);
+        if (reg->pRecvObj == picB)
+            handlers.push_back(reg->fnMsgFunc);
+    }
+    ASSERT_EQ(2u, handlers.size());
+    handlers.push_back(look);
+    int stranger = 0;
+    for (void* receiver : std::initializer_list<void*>{picB, &stranger}) {
+        for (const MSGFUNC handler : handlers) {
+            ClearMessageReg(message_);
+            ASSERT_EQ(0, LoginMessageReg(GUIMESSAGE_TCH_UP, receiver, handler, nullptr, 0, message_));
+            GUIMESSAGE_ITEM* item = CreateMessageItem(GUIMESSAGE_TYP_WND, GUIMESSAGE_TCH_UP, 0, receiver);
+            EXPECT_EQ(0, ExecMessageProc(item, message_));
+            free(item);
+        }
+        EXPECT_EQ(receiver == picB ? kControls + 4 : nullptr, touched);
+    }
+    DestroyScreen(kScreen);
+}
+
+TEST(WalkerWithoutMessages, MakesAScreenThatHearsNothing) {
+    ASSERT_EQ(nullptr, GetCurrMessage());
+    GUIWINDOW* window = CreateWindow(0, 0, 800, 480, Nothing, Nothing, Nothing, Nothing, nullptr);
+    EXPECT_EQ(0, CreateScreen(kScreen, window));
+    EXPECT_EQ(4, window->pWndComps->iCount);
+    EXPECT_EQ(0, DestroyScreen(kScreen));
+    EXPECT_EQ(nullptr, picA);
+    ClearWindowComp(window);
+    DestroyWindow(&window);
 }
 
 // Its receiver may lie in memory where a control of the new screen lies.

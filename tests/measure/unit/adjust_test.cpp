@@ -132,6 +132,12 @@ TEST_F(Adjust, WavelengthThreeIsAdjustedWithoutARecord) {
         Reply(ADC_CHANEL_TP15, target);
     EXPECT_EQ(0, OPMAdjustVdd(WAVE_LEN_MAX));
     EXPECT_EQ(1056, OpmTuningResult.Vdd_Result[3].reg);
+    for (const float target : {45.0f, 40.0f, 35.0f, 30.0f, 25.0f})
+        Reply(ADC_CHANEL_T70, target);
+    EXPECT_EQ(0, OPMAdjustAPD(WAVE_LEN_MAX));
+    EXPECT_EQ(432, OpmTuningResult.Apd_Result[4].reg);
+    const OPM_REG_VALUE none[WAVE_LEN_MAX] = {};
+    EXPECT_EQ(0, memcmp(none, OpmRegValue, sizeof none));
 }
 
 TEST_F(Adjust, StopEndsEveryLoopWithoutAReading) {

@@ -53,6 +53,15 @@ TEST_F(ApdFit, NineSamplesAreNotFitted) {
     EXPECT_EQ(-1, k_);
 }
 
+TEST_F(ApdFit, WithoutMemoryNothingIsFitted) {
+    APD_BREAK_PARA para = Flat(16);
+    system_.Fail("malloc", ENOMEM);
+    EXPECT_EQ("", Fit(para));
+    EXPECT_THAT(operator_.Lines(), testing::IsEmpty());
+    EXPECT_FALSE(Saved());
+    EXPECT_EQ(-1, k_);
+}
+
 TEST_F(ApdFit, TenSamplesFailButAreSaved) {
     APD_BREAK_PARA para = Flat(10);
     EXPECT_THAT(Fit(para), HasSubstr("TempNum = 10, DelNum = 0, GetApdCoefficient Failed!\r\n"));
@@ -99,15 +108,19 @@ TEST_F(ApdFit, FourteenDeletionsAreAFailureThatIsSaved) {
     EXPECT_TRUE(Saved());
 }
 
-TEST_F(ApdFit, AnInterceptBelowZeroChangesNothing) {
-    APD_BREAK_PARA para = {};
-    para.iNum = 16;
-    for (int i = 0; i < 16; ++i) {
-        para.fTemp[i] = static_cast<float>(20 + i);
-        para.iVolt[i] = static_cast<uint16_t>(100 * i);  // -2000 at zero degrees
+TEST_F(ApdFit, AnInterceptThatIsNoCodeChangesNothing) {
+    // At 20 degrees and a degree: -2000 and 70000 at zero degrees.
+    const struct { int at20, slope; } lines[] = {{0, 100}, {30000, -2000}};
+    for (const auto& line : lines) {
+        APD_BREAK_PARA para = {};
+        para.iNum = 16;
+        for (int i = 0; i < 16; ++i) {
+            para.fTemp[i] = static_cast<float>(20 + i);
+            para.iVolt[i] = static_cast<uint16_t>(line.at20 + line.slope * i);
+        }
+        const OPM_TUNING before = cOpmTunning;
+        EXPECT_THAT(Fit(para), HasSubstr("BreakVoltage is too small")) << line.slope;
+        EXPECT_EQ(0, memcmp(&before, &cOpmTunning, sizeof before)) << line.slope;
+        EXPECT_TRUE(Saved()) << "as it was";
     }
-    const OPM_TUNING before = cOpmTunning;
-    EXPECT_THAT(Fit(para), HasSubstr("BreakVoltage is too small"));
-    EXPECT_EQ(0, memcmp(&before, &cOpmTunning, sizeof before));
-    EXPECT_TRUE(Saved()) << "as it was";
 }

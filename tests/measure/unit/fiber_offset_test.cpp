@@ -172,10 +172,18 @@ TEST_F(FiberOffset, AcquiresInItsOrder) {
 TEST_F(FiberOffset, ShortMemoryLeavesTheRecord) {
     cOpmTunning.OffsetPoint = 4711;
     Samples(60000, 0);
-    system_.Fail("malloc", 12);
-    EXPECT_EQ(0, CalExFiberLen(result_));
-    EXPECT_STREQ("Adjust Error", result_);
-    EXPECT_EQ(4711, cOpmTunning.OffsetPoint);
+    const struct {
+        const char* call;
+        int before;
+    } cases[] = {{"calloc", 0}, {"malloc", 0}, {"malloc", 1}};
+    for (const auto& one : cases) {
+        system_.Fail(one.call, 12, one.before, 1);
+        memset(result_, 'x', 20);
+        EXPECT_EQ(0, CalExFiberLen(result_));
+        EXPECT_STREQ("Adjust Error", result_);
+        EXPECT_EQ(4711, cOpmTunning.OffsetPoint);
+        EXPECT_EQ("", system_.Trace("data")) << one.call << " after " << one.before;
+    }
 }
 
 TEST_F(FiberOffset, AnAcquisitionThatNeverEndsIsAnErrorThatIsNotSaved) {

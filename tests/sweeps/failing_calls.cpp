@@ -3,31 +3,14 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <chrono>
 
 #include "simulator/panel/control_client.h"
 #include "tests/support/module_rest.h"
+#include "tests/sweeps/ending.h"
 
 namespace k905::sweeps {
 
 namespace {
-
-constexpr std::int64_t kWithinUs = 1'000'000;
-constexpr double kHangSeconds = 20;
-// A load of the FPGA that fails leaves the loader open.
-constexpr const char* kKeptOnPurpose = "descriptor of fpga_init";
-
-std::map<std::string, unsigned long> Held(const nlohmann::json& calls) {
-    std::map<std::string, unsigned long> held;
-    for (const nlohmann::json& thing : calls.at("holds").at("things"))
-        held[thing.at("what").get<std::string>() + " of " + thing.at("in").get<std::string>()] +=
-            thing.at("count").get<unsigned long>();
-    return held;
-}
-
-double Seconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // Not the functions whose failure passes by its nature: a thread that has not ended yet, a lock that is held,
 // a signal that has come; sigaction fails by its arguments only.
@@ -36,22 +19,6 @@ bool CanLast(const std::string& function) {
         if (function == passing)
             return false;
     return true;
-}
-
-// SIGTERM; what is wrong with the end.
-std::vector<std::string> End(Bench& bench, double* seconds) {
-    std::vector<std::string> wrong;
-    std::int64_t took = -1;
-    const double begin = Seconds();
-    const Ending& ending = bench.Stop(kHangSeconds, &took);
-    *seconds = Seconds() - begin;
-    if (ending.running || ending.signal != 0 || ending.status != 0)
-        wrong.push_back("end: " + bench.DescribeEnding());
-    else if (took < 0)
-        wrong.push_back("end: its time cannot be told");
-    else if (took > kWithinUs)
-        wrong.push_back("end: took " + std::to_string(took / 1000) + " ms");
-    return wrong;
 }
 
 // Texts by which the program tells that something went wrong.
@@ -183,8 +150,6 @@ Outcome RunFailing(const Script& script, const GoodRun& good, const Failure& fai
     if (!calls.is_object())
         return outcome;
     for (const auto& [thing, count] : Held(calls)) {
-        if (thing == kKeptOnPurpose)
-            continue;
         const auto found = good.held.find(thing);
         if (count > (found == good.held.end() ? 0 : found->second))
             outcome.findings.push_back("left at the end: " + std::to_string(count) + " " + thing);

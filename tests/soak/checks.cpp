@@ -61,7 +61,7 @@ const std::vector<Work>& Works() {
          6000,
          800,
          4},
-        {Screen::kTest, "Signal chain", {{Check::kSignalChain, kChannels}}, 4000, 20000, 10000, 2},
+        {Screen::kTest, "Signal chain", {{Check::kSignalChain, kChannels}}, 4000, 60000, 10000, 2},
         {Screen::kTest, "Eeprom Check", {{Check::kModuleEeprom, {"|Eeprom Check OK!"}}}, 1500, 8000, 500, 3},
         {Screen::kTest,
          "Temperature",

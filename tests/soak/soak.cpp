@@ -104,12 +104,12 @@ class Soak {
     void DoSomething();
     void Do(const Work& work);
     void Prepare(const Work& work);
-    void RunToItsEnd(const Work& work, bool careful);
+    void RunToItsEnd(const Work& work, int quietMs);
     void StopApd();
     void PressKeys();
     void HoldKey();
     void TouchAnywhere();
-    void HoldControl();
+    void DrawFinger();
     void ReadRecord();
 
     // Judging.
@@ -147,8 +147,9 @@ class Soak {
     std::vector<const BenchChange*> startedWith_;
     unsigned long cycleEnds_ = 0, moduleFrom_ = 0;  // changes
     Screen where_ = Screen::kStart;
-    unsigned long switches_ = 0;  // of the bench
-    bool linkOpen_ = false, lightOn_ = false;
+    std::vector<ScreenControl> controls_;  // of this screen
+    unsigned long switches_ = 0;           // of the bench
+    bool linkOpen_ = false;
     bool moduleMoved_ = false;     // a module's test has moved its attenuators
     bool attenuatorSet_ = false;   // Att0 has passed
     bool testLocked_ = false;      // the OPM test's buttons may be locked
@@ -291,7 +292,7 @@ bool Soak::PowerOn() {
     bench_->Request({{"do", "calls"}, {"action", "start"}});
     ++report_.starts;
     where_ = Screen::kStart;
-    linkOpen_ = lightOn_ = moduleMoved_ = attenuatorSet_ = testLocked_ = busy_ = false;
+    linkOpen_ = moduleMoved_ = attenuatorSet_ = testLocked_ = busy_ = false;
     lateUntil_ = -1;
     baseline_.reset();
     Say("power on, module " + std::to_string(module_) + with);
@@ -386,12 +387,13 @@ void Soak::End() {
             Finding("left at the end: " + std::to_string(count) + " " + thing);
 }
 
-// As many changes an hour as are wanted of the whole run: what is left over of the time passes idle.
+// As many changes an hour as are wanted of the whole run: what is left over of the time passes idle. (Not on
+// the key check, which never rests.)
 void Soak::Pace() {
     const double share = std::min(1.0, static_cast<double>(report_.changes) / options_.changes);
     const auto target = static_cast<std::int64_t>(share * options_.hours * kHourUs);
     const std::int64_t ahead = (target - Now()) / 1000;
-    if (ahead > 0 && (dice_.OneIn(8) || report_.changes >= options_.changes)) {
+    if (ahead > 0 && where_ != Screen::kKeys && (dice_.OneIn(8) || report_.changes >= options_.changes)) {
         Say("idle for " + std::to_string(ahead) + " ms");
         bench_->Advance(static_cast<int>(ahead));
         Now();
@@ -401,9 +403,9 @@ void Soak::Pace() {
 // ---- The way through the screens ----
 
 std::optional<Screen> Soak::Where() {
-    const std::vector<ScreenControl> controls = bench_->Controls();
+    controls_ = bench_->Controls();
     for (int screen = 0; screen < kScreens; ++screen)
-        for (const ScreenControl& control : controls)
+        for (const ScreenControl& control : controls_)
             if (control.name == kWays[screen].marker)
                 return static_cast<Screen>(screen);
     return std::nullopt;
@@ -428,22 +430,20 @@ void Soak::Hop(Screen to) {
         return false;
     };
     for (int tries = 0; tries < 2; ++tries) {
-        if (Find(bench_->Controls(), control) != nullptr)
-            bench_->Touch(control);
+        if (const ScreenControl* way = Find(controls_, control))
+            bench_->Tap(way->x, way->y);
         bool arrived = there();
         // A touch may have begun something that goes on for long without the board, and for ever without
         // samples.
         for (int wait = 0; busy_ && !arrived && wait < 2; ++wait) {
             RepairAll();
-            bench_->UntilIdle(12000, kEndsWithinMs);
+            bench_->UntilIdle(100000, kEndsWithinMs);
             arrived = there();
         }
         busy_ = false;
         if (arrived) {
             ++report_.changes;
             where_ = to;
-            if (to == Screen::kMenu && !back)
-                lightOn_ = false;
             Say(std::string("to ") + NameOf(to));
             LookAtOpened(to);
             return;
@@ -475,7 +475,7 @@ void Soak::LookAtOpened(Screen screen) {
     std::swap(look, report_.hash);
     std::string state = NameOf(screen);
     for (const char* control : {"Voltage Check", "Apd"})
-        if (const ScreenControl* board = Find(bench_->Controls(), control))
+        if (const ScreenControl* board = Find(controls_, control))
             state += (linkOpen_ = board->enabled) ? ", link open" : ", link closed";
     if (screen == Screen::kStart || screen == Screen::kMenu)
         state += Shows(bench_->Texts(), "Connect Success !") ? ", link open" : ", link closed";
@@ -570,6 +570,12 @@ void Soak::Visit(Screen screen) {
         ReadRecord();
     for (unsigned i = 1 + dice_.Below(4); i > 0 && !Over(); --i)
         DoSomething();
+    // The visible light makes every second of the program's time long: it stays on now and then only.
+    if (where_ == Screen::kMainBoard && !dice_.OneIn(8) &&
+        bench_->Request({{"do", "state"}}).at("state").at("fpga").at("visible_light").get<bool>()) {
+        bench_->Touch("Visible Check");
+        bench_->UntilIdle(300, kChangeMs);
+    }
 }
 
 void Soak::DoSomething() {
@@ -590,9 +596,9 @@ void Soak::DoSomething() {
     else if (chosen == 1)
         TouchAnywhere();
     else if (chosen == 2)
-        HoldControl();
+        DrawFinger();
     else if (chosen == 3)
-        bench_->Advance(dice_.Between(0, 20000));
+        bench_->Advance(dice_.Between(0, where_ == Screen::kKeys ? 1000 : 20000));
     else
         HoldKey();
 }
@@ -612,8 +618,8 @@ void Soak::Prepare(const Work& work) {
 }
 
 void Soak::Do(const Work& work) {
-    const auto controls = bench_->Controls();
-    const ScreenControl* control = Find(controls, work.control);
+    controls_ = bench_->Controls();
+    const ScreenControl* control = Find(controls_, work.control);
     if (control == nullptr) {
         Finding(std::string("no ") + work.control + " on the screen");
         throw CycleOver();
@@ -627,7 +633,7 @@ void Soak::Do(const Work& work) {
         return;
     }
     if (connect) {
-        const ScreenControl* board = Find(controls, where_ == Screen::kAdjust ? "Apd" : "Voltage Check");
+        const ScreenControl* board = Find(controls_, where_ == Screen::kAdjust ? "Apd" : "Voltage Check");
         if (!testLocked_ || where_ != Screen::kTest)
             linkOpen_ = board != nullptr && board->enabled;
     }
@@ -657,10 +663,10 @@ void Soak::Do(const Work& work) {
         bench_->Advance(dice_.Between(0, work.lastsMs));
         SwitchSomething();
     }
-    bool careful = disturbed || silentLoop || Any(BenchChange::kHides) || lateUntil_ >= 0;
+    bool careful = disturbed || silentLoop || Any(BenchChange::kHides) || lateUntil_ >= before_ + seen_;
     for (const Expected one : expected)
         careful = careful || one != Expected::kPass;
-    RunToItsEnd(work, careful);
+    RunToItsEnd(work, silentLoop ? work.worstMs + 60000 : careful ? work.worstMs : work.usualMs);
     const std::vector<TextRun> texts = bench_->Texts();
     std::string all;
     for (const TextRun& run : texts)
@@ -687,31 +693,28 @@ void Soak::Do(const Work& work) {
     }
     if (connect) {
         linkOpen_ = !closes && Passed(work.readings[0], texts);
-        const bool serialGood = expected[0] == Expected::kPass || (lateUntil_ >= 0 && lateUntil_ < Now());
-        if (linkOpen_ && serialGood && switches == switches_ && lateUntil_ < Now())
+        if (linkOpen_ && switches == switches_ && lateUntil_ < Now())
             lateUntil_ = -1;
     }
     Remember(work, allPassed);
 }
 
-void Soak::RunToItsEnd(const Work& work, bool careful) {
+void Soak::RunToItsEnd(const Work& work, int quietMs) {
     const bool apd = where_ == Screen::kApd;
-    if (apd && dice_.OneIn(2)) {
-        bench_->Advance(dice_.Between(0, work.lastsMs));  // left in the middle
+    if (apd && !dice_.OneIn(4)) {
+        bench_->Advance(dice_.Between(0, work.lastsMs / 4));  // left in the middle
         ++switches_;
         return StopApd();
     }
     bool ended = false;
     if (apd || work.lastsMs >= 60000) {
-        const char* text = apd ? "APD Tuning Start" : "check over!!!";
-        ended = bench_->UntilText(text, 4 * work.lastsMs);
+        ended = bench_->UntilText(apd ? "APD Tuning Start" : "check over!!!", 2 * work.lastsMs + 30000);
         bench_->UntilIdle(500, 5000);
         if (apd)
             return;  // it waits on until it is stopped; the screen is left for that
-        careful = careful || !ended;
     }
     if (!ended)
-        ended = bench_->UntilIdle(careful ? work.worstMs : work.usualMs, kEndsWithinMs);
+        ended = bench_->UntilIdle(quietMs, kEndsWithinMs);
     if (!ended && !on_.empty()) {
         RepairAll();
         ended = bench_->UntilIdle(work.worstMs, kEndsWithinMs);
@@ -722,6 +725,7 @@ void Soak::RunToItsEnd(const Work& work, bool careful) {
     }
 }
 
+// A second start changes nothing.
 void Soak::StopApd() {
     bench_->Touch(dice_.OneIn(2) ? "Stop" : "Start");
     bench_->Advance(3000);
@@ -735,8 +739,6 @@ void Soak::Remember(const Work& work, bool passed) {
         for (const auto& file : fs::directory_iterator(folder_ + "/root/mnt/usb", ignored))
             fs::remove(file.path(), ignored);
     }
-    if (control == "Visible Check" || control == "Auto")
-        lightOn_ = !lightOn_;
     if (control == "Signal chain")
         testLocked_ = testLocked_ || !passed;
     if (where_ == Screen::kMainBoard || control == "Connect" || control == "Temperature")
@@ -775,7 +777,7 @@ void Soak::HoldKey() {
     bench_->UntilIdle(300, 3000);
     const Picture dark = bench_->Screen();
     bench_->Key(key, "down");
-    bench_->Advance(dice_.Between(300, 3000));
+    bench_->Advance(dice_.Between(300, 900));
     const bool lit = bench_->Screen().bytes != dark.bytes;
     bench_->Key(key, "up");
     bench_->Advance(500);
@@ -805,14 +807,13 @@ void Soak::TouchAnywhere() {
         bench_->Request(touch);
         bench_->Advance(dice_.Between(50, 4000));
     }
-    bench_->Advance(4000);
-    bench_->UntilIdle(3000, 120000);
+    bench_->UntilIdle(here == Screen::kKeys ? 1000 : 4000, 120000);
     busy_ = true;
     ++switches_;
     std::optional<Screen> now = Where();
     if (now != here && where_ != Screen::kStart) {
         // On the way back.
-        bench_->UntilIdle(12000, kEndsWithinMs);
+        bench_->UntilIdle(3000, kEndsWithinMs);
         now = Where();
     }
     if (!now) {
@@ -822,38 +823,35 @@ void Soak::TouchAnywhere() {
     where_ = *now;
     report_.changes += where_ != here;
     Say(std::string("now on ") + NameOf(where_));
-    if (here != Screen::kStart && here != Screen::kMainBoard && here != Screen::kKeys) {
+    const auto atBoard = [](Screen screen) {
+        return screen == Screen::kStart || screen == Screen::kMainBoard || screen == Screen::kKeys;
+    };
+    if (!atBoard(here) || !atBoard(where_)) {
         moduleMoved_ = true;
         attenuatorSet_ = false;
         stored_.clear();
     }
     testLocked_ = testLocked_ || here == Screen::kTest;
-    lightOn_ = true;
-    // The measurement board may have been asked, or the link closed and opened again.
-    if (Any(BenchChange::kSilent) || Any(BenchChange::kLate))
-        lateUntil_ = INT64_MAX;
 }
 
-// A finger laid on a button for long, and lifted somewhere else or there.
-void Soak::HoldControl() {
+// A finger laid down beside a button, for long, and lifted on it: nothing may start.
+void Soak::DrawFinger() {
     ++report_.touches;
-    const std::vector<ScreenControl> controls = bench_->Controls();
-    const ScreenControl* back = Find(controls, "Back");
-    const ScreenControl* control = back != nullptr ? back : Find(controls, "Opticl_FCT");
+    const ScreenControl* back = Find(controls_, "Back");
+    const ScreenControl* control = back != nullptr ? back : Find(controls_, "Opticl_FCT");
     if (control == nullptr)
         return;
-    // Laid down beside it and drawn over it: nothing may start.
+    const std::string name = control->name;
     bench_->Request({{"do", "touch"}, {"action", "down"}, {"x", 790}, {"y", 470}});
     bench_->Advance(dice_.Between(100, 2000));
     bench_->Request({{"do", "touch"}, {"action", "move"}, {"x", control->x}, {"y", control->y}});
     bench_->Advance(dice_.Between(50, 500));
     bench_->Request({{"do", "touch"}, {"action", "up"}});
     bench_->UntilIdle(500, 10000);
-    const std::optional<Screen> now = Where();
-    Say(std::string("held, now on ") + (now ? NameOf(*now) : "an unknown screen"));
-    if (now && now != where_) {
-        where_ = *now;
-        ++report_.changes;
+    Say("a finger drawn onto " + name);
+    if (Where() != where_) {
+        Finding("a finger laid down beside " + name + " and lifted on it starts it");
+        throw CycleOver();
     }
 }
 

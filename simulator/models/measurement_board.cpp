@@ -259,9 +259,9 @@ void MeasurementBoard::Reply(std::vector<std::uint8_t> reply, Micros at) {
     if (replyShort_)
         reply.pop_back();
     busyUntil_ = at + static_cast<Micros>(reply.size()) * kCharacterTime;
+    at += replyDelay_;
     if (!output_.empty())
         at = std::max(at, output_.back().at);
-    at += replyDelay_;
     for (const std::uint8_t byte : reply)
         output_.push_back({at += kCharacterTime, byte});
     ++replies_;

@@ -220,7 +220,7 @@ std::int64_t Soak::Now() {
 }
 
 bool Soak::Over() const {
-    if (options_.stopAt != 0 && report_.changes >= options_.stopAt)
+    if (options_.stopAt != 0 && report_.changes > options_.stopAt)
         return true;
     return report_.changes >= options_.changes &&
            before_ + seen_ >= static_cast<std::int64_t>(options_.hours * kHourUs);
@@ -457,7 +457,7 @@ void Soak::Hop(Screen to) {
 }
 
 void Soak::GoTo(Screen to) {
-    while (where_ != to && !(options_.stopAt != 0 && report_.changes >= options_.stopAt))
+    while (where_ != to)
         Hop(StepTowards(to));
 }
 
@@ -638,6 +638,9 @@ void Soak::Do(const Work& work) {
             linkOpen_ = board != nullptr && board->enabled;
     }
     const bool closes = connect && linkOpen_;
+    // Nothing would tell when it is over.
+    if (Any(BenchChange::kHides) && !connect && (where_ == Screen::kAdjust || work.lastsMs >= 2000))
+        return;
     Prepare(work);
     // What stood there before could be read as this one's.
     if (where_ == Screen::kOptical || where_ == Screen::kApd) {

@@ -16,7 +16,7 @@ struct Options {
     unsigned seed = 1;
     double hours = 24;         // virtual, at least
     unsigned changes = 10000;  // of the screen, at least
-    unsigned stopAt = 0;       // ends with this change, telling every step; 0: never
+    unsigned stopAt = 0;       // ends with the change after this one, telling every step; 0: never
     bool verbose = false;      // tells every step
 };
 

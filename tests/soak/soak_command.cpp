@@ -17,7 +17,7 @@ constexpr const char* kUsage =
     "  --seed N      of everything that is done and of the module (default: 1)\n"
     "  --hours H     virtual hours, at least (default: 24)\n"
     "  --changes N   changes of the screen, at least (default: 10000)\n"
-    "  --stop-at N   ends with this change, and tells every step\n"
+    "  --stop-at N   ends with the change after this one, and tells every step\n"
     "  --verbose     tells every step\n";
 
 double ProcessorSeconds(int who) {

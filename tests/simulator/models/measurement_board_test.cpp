@@ -220,6 +220,15 @@ TEST_F(Board, FaultsSpoilReplies) {
     EXPECT_NE(garbage, (Bytes{6, 7, 0, 0, 0, 0, 0}));
 }
 
+// A board that is slow to answer is not slower the more it is asked.
+TEST_F(Board, EveryReplyIsLateByTheSame) {
+    board_.SetReplyDelay(6000000);
+    for (int i = 0; i < 3; ++i)
+        Send({2, 7, 0x23});
+    EXPECT_THAT(Receive(5999000), IsEmpty());
+    EXPECT_EQ(21u, Receive(50000).size());
+}
+
 TEST_F(Board, FlushAndReopenDropWhatHasArrivedOnly) {
     Send({2, 7, 0x23});
     world_.now = file_->ReadableAt() + 100;  // two bytes are here

@@ -18,10 +18,11 @@ struct BenchChange {
     nlohmann::json off;
     std::vector<Check> fails;  // must not pass while it lasts
     std::vector<Check> blurs;  // may pass or not
-    enum Kind { kUsual, kSilent, kLate, kHides, kCuts, kBlocks } kind = kUsual;
-    // kSilent: the measurement board does not answer, a loop would last for hours. kLate: nor does it, and
-    // what it says comes afterwards. kHides: texts may be illegible. kCuts: the supply goes off in a write.
-    // kBlocks: what waits for the module's samples may not end.
+    enum Kind { kUsual, kSlow, kLate, kHides, kCuts, kBlocks } kind = kUsual;
+    // kSlow: every answer of the measurement board takes one to five seconds, a loop would last for hours.
+    // kLate: the same, and what it says comes afterwards. kHides: texts may be illegible. kCuts: the supply
+    // goes off in a write. kBlocks: what waits for the module's samples may not end, and it may not come to
+    // rest.
 };
 
 // Those that come and go while the program runs, and those that matter as it starts.

@@ -652,7 +652,7 @@ void Soak::Do(const Work& work) {
     std::vector<Expected> expected;
     for (const Reading& reading : work.readings)
         expected.push_back(Expect(reading.check));
-    const bool silentLoop = (Any(BenchChange::kSilent) || Any(BenchChange::kLate)) &&
+    const bool silentLoop = (Any(BenchChange::kSlow) || Any(BenchChange::kLate)) &&
                             (where_ == Screen::kAdjust || work.control == std::string("Signal chain")) &&
                             !connect;
     const bool disturbed = dice_.OneIn(8);

@@ -568,7 +568,7 @@ void Soak::Visit(Screen screen) {
     GoTo(screen);
     if (where_ == Screen::kRecord)
         ReadRecord();
-    for (unsigned i = 1 + dice_.Below(4); i > 0 && !Over(); --i)
+    for (unsigned i = dice_.Below(4); i > 0 && !Over(); --i)
         DoSomething();
     // The visible light makes every second of the program's time long: it stays on now and then only.
     if (where_ == Screen::kMainBoard && !dice_.OneIn(8) &&

@@ -58,7 +58,7 @@ const std::vector<Work>& Works() {
          "Voltage Check",
          {{Check::kModuleVoltages, {"|OK  TP18:", "|OK  TP16:", "|OK  TP17:"}}},
          1000,
-         8000,
+         17000,
          800,
          4},
         {Screen::kTest, "Signal chain", {{Check::kSignalChain, kChannels}}, 4000, 60000, 10000, 2},

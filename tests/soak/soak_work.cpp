@@ -1,0 +1,322 @@
+// What is done on a screen.
+#include <algorithm>
+#include <filesystem>
+
+#include "simulator/panel/check_record.h"
+#include "simulator/panel/ctl_words.h"
+#include "tests/soak/soak_run.h"
+
+namespace fs = std::filesystem;
+
+namespace k905::soak {
+
+void Soak::Visit(Screen screen) {
+    GoTo(screen);
+    if (where_ == Screen::kRecord)
+        ReadRecord();
+    for (unsigned i = dice_.Below(4); i > 0 && !Over(); --i)
+        DoSomething();
+    // The visible light makes every second of the program's time long: it stays on now and then only.
+    if (where_ == Screen::kMainBoard && !dice_.OneIn(8) &&
+        bench_->Request({{"do", "state"}}).at("state").at("fpga").at("visible_light").get<bool>()) {
+        bench_->Touch("Visible Check");
+        bench_->UntilIdle(300, kChangeMs);
+    }
+}
+
+void Soak::DoSomething() {
+    unsigned sum = 0;
+    for (const Work& work : Works())
+        sum += work.screen == where_ ? work.weight : 0;
+    const unsigned kBesides = 4;
+    unsigned chosen = dice_.Below(sum + kBesides + (where_ == Screen::kKeys ? 8 : 0));
+    for (const Work& work : Works()) {
+        if (work.screen != where_)
+            continue;
+        if (chosen < work.weight)
+            return Do(work);
+        chosen -= work.weight;
+    }
+    if (chosen == 0)
+        PressKeys();
+    else if (chosen == 1)
+        TouchAnywhere();
+    else if (chosen == 2)
+        DrawFinger();
+    else if (chosen == 3)
+        bench_->Advance(dice_.Between(0, where_ == Screen::kKeys ? 1000 : 20000));
+    else
+        HoldKey();
+}
+
+// The fibre that the work is told to have, most of the time.
+void Soak::Prepare(const Work& work) {
+    static const std::vector<std::string> path = {"1.5 km", "1.5 km", "1.5 km", "1 km", "none"};
+    static const std::vector<std::string> offset = {"5 m", "5 m", "5 m", "none", "1.5 km"};
+    for (const Reading& reading : work.readings) {
+        if (reading.check == Check::kLightPath)
+            SetFibre(dice_.Of(path));
+        else if (reading.check == Check::kOffset)
+            SetFibre(dice_.Of(offset));
+        else if (reading.check == Check::kApdSearch)
+            SetFibre("none");
+    }
+}
+
+void Soak::Do(const Work& work) {
+    controls_ = bench_->Controls();
+    const ScreenControl* control = Find(controls_, work.control);
+    if (control == nullptr) {
+        Finding(std::string("no ") + work.control + " on the screen");
+        throw CycleOver();
+    }
+    const bool connect = work.control == std::string("Connect");
+    if (!control->enabled) {
+        if (!connect && !linkOpen_ && !dice_.OneIn(4))
+            Do(*std::find_if(Works().begin(), Works().end(), [this](const Work& one) {
+                return one.screen == where_ && one.control == std::string("Connect");
+            }));
+        return;
+    }
+    if (connect) {
+        const ScreenControl* board = Find(controls_, where_ == Screen::kAdjust ? "Apd" : "Voltage Check");
+        if (!testLocked_ || where_ != Screen::kTest)
+            linkOpen_ = board != nullptr && board->enabled;
+    }
+    const bool closes = connect && linkOpen_;
+    // Nothing would tell when it is over.
+    if (Any(BenchChange::kHides) && !connect && (where_ == Screen::kAdjust || work.lastsMs >= 2000))
+        return;
+    Prepare(work);
+    // What stood there before could be read as this one's.
+    if (where_ == Screen::kOptical || where_ == Screen::kApd) {
+        const Screen here = where_;
+        GoTo(Screen::kMenu);
+        GoTo(here);
+    }
+    const unsigned long switches = switches_;
+    std::vector<Expected> expected;
+    for (const Reading& reading : work.readings)
+        expected.push_back(Expect(reading.check));
+    const bool silentLoop = (Any(BenchChange::kSlow) || Any(BenchChange::kLate)) &&
+                            (where_ == Screen::kAdjust || work.control == std::string("Signal chain")) &&
+                            !connect;
+    const bool disturbed = dice_.OneIn(8);
+    bench_->Touch(work.control);
+    ++Counts().run;
+    if (silentLoop) {
+        // Every try takes 5 s then: the plug is put back.
+        bench_->Advance(dice_.Between(1000, 60000));
+        RepairAll();
+    } else if (disturbed) {
+        bench_->Advance(dice_.Between(0, work.lastsMs));
+        SwitchSomething();
+    }
+    bool careful = disturbed || silentLoop || Any(BenchChange::kHides) || lateUntil_ >= before_ + seen_;
+    for (const Expected one : expected)
+        careful = careful || one != Expected::kPass;
+    RunToItsEnd(work, silentLoop ? work.worstMs + 60000 : careful ? work.worstMs : work.usualMs);
+    const std::vector<TextRun> texts = bench_->Texts();
+    std::string all;
+    for (const TextRun& run : texts)
+        all += run.text + "|";
+    Say(std::string(work.control) + ": " + all);
+    bool allPassed = !work.readings.empty();
+    for (std::size_t i = 0; i < work.readings.size(); ++i) {
+        const Reading& reading = work.readings[i];
+        const bool passed = Passed(reading, texts);
+        allPassed = allPassed && passed && expected[i] == Expected::kPass && switches == switches_;
+        if (closes) {
+            if (passed)
+                Finding("Connect opened a link that was open");
+            continue;
+        }
+        const Expected verdict = switches != switches_ ? Expected::kFree : expected[i];
+        ++(verdict == Expected::kFree ? Counts().free : passed ? Counts().passed : Counts().failed);
+        if (verdict == Expected::kPass && !passed && !Any(BenchChange::kHides))
+            Finding(std::string(work.control) + " must pass (" + reading.pass[0] + "); the screen shows:\n" +
+                    bench_->Describe());
+        if (verdict == Expected::kFail && passed)
+            Finding(std::string(work.control) + " must not pass (" + reading.pass[0] +
+                    "); the screen shows:\n" + bench_->Describe());
+    }
+    if (connect) {
+        linkOpen_ = !closes && Passed(work.readings[0], texts);
+        if (linkOpen_ && switches == switches_ && lateUntil_ < Now())
+            lateUntil_ = -1;
+    }
+    Remember(work, allPassed);
+}
+
+void Soak::RunToItsEnd(const Work& work, int quietMs) {
+    const bool apd = where_ == Screen::kApd;
+    if (apd && !dice_.OneIn(4)) {
+        bench_->Advance(dice_.Between(0, work.lastsMs / 4));  // left in the middle
+        ++switches_;
+        return StopApd();
+    }
+    bool ended = false;
+    if (apd || work.lastsMs >= 60000) {
+        ended = bench_->UntilText(apd ? "APD Tuning Start" : "check over!!!", 2 * work.lastsMs + 30000);
+        bench_->UntilIdle(500, 5000);
+        if (apd)
+            return;  // it waits on until it is stopped; the screen is left for that
+    }
+    if (!ended)
+        ended = bench_->UntilIdle(quietMs, kEndsWithinMs);
+    if (!ended && !on_.empty()) {
+        RepairAll();
+        ended = bench_->UntilIdle(work.worstMs, kEndsWithinMs);
+    }
+    if (!ended) {
+        Finding(std::string(work.control) + " does not end");
+        throw CycleOver();
+    }
+}
+
+// A second start changes nothing.
+void Soak::StopApd() {
+    bench_->Touch(dice_.OneIn(2) ? "Stop" : "Start");
+    bench_->Advance(3000);
+}
+
+// What later verdicts rest on.
+void Soak::Remember(const Work& work, bool passed) {
+    const std::string control = work.control;
+    if (where_ == Screen::kOptical) {
+        std::error_code ignored;  // another stick: traces grow
+        for (const auto& file : fs::directory_iterator(folder_ + "/root/mnt/usb", ignored))
+            fs::remove(file.path(), ignored);
+    }
+    if (control == "Signal chain")
+        testLocked_ = testLocked_ || !passed;
+    if (where_ == Screen::kMainBoard || control == "Connect" || control == "Temperature")
+        return;
+    moduleMoved_ = true;
+    if (control == "Att0")
+        attenuatorSet_ = passed;
+    if (where_ == Screen::kAdjust) {
+        if (passed)
+            stored_.insert(control);
+        else
+            stored_.erase(control);
+    }
+}
+
+void Soak::PressKeys() {
+    for (unsigned i = 1 + dice_.Below(5); i > 0; --i) {
+        ++report_.keys;
+        int held = 150;
+        if (dice_.OneIn(4)) {
+            bench_->Request({{"do", "knob"}, {"steps", dice_.Between(-5, 5)}});
+        } else {
+            held = dice_.OneIn(4) ? dice_.Between(500, 4000) : held;
+            bench_->Request({{"do", "key"}, {"key", dice_.Of(KeyNames())}, {"hold_ms", held}});
+        }
+        bench_->Advance(held + dice_.Between(20, 600));
+    }
+}
+
+// A key's picture lights up while it is held, and goes out.
+void Soak::HoldKey() {
+    const std::string key = dice_.Of(KeyNames());
+    const Expected expected = Expect(Check::kKeys);
+    ++report_.keys;
+    ++Counts().run;
+    bench_->UntilIdle(300, 3000);
+    const Picture dark = bench_->Screen();
+    bench_->Key(key, "down");
+    bench_->Advance(dice_.Between(300, 900));
+    const bool lit = bench_->Screen().bytes != dark.bytes;
+    bench_->Key(key, "up");
+    bench_->Advance(500);
+    const bool out = bench_->Screen().bytes == dark.bytes;
+    Say("key " + key + (lit ? " lit" : " dark") + (out ? "" : ", stays"));
+    ++(expected == Expected::kFree ? Counts().free : lit && out ? Counts().passed : Counts().failed);
+    if (expected == Expected::kPass && !(lit && out) && !Any(BenchChange::kHides))
+        Finding("the picture of key " + key + (lit ? " stays light" : " stays dark"));
+    if (expected == Expected::kFail && lit)
+        Finding("the picture of key " + key + " lights up without a keypad");
+}
+
+// Anything may come of it.
+void Soak::TouchAnywhere() {
+    if (Any(BenchChange::kHides))
+        return;  // nothing would tell when it is over
+    const Screen here = where_;
+    for (unsigned i = 1 + dice_.Below(4); i > 0; --i) {
+        ++report_.touches;
+        json touch = {{"do", "touch"}, {"x", dice_.Between(0, 799)}, {"y", dice_.Between(0, 479)}};
+        if (dice_.OneIn(4)) {
+            touch["x2"] = dice_.Between(0, 799);
+            touch["y2"] = dice_.Between(0, 479);
+        }
+        touch["hold_ms"] = dice_.OneIn(4) ? dice_.Between(200, 3000) : 150;
+        Say("touch " + touch.dump());
+        bench_->Request(touch);
+        bench_->Advance(dice_.Between(50, 4000));
+    }
+    bench_->UntilIdle(here == Screen::kKeys ? 1000 : 4000, 120000);
+    busy_ = true;
+    ++switches_;
+    std::optional<Screen> now = Where();
+    if (now != here && where_ != Screen::kStart) {
+        // On the way back.
+        bench_->UntilIdle(3000, kEndsWithinMs);
+        now = Where();
+    }
+    if (!now) {
+        Finding("no known screen after touches");
+        throw CycleOver();
+    }
+    where_ = *now;
+    report_.changes += where_ != here;
+    Say(std::string("now on ") + NameOf(where_));
+    const auto atBoard = [](Screen screen) {
+        return screen == Screen::kStart || screen == Screen::kMainBoard || screen == Screen::kKeys;
+    };
+    if (!atBoard(here) || !atBoard(where_)) {
+        moduleMoved_ = true;
+        attenuatorSet_ = false;
+        stored_.clear();
+    }
+    testLocked_ = testLocked_ || here == Screen::kTest;
+}
+
+// A finger laid down beside a button, for long, and lifted on it: nothing may start.
+void Soak::DrawFinger() {
+    ++report_.touches;
+    const ScreenControl* back = Find(controls_, "Back");
+    const ScreenControl* control = back != nullptr ? back : Find(controls_, "Opticl_FCT");
+    if (control == nullptr)
+        return;
+    const std::string name = control->name;
+    bench_->Request({{"do", "touch"}, {"action", "down"}, {"x", 790}, {"y", 470}});
+    bench_->Advance(dice_.Between(100, 2000));
+    bench_->Request({{"do", "touch"}, {"action", "move"}, {"x", control->x}, {"y", control->y}});
+    bench_->Advance(dice_.Between(50, 500));
+    bench_->Request({{"do", "touch"}, {"action", "up"}});
+    bench_->UntilIdle(500, 10000);
+    Say("a finger drawn onto " + name);
+    if (Where() != where_) {
+        Finding("a finger laid down beside " + name + " and lifted on it starts it");
+        throw CycleOver();
+    }
+}
+
+void Soak::ReadRecord() {
+    const std::string file = folder_ + "/tuning.bin";
+    if (!fs::exists(file))
+        return;
+    ++Counts().run;
+    const std::vector<TextRun> texts = bench_->Texts();
+    const std::vector<std::string> lines = RecordLines(file);
+    const bool same =
+        std::all_of(lines.begin(), lines.end(), [&](const std::string& line) { return Shows(texts, line); });
+    const Expected expected = Any(BenchChange::kHides) ? Expected::kFree : Expect(Check::kRecord);
+    ++(expected == Expected::kFree ? Counts().free : same ? Counts().passed : Counts().failed);
+    if (expected == Expected::kPass && !same)
+        Finding("the values are not the driver's; the screen shows:\n" + bench_->Describe());
+}
+
+}  // namespace k905::soak

@@ -32,7 +32,8 @@ const char* NameOf(Screen screen) {
 }
 
 // The waits are those of the screens: a second's notice, 5 s for an answer of the measurement board (three
-// times on Connect, with the same text), 5 s for each of the two bits of an acquisition.
+// times with the same text on Connect and on the module's voltages), 5 s for each of the two bits of an
+// acquisition.
 const std::vector<Work>& Works() {
     static const std::vector<Work> works = {
         {Screen::kMainBoard, "Connect", {{Check::kConnect, {"|Connect success!!!"}}}, 500, 17000, 300, 4},
@@ -71,21 +72,21 @@ const std::vector<Work>& Works() {
          200,
          3},
         {Screen::kAdjust, "Connect", {{Check::kConnect, {"|Connect Success!!!"}}}, 500, 17000, 300, 2},
-        {Screen::kAdjust, "Apd", {{Check::kApd, {"|Ad:"}, 0, 0, 45, 135}}, 1500, 11000, 5000, 2},
+        {Screen::kAdjust, "Apd", {{Check::kApd, {"|Ad:"}, 0, 0, 45, 135}}, 1500, 15000, 5000, 2},
         {Screen::kAdjust, "Vdd", {{Check::kVdd, {"|Ad:"}, 0, 0, 145, 235}}, 500, 6000, 400, 3},
-        {Screen::kAdjust, "Att0", {{Check::kAtt0, {"|Ad:"}, 0, 0, 245, 335}}, 2500, 11000, 2500, 3},
+        {Screen::kAdjust, "Att0", {{Check::kAtt0, {"|Ad:"}, 0, 0, 245, 335}}, 2500, 15000, 2500, 3},
         {Screen::kAdjust,
          "Att1",
          {{Check::kAtt1, {"BlackLevel = "}, 45000, 65000, 345, 435}},
          3000,
-         12000,
+         15000,
          2800,
          3},
         {Screen::kOptical,
          "Opt check",
          {{Check::kLightPath, {"1310 Optical check good", "1550 Optical check good", "check over!!!"}}},
          90000,
-         90000,
+         300000,
          60000,
          1},
         {Screen::kOptical,

@@ -98,24 +98,24 @@ void Soak::Do(const Work& work) {
     std::vector<Expected> expected;
     for (const Reading& reading : work.readings)
         expected.push_back(Expect(reading.check));
-    const bool silentLoop = (Any(BenchChange::kSlow) || Any(BenchChange::kLate)) &&
-                            (where_ == Screen::kAdjust || work.control == std::string("Signal chain")) &&
-                            !connect;
+    const bool loop = (where_ == Screen::kAdjust || work.control == std::string("Signal chain")) && !connect;
     const bool disturbed = dice_.OneIn(8);
     bench_->Touch(work.control);
     ++Counts().run;
-    if (silentLoop) {
-        // Every try takes 5 s then: the plug is put back.
-        bench_->Advance(dice_.Between(1000, 60000));
-        RepairAll();
-    } else if (disturbed) {
+    if (disturbed) {
         bench_->Advance(dice_.Between(0, work.lastsMs));
         SwitchSomething();
     }
-    bool careful = disturbed || silentLoop || Any(BenchChange::kHides) || lateUntil_ >= before_ + seen_;
+    const bool slow = loop && (Any(BenchChange::kSlow) || Any(BenchChange::kLate));
+    if (slow) {
+        // Every try takes seconds then: the plug is put back.
+        bench_->Advance(dice_.Between(1000, 60000));
+        RepairAll();
+    }
+    bool careful = disturbed || slow || Any(BenchChange::kHides) || lateUntil_ >= before_ + seen_;
     for (const Expected one : expected)
         careful = careful || one != Expected::kPass;
-    RunToItsEnd(work, silentLoop ? work.worstMs + 60000 : careful ? work.worstMs : work.usualMs);
+    RunToItsEnd(work, slow ? work.worstMs + 60000 : careful ? work.worstMs : work.usualMs);
     const std::vector<TextRun> texts = bench_->Texts();
     std::string all;
     for (const TextRun& run : texts)

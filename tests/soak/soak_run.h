@@ -65,6 +65,7 @@ class Soak {
 
     // What is done on a screen.
     void Visit(Screen screen);
+    void Calibrate();
     void DoSomething();
     void Do(const Work& work);
     void Prepare(const Work& work);

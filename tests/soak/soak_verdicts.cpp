@@ -88,7 +88,9 @@ void Soak::Audit(bool hourly) {
         if (on_.count(row) > 0 && BenchChanges()[row].kind == BenchChange::kHides)
             SwitchOff(row);
     GoTo(Screen::kMainBoard);
-    if (linkOpen_) {
+    controls_ = bench_->Controls();
+    const ScreenControl* board = Find(controls_, "Voltage Check");
+    if (board != nullptr && board->enabled) {  // without a font no text tells that the link is open
         bench_->Touch("Connect");
         bench_->UntilIdle(500, kChangeMs);
         linkOpen_ = false;

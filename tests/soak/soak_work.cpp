@@ -10,8 +10,20 @@ namespace fs = std::filesystem;
 
 namespace k905::soak {
 
+static const Work& WorkOf(Screen screen, const std::string& control) {
+    return *std::find_if(Works().begin(), Works().end(),
+                         [&](const Work& work) { return work.screen == screen && work.control == control; });
+}
+
 void Soak::Visit(Screen screen) {
+    const bool calibrated = (screen == Screen::kOptical || screen == Screen::kApd) && dice_.OneIn(2);
+    if (calibrated)
+        Calibrate();
     GoTo(screen);
+    if (calibrated)
+        for (const Work& work : Works())
+            if (work.screen == screen)
+                Do(work);
     if (where_ == Screen::kRecord)
         ReadRecord();
     for (unsigned i = dice_.Below(4); i > 0 && !Over(); --i)
@@ -22,6 +34,20 @@ void Soak::Visit(Screen screen) {
         bench_->Touch("Visible Check");
         bench_->UntilIdle(300, kChangeMs);
     }
+}
+
+// What the optical checks build on, on a bench without faults.
+void Soak::Calibrate() {
+    RepairAll();
+    GoTo(Screen::kAdjust);
+    if (lateUntil_ >= Now())
+        bench_->Advance(static_cast<int>((lateUntil_ - Now()) / 1000) + 1);
+    if (linkOpen_ && lateUntil_ >= 0)
+        Do(WorkOf(where_, "Connect"));  // late replies go with the link
+    if (!linkOpen_)
+        Do(WorkOf(where_, "Connect"));
+    for (const char* control : {"Vdd", "Att0", "Att1"})
+        Do(WorkOf(Screen::kAdjust, control));
 }
 
 void Soak::DoSomething() {
@@ -73,9 +99,7 @@ void Soak::Do(const Work& work) {
     const bool connect = work.control == std::string("Connect");
     if (!control->enabled) {
         if (!connect && !linkOpen_ && !dice_.OneIn(4))
-            Do(*std::find_if(Works().begin(), Works().end(), [this](const Work& one) {
-                return one.screen == where_ && one.control == std::string("Connect");
-            }));
+            Do(WorkOf(where_, "Connect"));
         return;
     }
     if (connect) {

@@ -90,8 +90,8 @@ TEST(StartUpWithoutAKeypad, TheTouchPanelServes) {
     ASSERT_TRUE(person.WaitForStart());
     EXPECT_EQ(1, person.At().Request({{"do", "calls"}}).at("failed").at("times"));
     EXPECT_THAT(person.At().Request({{"do", "threads"}}).dump(),
-                ::testing::AllOf(::testing::HasSubstr("DefaultTouchThread"),
-                                 ::testing::Not(::testing::HasSubstr("DefaultKeypadThread"))));
+                ::testing::AllOf(::testing::HasSubstr("read /dev/event2"),
+                                 ::testing::Not(::testing::HasSubstr("read /dev/keyb0"))));
     EXPECT_TRUE(person.OpenMainBoard());
     EXPECT_EQ(0, person.At().Stop().status) << person.At().DescribeEnding();
 }

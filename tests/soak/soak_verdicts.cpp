@@ -121,7 +121,7 @@ void Soak::Audit(bool hourly) {
 std::string Footprint::Describe() const {
     std::string text = std::to_string(bytes) + " bytes in " + std::to_string(blocks) + " blocks";
     for (const auto& [what, count] : things)
-        text += ", " + std::to_string(count) + " " + what + "s";
+        text += ", " + what + " " + std::to_string(count);
     return text + "; process: " + std::to_string(process) + " descriptors besides, " + std::to_string(tasks) +
            " threads";
 }

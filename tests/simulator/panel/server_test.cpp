@@ -211,15 +211,15 @@ TEST_F(Server, DecidesOnBytesAsOnAConnection) {
     Start();
     const std::string get = "GET / HTTP/1.1\r\n", post = "POST /api HTTP/1.1\r\n";
     const std::string host = "Host: 127.0.0.1:" + std::to_string(port_) + "\r\n";
-    const std::string json = "Content-Type: application/json\r\n", request = R"({"do":"hello"})";
+    const std::string type = "Content-Type: application/json\r\n", request = R"({"do":"hello"})";
     const std::string size = "Content-Length: " + std::to_string(request.size()) + "\r\n";
     for (const std::string& bytes :
          {get + host + "\r\n", get + "Host: example.com\r\n\r\n", get + host + "Origin: null\r\n\r\n",
           get + host + "Connection: Upgrade\r\nUpgrade: websocket\r\n\r\n",
           get + host + "X-Long: " + std::string(WebServer::kLargestHeader, 'x') + "\r\n\r\n",
-          post + host + json + size + "\r\n" + request,
-          post + host + json + "Content-Length: 70000\r\n\r\n" + std::string(70000, ' '),
-          post + host + json + "Transfer-Encoding: chunked\r\n\r\ne\r\n" + request + "\r\n0\r\n\r\n",
+          post + host + type + size + "\r\n" + request,
+          post + host + type + "Content-Length: 70000\r\n\r\n" + std::string(70000, ' '),
+          post + host + type + "Transfer-Encoding: chunked\r\n\r\ne\r\n" + request + "\r\n0\r\n\r\n",
           std::string("this is not HTTP\r\n\r\n")}) {
         const WebDecision decision = DecideOn(bytes, port_);
         EXPECT_EQ(client_->Raw(bytes).status, decision.taken ? 200 : decision.refusal.status)

@@ -10,9 +10,12 @@ namespace fs = std::filesystem;
 
 namespace k905::soak {
 
-static const Work& WorkOf(Screen screen, const std::string& control) {
-    return *std::find_if(Works().begin(), Works().end(),
-                         [&](const Work& work) { return work.screen == screen && work.control == control; });
+// Null: the screen has no such control.
+static const Work* WorkOf(Screen screen, const std::string& control) {
+    for (const Work& work : Works())
+        if (work.screen == screen && work.control == control)
+            return &work;
+    return nullptr;
 }
 
 void Soak::Visit(Screen screen) {
@@ -43,11 +46,11 @@ void Soak::Calibrate() {
     if (lateUntil_ >= Now())
         bench_->Advance(static_cast<int>((lateUntil_ - Now()) / 1000) + 1);
     if (linkOpen_ && lateUntil_ >= 0)
-        Do(WorkOf(where_, "Connect"));  // late replies go with the link
+        Do(*WorkOf(Screen::kAdjust, "Connect"));  // late replies go with the link
     if (!linkOpen_)
-        Do(WorkOf(where_, "Connect"));
+        Do(*WorkOf(Screen::kAdjust, "Connect"));
     for (const char* control : {"Vdd", "Att0", "Att1"})
-        Do(WorkOf(Screen::kAdjust, control));
+        Do(*WorkOf(Screen::kAdjust, control));
 }
 
 void Soak::DoSomething() {
@@ -98,8 +101,9 @@ void Soak::Do(const Work& work) {
     }
     const bool connect = work.control == std::string("Connect");
     if (!control->enabled) {
-        if (!connect && !linkOpen_ && !dice_.OneIn(4))
-            Do(WorkOf(where_, "Connect"));
+        const Work* opening = WorkOf(where_, "Connect");
+        if (opening != nullptr && !connect && !linkOpen_ && !dice_.OneIn(4))
+            Do(*opening);
         return;
     }
     if (connect) {

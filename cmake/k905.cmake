@@ -10,14 +10,21 @@ if(K905_SANITIZE)
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${K905_SANITIZE})
 endif()
-option(K905_FUZZ "Build the fuzzers instead of the replay of their inputs: clang" OFF)
+option(K905_FUZZ "Build the fuzzers instead of the replay of their inputs" OFF)
+option(K905_COVERAGE "Count what the tests reach of the product" OFF)
+if(K905_SANITIZE MATCHES "address")
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "The address sanitizer's build and the fuzzers are compiled by clang++")
+  endif()
+  add_compile_definitions(K905_ADDRESS_SANITIZER)
+  add_compile_options(-fno-sanitize=function)  # the simulator passes calls on by a common type
+endif()
 if(K905_SANITIZE MATCHES "address" AND NOT K905_FUZZ)
-  # One run-time library for a program and what is loaded into it. The simulator passes calls on by a common type.
-  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
+  # One run-time library for a program and what is loaded into it.
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so
                   OUTPUT_VARIABLE K905_ASAN_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
-  get_filename_component(folder ${K905_ASAN_RUNTIME} DIRECTORY)
-  add_link_options(-shared-libsan -Wl,-rpath,${folder})
-  add_compile_options(-fno-sanitize=function)
+  get_filename_component(K905_ASAN_FOLDER ${K905_ASAN_RUNTIME} DIRECTORY)
+  add_link_options(-shared-libsan -Wl,-rpath,${K905_ASAN_FOLDER})
 endif()
 
 # To the tests: what is repeated many times for its statistics is done a few times there.
@@ -58,8 +65,8 @@ endfunction()
 
 # How all of it compiles in few minutes on two processors: headers that take longer to read than the file they are in are
 # read once for a target (target_precompile_headers). The tests are also compiled several files at a time, and, but for
-# `debug` and `release`, the simulator too (CMAKE_UNITY_BUILD in the presets): neighbours that use a name for two things are
-# found there, files of the simulator that forget an include are found in the other two builds.
+# `debug`, `release` and `fuzz`, the simulator too (CMAKE_UNITY_BUILD in the presets): neighbours that use a name for two
+# things are found there, files that forget an include in those three, which ./test builds in part or when asked.
 # A class that has something of an unnamed namespace is nowhere in the main file then, which the compiler suspects.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options(-Wno-subobject-linkage)

@@ -5,8 +5,8 @@
 build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libboost-context-dev libjs-dygraphs
   librsvg2-bin libfreetype-dev unifont fonts-liberation)
 test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium)
-# The address sanitizer's build and the fuzzers: clang, its sanitizers and libFuzzer.
-clang_packages=(clang libclang-rt-dev)
+# The address sanitizer's build and the fuzzers: clang, its sanitizers and libFuzzer, and what names lines in their reports.
+clang_packages=(clang libclang-rt-dev llvm)
 # The instrument's own program, what its tests run it with, and GoogleTest's sources, to be built for its processor.
 instrument_packages=(g++-arm-linux-gnueabi musl-dev:armel qemu-user busybox-static file googletest python3)
 

@@ -268,7 +268,7 @@ Json Controller::Speed(const Json& request) {
 
 std::set<int> Controller::TraceThreads(const Json& wanted) const {
     if (wanted.is_number_integer())
-        return {wanted.get<int>()};
+        return {Whole(Json{{"thread", wanted}}, "thread")};
     // "window": the threads that run the screens, one after the other.
     const std::string label = wanted == "window" ? "DefaultWindowThread" : wanted.get<std::string>();
     std::set<int> threads = machine_.threads.WithLabel(label);

@@ -1,7 +1,7 @@
 #include "gui/guischeduler.h"
 
 #include <gtest/gtest.h>
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef K905_ADDRESS_SANITIZER
 #include <sanitizer/asan_interface.h>
 #endif
 #include <stdlib.h>
@@ -325,7 +325,7 @@ TEST_F(Scheduler, RunsAWindowsOwnThreadBody) {
     EXPECT_EQ(Entries(), Expected{"own thread"});
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef K905_ADDRESS_SANITIZER
 TEST_F(Scheduler, FreesAnEndedWindowOnceAnotherIsCurrent) {
     GUIWINDOW* first = MakeScreen<1>(nullptr);
     Call(first);

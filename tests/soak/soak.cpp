@@ -118,9 +118,10 @@ void Soak::PowerCycle() {
 void Soak::WentOff(const std::string& why) {
     const Ending& ending = bench_ ? bench_->Status() : Ending();
     const bool cut = bench_ && !ending.running && ending.signal == SIGKILL && Any(BenchChange::kCuts);
-    if (!cut)
+    if (cut)
+        ++report_.cuts;
+    else
         Finding(why);
-    ++report_.cuts;
     Say("it is off");
 }
 
@@ -180,6 +181,8 @@ bool Soak::PowerOn() {
     cycleEnds_ = report_.changes + static_cast<unsigned>(dice_.Between(static_cast<int>(longest / 4),
                                                                        static_cast<int>(longest)));
     // The main board's tests come first, as the module's move what the ADC check looks at.
+    if (options_.oneProgram)
+        cycleEnds_ = report_.changes + options_.changes;
     moduleFrom_ = report_.changes + (cycleEnds_ - report_.changes) * 2 / 5;
     LookAtOpened(Screen::kStart);
     return true;
@@ -201,6 +204,7 @@ void Soak::WorkThrough() {
                 Audit(true);
         }
     }
+    Audit(false);
     // In the middle of something, or at rest.
     if (dice_.OneIn(2)) {
         std::vector<const Work*> here;
@@ -244,11 +248,8 @@ void Soak::End() {
         return;
     auto held = sweeps::Held(bench_->LastCalls());
     held.erase("descriptor of SerialInit");  // an open link ends with the program
-    if (!left_ && baseline_)
-        left_ = held;
-    for (const auto& [thing, count] : left_ ? held : std::map<std::string, unsigned long>())
-        if (left_->count(thing) == 0 || count > left_->at(thing))
-            Finding("left at the end: " + std::to_string(count) + " " + thing);
+    for (const auto& [thing, count] : held)
+        Finding("left at the end: " + std::to_string(count) + " " + thing);
 }
 
 // As many changes an hour as are wanted of the whole run: what is left over of the time passes idle. (Not on

@@ -17,6 +17,7 @@ struct Options {
     double hours = 24;         // virtual, at least
     unsigned changes = 10000;  // of the screen, at least
     unsigned stopAt = 0;       // ends with the change after this one, telling every step; 0: never
+    bool oneProgram = false;   // the supply stays on all the time
     bool verbose = false;      // tells every step
 };
 

@@ -12,12 +12,14 @@ namespace k905::soak {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: k905_soak [--seed N] [--hours H] [--changes N] [--stop-at N] [--verbose]\n"
+    "usage: k905_soak [--seed N] [--hours H] [--changes N] [--stop-at N] [--one-program]\n"
+    "                 [--verbose]\n"
     "\n"
     "  --seed N      of everything that is done and of the module (default: 1)\n"
     "  --hours H     virtual hours, at least (default: 24)\n"
     "  --changes N   changes of the screen, at least (default: 10000)\n"
     "  --stop-at N   ends with the change after this one, and tells every step\n"
+    "  --one-program no power cuts and no ends but the last\n"
     "  --verbose     tells every step\n";
 
 double ProcessorSeconds(int who) {
@@ -81,8 +83,8 @@ int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         const std::string name = arguments[i];
         const char* value = i + 1 < count ? arguments[i + 1] : nullptr;
-        if (name == "--verbose") {
-            options.verbose = true;
+        if (name == "--verbose" || name == "--one-program") {
+            (name == "--verbose" ? options.verbose : options.oneProgram) = true;
             continue;
         }
         if (name == "--help" || value == nullptr)

@@ -106,7 +106,6 @@ class Soak {
     std::string fibre_ = "none";
     std::map<std::string, std::uint64_t> looks_;  // of a screen that has just opened
     std::optional<Footprint> first_;
-    std::optional<std::map<std::string, unsigned long>> left_;  // at an orderly end
 
     // Of this power cycle.
     std::vector<const BenchChange*> startedWith_;

@@ -56,13 +56,14 @@ void Soak::Hop(Screen to) {
     const std::string control = back ? "Back" : WayTo(to).control;
     const auto there = [&] {
         for (const std::int64_t end = Now() + 1000 * kChangeMs; Now() < end;) {
-            bench_->UntilIdle(250, kChangeMs);
+            bench_->UntilIdle(250, static_cast<int>((end - Now()) / 1000) + 1);
             if (Where() == to)
                 return true;
         }
         return false;
     };
-    for (int tries = 0; tries < 2; ++tries) {
+    // The first touch may be lost on what is still running.
+    for (int tries = busy_ ? 2 : 1; tries > 0; --tries) {
         if (const ScreenControl* way = Find(controls_, control))
             bench_->Tap(way->x, way->y);
         bool arrived = there();
@@ -182,6 +183,8 @@ void Soak::SwitchSomething() {
     for (const auto& [other, value] : on_)
         if (BenchChanges()[other].name == std::string(BenchChanges()[row].name))
             return;
+    if (options_.oneProgram && BenchChanges()[row].kind == BenchChange::kCuts)
+        return;
     SwitchOn(row);
 }
 

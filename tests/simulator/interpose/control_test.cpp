@@ -114,6 +114,7 @@ TEST(Control, ANumberOutOfRangeIsRefusedByItsName) {
         {R"({"do":"trace","action":"read","limit":-1})", "limit"},
         {R"({"do":"trace","action":"read","limit":1e99})", "limit"},
         {R"({"do":"trace","action":"read","from":-1})", "from"},
+        {R"({"do":"trace","action":"read","thread":4294967297})", "thread"},
         {R"({"do":"fail_call","function":"read","call":-1})", "call"},
         {R"({"do":"fail_call","function":"read","times":1e99})", "times"},
         {R"({"do":"fail_call","function":"read","errno":4294967301})", "errno"},  // EIO in 32 bits

@@ -212,6 +212,9 @@ class Page(unittest.TestCase):
     def test_lost_launcher_is_told_and_found_again(self):
         panel = self.panel
         panel.end_launcher()
+        panel.launch("8990")  # where no other test's launcher takes the place of a lost one
+        panel.open()
+        panel.end_launcher()
         panel.until(lambda: panel.get("#how").text == "Connection lost", "the notice")
         self.assertFalse(panel.get("#restart").is_displayed(), "there is nobody to restart it")
         before = panel.url

@@ -276,6 +276,7 @@ void Soak::HoldKey() {
 
 // Anything may come of it.
 void Soak::TouchAnywhere() {
+    constexpr int kLongestHoldMs = 3000;
     if (Any(BenchChange::kHides))
         return;  // nothing would tell when it is over
     const Screen here = where_;
@@ -286,11 +287,12 @@ void Soak::TouchAnywhere() {
             touch["x2"] = dice_.Between(0, 799);
             touch["y2"] = dice_.Between(0, 479);
         }
-        touch["hold_ms"] = dice_.OneIn(4) ? dice_.Between(200, 3000) : 150;
+        touch["hold_ms"] = dice_.OneIn(4) ? dice_.Between(200, kLongestHoldMs) : 150;
         Say("touch " + touch.dump());
         bench_->Request(touch);
         bench_->Advance(dice_.Between(50, 4000));
     }
+    bench_->Advance(kLongestHoldMs);  // the last finger is up, too
     bench_->UntilIdle(here == Screen::kKeys ? 1000 : 4000, 120000);
     busy_ = true;
     ++switches_;

@@ -67,8 +67,9 @@ void Soak::Finding(const std::string& what) {
     ++Counts().findings;
     Say("FINDING " + what);
     char again[160] = "";
-    snprintf(again, sizeof again, "  again: k905_soak --seed %u --hours %g --changes %u --stop-at %lu",
-             options_.seed, options_.hours, options_.changes, report_.changes);
+    snprintf(again, sizeof again, "  again: k905_soak --seed %u --hours %g --changes %u --stop-at %lu%s",
+             options_.seed, options_.hours, options_.changes, report_.changes,
+             options_.oneProgram ? " --one-program" : "");
     const std::int64_t seconds = (before_ + seen_) / 1'000'000;
     tell_("finding: seed " + std::to_string(options_.seed) + ", virtual second " + std::to_string(seconds) +
           ", power cycle " + std::to_string(report_.starts) + ", " + NameOf(where_) + ": " + what + "\n" +

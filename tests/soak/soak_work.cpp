@@ -252,13 +252,15 @@ void Soak::PressKeys() {
 
 // A key's picture lights up while it is held, and goes out.
 void Soak::HoldKey() {
+    // Five turns of the knob by five steps may still be lit, one arrow for 100 ms after the other.
+    constexpr int kArrowsMs = 2000;
     const std::string key = dice_.Of(KeyNames());
     const Expected looked = Expect(Check::kKeys);
     const bool illegible = looked == Expected::kPass && Any(BenchChange::kHides);
     const Expected expected = illegible ? Expected::kFree : looked;
     ++report_.keys;
     ++Counts().run;
-    bench_->UntilIdle(300, 3000);
+    bench_->UntilIdle(kArrowsMs, 10000);
     const Picture dark = bench_->Screen();
     bench_->Key(key, "down");
     bench_->Advance(dice_.Between(300, 900));

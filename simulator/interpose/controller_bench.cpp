@@ -33,7 +33,7 @@ Json Untouched(const std::string& name, unsigned seed) {
         {"optics.fibre", "none"},
         {"optics.light_on_link", false},
     };
-    if (name == "module.seed")
+    if (name == "module.seed" || name == "noise.seed")
         return seed;
     return kUntouched.value(name, Json(nullptr));
 }

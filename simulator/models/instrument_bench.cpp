@@ -95,6 +95,14 @@ std::string SetSeed(Parts& parts, const std::string&, const json& value) {
     return "";
 }
 
+std::string SetNoise(Parts& parts, const std::string&, const json& value) {
+    if (!WholeInRange(value, 0, 0xFFFFFFFF))
+        return "noise.seed is 0 to 4294967295";
+    parts.optics.SetNoise(value.get<unsigned>());
+    parts.board.SetNoise(value.get<unsigned>());
+    return "";
+}
+
 std::string SetFibre(Parts& parts, const std::string&, const json& value) {
     Fibre fibre;
     std::string problem = ParseFibre(value, fibre);
@@ -144,6 +152,8 @@ constexpr QuantityRow kQuantityRows[] = {
     {{"module.temperature", "degrees Celsius now"}, SetTemperature},
     {{"module.temperature_rate", "degrees a minute from now on"}, SetTemperatureRate},
     {{"module.seed", "another optical module: its number"}, SetSeed},
+    {{"noise.seed", "another run of chance for the noise of receiver and measurement board: its number"},
+     SetNoise},
     {{"optics.fibre",
       "at the module's port: \"none\", \"5 m\", \"1 km\", \"1.5 km\", or a list of events {\"at\": metres, "
       "\"loss\": dB, \"reflection\": dB}, the last one the end"},

@@ -119,6 +119,10 @@ MeasurementBoard::MeasurementBoard(World& world, unsigned seed, const Registers&
         rails_.push_back(rail.nominal * (1.0 + spread.Spread(kRailSpread)));
 }
 
+void MeasurementBoard::SetNoise(unsigned seed) {
+    noise_ = Chance(seed, "board noise");
+}
+
 std::unique_ptr<DeviceFile> MeasurementBoard::Open(int /*flags*/, int& error) {
     if (portMissing_) {
         error = ENOENT;

@@ -42,6 +42,8 @@ class MeasurementBoard : public DeviceNode {
     // error text.
     std::string SetRail(const std::string& nameOrChannel, double volts);
     std::string FreeRail(const std::string& nameOrChannel);
+    // The same board at another time: other noise.
+    void SetNoise(unsigned seed);
 
     // What the board injects into the receiver's test input.
     TestSignal InjectedSignal() const { return plugged_ ? signal_ : TestSignal::kOpen; }

@@ -64,6 +64,10 @@ OpticsInput OpticsInputFrom(const Registers& registers, double temperature, Test
 void Optics::SetSeed(unsigned seed) {
     seed_ = seed;
     spread_ = DrawModuleSpread(seed);
+    SetNoise(seed);
+}
+
+void Optics::SetNoise(unsigned seed) {
     noise_ = Chance(seed, "receiver noise");
 }
 
@@ -166,6 +170,10 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
     const ApdState apd = Apd(input);
     const LaserSetup laser = LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd));
     const double atZero = BreakdownCode(0);
+    // Volts at code 0, volts a code.
+    const auto line = [&](double (*volts)(unsigned, std::uint16_t)) {
+        return nlohmann::json{volts(seed_, 0), (volts(seed_, kDacMask) - volts(seed_, 0)) / kDacMask};
+    };
     return {{"seed", seed_},
             {"dark_volts", DarkVolts(input)},
             {"dark_code", AdcCode(DarkVolts(input))},
@@ -175,6 +183,8 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"breakdown_code_at_zero", atZero},
             {"breakdown_codes_per_degree", BreakdownCode(1) - atZero},
             {"offset_samples", OffsetSamples()},
+            {"apd_line", line(ApdVolts)},
+            {"vdd_line", line(VddVolts)},
             {"apd_volts", apd.volts},
             {"apd_gain", apd.gain},
             {"apd_current", apd.current},

@@ -56,6 +56,8 @@ class Optics {
     // Another module is plugged in.
     void SetSeed(unsigned seed);
     unsigned Seed() const { return seed_; }
+    // The same module at another time: other noise.
+    void SetNoise(unsigned seed);
     const ModuleSpread& Spread() const { return spread_; }
 
     // Bench. Light on the link: watts that arrive all the time from the far end.

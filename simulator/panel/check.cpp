@@ -87,7 +87,8 @@ void PrepareFolder(const std::string& folder) {
 
 Job::Job(const CheckOptions& options, const std::function<void(const CheckResult&)>& report)
     : options_(options), report_(report), bench_(Stepped(options.bench)) {
-    PrepareFolder(options.outDir);
+    if (!options.outDir.empty())
+        PrepareFolder(options.outDir);
 }
 
 std::vector<CheckResult> Job::Run() {
@@ -111,6 +112,8 @@ bool Job::DoAll(CheckJob job) {
         if (!Do(step) && step.opens)
             return false;
         Follow(step.then);
+        if (options_.until == step.name)
+            return false;
     }
     return true;
 }
@@ -134,6 +137,8 @@ void Job::Report(CheckResult result) {
 }
 
 void Job::Shot(const std::string& name) {
+    if (options_.outDir.empty())
+        return;
     std::string file = Lower(name);
     for (char& c : file)
         c = std::isalnum(static_cast<unsigned char>(c)) ? c : '-';
@@ -170,11 +175,18 @@ CheckResult Job::Perform(const CheckStep& step) {
         bench_.Advance(std::clamp(passedMs() / 20, 100, 10000));
         result = Judge(step, bench_.Texts(), Trace(step));
     } while (!result.Passed() && passedMs() < step.limitMs);
+    const double seconds = passedMs() / 1e3;
     bench_.UntilIdle(kSettledMs, 5000);
     if (result.Passed())
         result = Judge(step, bench_.Texts(), Trace(step));
     if (!step.hardware.empty())
         bench_.Request({{"do", "trace"}, {"action", "stop"}});
+    result.seconds = seconds;
+    if (options_.withState) {
+        for (const TextRun& text : Paragraphs(bench_.Texts()))
+            result.texts.push_back(text.text);
+        result.state = bench_.Request({{"do", "state"}}).at("state");
+    }
     return result;
 }
 
@@ -346,6 +358,14 @@ std::vector<CheckResult> RunCheck(const CheckOptions& options,
     return std::make_unique<Job>(options, report)->Run();
 }
 
+bool IsCheckStep(const std::string& name) {
+    for (const CheckJob job : {CheckJob::kMainBoard, CheckJob::kModule})
+        for (const CheckStep& step : CheckSteps(job))
+            if (name == step.name)
+                return true;
+    return false;
+}
+
 std::string TableHead() {
     return Padded("step", kStepWidth) + " | " + Padded("read back from the screen", kSeenWidth) +
            " | result\n" + std::string(kStepWidth + 1, '-') + "+" + std::string(kSeenWidth + 2, '-') +
@@ -362,6 +382,13 @@ std::string TableRows(const CheckResult& result) {
         verdict.clear();
     }
     return rows;
+}
+
+std::string JsonRow(const CheckResult& result) {
+    const nlohmann::json row = {{"step", result.step},   {"passed", result.Passed()}, {"seen", result.seen},
+                                {"wrong", result.wrong}, {"seconds", result.seconds}, {"texts", result.texts},
+                                {"state", result.state}};
+    return row.dump() + "\n";
 }
 
 }  // namespace k905

@@ -48,8 +48,13 @@ const std::vector<CheckStep>& CheckSteps(CheckJob job);
 
 struct CheckResult {
     std::string step;
-    std::string seen;   // what was read back
-    std::string wrong;  // empty: passed
+    std::string seen;    // what was read back
+    std::string wrong;   // empty: passed
+    double seconds = 0;  // virtual; from the touch until the screen showed it, to 5 % or 0.1 s
+    // Where asked for: the texts on the screen then, wrapped ones put together, and what the models held, as
+    // "state" tells it.
+    std::vector<std::string> texts = {};
+    nlohmann::json state = {};
     bool Passed() const { return wrong.empty(); }
 };
 
@@ -60,7 +65,9 @@ CheckResult Judge(const CheckStep& step, const std::vector<TextRun>& runs,
 struct CheckOptions {
     BenchOptions bench;  // stepped
     std::vector<CheckJob> jobs = {CheckJob::kMainBoard, CheckJob::kModule};
-    std::string outDir;  // for the screenshots 01-start.png ...; made if missing
+    std::string outDir;      // for the screenshots 01-start.png ...; made if missing; empty: none
+    std::string until;       // name of the last step to do; empty: all
+    bool withState = false;  // each result with texts and state
 };
 
 // Does the job, and calls `report` with each result as it comes. A step that cannot be done at all (a crash,
@@ -69,8 +76,16 @@ struct CheckOptions {
 std::vector<CheckResult> RunCheck(const CheckOptions& options,
                                   const std::function<void(const CheckResult&)>& report);
 
+// Whether a step of one of the jobs has this name.
+bool IsCheckStep(const std::string& name);
+
+// The texts with those that a label wrapped into several lines put together.
+std::vector<TextRun> Paragraphs(const std::vector<TextRun>& runs);
+
 // A result as rows of the table "step | read back from the screen | result", wrapped to its columns.
 std::string TableHead();
 std::string TableRows(const CheckResult& result);
+// The same as one line of JSON, for programs: step, passed, seen, wrong, seconds, texts, state.
+std::string JsonRow(const CheckResult& result);
 
 }  // namespace k905

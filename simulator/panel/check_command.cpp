@@ -13,18 +13,24 @@ int RunCheckCommand(const CommandOptions& options) {
     check.bench.bits = options.bits;
     if (options.job != "all")
         check.jobs = {options.job == "module" ? CheckJob::kModule : CheckJob::kMainBoard};
-    check.outDir = std::filesystem::absolute(options.out).string();
+    check.bench.start = options.start;
+    check.until = options.until;
+    check.withState = options.json;
+    const bool shots = !options.out.empty() || !options.json || !options.script.empty();
+    if (shots)
+        check.outDir = std::filesystem::absolute(options.out.empty() ? "build/check" : options.out).string();
     if (options.keep) {
         std::string folder = (std::filesystem::temp_directory_path() / "k905-check-XXXXXX").string();
         if (mkdtemp(folder.data()) == nullptr)
             throw BenchError(folder + ": cannot be made");
         check.bench.stateDir = folder;
-        std::printf("state folder: %s\n", folder.c_str());
+        std::fprintf(options.json ? stderr : stdout, "state folder: %s\n", folder.c_str());
     }
 
-    std::fputs(TableHead().c_str(), stdout);
-    const auto report = [](const CheckResult& result) {
-        std::fputs(TableRows(result).c_str(), stdout);
+    if (!options.json)
+        std::fputs(TableHead().c_str(), stdout);
+    const auto report = [&](const CheckResult& result) {
+        std::fputs((options.json ? JsonRow(result) : TableRows(result)).c_str(), stdout);
         std::fflush(stdout);
     };
     const std::vector<CheckResult> results =
@@ -35,10 +41,12 @@ int RunCheckCommand(const CommandOptions& options) {
     for (const CheckResult& result : results)
         if (!result.Passed()) {
             ++failed;
-            std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
+            if (!options.json)
+                std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
         }
-    std::printf("\n%zu steps passed, %zu failed; screenshots: %s\n", results.size() - failed, failed,
-                check.outDir.c_str());
+    if (!options.json)
+        std::printf("\n%zu steps passed, %zu failed; screenshots: %s\n", results.size() - failed, failed,
+                    check.outDir.c_str());
     return failed == 0 && !results.empty() ? 0 : 1;
 }
 

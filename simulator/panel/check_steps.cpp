@@ -159,7 +159,12 @@ const TextRun* Find(const std::vector<TextRun>& runs, const char* text) {
     return nullptr;
 }
 
-// The texts with those that a label wrapped into several lines put together.
+void Append(std::string& list, const std::string& item) {
+    list += (list.empty() ? "" : "; ") + item;
+}
+
+}  // namespace
+
 std::vector<TextRun> Paragraphs(const std::vector<TextRun>& runs) {
     constexpr int kPitch = 18;  // of a wrapped text's lines
     std::vector<TextRun> paragraphs;
@@ -179,12 +184,6 @@ std::vector<TextRun> Paragraphs(const std::vector<TextRun>& runs) {
     }
     return paragraphs;
 }
-
-void Append(std::string& list, const std::string& item) {
-    list += (list.empty() ? "" : "; ") + item;
-}
-
-}  // namespace
 
 CheckResult Judge(const CheckStep& step, const std::vector<TextRun>& runs,
                   const std::vector<std::string>& trace) {

@@ -11,13 +11,16 @@ namespace k905 {
 
 struct CommandOptions {
     std::string state;
-    std::string out = "build/check";
+    std::string out;  // of `check`: folder of the screenshots
     int port = 8905;
     double speed = 1;
     unsigned seed = 1;
     unsigned bits = 16;
     bool keep = false;
     std::string job = "all";            // of `check`: main-board, module, all
+    std::string until;                  // of `check`: last step
+    nlohmann::json start;               // of `check`: bench and faults in force at the start
+    bool json = false;                  // of `check`: lines for programs
     std::string script;                 // of `check`: replayed instead of the job
     std::vector<std::string> requests;  // of `ctl`
 };

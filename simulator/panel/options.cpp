@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "simulator/panel/check.h"
 #include "simulator/panel/commands.h"
 
 namespace k905 {
@@ -33,6 +34,8 @@ constexpr Option kOptions[] = {
     {"--state", "panel ctl", 1, 0, false, "a folder"},
     {"--out", "check", 1, 0, false, "a folder"},
     {"--job", "check", 1, 0, false, "main-board, module or all"},
+    {"--until", "check", 1, 0, false, "the name of a step"},
+    {"--start", "check", 1, 0, false, R"({"set": {...}, "faults": {...}})"},
 };
 
 const Option* Find(const std::string& name, const std::string& command) {
@@ -55,6 +58,10 @@ void Store(const std::string& name, const std::string& text, double value, Comma
         options.state = text;
     else if (name == "--job")
         options.job = text;
+    else if (name == "--until")
+        options.until = text;
+    else if (name == "--start")
+        options.start = nlohmann::json::parse(text, nullptr, false);
     else
         options.out = text;
 }
@@ -65,8 +72,8 @@ std::string ParseOptions(const std::string& command, const std::vector<std::stri
                          CommandOptions& options) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& name = arguments[i];
-        if (name == "--keep" && command == "check") {
-            options.keep = true;
+        if ((name == "--keep" || name == "--json") && command == "check") {
+            (name == "--keep" ? options.keep : options.json) = true;
             continue;
         }
         if (command == "ctl" && name.rfind("--", 0) != 0) {
@@ -88,11 +95,15 @@ std::string ParseOptions(const std::string& command, const std::vector<std::stri
                               ? !text.empty()
                               : Number(text, option->low, option->high, option->whole, value);
         const bool unknown = (name == "--bits" && value != 16 && value != 24 && value != 32) ||
-                             (name == "--job" && text != "main-board" && text != "module" && text != "all");
+                             (name == "--job" && text != "main-board" && text != "module" && text != "all") ||
+                             (name == "--until" && !IsCheckStep(text)) ||
+                             (name == "--start" && !nlohmann::json::parse(text, nullptr, false).is_object());
         if (!good || unknown)
             return name + " needs " + option->expects + ", not '" + text + "'";
         Store(name, text, value, options);
     }
+    if (!options.script.empty() && (!options.until.empty() || !options.start.is_null()))
+        return "k905 check SCRIPT takes neither --until nor --start";
     if (command == "ctl" && options.requests.empty())
         return "k905 ctl needs at least one request";
     return "";
@@ -114,7 +125,12 @@ k905 check    a whole job without a browser: touches the real buttons, presses t
               step passed
   --job WHAT    main-board, module (test and calibration of the optical module) or all (default)
   --seed N, --bits N   as above
-  --out DIR     where the screenshots go (default build/check)
+  --out DIR     where the screenshots go (default build/check; with --json: none)
+  --until STEP  this step is the last one
+  --start JSON  bench and faults that are in force before the program starts:
+                '{"set": {"board.rail.TP97": 0.9}, "faults": {"usb.missing": true}}'
+  --json        a line of JSON a step instead of the table, with the virtual seconds that the step took and what
+                the models held then
   --keep        keep the instrument's state folder, and say where it is
   SCRIPT        instead of the job: replay a script that was recorded at the page, and check its texts
 

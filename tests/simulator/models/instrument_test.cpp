@@ -88,6 +88,7 @@ TEST_F(WholeInstrument, EveryQuantityIsTakenAndShown) {
         {"module.temperature", -12.345, 200},
         {"module.temperature_rate", 1.5, 1000},
         {"module.seed", 77, -1},
+        {"noise.seed", 4294967295, 4294967296},
         {"screen.size", json::array({1024, 600}), json::array({0, 600})},
     };
     for (const auto& entry : cases) {

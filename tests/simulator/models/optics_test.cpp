@@ -93,6 +93,18 @@ TEST_F(Receiver, ModulesDifferAndStayTheSame) {
     EXPECT_GT(std::fabs(one - two), 20);
 }
 
+TEST_F(Receiver, TheSameModuleHasOtherNoiseAtAnotherTime) {
+    StartUp();
+    optics_.SetSeed(5);
+    const double volts = AdcCheck();
+    optics_.SetSeed(5);
+    EXPECT_EQ(volts, AdcCheck());
+    optics_.SetNoise(6);
+    const double later = AdcCheck();
+    EXPECT_NE(volts, later);
+    EXPECT_NEAR(volts, later, 1e-4);  // 13 codes of noise, averaged over a thousand samples
+}
+
 TEST_F(Receiver, NoiseIsSmallAndFallsWithAveraging) {
     StartUp();
     Write(0x3000001a, 4096);

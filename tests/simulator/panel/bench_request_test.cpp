@@ -64,6 +64,7 @@ TEST(BenchRequest, AnUntouchedBenchIsAsItWasBeforeAnythingWasSet) {
                          {"module.temperature", 60},
                          {"module.temperature_rate", 2},
                          {"module.seed", 99},
+                         {"noise.seed", 7},
                          {"optics.fibre", "1 km"},
                          {"optics.light_on_link", -15.0}};
     for (const auto& [name, value] : values.items())

@@ -18,7 +18,7 @@ TEST(Options, HaveDefaults) {
     EXPECT_EQ(1u, options.seed);
     EXPECT_EQ(16u, options.bits);
     EXPECT_EQ("", options.state);
-    EXPECT_EQ("build/check", options.out);
+    EXPECT_EQ("", options.out);
     EXPECT_FALSE(options.keep);
 }
 
@@ -37,6 +37,12 @@ TEST(Options, AreTaken) {
     EXPECT_EQ("", ParseOptions("check", {"--keep", "--out", "shots"}, check));
     EXPECT_TRUE(check.keep);
     EXPECT_EQ("shots", check.out);
+    EXPECT_EQ("", ParseOptions("check",
+                               {"--json", "--until", "Auto", "--start", R"({"faults":{"usb.missing":true}})"},
+                               check));
+    EXPECT_TRUE(check.json);
+    EXPECT_EQ("Auto", check.until);
+    EXPECT_EQ(nlohmann::json({{"faults", {{"usb.missing", true}}}}), check.start);
     CommandOptions ctl;
     EXPECT_EQ("", ParseOptions("ctl", {"{}", "--state", "/tmp/x", "{\"do\":\"hello\"}"}, ctl));
     EXPECT_EQ((std::vector<std::string>{"{}", "{\"do\":\"hello\"}"}), ctl.requests);
@@ -52,6 +58,13 @@ TEST(Options, RefuseWrongValues) {
     for (const char* seed : {"-1", "4294967296", "1.5"})
         EXPECT_NE("", Wrong("check", {"--seed", seed})) << seed;
     EXPECT_NE("", Wrong("check", {"--out", ""}));
+    EXPECT_NE("", Wrong("check", {"--until", "Lunch"}));
+    for (const char* start : {"", "7", "[]", "{\"set\":"})
+        EXPECT_NE("", Wrong("check", {"--start", start})) << start;
+    EXPECT_EQ("k905 check SCRIPT takes neither --until nor --start",
+              Wrong("check", {"job.jsonl", "--until", "Auto"}));
+    EXPECT_EQ("k905 check SCRIPT takes neither --until nor --start",
+              Wrong("check", {"--start", "{}", "job.jsonl"}));
 }
 
 TEST(Options, RefuseWhatTheCommandDoesNotKnow) {

@@ -1,0 +1,283 @@
+#!/usr/bin/env python3
+"""A virtual production line: the job on many specimens, their results, and a report. `./run --line --help` tells all."""
+import argparse
+import contextlib
+import hashlib
+import os
+import signal
+import sys
+import threading
+import time
+from concurrent.futures import FIRST_COMPLETED, ThreadPoolExecutor, wait
+
+import records
+import specimen
+from records import LineError
+
+TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SOURCES = ("gui", "device", "measure", "screens", "assets", "simulator/interpose", "simulator/models", "simulator/panel",
+           "simulator/line/specimen.py", "simulator/line/measurements.py")
+FORMAT = 1
+INTERRUPTED = 130
+
+
+def whole_numbers(text):
+    """1-1000, or 7, or 1-10,20: a sorted list without doubles."""
+    numbers = set()
+    for part in text.split(","):
+        low, dash, high = part.partition("-")
+        if not low.isdigit() or (dash and not high.isdigit()):
+            raise argparse.ArgumentTypeError(f"'{text}' is no list of numbers as 1-1000 or 3,7,20-29")
+        first, last = int(low), int(high) if dash else int(low)
+        if first > last or last > 0xFFFFFFFF:
+            raise argparse.ArgumentTypeError(f"'{part}': from the smaller to the larger, at most {0xFFFFFFFF}")
+        if last - first >= 1_000_000:
+            raise argparse.ArgumentTypeError(f"'{part}' is more than a million specimens")
+        numbers.update(range(first, last + 1))
+    return sorted(numbers)
+
+
+def as_text(numbers):
+    """The list as ranges."""
+    parts = []
+    for number in numbers:
+        if parts and parts[-1][1] == number - 1:
+            parts[-1][1] = number
+        else:
+            parts.append([number, number])
+    return ",".join(f"{low}-{high}" if low != high else str(low) for low, high in parts)
+
+
+def positive(text):
+    if not text.isdigit() or not 1 <= int(text) <= 100_000:
+        raise argparse.ArgumentTypeError(f"'{text}' is not a whole number from 1 to 100000")
+    return int(text)
+
+
+def shard(text):
+    part, slash, count = text.partition("/")
+    if not slash or not part.isdigit() or not count.isdigit() or not 1 <= int(part) <= int(count):
+        raise argparse.ArgumentTypeError(f"'{text}' is no share as 1/4 (the first of four)")
+    return int(part), int(count)
+
+
+def arguments_of(words):
+    parser = argparse.ArgumentParser(
+        prog="./run --line", formatter_class=argparse.RawDescriptionHelpFormatter,
+        description="Does the whole job on many specimens, each another board, module and noise, several at a time, and "
+        "writes\nresults.jsonl, results.csv, junit.xml and report.html.",
+        epilog="Ctrl-C ends in order: what runs is finished and written; --resume goes on.\n"
+        "Exit status: 0 all was run, whatever the verdicts; 1 not; 2 misused; 130 interrupted.")
+    parser.add_argument("--specimens", type=whole_numbers, default=whole_numbers("1-20"), metavar="LIST",
+                        help="their numbers, as 1-1000 or 3,7,20-29 (default 1-20)")
+    parser.add_argument("--job", choices=["main-board", "module", "all"], default="all", help="(default all)")
+    parser.add_argument("--repeat", type=positive, default=1, metavar="N",
+                        help="each specimen so many times, with other noise each time (default 1)")
+    parser.add_argument("--jobs", type=positive, default=len(os.sched_getaffinity(0)), metavar="N",
+                        help="instruments at a time (default: one for each processor)")
+    parser.add_argument("--out", default="build/line", metavar="DIR", help="folder of the results (default build/line)")
+    parser.add_argument("--shard", type=shard, metavar="I/N", help="only the I-th of N parts, to be merged afterwards")
+    parser.add_argument("--program", default=os.path.join(TREE, "build/dev/bin/k905"), metavar="FILE", help=argparse.SUPPRESS)
+    parser.add_argument("--resume", action="store_true", help="go on with what is in the folder")
+    parser.add_argument("--merge", nargs="+", metavar="DIR", help="put the results of these folders together, run nothing")
+    return parser.parse_args(words)
+
+
+def fingerprint():
+    """Of all that a verdict depends on: results of different programs do not belong together."""
+    digest = hashlib.sha256()
+    for top in SOURCES:
+        path = os.path.join(TREE, top)
+        files = [path] if os.path.isfile(path) else sorted(
+            os.path.join(folder, name) for folder, _, names in os.walk(path) for name in names)
+        for file in files:
+            if file.endswith((".cpp", ".h", ".c", ".py", ".hex", ".png", ".txt", ".map")):
+                digest.update(os.path.relpath(file, TREE).encode() + b"\0")
+                with open(file, "rb") as content:
+                    digest.update(content.read())
+    return digest.hexdigest()[:16]
+
+
+class Progress:
+    """A bar on a terminal, a line now and then otherwise."""
+
+    EVERY = 10  # seconds between plain lines
+
+    def __init__(self, done, failed, whole, out=sys.stderr):
+        self.out, self.whole, self.first, self.done, self.failed = out, whole, done, done, failed
+        self.bar = out.isatty()
+        self.began = self.told = time.monotonic()
+        self.tell()
+
+    def add(self, record):
+        self.done += 1
+        self.failed += not record["passed"]
+        if self.bar or time.monotonic() - self.told >= self.EVERY:
+            self.tell()
+
+    def tell(self):
+        self.told = time.monotonic()
+        ran, took = self.done - self.first, self.told - self.began
+        rate = ran / took if took > 0 else 0
+        text = f"{self.done} of {self.whole}, {self.failed} failed"
+        if ran:
+            left = round((self.whole - self.done) / rate)
+            text += f", {rate:.1f} a second, {left // 60}:{left % 60:02d} left"
+        if self.bar:
+            full = 30 * self.done // max(1, self.whole)
+            print(f"\r[{'#' * full}{'.' * (30 - full)}] {text}\033[K", end="", file=self.out, flush=True)
+        else:
+            print(text, file=self.out, flush=True)
+
+    def end(self):
+        self.tell()
+        if self.bar:
+            print(file=self.out, flush=True)
+
+
+def warn(text):
+    print(f"line: {text}", file=sys.stderr, flush=True)
+
+
+def prepare(options):
+    """The folder, its settings, and what it holds of them already."""
+    numbers = options.specimens
+    settings = {"format": FORMAT, "program": fingerprint(), "job": options.job, "repeat": options.repeat,
+                "specimens": as_text(numbers)}
+    if options.shard:
+        settings["shard"] = "%d/%d" % options.shard
+    try:
+        os.makedirs(options.out, exist_ok=True)
+    except OSError as error:
+        raise LineError(f"{options.out} cannot be made: {error.strerror}") from None
+    if not os.path.exists(os.path.join(options.out, records.SETTINGS)):
+        if os.path.exists(os.path.join(options.out, records.RESULTS)):
+            raise LineError(f"{options.out} holds results without {records.SETTINGS}: not of a line, or not whole")
+        records.write_whole(os.path.join(options.out, records.SETTINGS), records.canonical(settings) + "\n")
+    elif not options.resume:
+        raise LineError(f"{options.out} holds a line already: go on with --resume, remove it, or choose another --out")
+    else:
+        held = records.read_settings(options.out)
+        for key in sorted(set(settings) | set(held)):
+            if held.get(key) != settings.get(key):
+                raise LineError(f"{options.out} holds another line: {key} is {held.get(key, 'not set')}, "
+                                f"asked for is {settings.get(key, 'none')}")
+    wanted = [(number, run) for number in numbers for run in range(options.repeat)]
+    if options.shard:
+        wanted = wanted[options.shard[0] - 1::options.shard[1]]
+    done = records.read_results(options.out, lambda text: warn(text + "; it is run again"))
+    strange = sorted(set(done) - set(wanted))
+    if strange:
+        raise LineError(f"{options.out} holds a result of specimen {strange[0][0]}, which is not of this line")
+    return wanted, done
+
+
+def run(options):
+    wanted, done = prepare(options)
+    if options.resume:
+        records.write_results(options.out, done)  # without damaged lines and a half one at the end
+    missing = [key for key in wanted if key not in done]
+    progress = Progress(len(done), sum(not record["passed"] for record in done.values()), len(wanted))
+    stop = threading.Event()
+    running = set()
+    problems = []
+
+    def interrupt(*_):
+        if stop.is_set():  # the second time nothing is waited for
+            for process in list(running):
+                process.kill()
+        stop.set()
+        warn("ends when what runs is finished; once more: at once")
+
+    handlers = {number: signal.signal(number, interrupt) for number in (signal.SIGINT, signal.SIGTERM)}
+    try:
+        with contextlib.closing(records.Appending(options.out)) as results, ThreadPoolExecutor(options.jobs) as pool:
+            waiting, futures = list(reversed(missing)), {}
+            while futures or (waiting and not stop.is_set()):
+                while waiting and len(futures) < options.jobs and not stop.is_set():
+                    key = waiting.pop()
+                    futures[pool.submit(specimen.run_specimen, options.program, *key, options.job, started=running.add)] = key
+                for future in wait(futures, return_when=FIRST_COMPLETED).done:
+                    key = futures.pop(future)
+                    try:
+                        record = future.result()
+                    except LineError as error:
+                        problems.append(str(error))
+                        continue
+                    try:
+                        results.add(record)
+                    except LineError as error:
+                        stop.set()
+                        problems.append(str(error))
+                        continue
+                    done[key] = record
+                    progress.add(record)
+    finally:
+        for number, handler in handlers.items():
+            signal.signal(number, handler)
+    progress.end()
+    for problem in problems:
+        warn(problem)
+    if len(done) < len(wanted):
+        warn(f"{len(wanted) - len(done)} of {len(wanted)} are missing; --resume goes on")
+        return INTERRUPTED if stop.is_set() and not problems else 1
+    finish(options.out, done)
+    return 0
+
+
+def finish(folder, done):
+    """All that is made of the records; the same bytes for the same records. No report of a part."""
+    settings = records.read_settings(folder)
+    records.write_results(folder, done)
+    records.write_csv(folder, done)
+    records.write_junit(folder, done)
+    if "shard" not in settings:
+        import report  # takes a second, which nobody should wait for before the line starts
+
+        report.write(folder, settings, done)
+    passed = sum(record["passed"] for record in done.values())
+    whole = "" if "shard" in settings else ", report.html"
+    print(f"{passed} of {len(done)} passed; {folder}/results.jsonl, results.csv, junit.xml{whole}")
+
+
+def merge(options):
+    merged, done = None, {}
+    for folder in options.merge:
+        settings = records.read_settings(folder)
+        settings.pop("shard", None)
+        if merged is not None and settings != merged:
+            key = next(key for key in sorted(set(merged) | set(settings)) if merged.get(key) != settings.get(key))
+            raise LineError(f"{folder} does not belong to {options.merge[0]}: {key} is {settings.get(key)}, there "
+                            f"{merged.get(key)}")
+        merged = settings
+        for key, record in records.read_results(folder, warn).items():
+            if done.setdefault(key, record) != record:
+                raise LineError(f"{folder}: specimen {key[0]} has another result there than in a folder before it")
+    if any(os.path.realpath(folder) == os.path.realpath(options.out) for folder in options.merge):
+        raise LineError("--out is one of the folders that are merged; choose another")
+    wanted = [(number, run) for number in whole_numbers(merged["specimens"]) for run in range(merged["repeat"])]
+    missing = sorted({key[0] for key in wanted if key not in done})
+    if missing:
+        raise LineError(f"{len(missing)} specimens are missing: {as_text(missing)[:200]}; nothing was written")
+    try:
+        os.makedirs(options.out, exist_ok=True)
+    except OSError as error:
+        raise LineError(f"{options.out} cannot be made: {error.strerror}") from None
+    if os.path.exists(os.path.join(options.out, records.SETTINGS)) and not options.resume:
+        raise LineError(f"{options.out} holds a line already: remove it, or choose another --out")
+    records.write_whole(os.path.join(options.out, records.SETTINGS), records.canonical(merged) + "\n")
+    finish(options.out, done)
+    return 0
+
+
+def main(words):
+    options = arguments_of(words)
+    try:
+        return merge(options) if options.merge else run(options)
+    except LineError as error:
+        warn(error)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,245 @@
+"""report.html: what a line's records say, in one file without anything from elsewhere."""
+import html
+import io
+import os
+from collections import Counter
+
+import matplotlib
+from matplotlib import pyplot
+
+import figures
+import records
+
+matplotlib.use("svg")
+pyplot.rcParams.update({"svg.hashsalt": "k905", "font.size": 8, "axes.spines.top": False, "axes.spines.right": False})
+
+SHIFT_HOURS = 8
+BLUE, RED, GREY = "#2b6cb0", "#c53030", "#718096"
+STYLE = """
+body { font: 15px/1.5 sans-serif; max-width: 62em; margin: 2em auto; padding: 0 1em; color: #1a202c }
+h1 { margin-bottom: 0 } h2 { margin-top: 2em; border-bottom: 1px solid #cbd5e0 }
+table { border-collapse: collapse; margin: 1em 0 } td, th { padding: .15em .8em; border-bottom: 1px solid #e2e8f0; text-align: right }
+td:first-child, th:first-child { text-align: left } th { font-weight: 600; vertical-align: bottom }
+.value { display: inline-block; vertical-align: top; width: 30em; margin: .5em .5em 1em 0; break-inside: avoid }
+.value h3 { margin: 0; font-size: 1em } .value p { margin: .2em 0; font-size: .9em }
+code { background: #edf2f7; padding: 0 .3em; border-radius: 3px } .bad { color: #c53030; font-weight: 600 } .note { color: #4a5568 }
+svg { max-width: 100%; height: auto }
+@media print { body { max-width: none; font-size: 11px; margin: 0 } h2 { break-after: avoid } table { break-inside: auto } }
+"""
+
+
+def number(value, digits=4):
+    """So many significant digits, without an exponent where it can be read without."""
+    if value is None:
+        return "-"
+    if value == 0 or 1e-4 <= abs(value) < 1e7:
+        places = max(0, digits - 1 - (0 if value == 0 else int(f"{abs(value):e}".split("e")[1])))
+        return f"{value:.{places}f}"
+    return f"{value:.{digits - 1}e}"
+
+
+def percent(value):
+    return f"{100 * value:.2f} %"
+
+
+def picture(draw, width, height):
+    """An SVG element of what `draw` puts on the axes; inches."""
+    figure, axes = pyplot.subplots(figsize=(width, height), layout="constrained")
+    draw(axes)
+    out = io.StringIO()
+    figure.savefig(out, format="svg", metadata={"Date": None, "Creator": None})
+    pyplot.close(figure)
+    text = out.getvalue()
+    return text[text.index("<svg"):]
+
+
+def table(head, rows):
+    cells = "".join(f"<th>{cell}</th>" for cell in head)
+    lines = ["".join(f"<td>{cell}</td>" for cell in row) for row in rows]
+    return "<table><tr>" + cells + "</tr>" + "".join(f"<tr>{line}</tr>\n" for line in lines) + "</table>\n"
+
+
+class Value:
+    """One measured value over all specimens and runs."""
+
+    def __init__(self, first):
+        self.step, self.name, self.unit = first["step"], first["name"], first["unit"]
+        self.low, self.high, self.target = first.get("low"), first.get("high"), first.get("target")
+        self.rows = []  # (specimen, run, value, truth)
+
+    def values(self):
+        return [row[2] for row in self.rows]
+
+    def errors(self):
+        """Of a calibration: truth - target where it had one; else of the measuring: value - truth."""
+        if self.target is not None:
+            return [row[3] - self.target for row in self.rows]
+        return [row[2] - row[3] for row in self.rows if row[3] is not None]
+
+    def has_truth(self):
+        return any(row[3] is not None for row in self.rows)
+
+
+def collect(done):
+    values = {}
+    for record in done:
+        for value in record["values"]:
+            entry = values.setdefault(value["name"], Value(value))
+            entry.rows.append((record["specimen"], record["run"], value["value"], value.get("truth")))
+    return list(values.values())
+
+
+# ---- Sections ----
+
+
+def summary(settings, done):
+    count, passed = len(done), sum(record["passed"] for record in done)
+    first = [record for record in done if record["run"] == 0]
+    first_passed = sum(record["passed"] for record in first)
+    seconds = figures.mean([record["seconds"] for record in done])
+
+    def of(hits, whole):
+        part, low, high = figures.share(hits, whole)
+        return f"{hits} of {whole} = {percent(part)} <span class=note>(95 %: {percent(low)} to {percent(high)})</span>"
+
+    rows = [["Specimens", html.escape(settings["specimens"]) + f", job {html.escape(settings['job'])}"],
+            ["Yield", of(passed, count)], ["First-pass yield", of(first_passed, len(first))],
+            ["Cycle time, without the operator", f"{seconds / 60:.1f} min of the instrument's time"],
+            [f"A shift of {SHIFT_HOURS} hours", f"{SHIFT_HOURS * 3600 / seconds:.1f} specimens a station"]]
+    if settings["repeat"] > 1:
+        rows.insert(1, ["Repeats", f"each specimen {settings['repeat']} times, with other noise"])
+    return table(["", ""], rows)
+
+
+def pareto(done):
+    failures, first = Counter(), Counter()
+    for record in done:
+        failed = [step["step"] for step in record["steps"] if not step["passed"]]
+        failures.update(failed)
+        first.update(failed[:1])
+    if not failures:
+        return "<p>No step failed.</p>"
+    rows = sorted(failures.items(), key=lambda row: (-row[1], row[0]))
+
+    def draw(axes):
+        names = [name for name, _ in rows[:15]][::-1]
+        axes.barh(names, [failures[name] for name in names], color=RED)
+        axes.set_xlabel("failures, specimens")
+
+    return picture(draw, 6, 0.5 + 0.22 * min(15, len(rows))) + table(
+        ["step", "failed", "failed first"], [[html.escape(name), count, first[name]] for name, count in rows])
+
+
+def cycle_times(done):
+    times = {}
+    for record in done:
+        for step in record["steps"]:
+            times.setdefault(step["step"], []).append(step["seconds"] / 60)
+    whole = sum(figures.mean(minutes) for minutes in times.values())
+    rows = [(step, figures.mean(minutes), max(minutes)) for step, minutes in times.items() if figures.mean(minutes) > 0]
+    rows.sort(key=lambda row: -row[1])
+
+    def draw(axes):
+        axes.barh([row[0] for row in rows[:8]][::-1], [row[1] for row in rows[:8]][::-1], color=BLUE)
+        axes.set_xscale("log")
+        axes.set_xlabel("mean duration, minutes of the instrument's time (logarithmic)")
+
+    return picture(draw, 6, 2.4) + table(
+        ["step", "mean, min", "longest, min", "share"],
+        [[html.escape(step), f"{middle:.3f}", f"{longest:.3f}", percent(middle / whole)] for step, middle, longest in rows])
+
+
+def histogram(value):
+    def draw(axes):
+        values = value.values()
+        axes.hist(values, bins=min(40, max(8, len(values) // 10)), color=BLUE)
+        for limit in (value.low, value.high):
+            if limit is not None:
+                axes.axvline(limit, color=RED)
+        if value.target is not None:
+            axes.axvline(value.target, color=GREY, linestyle="--")
+        axes.set_xlabel(value.unit)
+        axes.set_ylabel("specimens")
+
+    return picture(draw, 4, 1.7)
+
+
+def index_text(index):
+    if index is None:
+        return "no scatter"
+    return f"{number(index[0], 3)} <span class=note>({number(index[1], 3)} to {number(index[2], 3)})</span>"
+
+
+def one_value(value):
+    values = value.values()
+    lines = [f"mean {number(figures.mean(values), 6)}, deviation {number(figures.deviation(values), 3)} {html.escape(value.unit)}"]
+    if value.low is not None:
+        lines.append(f"limits {number(value.low, 6)} to {number(value.high, 6)}"
+                     + (f", target {number(value.target, 4)}" if value.target is not None else ""))
+        lines.append(f"Cp {index_text(figures.cp(values, value.low, value.high))}, "
+                     f"Cpk {index_text(figures.cpk(values, value.low, value.high))}")
+    far = figures.farthest([(row[0], row[2], value.low, value.high) for row in value.rows])
+    lines.append("farthest out: " + ", ".join(f"{number(one, 6)} <code>./run --seed {specimen}</code>" for specimen, one in far))
+    return (f"<div class=value><h3>{html.escape(value.step)}: {html.escape(value.name)}</h3>" + histogram(value)
+            + "".join(f"<p>{line}</p>" for line in lines) + "</div>\n")
+
+
+def capability(values):
+    """The values with limits, the least capable first."""
+    rows = []
+    for value in values:
+        if value.low is not None:
+            index = figures.cpk(value.values(), value.low, value.high)
+            rows.append((index[0] if index else float("inf"), value, index))
+    rows.sort(key=lambda row: (row[0], row[1].name))
+    return table(["value", "low", "high", "mean", "deviation", "unit", "Cpk (95 %)"],
+                 [[html.escape(value.name), number(value.low, 6), number(value.high, 6), number(figures.mean(value.values()), 6),
+                   number(figures.deviation(value.values()), 3), html.escape(value.unit), index_text(index)]
+                  for _, value, index in rows])
+
+
+def truths(values):
+    rows = []
+    for value in values:
+        if value.has_truth():
+            errors = value.errors()
+            worst = max(value.rows, key=lambda row: abs(row[3] - value.target if value.target is not None else row[2] - row[3]))
+            what = "true - target" if value.target is not None else "read - true"
+            rows.append([html.escape(value.name), what, number(figures.mean(errors), 3), number(figures.deviation(errors), 3),
+                         number(max(errors, key=abs), 3), html.escape(value.unit), f"<code>./run --seed {worst[0]}</code>"])
+    return table(["value", "error", "mean", "deviation", "largest", "unit", "its specimen"], rows)
+
+
+def repeats(values):
+    rows = []
+    for value in values:
+        groups = {}
+        for specimen, _, one, _ in value.rows:
+            groups.setdefault(specimen, []).append(one)
+        scatter = figures.repeatability(groups.values())
+        if scatter is not None:
+            used = percent(6 * scatter / (value.high - value.low)) if value.low is not None else "-"
+            rows.append([html.escape(value.name), number(scatter, 3), html.escape(value.unit),
+                         number(figures.deviation(value.values()), 3), used])
+    return table(["value", "deviation of one specimen", "unit", "deviation of all", "6 deviations, of the tolerance"], rows)
+
+
+def page(settings, done):
+    values = collect(done)
+    parts = ["<h1>K905 production line</h1>", summary(settings, done), "<h2>Failures by step</h2>", pareto(done),
+             "<h2>Cycle time by step</h2>", cycle_times(done)]
+    if any(value.low is not None for value in values):
+        parts += ["<h2>Values against their limits</h2><p>Cpk: distance of the mean to the nearer limit, in three standard deviations."
+                  " 1.33 is 63 in a million beyond it, 1 is 1350.</p>", capability(values)]
+    parts += ["<h2>Measured values against the truth</h2><p>What the models know, beside what was measured. Of a supply that was"
+              " adjusted, the volts that the found code gives, against the target.</p>", truths(values)]
+    if settings["repeat"] > 1:
+        parts += ["<h2>Repeatability</h2><p>The same specimens measured again, with other noise: what part of the tolerance the"
+                  " measuring itself uses.</p>", repeats(values)]
+    parts += ["<h2>Each measured value</h2><p>Red: limits; dashed: target.</p>", *map(one_value, values)]
+    return ("<!doctype html><html lang=en><meta charset=utf-8><title>K905 production line</title><style>" + STYLE + "</style>\n"
+            + "\n".join(parts) + "\n</html>\n")
+
+
+def write(folder, settings, done):
+    records.write_whole(os.path.join(folder, "report.html"), page(settings, records.sorted_records(done)))

@@ -1,0 +1,221 @@
+#!/usr/bin/env python3
+"""The production line, as a person starts it: runs, breaks, shares, and what is wrong with a folder.
+
+line_test.py K905 [TEST...]
+"""
+import csv
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import xml.etree.ElementTree as xml
+
+TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+LINE = os.path.join(TREE, "simulator/line/line.py")
+sys.path.insert(0, os.path.dirname(LINE))
+import line  # noqa: E402
+import measurements  # noqa: E402
+import records  # noqa: E402
+import specimen  # noqa: E402
+
+FILES = ["line.json", "results.jsonl", "results.csv", "junit.xml"]
+K905 = ""
+
+
+def command(*words):
+    return [sys.executable, "-B", LINE, "--program", K905, *map(str, words)]
+
+
+class Line(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="k905-line-")
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def path(self, *names):
+        return os.path.join(self.folder, *names)
+
+    def run_line(self, *words, status=0):
+        done = subprocess.run(command(*words), capture_output=True, text=True)
+        self.assertEqual(status, done.returncode, done.stdout + done.stderr)
+        return done.stdout + done.stderr
+
+    def bytes_of(self, folder, files=FILES):
+        def content(name):
+            with open(self.path(folder, name), "rb") as file:
+                return file.read()
+
+        return {name: content(name) for name in files}
+
+    def records_of(self, folder):
+        return records.read_results(self.path(folder), self.fail)
+
+    def test_a_record_holds_verdicts_values_and_the_truth(self):
+        self.run_line("--specimens", "7,9", "--job", "main-board", "--out", self.path("a"))
+        held = self.records_of("a")
+        self.assertEqual([(7, 0), (9, 0)], sorted(held))
+        record = held[7, 0]
+        self.assertTrue(record["passed"])
+        steps = {step["step"]: step for step in record["steps"]}
+        self.assertIn("Arm Eeprom Check OK!", steps["Arm EEPROM"]["seen"])
+        self.assertIn("Knob anticlockwise", steps)
+        self.assertGreater(steps["Auto"]["seconds"], 3)
+        values = {value["name"]: value for value in record["values"]}
+        self.assertEqual(15, len(values))
+        rail = values["TP97"]
+        self.assertEqual(("V", 1.01909, 1.12636), (rail["unit"], rail["low"], rail["high"]))
+        self.assertIn(f"OK  TP97:   {rail['value']:.5f}V", steps["Voltages"]["seen"])
+        # The board's noise is a thousandth.
+        self.assertNotEqual(rail["value"], rail["truth"])
+        self.assertAlmostEqual(rail["value"], rail["truth"], delta=0.006)
+        self.assertNotEqual(rail["truth"], held[9, 0]["values"][0]["truth"])
+        # For spreadsheets and CI servers.
+        with open(self.path("a", "results.csv"), newline="") as file:
+            rows = list(csv.DictReader(file))
+        self.assertEqual([f"{rail['value']}"], [row["value"] for row in rows if row["specimen"] == "7" and row["name"] == "TP97"])
+        self.assertEqual(2 * (len(steps) + 15), len(rows))
+        suites = xml.parse(self.path("a", "junit.xml")).getroot().findall("testsuite")
+        self.assertEqual(["specimen 7", "specimen 9"], [suite.get("name") for suite in suites])
+        self.assertEqual(len(steps), len(suites[0].findall("testcase")))
+        self.assertEqual([], suites[0].findall("testcase/failure"))
+
+    def test_a_module_s_values_are_those_of_its_screens(self):
+        self.run_line("--specimens", "7", "--job", "module", "--out", self.path("a"))
+        record = self.records_of("a")[7, 0]
+        values = {value["name"]: value for value in record["values"]}
+        expected = [row.name for row in measurements.MEASUREMENTS if row.step not in ("Voltages", "ADC", "Battery")]
+        self.assertEqual(expected, list(values))
+        steps = {step["step"]: step["seen"] for step in record["steps"]}
+        for volts in ("45.0", "25.0"):
+            reading, code = values[f"APD {volts} V"], values[f"APD {volts} V code"]
+            self.assertIn(f"Ad: {reading['value']:.1f}V reg:0x{code['value']:04x}", steps["Adjust APD"])
+            self.assertAlmostEqual(float(volts), reading["truth"], delta=0.2)
+        reading, code = values["VDD 1.5 V"], values["VDD 1.5 V code"]
+        self.assertRegex(steps["Adjust VDD"], rf"Ad: +{reading['value']:.1f}V reg:0x{code['value']:04x}$")
+        self.assertIn(f"reg:0x{values['ATT0 code']['value']:x}", steps["Adjust ATT0"])
+        self.assertIn(f"offset = {values['offset']['value']:.0f} ", steps["Fibre offset"])
+        # A calibration comes near the truth, and is not it.
+        for name, within in {"ATT0 code": 40, "ATT1 code": 40, "offset": 10, "breakdown at the start": 30, "breakdown slope": 1,
+                             "setting at 0 degrees": 40}.items():
+            self.assertAlmostEqual(values[name]["truth"], values[name]["value"], delta=within, msg=name)
+            self.assertNotEqual(values[name]["truth"], values[name]["value"], name)
+
+    def test_any_number_of_jobs_a_break_and_shares_give_the_same_bytes(self):
+        whole = ["--specimens", "1-4", "--job", "main-board"]
+        self.run_line(*whole, "--jobs", 1, "--out", self.path("whole"))
+        expected = self.bytes_of("whole")
+        self.run_line(*whole, "--jobs", 3, "--out", self.path("jobs"))
+        self.assertEqual(expected, self.bytes_of("jobs"))
+        # Broken off after the first result, in order.
+        process = subprocess.Popen(command(*whole, "--jobs", 1, "--out", self.path("broken")), stderr=subprocess.PIPE,
+                                   stdout=subprocess.DEVNULL, text=True)
+        while not os.path.exists(self.path("broken", "results.jsonl")) or not self.records_of("broken"):
+            time.sleep(0.02)
+        process.send_signal(signal.SIGINT)
+        told = process.communicate()[1]
+        self.assertEqual(130, process.returncode, told)
+        self.assertRegex(told, "of 4 are missing; --resume goes on")
+        self.assertIn(len(self.records_of("broken")), (1, 2, 3))
+        self.run_line(*whole, "--out", self.path("broken"), status=1)  # it holds a line already
+        self.run_line(*whole, "--out", self.path("broken"), "--resume")
+        self.assertEqual(expected, self.bytes_of("broken"))
+        # Shares, by GNU parallel as on several machines.
+        subprocess.run(["parallel", "--will-cite", "-j2", sys.executable, "-B", LINE, "--program", K905, *whole, "--shard", "{}/3",
+                        "--out", self.path("share{}"), ":::", "1", "2", "3"], check=True, stderr=subprocess.DEVNULL,
+                       stdout=subprocess.DEVNULL)
+        shares = [self.path(f"share{i}") for i in (3, 1, 2)]
+        self.assertEqual([2, 1, 1], [len(self.records_of(f"share{i}")) for i in (1, 2, 3)])
+        self.run_line("--merge", *shares, "--out", self.path("merged"))
+        self.assertEqual(expected, self.bytes_of("merged"))
+        told = self.run_line("--merge", *shares[:2], "--out", self.path("part"), status=1)
+        self.assertIn("1 specimens are missing: 2; nothing was written", told)
+        self.assertFalse(os.path.exists(self.path("part")))
+
+    def test_repeats_of_a_specimen_differ_in_noise_only(self):
+        self.run_line("--specimens", "5", "--repeat", 2, "--job", "main-board", "--out", self.path("a"))
+        first, second = (records_of["values"] for records_of in records.sorted_records(self.records_of("a")))
+        rails = [value["name"] for value in first if value["step"] == "Voltages"]
+        self.assertEqual([value["truth"] for value in first if value["name"] in rails],
+                         [value["truth"] for value in second if value["name"] in rails])
+        self.assertNotEqual([value["value"] for value in first], [value["value"] for value in second])
+
+    def test_a_bad_specimen_fails_and_its_values_are_there_all_the_same(self):
+        bench = {"set": {"board.rail.TP97": 0.9}, "faults": {"usb.missing": True}}
+        steps = specimen.steps_of(K905, 3, 0, "main-board", bench, until="USB")
+        record = specimen.record_of_steps(3, 0, "main-board", steps)
+        self.assertFalse(record["passed"])
+        failed = {step["step"]: step["wrong"] for step in record["steps"] if not step["passed"]}
+        self.assertEqual({"Voltages", "USB"}, set(failed))
+        self.assertIn("F.  TP97:", failed["Voltages"])
+        self.assertEqual("End", record["steps"][-1]["step"])
+        self.assertEqual("USB", record["steps"][-2]["step"])
+        values = {value["name"]: value for value in record["values"]}
+        self.assertAlmostEqual(0.9, values["TP97"]["value"], delta=0.006)
+        self.assertEqual(0.9, values["TP97"]["truth"])
+        records.write_junit(self.folder, {(3, 0): record})
+        failures = xml.parse(self.path("junit.xml")).getroot().findall("testsuite/testcase/failure")
+        self.assertEqual(2, len(failures))
+        self.assertIn("TP97", failures[0].get("message"))
+
+    def test_a_damaged_line_is_named_and_run_again(self):
+        whole = ["--specimens", "1-3", "--job", "main-board", "--out", self.path("a")]
+        self.run_line(*whole)
+        expected = self.bytes_of("a")
+        lines = expected["results.jsonl"].decode().splitlines(keepends=True)
+        digit = re.search(r'"value":1\.(\d)', lines[1]).start(1)
+        flipped = lines[1][:digit] + str((int(lines[1][digit]) + 1) % 10) + lines[1][digit + 1:]
+        for damaged, number in (([lines[0], flipped, lines[2]], 2), ([lines[0], lines[1], lines[2][:500]], 3),
+                                ([lines[0], "\0" * 40 + "\n", lines[2]], 2), ([lines[0], lines[1], "[1]\n"], 3)):
+            with open(self.path("a", "results.jsonl"), "w") as file:
+                file.writelines(damaged)
+            told = self.run_line(*whole, "--resume")
+            self.assertIn(f"line {number} is damaged", told)
+            self.assertIn("it is run again", told)
+            self.assertEqual(expected, self.bytes_of("a"))
+
+    def test_a_folder_that_cannot_hold_results_is_told(self):
+        one = ["--specimens", "1", "--job", "main-board"]
+        self.assertIn("cannot be made: Not a directory", self.run_line(*one, "--out", "/dev/null/x", status=1))
+        self.run_line(*one, "--out", self.path("a"))
+        told = self.run_line("--specimens", "1-2", "--job", "main-board", "--out", self.path("a"), "--resume", status=1)
+        self.assertIn("holds another line: specimens is 1, asked for is 1-2", told)
+        with open(self.path("a", "line.json"), "w") as file:
+            file.write("{")
+        self.assertIn("line.json is damaged", self.run_line(*one, "--out", self.path("a"), "--resume", status=1))
+        os.remove(self.path("a", "line.json"))
+        self.assertIn("holds results without line.json", self.run_line(*one, "--out", self.path("a"), status=1))
+        self.assertIn("holds no line", self.run_line("--merge", self.path("b"), "--out", self.path("c"), status=1))
+
+    def test_a_full_disk_loses_nothing_that_was_written(self):
+        # What the record is does not matter here; the file may grow to so many bytes.
+        script = ("import resource, signal, sys, line, specimen\n"
+                  "signal.signal(signal.SIGXFSZ, signal.SIG_IGN)\n"
+                  "resource.setrlimit(resource.RLIMIT_FSIZE, (3000, 3000))\n"
+                  "specimen.run_specimen = lambda program, number, run, job, started=None: {'specimen': number, 'run': run,"
+                  " 'job': job, 'passed': True, 'seconds': 1.0, 'steps': [{'step': 'x' * 600, 'passed': True, 'seconds': 1.0,"
+                  " 'seen': ''}], 'values': []}\n"
+                  "sys.exit(line.main(sys.argv[1:]))\n")
+        words = ["--specimens", "1-9", "--jobs", "1", "--out", self.path("a")]
+        done = subprocess.run([sys.executable, "-B", "-c", script, *words], capture_output=True, text=True,
+                              env=dict(os.environ, PYTHONPATH=os.path.dirname(LINE)))
+        self.assertEqual(1, done.returncode, done.stderr)
+        self.assertRegex(done.stderr, "cannot be written: (File too large|no room); --resume goes on when it can")
+        self.assertEqual([1, 2, 3], [number for number, _ in sorted(self.records_of("a"))])
+
+    def test_numbers_of_specimens_are_read_and_wrong_ones_refused(self):
+        self.assertEqual([1, 2, 3, 7], line.whole_numbers("7,1-3,2"))
+        self.assertEqual("1-3,7,9-10", line.as_text([1, 2, 3, 7, 9, 10]))
+        for words in (["--specimens", "3-1"], ["--specimens", "x"], ["--specimens", "1-"], ["--specimens", "1-4294967296"],
+                      ["--jobs", "0"], ["--repeat", "two"], ["--shard", "3/2"], ["--shard", "1"], ["--job", "both"], ["--x"]):
+            told = self.run_line(*words, "--out", self.path("a"), status=2)
+            self.assertIn("usage:", told, words)
+        self.assertFalse(os.path.exists(self.path("a")))
+
+
+if __name__ == "__main__":
+    K905 = os.path.abspath(sys.argv.pop(1))
+    unittest.main()

@@ -67,4 +67,7 @@ def farthest(rows, count=3):
         _, value, low, high = row
         return -abs(value - middle) if low is None else min(value - low, high - value)
 
-    return [(row[0], row[1]) for row in sorted(rows, key=lambda row: (room(row), row[0]))[:count]]
+    found = {}
+    for row in sorted(rows, key=lambda row: (room(row), row[0])):
+        found.setdefault(row[0], row[1])  # each specimen once
+    return list(found.items())[:count]

@@ -14,6 +14,7 @@ matplotlib.use("svg")
 pyplot.rcParams.update({"svg.hashsalt": "k905", "font.size": 8, "axes.spines.top": False, "axes.spines.right": False})
 
 SHIFT_HOURS = 8
+LEAST_SHARE = 1e-4  # of the cycle time, for a row of its own
 BLUE, RED, GREY = "#2b6cb0", "#c53030", "#718096"
 STYLE = """
 body { font: 15px/1.5 sans-serif; max-width: 62em; margin: 2em auto; padding: 0 1em; color: #1a202c }
@@ -22,7 +23,7 @@ table { border-collapse: collapse; margin: 1em 0 } td, th { padding: .15em .8em;
 td:first-child, th:first-child { text-align: left } th { font-weight: 600; vertical-align: bottom }
 .value { display: inline-block; vertical-align: top; width: 30em; margin: .5em .5em 1em 0; break-inside: avoid }
 .value h3 { margin: 0; font-size: 1em } .value p { margin: .2em 0; font-size: .9em }
-code { background: #edf2f7; padding: 0 .3em; border-radius: 3px } .bad { color: #c53030; font-weight: 600 } .note { color: #4a5568 }
+code { white-space: nowrap; background: #edf2f7; padding: 0 .3em; border-radius: 3px } .bad { color: #c53030; font-weight: 600 } .note { color: #4a5568 }
 svg { max-width: 100%; height: auto }
 @media print { body { max-width: none; font-size: 11px; margin: 0 } h2 { break-after: avoid } table { break-inside: auto } }
 """
@@ -136,8 +137,11 @@ def cycle_times(done):
         for step in record["steps"]:
             times.setdefault(step["step"], []).append(step["seconds"] / 60)
     whole = sum(figures.mean(minutes) for minutes in times.values())
-    rows = [(step, figures.mean(minutes), max(minutes)) for step, minutes in times.items() if figures.mean(minutes) > 0]
+    rows = [(step, figures.mean(minutes), max(minutes)) for step, minutes in times.items()]
     rows.sort(key=lambda row: -row[1])
+    short = [row for row in rows if row[1] < LEAST_SHARE * whole]
+    rows = rows[:len(rows) - len(short)]
+    rest = (f"{len(short)} shorter ones", sum(row[1] for row in short), max((row[2] for row in short), default=0))
 
     def draw(axes):
         axes.barh([row[0] for row in rows[:8]][::-1], [row[1] for row in rows[:8]][::-1], color=BLUE)
@@ -146,7 +150,8 @@ def cycle_times(done):
 
     return picture(draw, 6, 2.4) + table(
         ["step", "mean, min", "longest, min", "share"],
-        [[html.escape(step), f"{middle:.3f}", f"{longest:.3f}", percent(middle / whole)] for step, middle, longest in rows])
+        [[html.escape(step), f"{middle:.3f}", f"{longest:.3f}", percent(middle / whole)]
+         for step, middle, longest in [*rows, rest]])
 
 
 def histogram(value):
@@ -230,7 +235,8 @@ def page(settings, done):
              "<h2>Cycle time by step</h2>", cycle_times(done)]
     if any(value.low is not None for value in values):
         parts += ["<h2>Values against their limits</h2><p>Cpk: distance of the mean to the nearer limit, in three standard deviations."
-                  " 1.33 is 63 in a million beyond it, 1 is 1350.</p>", capability(values)]
+                  " 1.33 is 32 in a million beyond that limit, 1 is 1350. An adjustment ends at its first reading within the tolerance, so that"
+                  " what it reads spreads over all of it, in steps of the display.</p>", capability(values)]
     parts += ["<h2>Measured values against the truth</h2><p>What the models know, beside what was measured. Of a supply that was"
               " adjusted, the volts that the found code gives, against the target.</p>", truths(values)]
     if settings["repeat"] > 1:

@@ -120,10 +120,12 @@ static int RunSelectedLoop() {
         return -1;
     void* pArg = reinterpret_cast<void*>(static_cast<intptr_t>(usWaveLen));
     const int iResult = ThreadCreate(&thdAdjustAnalog, AdjustAnalogFnc[usAnalog], pArg);
-    if (iResult == 0)
+    if (iResult == 0) {
         JoinWorker(&thdAdjustAnalog);
-    else
+    } else {
+        FrmAdjustSetDataInfo("", usAnalog + 1);  // no reading of an earlier run beside it
         FrmAdjustSetInfo(NO_THREAD_TEXT);
+    }
     return iResult;
 }
 

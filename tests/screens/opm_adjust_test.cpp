@@ -123,6 +123,9 @@ TEST_F(OpmAdjust, ALoopWithoutAThreadIsToldAndCanBeStartedAgain) {
     }
     TapAt(600, 124, 1000);
     EXPECT_THAT(Texts(Line(2)), Contains(HasSubstr("Ad:  3.0V")));
+    test::FailingCallsOfAllThreads failing(1, 1, "pthread_create");
+    TapAt(600, 124);
+    EXPECT_THAT(Texts(Line(2)), IsEmpty());
 }
 
 TEST_F(OpmAdjust, ALoopThatThereIsNotStartsNothing) {

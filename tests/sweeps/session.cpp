@@ -88,7 +88,7 @@ void Session::Do(const std::string& control, int idleMs) {
         const Picture after = bench_.Screen();
         // What still looks as before, or as under the finger, has not been let go in the program's eyes.
         const bool moved = after.bytes != before.bytes && after.bytes != held.bytes;
-        if (work_.empty() ? moved : Worked(calls))
+        if (work_.empty() ? moved : Worked(calls) && after.bytes != held.bytes)
             break;
         if (tried_ && tries == 1)
             return;  // never begun: what stands there is of the time before

@@ -14,6 +14,12 @@ const values = {
   "mainboard.eeprom_cut": { after: 100, damage: "prefix" },
   "bitmap.missing": "bg_desk.bmp",
   "bitmap.broken": "bg_desk.bmp",
+  "keypad.dead": "f1",
+  "keypad.stuck": "f1",
+  "keypad.swapped": ["f1", "f2"],
+  "keypad.knob": "reversed",
+  "touch.offset": [40, 40],
+  "touch.dead": { x: 0, y: 320, w: 800, h: 80 },
 };
 
 const places = []; // {wanted, holder, switches}: where switches stand

@@ -130,6 +130,12 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
         {"mainboard.eeprom_cut", {{"after", 0}, {"damage", "page"}}},
         {"bitmap.missing", "bg_desk.bmp"},
         {"bitmap.broken", json::array({"btn_back.bmp"})},
+        {"keypad.dead", "f1"},
+        {"keypad.stuck", json::array({"f1", "18"})},
+        {"keypad.swapped", json::array({"f1", "f2"})},
+        {"keypad.knob", "reversed"},
+        {"touch.offset", json::array({-3, 700})},
+        {"touch.dead", {{"x", 0}, {"y", 100}, {"w", 800}, {"h", 50}}},
     };
     std::set<std::string> names;
     for (const auto& fault : Instrument::Faults()) {
@@ -148,6 +154,65 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
     }
     EXPECT_EQ(instrument_->State()["faults"].size(), 0u);
     EXPECT_NE(instrument_->SetFault("no.such", true), "");
+}
+
+TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
+    const struct {
+        const char* name;
+        std::vector<json> wrong;
+    } cases[] = {
+        {"keypad.dead", {true, 3, "nokey", json::array(), json::array({"f1", "nokey"})}},
+        {"keypad.stuck", {true, "19", json::array({1})}},
+        {"keypad.swapped",
+         {true, "f1", json::array({"f1"}), json::array({"f1", "f1"}), json::array({"f1", "f9"}),
+          json::array({"f1", "f2", "f3"})}},
+        {"keypad.knob", {"left", 1, json::array({"dead"})}},
+        {"touch.offset", {true, 40, json::array({40}), json::array({0.5, 0}), json::array({0, 5000})}},
+        {"touch.dead",
+         {true,
+          json::array({0, 0, 8, 8}),
+          {{"x", 0}, {"y", 0}, {"w", 8}},
+          {{"x", -1}, {"y", 0}, {"w", 8}, {"h", 8}},
+          {{"x", 0.5}, {"y", 0}, {"w", 8}, {"h", 8}}}},
+    };
+    for (const auto& entry : cases)
+        for (const json& value : entry.wrong) {
+            EXPECT_THAT(instrument_->SetFault(entry.name, value), testing::HasSubstr(" take")) << value;
+            EXPECT_EQ(instrument_->FaultValue(entry.name), false) << entry.name << " " << value;
+        }
+}
+
+TEST_F(WholeInstrument, FaultsOfTheFrontPanelReachIt) {
+    Shell("insmod /lib/modules/2.6.30/drv_keypad.ko");
+    int error = 0;
+    const auto keys = Open("/dev/keyb0", error), panel = Open("/dev/event2", error);
+    std::uint32_t word = 0;
+    const auto after = [&](const char* fault, const json& value, const auto& act) {
+        EXPECT_EQ(instrument_->SetFault(fault, value), "") << fault;
+        act();
+        instrument_->SetFault(fault, false);
+        word = 0;
+        return keys->Read(&word, sizeof word) == 4 ? word & 0xFFu : 0u;
+    };
+    const auto press = [&] { instrument_->Key("f1", true), instrument_->Key("f1", false); };
+    EXPECT_EQ(after("keypad.dead", json::array({"f1", "f2"}), press), 0u);
+    EXPECT_EQ(after("keypad.swapped", json::array({"f1", "avg"}), press), 18u);
+    keys->FlushInput();
+    EXPECT_EQ(after("keypad.stuck", "avg", [] {}), 18u);
+    keys->FlushInput();
+    EXPECT_EQ(after("keypad.knob", true, [&] { instrument_->Knob(true), instrument_->Knob(false); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "clockwise dead", [&] { instrument_->Knob(true); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "anticlockwise dead", [&] { instrument_->Knob(false); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "reversed", [&] { instrument_->Knob(true); }), 17u);
+    EXPECT_NE(word >> 24, 0u);
+    instrument_->SetFault("touch.dead", {{"x", 0}, {"y", 0}, {"w", 10}, {"h", 480}});
+    instrument_->SetFault("touch.offset", json::array({5, 6}));
+    instrument_->Touch({{9, 20}});
+    instrument_->Touch({{10, 20}});
+    TouchRecord records[3] = {};
+    ASSERT_EQ(panel->Read(records, sizeof records), static_cast<ssize_t>(sizeof records));
+    EXPECT_EQ(records[1].value, 15);
+    EXPECT_EQ(records[2].value, 26);
 }
 
 TEST_F(WholeInstrument, MissingNodesRefuseToOpen) {

@@ -42,6 +42,8 @@ constexpr FaultRow kBoardRows[] = {
      Toggle<&Parts::straps, &Straps::SetUnknown>},
     {{"rtc.failing", "the clock chip does not answer", "\"RTC ERROR!\""},
      Toggle<&Parts::rtc, &Rtc::SetFailing>},
+    {{"rtc.stopped", "the clock chip's crystal stands still", "RTC shows the same time at each touch"},
+     Toggle<&Parts::rtc, &Rtc::SetStopped>},
     {{"power.missing", "no power controller", "\"PowerDev ERROR!\""},
      Toggle<&Parts::power, &PowerController::SetMissing>},
     {{"power.short", "the power controller's second byte is lost", "\"PowerDev Info ERROR!\""},

@@ -16,7 +16,7 @@ using Damage = Storage::Damage;
 template <auto Eeprom>
 std::string CellsStuck(Parts& parts, bool on, const json& value) {
     EepromCells& cells = (parts.*Eeprom).Cells();
-    const json list = value.is_array() ? value : json::array({value});
+    const json list = AsList(value);
     for (const json& cell : list) {
         if (!on)
             break;
@@ -55,6 +55,41 @@ std::string PowerCutAfter(Parts& parts, bool on, const json& value) {
     return "a power cut takes bytes, or {\"after\": bytes, \"damage\": \"prefix\"|\"half\"|\"page\"}";
 }
 
+// One {"data": bit, "level": 0 or 1} or {"address": bit, "level": 0 or 1}, or a list of them.
+template <auto Eeprom>
+std::string LineStuck(Parts& parts, bool on, const json& value) {
+    constexpr int kDataBits = 8, kAddressBits = 16;
+    EepromCells& cells = (parts.*Eeprom).Cells();
+    const json list = on ? AsList(value) : json::array();
+    const auto is = [](const json& line, const char* kind, int bits) {
+        return line.is_object() && line.size() == 2 && line.contains(kind) && line.contains("level") &&
+               WholeInRange(line[kind], 0, bits - 1) && WholeInRange(line["level"], 0, 1);
+    };
+    for (const json& line : list)
+        if (!is(line, "data", kDataBits) && !is(line, "address", kAddressBits))
+            return "a stuck line takes {\"data\": 0..7, \"level\": 0|1}, {\"address\": 0..15, \"level\": "
+                   "0|1}, "
+                   "or a list of them";
+    cells.ClearLines();
+    for (const json& line : list) {
+        const bool level = line["level"] == 1;
+        if (line.contains("data"))
+            cells.SetDataLine(line["data"].get<unsigned>(), level);
+        else
+            cells.SetAddressLine(line["address"].get<unsigned>(), level);
+    }
+    return "";
+}
+
+template <auto Eeprom>
+std::string Worn(Parts& parts, bool on, const json& value) {
+    constexpr int kMost = 1000000;
+    if (on && !value.is_boolean() && !WholeInRange(value, 1, kMost))
+        return "a worn EEPROM takes true, or the write cycles that its pages still stand";
+    (parts.*Eeprom).Cells().SetEndurance(!on ? -1 : value.is_boolean() ? 0 : value.get<int>());
+    return "";
+}
+
 std::string SpoilFont(Parts& parts, bool on, const json& value, Damage damage) {
     std::string problem = OnlyTrue(on, value);
     if (!problem.empty())
@@ -65,7 +100,7 @@ std::string SpoilFont(Parts& parts, bool on, const json& value, Damage damage) {
 
 // A bitmap's name, or a list of names.
 std::string SpoilBitmaps(Parts& parts, bool on, const json& value, Damage damage) {
-    const json list = value.is_array() ? value : json::array({value});
+    const json list = AsList(value);
     for (const json& name : list)
         if (on && !name.is_string())
             return "this fault takes a bitmap's name, or a list of names";
@@ -98,6 +133,18 @@ constexpr FaultRow kMemoryRows[] = {
       "power cut after so many more bytes, or {\"after\": n, \"damage\": prefix|half|page}",
       "the instrument goes off; the store recovers at the next start"},
      PowerCutAfter<&Parts::moduleEeprom>},
+    {{"module.eeprom_line",
+      "{\"data\": bit, \"level\": 0|1} or {\"address\": bit, \"level\": 0|1} or a list: lines inside the "
+      "part that are "
+      "stuck",
+      "\"Eeprom Check Error!\" where page 1 reads otherwise than it was written"},
+     LineStuck<&Parts::moduleEeprom>},
+    {{"module.eeprom_worn",
+      "its pages hold what is written for so many more write cycles (true: none); then one cell in four has "
+      "a bit "
+      "that reads 1",
+      "\"Eeprom Check Error!\" where page 1 reads otherwise than it was written"},
+     Worn<&Parts::moduleEeprom>},
     {{"mainboard.eeprom_stuck", "{\"address\": a, \"value\": v} or a list: cells that always read v",
       "\"Arm Eeprom Check Error!\" when in page 0"},
      CellsStuck<&Parts::mainboardEeprom>},
@@ -110,6 +157,18 @@ constexpr FaultRow kMemoryRows[] = {
       "power cut after so many more bytes, or {\"after\": n, \"damage\": prefix|half|page}",
       "the instrument goes off"},
      PowerCutAfter<&Parts::mainboardEeprom>},
+    {{"mainboard.eeprom_line",
+      "{\"data\": bit, \"level\": 0|1} or {\"address\": bit, \"level\": 0|1} or a list: lines inside the "
+      "part that are "
+      "stuck",
+      "\"Arm Eeprom Check Error!\" where the first four bytes of page 0 read otherwise"},
+     LineStuck<&Parts::mainboardEeprom>},
+    {{"mainboard.eeprom_worn",
+      "its pages hold what is written for so many more write cycles (true: none); then one cell in four has "
+      "a bit "
+      "that reads 1",
+      "\"Arm Eeprom Check Error!\" where the first four bytes of page 0 read otherwise"},
+     Worn<&Parts::mainboardEeprom>},
     {{"sd.missing", "no SD card", "\"NO SDcard!\"; no test log"}, Media},
     {{"sd.full", "no room on the SD card",
       "\"Write Error!\" unless the test file is there; the log does not grow"},

@@ -1,5 +1,7 @@
 // Faults of the optical module: its drivers, FPGA, converters and optics.
 #include <iterator>
+#include <optional>
+#include <utility>
 
 #include "simulator/models/fault_rows.h"
 
@@ -65,6 +67,20 @@ std::string BadConnector(Parts& parts, bool on, const json& value) {
     return "";
 }
 
+std::string SensorWrong(Parts& parts, bool on, const json& value) {
+    constexpr double kMost = 200;  // degrees
+    std::optional<double> offset, frozen;
+    if (on && value.is_object() && value.size() == 1)
+        for (const auto& [name, wanted] : {std::pair{"offset", &offset}, {"frozen", &frozen}})
+            if (value.contains(name) && InRange(value[name], -kMost, kMost))
+                *wanted = value[name].get<double>();
+    if (on && !offset && !frozen)
+        return "optic.temperature_wrong takes {\"offset\": degrees} or {\"frozen\": degrees}";
+    parts.optic.SetTemperatureOffset(offset.value_or(0));
+    parts.optic.SetTemperatureFrozen(frozen);
+    return "";
+}
+
 constexpr FaultRow kModuleRows[] = {
     {{"optic.ioctl_failing", "every ioctl of the optic driver fails",
       "register checks fail, \"Temperature = 0.000000\"; ADC: \"ADC Check ERROR, Maybe not connect!\"; "
@@ -82,12 +98,20 @@ constexpr FaultRow kModuleRows[] = {
     {{"optic.temperature_failing", "the module's temperature sensor does not answer",
       "\"get opm temperature failed!\""},
      Toggle<&Parts::optic, &OpticDriver::SetTemperatureFailing>},
+    {{"optic.temperature_wrong",
+      "{\"offset\": degrees} that the temperature sensor is off, or {\"frozen\": degrees} that it always "
+      "gives",
+      "Temperature shows it; the APD calibration takes it for true, and does not end on a frozen one"},
+     SensorWrong},
     {{"optic.tuning_failing", "the driver cannot read or store the tuning record",
       "E2PROM view shows the initial values; calibration results are gone after a restart"},
      Toggle<&Parts::optic, &OpticDriver::SetTuningFailing>},
     {{"fpga.load_failing", "the FPGA loader's driver refuses every request",
       "console: \"iotcl()\" with the system error; FPGA checks fail"},
      Toggle<&Parts::loader, &FpgaLoader::SetFailing>},
+    {{"fpga.image_wrong", "the image on the instrument is for another FPGA: it stays unconfigured",
+      "FPGA checks and calibrations fail"},
+     Toggle<&Parts::loader, &FpgaLoader::SetImageWrong>},
     {{"fpga.ddr", "sample memory status bits (true: 2; bit 0 ready, bit 1 error)", "\"FPGA DDR ERROR!!\""},
      DdrFailing},
     {{"adc.path", "line from the receiver to the ADC open: the ADC sees 0 V",

@@ -130,6 +130,11 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
         {"mainboard.eeprom_cut", {{"after", 0}, {"damage", "page"}}},
         {"bitmap.missing", "bg_desk.bmp"},
         {"bitmap.broken", json::array({"btn_back.bmp"})},
+        {"module.eeprom_line", {{"data", 3}, {"level", 0}}},
+        {"mainboard.eeprom_line",
+         json::array({{{"address", 15}, {"level", 1}}, {{"data", 0}, {"level", 1}}})},
+        {"mainboard.eeprom_worn", 3},
+        {"optic.temperature_wrong", {{"frozen", 25}}},
         {"keypad.dead", "f1"},
         {"keypad.stuck", json::array({"f1", "18"})},
         {"keypad.swapped", json::array({"f1", "f2"})},
@@ -161,6 +166,17 @@ TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
         const char* name;
         std::vector<json> wrong;
     } cases[] = {
+        {"module.eeprom_line",
+         {true,
+          {{"data", 8}, {"level", 0}},
+          {{"address", 16}, {"level", 0}},
+          {{"data", 1}},
+          {{"data", 1}, {"level", 2}},
+          {{"data", 1}, {"address", 1}, {"level", 1}},
+          json::array({{{"data", 1}, {"level", 1}}, 5})}},
+        {"mainboard.eeprom_worn", {-1, 0.5, "soon"}},
+        {"optic.temperature_wrong",
+         {true, 10, {{"offset", "x"}}, {{"offset", 300}}, {{"offset", 1}, {"frozen", 1}}, {{"off", 1}}}},
         {"keypad.dead", {true, 3, "nokey", json::array(), json::array({"f1", "nokey"})}},
         {"keypad.stuck", {true, "19", json::array({1})}},
         {"keypad.swapped",
@@ -180,6 +196,75 @@ TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
             EXPECT_THAT(instrument_->SetFault(entry.name, value), testing::HasSubstr(" take")) << value;
             EXPECT_EQ(instrument_->FaultValue(entry.name), false) << entry.name << " " << value;
         }
+}
+
+TEST_F(WholeInstrument, FaultsOfTheEepromsReachTheirCells) {
+    const std::pair<const char*, EepromCells*> parts[] = {
+        {"module", &instrument_->Inside().moduleEeprom.Cells()},
+        {"mainboard", &instrument_->Inside().mainboardEeprom.Cells()}};
+    for (const auto& [name, cells] : parts) {
+        const auto fault = [&, part = std::string(name)](const char* what, const json& value) {
+            EXPECT_EQ(instrument_->SetFault(part + what, value), "");
+        };
+        cells->Program(0, {0x0F, 0x0F}, 0);
+        fault(".eeprom_line", {{"data", 3}, {"level", 0}});
+        EXPECT_EQ(cells->Read(0), 0x07);
+        fault(".eeprom_line", json::array({{{"data", 0}, {"level", 0}}, {{"data", 5}, {"level", 1}}}));
+        EXPECT_EQ(cells->Read(0), 0x2E);
+        fault(".eeprom_line", {{"address", 15}, {"level", 1}});
+        EXPECT_EQ(cells->Read(0), 0xFF);
+        fault(".eeprom_line", false);
+        EXPECT_EQ(cells->Read(0), 0x0F);
+        fault(".eeprom_worn", true);
+        int weak = 0;
+        cells->Program(0, std::vector<std::uint8_t>(128), 0);
+        for (std::size_t at = 0; at < 128; ++at)
+            weak += cells->Read(at) != 0;
+        EXPECT_GT(weak, 0);
+        fault(".eeprom_worn", 5);
+        weak = 0;
+        for (std::size_t at = 0; at < 128; ++at)
+            weak += cells->Read(at) != 0;
+        EXPECT_EQ(weak, 0);
+    }
+}
+
+TEST_F(WholeInstrument, FaultsOfClockSensorAndImageReachThem) {
+    auto& parts = instrument_->Inside();
+    instrument_->SetFault("rtc.stopped", true);
+    const std::int64_t stood = parts.rtc.Now();
+    world_.now += 60000000;
+    EXPECT_EQ(parts.rtc.Now(), stood);
+    instrument_->SetFault("rtc.stopped", false);
+    EXPECT_EQ(parts.rtc.Now(), stood + 60);
+
+    Shell("insmod /lib/modules/2.6.30/drv_optic.ko");
+    int error = 0;
+    const auto optic = Open("/dev/optic0", error);
+    std::int32_t milli = 0;
+    const auto temperature = [&](const json& fault) {
+        EXPECT_EQ(instrument_->SetFault("optic.temperature_wrong", fault), "");
+        EXPECT_EQ(optic->Ioctl(OpticDriver::kTemperature, &milli), 0);
+        return milli;
+    };
+    EXPECT_EQ(temperature({{"offset", -60}}), -35000);
+    EXPECT_EQ(temperature({{"frozen", 12.5}}), 12500);
+    EXPECT_EQ(temperature({{"offset", 1}}), 26000);  // frozen no more
+    EXPECT_EQ(temperature(false), 25000);
+
+    Shell("insmod /lib/modules/2.6.30/drv_fpga.ko");
+    const auto load = [&] {
+        const auto loader = Open("/dev/fpga0", error);
+        std::uint32_t size = 1;
+        loader->Ioctl(FpgaLoader::kBegin, &size);
+        loader->Write("x", 1);
+        loader->Ioctl(FpgaLoader::kEnd, nullptr);
+        return parts.fpga.Configured();
+    };
+    instrument_->SetFault("fpga.image_wrong", true);
+    EXPECT_FALSE(load());
+    instrument_->SetFault("fpga.image_wrong", false);
+    EXPECT_TRUE(load());
 }
 
 TEST_F(WholeInstrument, FaultsOfTheFrontPanelReachIt) {

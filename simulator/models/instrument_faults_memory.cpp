@@ -67,7 +67,7 @@ std::string LineStuck(Parts& parts, bool on, const json& value) {
     };
     for (const json& line : list)
         if (!is(line, "data", kDataBits) && !is(line, "address", kAddressBits))
-            return "a stuck line takes {\"data\": 0..7, \"level\": 0|1}, {\"address\": 0..15, \"level\": "
+            return "a stuck line takes {\"data\": 0..7, \"level\": 0 or 1}, {\"address\": 0..15, \"level\": "
                    "0|1}, "
                    "or a list of them";
     cells.ClearLines();
@@ -134,7 +134,8 @@ constexpr FaultRow kMemoryRows[] = {
       "the instrument goes off; the store recovers at the next start"},
      PowerCutAfter<&Parts::moduleEeprom>},
     {{"module.eeprom_line",
-      "{\"data\": bit, \"level\": 0|1} or {\"address\": bit, \"level\": 0|1} or a list: lines inside the "
+      "{\"data\": bit, \"level\": 0 or 1} or {\"address\": bit, \"level\": 0 or 1} or a list: lines inside "
+      "the "
       "part that are "
       "stuck",
       "\"Eeprom Check Error!\" where page 1 reads otherwise than it was written"},
@@ -158,7 +159,8 @@ constexpr FaultRow kMemoryRows[] = {
       "the instrument goes off"},
      PowerCutAfter<&Parts::mainboardEeprom>},
     {{"mainboard.eeprom_line",
-      "{\"data\": bit, \"level\": 0|1} or {\"address\": bit, \"level\": 0|1} or a list: lines inside the "
+      "{\"data\": bit, \"level\": 0 or 1} or {\"address\": bit, \"level\": 0 or 1} or a list: lines inside "
+      "the "
       "part that are "
       "stuck",
       "\"Arm Eeprom Check Error!\" where the first four bytes of page 0 read otherwise"},

@@ -1,7 +1,10 @@
 // Faults of the optical module: its drivers, FPGA, converters and optics.
+#include <algorithm>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "simulator/models/fault_rows.h"
 
@@ -60,10 +63,19 @@ std::string DdrFailing(Parts& parts, bool on, const json& value) {
 }
 
 std::string BadConnector(Parts& parts, bool on, const json& value) {
-    constexpr double kDefault = 4;  // dB
-    if (on && !value.is_boolean() && !(value.is_number() && value > 0 && value <= 60))
-        return "optics.bad_connector takes true or dB up to 60";
-    parts.optics.SetBadConnector(!on ? 0 : value.is_boolean() ? kDefault : value.get<double>());
+    constexpr double kUsual = 4, kMost = 60;  // dB
+    const bool object = value.is_object() && value.size() == 2 && value.contains("loss") &&
+                        value.contains("reflection") && InRange(value["loss"], 0, kMost) &&
+                        InRange(value["reflection"], -kMost, 0);
+    if (on && !value.is_boolean() && !object && !(InRange(value, 0, kMost) && value > 0))
+        return "optics.bad_connector takes true, dB up to 60, or {\"loss\": dB, \"reflection\": -60..0 dB}";
+    if (!on)
+        parts.optics.SetBadConnector(0, std::nullopt);
+    else if (object)
+        parts.optics.SetBadConnector(value["loss"].get<double>(), value["reflection"].get<double>());
+    else
+        parts.optics.SetBadConnector(value.is_boolean() ? kUsual : value.get<double>(),
+                                     Optics::kBadReflection);
     return "";
 }
 
@@ -78,6 +90,155 @@ std::string SensorWrong(Parts& parts, bool on, const json& value) {
         return "optic.temperature_wrong takes {\"offset\": degrees} or {\"frozen\": degrees}";
     parts.optic.SetTemperatureOffset(offset.value_or(0));
     parts.optic.SetTemperatureFrozen(frozen);
+    return "";
+}
+
+// An object of numbers: each member is one of the fields, within its range. False: something else, or
+// nothing.
+struct Field {
+    const char* name;
+    double low, high;
+    std::function<void(double)> take;
+};
+bool ReadFields(const json& value, const std::vector<Field>& fields) {
+    if (!value.is_object() || value.empty())
+        return false;
+    for (const auto& [name, number] : value.items()) {
+        const auto field = std::find_if(fields.begin(), fields.end(),
+                                        [&name = name](const Field& one) { return name == one.name; });
+        if (field == fields.end() || !InRange(number, field->low, field->high))
+            return false;
+        field->take(number.get<double>());
+    }
+    return true;
+}
+
+// What DACs and ADC have in common. False: a member is wrong, or none is there.
+bool ReadConverter(const json& value, int bits, ConverterError& error) {
+    if (value.contains("bit") != value.contains("level") ||
+        (value.contains("bit") &&
+         !(WholeInRange(value["bit"], 0, bits - 1) && WholeInRange(value["level"], 0, 1))))
+        return false;
+    constexpr double kMostVolts = 2.5, kMostGain = 2;
+    return ReadFields(value,
+                      {{"offset", -kMostVolts, kMostVolts, [&](double volts) { error.offset = volts; }},
+                       {"gain", 0, kMostGain, [&](double gain) { error.gain = gain; }},
+                       {"bit", 0, 15, [&](double bit) { error.bit = static_cast<int>(bit); }},
+                       {"level", 0, 1, [&](double level) { error.level = static_cast<int>(level); }}});
+}
+
+constexpr const char* kDacNames[kDacs] = {"att0", "att1", "vdd", "apd"};  // in the order of Dac
+
+// One DAC, or a list of them.
+std::string DacWrong(Parts& parts, bool on, const json& value) {
+    constexpr int kBits = 12;
+    ConverterError errors[kDacs];
+    for (json dac : on ? AsList(value) : json::array()) {
+        const json name = dac.is_object() ? dac.value("dac", json()) : json();
+        const auto* found = std::find(std::begin(kDacNames), std::end(kDacNames), name);
+        if (found != std::end(kDacNames))
+            dac.erase("dac");
+        if (found == std::end(kDacNames) || !ReadConverter(dac, kBits, errors[found - kDacNames]))
+            return "dac.wrong takes {\"dac\": \"apd\", \"vdd\", \"att0\" or \"att1\", and \"offset\": volts, "
+                   "\"gain\": factor, \"bit\": 0..11 with \"level\": 0 or 1}, or a list of them";
+    }
+    for (std::size_t i = 0; i < kDacs; ++i)
+        parts.optics.SetDacError(static_cast<Dac>(i), errors[i]);
+    return "";
+}
+
+std::string AdcWrong(Parts& parts, bool on, const json& value) {
+    constexpr int kBits = 16, kMostCode = 65535;
+    ConverterError error;
+    json rest = on && value.is_object() ? value : json::object();
+    const json missing = rest.value("missing", json());
+    rest.erase("missing");
+    const bool range = missing.is_array() && missing.size() == 2 && WholeInRange(missing[0], 1, kMostCode) &&
+                       WholeInRange(missing[1], 1, kMostCode) && missing[0] <= missing[1];
+    if (on && ((!missing.is_null() && !range) || (rest.empty() && !range) ||
+               (!rest.empty() && !ReadConverter(rest, kBits, error))))
+        return "adc.wrong takes {\"offset\": volts, \"gain\": factor, \"bit\": 0..15 with \"level\": 0 or 1, "
+               "\"missing\": [first, last code]}";
+    if (range) {
+        error.missingFrom = missing[0].get<std::uint16_t>();
+        error.missingTo = missing[1].get<std::uint16_t>();
+    }
+    parts.optics.SetAdcError(error);
+    return "";
+}
+
+std::string LaserWeak(Parts& parts, bool on, const json& value) {
+    constexpr double kMost = 60;  // dB
+    if (on && !(InRange(value, 0, kMost) && value > 0))
+        return "optics.laser_weak takes dB up to 60";
+    parts.optics.SetLaserPower(on ? Ratio(-value.get<double>()) : 1);
+    return "";
+}
+
+std::string LaserWavelength(Parts& parts, bool on, const json& value) {
+    Optics::Wavelengths lit = Optics::kRightWavelengths;
+    static constexpr std::pair<int, Wavelength> kNames[] = {
+        {1310, Wavelength::k1310}, {1550, Wavelength::k1550}, {1625, Wavelength::k1625}};
+    bool known = !on || value.is_boolean();
+    for (const auto& [name, wavelength] : kNames)
+        if (on && value.is_number() && value == name) {
+            lit.fill(wavelength);
+            known = true;
+        }
+    if (!known)
+        return "optics.laser_wavelength takes true, 1310, 1550 or 1625";
+    if (on && value.is_boolean())
+        std::swap(lit[0], lit[1]);
+    parts.optics.SetWavelengths(lit);
+    return "";
+}
+
+std::string DiodeWrong(Parts& parts, bool on, const json& value) {
+    Optics::DiodeError error;
+    if (on && !ReadFields(value, {{"responsivity", 0, 1, [&](double factor) { error.responsivity = factor; }},
+                                  {"leakage", 0, 1e-3, [&](double amperes) { error.leakage = amperes; }},
+                                  {"breakdown", 20, 100, [&](double volts) { error.breakdown = volts; }}}))
+        return "optics.photodiode takes {\"responsivity\": factor, \"leakage\": amperes, \"breakdown\": "
+               "volts}";
+    parts.optics.SetDiodeError(error);
+    return "";
+}
+
+std::string ReceiverWrong(Parts& parts, bool on, const json& value) {
+    static constexpr std::pair<int, unsigned> kChannels[] = {{6300, 0}, {6301, 1}, {6303, 3}, {6307, 7}};
+    constexpr double kMost = 100;
+    ReceiverError error;
+    const auto die = [&](double channel) {
+        for (const auto& [name, code] : kChannels)
+            if (channel == name)
+                error.deadChannels = 1u << code;
+    };
+    const std::vector<Field> fields = {
+        {"gain", 0, kMost, [&](double factor) { error.gain = factor; }},
+        {"noise", 0, kMost, [&](double factor) { error.noise = factor; }},
+        {"bandwidth", 0.01, 1, [&](double factor) { error.bandwidth = factor; }},
+        {"dead_channel", 6300, 6307, die}};
+    if (on && (!ReadFields(value, fields) || (value.contains("dead_channel") && error.deadChannels == 0)))
+        return "optics.receiver takes {\"gain\": factor, \"noise\": factor, \"bandwidth\": 0.01..1, "
+               "\"dead_channel\": 6300, 6301, 6303 or 6307}";
+    parts.optics.SetReceiverError(error);
+    return "";
+}
+
+std::string FibreBent(Parts& parts, bool on, const json& value) {
+    double at = 0, loss = 0;
+    if (on && !(ReadFields(value, {{"at", 0, 1e5, [&](double metres) { at = metres; }},
+                                   {"loss", 0, 60, [&](double lost) { loss = lost; }}}) &&
+                value.size() == 2))
+        return "optics.fibre_bent takes {\"at\": metres, \"loss\": dB}";
+    parts.optics.SetBentFibre(at, loss);
+    return "";
+}
+
+std::string FibreLonger(Parts& parts, bool on, const json& value) {
+    if (on && !InRange(value, -1e5, 1e5))
+        return "optics.fibre_longer takes metres, negative for a shorter one";
+    parts.optics.SetLongerFibre(on ? value.get<double>() : 0);
     return "";
 }
 
@@ -117,8 +278,21 @@ constexpr FaultRow kModuleRows[] = {
     {{"adc.path", "line from the receiver to the ADC open: the ADC sees 0 V",
       "ADC check: \" not OK! result = ...\""},
      Toggle<&Parts::optics, &Optics::SetPathBroken>},
+    {{"adc.wrong",
+      "{\"offset\": volts, \"gain\": factor, \"bit\": stuck one, \"level\": 0 or 1, \"missing\": [first, "
+      "last code]}",
+      "ADC check: \" not OK! result = ...\" where the volts leave its limits"},
+     AdcWrong},
+    {{"dac.wrong",
+      "{\"dac\": \"apd\", \"vdd\", \"att0\" or \"att1\", \"offset\": volts at the DAC, \"gain\": factor, "
+      "\"bit\": stuck "
+      "one, \"level\": 0 or 1} or a list",
+      "\"Ajust try times out.\" where the loop does not reach its voltage"},
+     DacWrong},
     {{"optics.bad_connector",
-      "dirty or damaged connector in the module's port: dB lost each way (true: 4); it also reflects",
+      "dirty or damaged connector in the module's port: dB lost each way (true: 4), it then reflects -30 dB; "
+      "or "
+      "{\"loss\": dB, \"reflection\": dB}",
       "\"1310 Optical check bad\", \"1550 Optical check bad\""},
      BadConnector},
     {{"optics.apd_defective", "photodiode open: no dark current, no light",
@@ -127,6 +301,30 @@ constexpr FaultRow kModuleRows[] = {
     {{"optics.laser_off", "the laser does not light",
       "\"1310 Optical check bad\"; \"offset = 0 Adjust Error\""},
      Toggle<&Parts::optics, &Optics::SetLaserOff>},
+    {{"optics.laser_weak", "dB that the laser gives less",
+      "\"1310 Optical check bad\", \"1550 Optical check bad\" from about 5 dB on"},
+     LaserWeak},
+    {{"optics.laser_wavelength",
+      "nm that always light, whatever is selected (true: 1310 and 1550 are exchanged)",
+      "nothing: no check tells the wavelengths apart"},
+     LaserWavelength},
+    {{"optics.photodiode",
+      "{\"responsivity\": factor, \"leakage\": amperes, \"breakdown\": volts at 25 degrees}: weak, leaky, "
+      "early "
+      "or late in breaking down",
+      "\"1310 Optical check bad\" or no verdict; \"APD Tuning Start Failed! ret = -1\""},
+     DiodeWrong},
+    {{"optics.receiver",
+      "{\"gain\": factor, \"noise\": factor, \"bandwidth\": factor, \"dead_channel\": 6300, 6301, 6303 or "
+      "6307}",
+      "optical check bad; \"6301channel: fail!!!\" and so on for a dead channel"},
+     ReceiverWrong},
+    {{"optics.fibre_bent", "{\"at\": metres, \"loss\": dB} that every fibre in the port loses more",
+      "optical check bad where the bend lies before what it looks at"},
+     FibreBent},
+    {{"optics.fibre_longer", "metres that every fibre in the port is longer than it says, or shorter",
+      "\"offset = 0 Adjust Error\" from 0.5 m more than 5 m on"},
+     FibreLonger},
 };
 
 }  // namespace

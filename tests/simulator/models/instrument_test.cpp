@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cmath>
 #include <set>
 #include <stdexcept>
 
@@ -135,6 +136,13 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
          json::array({{{"address", 15}, {"level", 1}}, {{"data", 0}, {"level", 1}}})},
         {"mainboard.eeprom_worn", 3},
         {"optic.temperature_wrong", {{"frozen", 25}}},
+        {"dac.wrong", json::array({{{"dac", "att0"}, {"offset", -0.05}}, {{"dac", "apd"}, {"gain", 0.9}}})},
+        {"adc.wrong", {{"bit", 15}, {"level", 0}, {"missing", {1, 65535}}}},
+        {"optics.laser_weak", 3.5},
+        {"optics.photodiode", {{"responsivity", 0.5}, {"leakage", 1e-6}, {"breakdown", 40}}},
+        {"optics.receiver", {{"gain", 0.5}, {"noise", 3}, {"bandwidth", 0.2}, {"dead_channel", 6303}}},
+        {"optics.fibre_bent", {{"at", 100}, {"loss", 3}}},
+        {"optics.fibre_longer", -2},
         {"keypad.dead", "f1"},
         {"keypad.stuck", json::array({"f1", "18"})},
         {"keypad.swapped", json::array({"f1", "f2"})},
@@ -177,6 +185,44 @@ TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
         {"mainboard.eeprom_worn", {-1, 0.5, "soon"}},
         {"optic.temperature_wrong",
          {true, 10, {{"offset", "x"}}, {{"offset", 300}}, {{"offset", 1}, {"frozen", 1}}, {{"off", 1}}}},
+        {"dac.wrong",
+         {true,
+          {{"dac", "att2"}, {"offset", 1}},
+          {{"offset", 1}},
+          {{"dac", "vdd"}},
+          {{"dac", "vdd"}, {"offset", 3}},
+          {{"dac", "vdd"}, {"gain", -1}},
+          {{"dac", "vdd"}, {"bit", 3}},
+          {{"dac", "vdd"}, {"bit", 12}, {"level", 0}},
+          {{"dac", "vdd"}, {"bit", 0.5}, {"level", 0}},
+          {{"dac", "vdd"}, {"missing", {1, 2}}},
+          json::array({{{"dac", "vdd"}, {"gain", 0.5}}, 1})}},
+        {"adc.wrong",
+         {true,
+          {{"offset", "x"}},
+          {{"bit", 16}, {"level", 0}},
+          {{"level", 0}},
+          {{"missing", {5, 4}}},
+          {{"missing", {0, 4}}},
+          {{"missing", {1, 65536}}},
+          {{"offset", 0.1}, {"missing", 7}},
+          {{"dac", "vdd"}}}},
+        {"optics.bad_connector",
+         {"x", -1, 61, {{"loss", 1}}, {{"loss", 1}, {"reflection", 1}}, {{"loss", -1}, {"reflection", -20}}}},
+        {"optics.laser_weak", {true, -1, 100, "x"}},
+        {"optics.laser_wavelength", {1490, "1310", json::array({1310})}},
+        {"optics.photodiode",
+         {true, {{"responsivity", 2}}, {{"leakage", -1}}, {{"breakdown", 5}}, {{"gain", 1}}, json::object()}},
+        {"optics.receiver",
+         {true,
+          {{"gain", -1}},
+          {{"noise", 101}},
+          {{"bandwidth", 0}},
+          {{"dead_channel", 6302}},
+          {{"leakage", 1}}}},
+        {"optics.fibre_bent",
+         {true, 5, {{"at", 1}}, {{"loss", 1}}, {{"at", -1}, {"loss", 1}}, {{"at", 1}, {"loss", 61}}}},
+        {"optics.fibre_longer", {true, "long", 1e6}},
         {"keypad.dead", {true, 3, "nokey", json::array(), json::array({"f1", "nokey"})}},
         {"keypad.stuck", {true, "19", json::array({1})}},
         {"keypad.swapped",
@@ -196,6 +242,63 @@ TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
             EXPECT_THAT(instrument_->SetFault(entry.name, value), testing::HasSubstr(" take")) << value;
             EXPECT_EQ(instrument_->FaultValue(entry.name), false) << entry.name << " " << value;
         }
+}
+
+// Each changes, in the optics' own state, what it says, and nothing once it is cleared.
+TEST_F(WholeInstrument, FaultsOfTheOpticsReachThem) {
+    auto& parts = instrument_->Inside();
+    parts.fpga.Configure();
+    const std::pair<Register, std::uint16_t> setUp[] = {{kRegCurrent0, 0x6303}, {kRegCurrent1, 0x51},
+                                                        {kRegAtt0, 1280},       {kRegAtt1, 1024},
+                                                        {kRegVdd, 2064},        {kRegApd, 2000}};
+    for (const auto& [index, value] : setUp)
+        parts.fpga.Write(index, value);
+    EXPECT_EQ(instrument_->Set("optics.fibre", "1 km"), "");
+    const json before = instrument_->State();
+    const struct {
+        const char* fault;
+        json value;
+        const char *model, *state;
+        double factor, shift;  // of what the state was
+    } cases[] = {
+        {"dac.wrong", {{"dac", "att0"}, {"offset", 0.05}}, "board", "att0", 1, 0.05},
+        {"dac.wrong", {{"dac", "att1"}, {"bit", 10}, {"level", 0}}, "board", "att1", 1, -0.625},
+        {"dac.wrong", {{"dac", "vdd"}, {"bit", 11}, {"level", 0}}, "board", "vdd", 1, -2048 * 1.5 / 1008},
+        {"dac.wrong", {{"dac", "apd"}, {"offset", 0.05}}, "board", "apd", 1, 81.92 * 20 / 2067},
+        {"dac.wrong", {{"dac", "apd"}, {"gain", 0.5}}, "board", "apd", 1, -1000 * 20.0 / 2067},
+        {"dac.wrong", {{"dac", "att0"}, {"offset", 0.05}}, "optics", "dark_volts", 1, -0.03},
+        {"optics.laser_weak", 10, "optics", "laser_watts", 0.1, 0},
+        {"optics.photodiode",
+         {{"breakdown", 40}},
+         "optics",
+         "breakdown_codes_per_degree",
+         0,
+         0.002 * 40 * 2067 / 20},
+        {"optics.photodiode", {{"leakage", 5e-6}}, "optics", "apd_current", 1, 5e-6 - 5e-9},
+        {"optics.fibre_longer", 250, "optics", "fibre_length", 1, 250},
+        {"optics.fibre_longer", -5000, "optics", "fibre_length", 0, 0.1},
+        {"optics.bad_connector", {{"loss", 2}, {"reflection", -14}}, "optics", "port_loss", 1, 2},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(std::string(entry.fault) + " " + entry.value.dump() + " " + entry.state);
+        const double was = before[entry.model][entry.state];
+        const double expected = was * entry.factor + entry.shift;
+        EXPECT_EQ(instrument_->SetFault(entry.fault, entry.value), "");
+        // Supplies differ by 1 % between modules.
+        EXPECT_NEAR(instrument_->State()[entry.model][entry.state].get<double>(), expected,
+                    0.012 * std::fabs(expected - was) + 1e-12);
+        EXPECT_EQ(instrument_->SetFault(entry.fault, false), "");
+        EXPECT_EQ(instrument_->State(), before);
+    }
+    const std::pair<json, const char*> lit[] = {
+        {true, "1310"}, {1310, "1310"}, {1550, "1550"}, {1625, "1625"}};
+    for (const auto& [value, wavelength] : lit) {
+        EXPECT_EQ(instrument_->SetFault("optics.laser_wavelength", value), "");
+        EXPECT_EQ(instrument_->State()["optics"]["wavelength"], wavelength);
+        EXPECT_EQ(instrument_->State()["optics"]["wavelength_code"], 1);
+    }
+    instrument_->SetFault("optics.laser_wavelength", false);
+    EXPECT_EQ(instrument_->State(), before);
 }
 
 TEST_F(WholeInstrument, FaultsOfTheEepromsReachTheirCells) {

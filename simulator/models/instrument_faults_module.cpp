@@ -62,37 +62,6 @@ std::string DdrFailing(Parts& parts, bool on, const json& value) {
     return "";
 }
 
-std::string BadConnector(Parts& parts, bool on, const json& value) {
-    constexpr double kUsual = 4, kMost = 60;  // dB
-    const bool object = value.is_object() && value.size() == 2 && value.contains("loss") &&
-                        value.contains("reflection") && InRange(value["loss"], 0, kMost) &&
-                        InRange(value["reflection"], -kMost, 0);
-    if (on && !value.is_boolean() && !object && !(InRange(value, 0, kMost) && value > 0))
-        return "optics.bad_connector takes true, dB up to 60, or {\"loss\": dB, \"reflection\": -60..0 dB}";
-    if (!on)
-        parts.optics.SetBadConnector(0, std::nullopt);
-    else if (object)
-        parts.optics.SetBadConnector(value["loss"].get<double>(), value["reflection"].get<double>());
-    else
-        parts.optics.SetBadConnector(value.is_boolean() ? kUsual : value.get<double>(),
-                                     Optics::kBadReflection);
-    return "";
-}
-
-std::string SensorWrong(Parts& parts, bool on, const json& value) {
-    constexpr double kMost = 200;  // degrees
-    std::optional<double> offset, frozen;
-    if (on && value.is_object() && value.size() == 1)
-        for (const auto& [name, wanted] : {std::pair{"offset", &offset}, {"frozen", &frozen}})
-            if (value.contains(name) && InRange(value[name], -kMost, kMost))
-                *wanted = value[name].get<double>();
-    if (on && !offset && !frozen)
-        return "optic.temperature_wrong takes {\"offset\": degrees} or {\"frozen\": degrees}";
-    parts.optic.SetTemperatureOffset(offset.value_or(0));
-    parts.optic.SetTemperatureFrozen(frozen);
-    return "";
-}
-
 // An object of numbers: each member is one of the fields, within its range. False: something else, or
 // nothing.
 struct Field {
@@ -111,6 +80,39 @@ bool ReadFields(const json& value, const std::vector<Field>& fields) {
         field->take(number.get<double>());
     }
     return true;
+}
+
+std::string BadConnector(Parts& parts, bool on, const json& value) {
+    constexpr double kUsual = 4, kMost = 60;  // dB
+    double loss = 0;
+    std::optional<double> reflection;
+    if (on && value.is_object()) {
+        if (!ReadFields(value, {{"loss", 0, kMost, [&](double lost) { loss = lost; }},
+                                {"reflection", -kMost, 0, [&](double level) { reflection = level; }}}) ||
+            value.size() != 2)
+            loss = -1;
+    } else if (on) {
+        loss = value == json(true) ? kUsual : InRange(value, 0, kMost) ? value.get<double>() : -1;
+        reflection = Optics::kBadReflection;
+    }
+    if (loss < 0)
+        return "optics.bad_connector takes true, dB up to 60, or {\"loss\": dB, \"reflection\": -60..0 dB}";
+    parts.optics.SetBadConnector(loss, reflection);
+    return "";
+}
+
+std::string SensorWrong(Parts& parts, bool on, const json& value) {
+    constexpr double kMost = 200;  // degrees
+    std::optional<double> offset, frozen;
+    if (on && value.is_object() && value.size() == 1)
+        for (const auto& [name, wanted] : {std::pair{"offset", &offset}, {"frozen", &frozen}})
+            if (value.contains(name) && InRange(value[name], -kMost, kMost))
+                *wanted = value[name].get<double>();
+    if (on && !offset && !frozen)
+        return "optic.temperature_wrong takes {\"offset\": degrees} or {\"frozen\": degrees}";
+    parts.optic.SetTemperatureOffset(offset.value_or(0));
+    parts.optic.SetTemperatureFrozen(frozen);
+    return "";
 }
 
 // What DACs and ADC have in common. False: a member is wrong, or none is there.

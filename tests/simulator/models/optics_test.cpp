@@ -374,8 +374,12 @@ TEST_F(FaultyReceiver, BentFibreLosesItsLightBehindTheBendOnly) {
     optics_.SetBentFibre(400, 3);
     EXPECT_NEAR(glass(150), near, near / 20);
     EXPECT_NEAR(glass(600), far * Ratio(-6), far / 20);
+    optics_.SetBentFibre(0, 0);
+    const double end = glass(1480);  // with the end's reflection
+    ASSERT_GT(end, 2 * far);
     optics_.SetBentFibre(2000, 3);  // behind its end
     EXPECT_NEAR(glass(600), far, far / 20);
+    EXPECT_NEAR(glass(1480), end, end / 20);
     optics_.SetLongerFibre(-1000);
     EXPECT_NEAR(glass(600), 0, far / 20);
     optics_.SetLongerFibre(0);

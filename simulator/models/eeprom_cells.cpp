@@ -1,32 +1,58 @@
 #include "simulator/models/eeprom_cells.h"
 
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 
 namespace k905 {
 
 EepromCells::EepromCells(const std::string& imagePath, unsigned seed, const char* name)
-    : file_(imagePath, kSize, 0xFF), name_(name), chance_(seed, name), writes_(kSize / kPage) {}
+    : file_(imagePath, kSize, 0xFF),
+      name_(name),
+      chance_(seed, name),
+      wornKey_(Chance(Mix(seed, 1), name).Word()),
+      writes_(kSize / kPage) {}
+
+void EepromCells::SetAddressLine(unsigned bit, bool level) {
+    (level ? addressLines_.high : addressLines_.low) |= 1u << bit;
+}
+
+void EepromCells::SetDataLine(unsigned bit, bool level) {
+    (level ? dataLines_.high : dataLines_.low) |= 1u << bit;
+}
+
+// A charge that leaks away leaves the cell erased, which reads 1.
+std::uint8_t EepromCells::WornBits(std::size_t address) const {
+    if (endurance_ < 0 || writes_[address / kPage] <= endurance_)
+        return 0;
+    const std::uint64_t word = Mix(wornKey_, address);
+    return (word & 3) == 0 ? static_cast<std::uint8_t>(1u << (word >> 2 & 7)) : 0;
+}
 
 std::uint8_t EepromCells::Read(std::size_t address) const {
-    address %= kSize;
+    address = addressLines_.Carry(address % kSize);
     const auto stuck = stuck_.find(address);
-    return stuck != stuck_.end() ? stuck->second : file_.Data()[address];
+    const unsigned held = unsigned{file_.Data()[address]} | WornBits(address);
+    return static_cast<std::uint8_t>(dataLines_.Carry(stuck != stuck_.end() ? stuck->second : held));
 }
 
 void EepromCells::Program(std::size_t address, const std::vector<std::uint8_t>& bytes, Micros now) {
     if (dead_ || bytes.empty())
         return;
-    const std::size_t page = address % kSize / kPage * kPage;
+    const std::size_t first = address % kSize / kPage * kPage;
     // The page buffer: of two bytes for one place the later one counts, at the turn of the first.
     cycle_.clear();
+    std::array<Byte*, kPage> taken = {};
+    cycle_.reserve(kPage);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const std::size_t at = page + (address + i) % kPage;
-        if (i < kPage)
-            cycle_.push_back({at, file_.Data()[at], bytes[i]});
+        const std::size_t at = addressLines_.Carry(first + (address + i) % kPage);
+        Byte*& place = taken[at % kPage];
+        if (place == nullptr)
+            place = &cycle_.emplace_back(Byte{at, file_.Data()[at], bytes[i]});
         else
-            cycle_[i % kPage].after = bytes[i];
+            place->after = bytes[i];
     }
+    const std::size_t page = cycle_.front().address / kPage * kPage;
     for (const Byte& byte : cycle_)
         file_.Data()[byte.address] = byte.after;
     ++writes_[page / kPage];

@@ -49,6 +49,14 @@ class EepromCells {
         stuck_[address % kSize] = static_cast<std::uint8_t>(value);
     }
     void ClearStuck() { stuck_.clear(); }
+    // A line inside the part that always has this level: bit 0 to 15 of the address decoder, which then
+    // reaches other cells, or bit 0 to 7 of the data that are read.
+    void SetAddressLine(unsigned bit, bool level);
+    void SetDataLine(unsigned bit, bool level);
+    void ClearLines() { addressLines_ = dataLines_ = {}; }
+    // Pages hold what is written for so many write cycles since power-on (negative: for ever). Behind that
+    // one cell in four has a bit that reads as erased.
+    void SetEndurance(std::int64_t cycles) { endurance_ = cycles; }
     // Cuts the power once `bytes` more bytes have been programmed (negative: never), then calls `onCut`.
     void CutAfter(std::int64_t bytes, Damage damage) { cutAfter_ = bytes, cutDamage_ = damage; }
     void OnCut(std::function<void()> onCut) { onCut_ = std::move(onCut); }
@@ -64,12 +72,20 @@ class EepromCells {
         std::size_t address;
         std::uint8_t before, after;
     };
+    struct Lines {
+        unsigned low = 0, high = 0;  // bits stuck at each level
+        std::size_t Carry(std::size_t value) const { return (value & ~std::size_t{low}) | high; }
+    };
+    std::uint8_t WornBits(std::size_t address) const;
     void Tear(std::size_t programmed, Damage damage);
 
     host::MappedFile file_;
     const char* name_;
     Chance chance_;
+    std::uint64_t wornKey_;
     std::map<std::size_t, std::uint8_t> stuck_;
+    Lines addressLines_, dataLines_;
+    std::int64_t endurance_ = -1;
     std::vector<std::uint32_t> writes_;  // write cycles a page, since power-on
     std::vector<Byte> cycle_;            // the cycle under way, in programming order
     Micros cycleStart_ = 0, cycleEnd_ = 0;

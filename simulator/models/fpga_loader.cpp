@@ -50,7 +50,7 @@ class FpgaLoaderFile : public DeviceFile {
         if (!loader_.begun_)
             return -EIO;
         loader_.begun_ = false;
-        const bool good = loader_.anyBit_ && loader_.received_ == loader_.announced_;
+        const bool good = !loader_.imageWrong_ && loader_.anyBit_ && loader_.received_ == loader_.announced_;
         if (good) {
             loader_.fpga_.Configure();
             ++loader_.loads_;

@@ -20,7 +20,10 @@ class FpgaLoader : public DeviceNode {
     std::unique_ptr<DeviceFile> Open(int flags, int& error) override;
     void SetDriverLoaded(bool loaded) { loaded_ = loaded; }
     bool Present() const { return loaded_; }
-    void SetFailing(bool failing) { failing_ = failing; }  // fault: the driver refuses every request
+    // Faults: the driver refuses every request; the image is made for another FPGA, which takes it in without
+    // being configured.
+    void SetFailing(bool failing) { failing_ = failing; }
+    void SetImageWrong(bool wrong) { imageWrong_ = wrong; }
 
     nlohmann::json State() const;
 
@@ -28,7 +31,7 @@ class FpgaLoader : public DeviceNode {
     friend class FpgaLoaderFile;
     World& world_;
     Fpga& fpga_;
-    bool loaded_ = false, failing_ = false;
+    bool loaded_ = false, failing_ = false, imageWrong_ = false;
     bool begun_ = false, anyBit_ = false;
     std::uint32_t announced_ = 0;
     std::uint64_t received_ = 0;

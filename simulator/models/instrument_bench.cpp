@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simulator/models/json_values.h"
 #include "simulator/models/parts.h"
 #include "simulator/models/text.h"
 
@@ -14,14 +15,6 @@ using nlohmann::json;
 
 // Each setter gets what follows the quantity's name ("TP97" of "board.rail.TP97") and the value.
 using Setter = std::string (*)(Parts&, const std::string& rest, const json& value);
-
-bool InRange(const json& value, double low, double high) {
-    return value.is_number() && value.get<double>() >= low && value.get<double>() <= high;
-}
-
-bool WholeInRange(const json& value, std::int64_t low, std::int64_t high) {
-    return value.is_number_integer() && InRange(value, static_cast<double>(low), static_cast<double>(high));
-}
 
 std::string SetPlugged(Parts& parts, const std::string&, const json& value) {
     if (!value.is_boolean())

@@ -27,7 +27,7 @@ class KeypadFile : public DeviceFile {
   public:
     explicit KeypadFile(Keypad& keypad) : keypad_(keypad) {
         if (keypad_.openFiles_++ == 0)
-            keypad_.ring_.clear();
+            keypad_.FirstOpened();
     }
     ~KeypadFile() override { --keypad_.openFiles_; }
 
@@ -76,12 +76,52 @@ std::string Keypad::Key(const std::string& nameOrCode, bool down) {
     if (down_[code] == down)
         return Text("key %s is already %s", kNames[code - 1], down ? "down" : "up");
     down_[code] = down;
-    Queue(kIsKey | (down ? 0 : kReleased) | code);
+    Scan();
     return "";
 }
 
+void Keypad::SetDead(const Keys& keys) {
+    dead_ = keys;
+    Scan();
+}
+
+void Keypad::SetStuck(const Keys& keys) {
+    stuck_ = keys;
+    Scan();
+}
+
+void Keypad::SetSwapped(unsigned one, unsigned other) {
+    swapped_[0] = one;
+    swapped_[1] = other;
+    Scan();
+}
+
+void Keypad::FirstOpened() {
+    ring_.clear();
+    reported_ &= ~Wired(stuck_);
+    Scan();
+}
+
+// The codes that arrive for closed contacts.
+Keypad::Keys Keypad::Wired(Keys closed) const {
+    const bool one = closed[swapped_[0]], other = closed[swapped_[1]];
+    closed[swapped_[0]] = other;
+    closed[swapped_[1]] = one;
+    return closed;
+}
+
+// The driver looks at the contacts and reports those that have changed.
+void Keypad::Scan() {
+    const Keys closed = Wired((down_ & ~dead_) | stuck_);
+    for (unsigned code = 1; code <= kKeys; ++code)
+        if (closed[code] != reported_[code])
+            Queue(kIsKey | (closed[code] ? 0 : kReleased) | code);
+    reported_ = closed;
+}
+
 void Keypad::Knob(bool clockwise) {
-    Queue((clockwise ? 0 : kAnticlockwise) | kKnobCode);
+    if (!knobDead_[clockwise ? 1 : 0])
+        Queue((clockwise != knobReversed_ ? 0 : kAnticlockwise) | kKnobCode);
 }
 
 void Keypad::Queue(std::uint32_t word) {

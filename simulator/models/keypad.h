@@ -26,6 +26,19 @@ class Keypad : public DeviceNode {
     void SetMissing(bool missing) { missing_ = missing; }
     bool Present() const { return loaded_ && !missing_; }
 
+    // Faults of the contacts. A dead key's never closes; a stuck one's is closed, and the driver reports it
+    // once, when it opens or when the fault comes; of two swapped keys each closes the other one's (0, 0:
+    // none).
+    using Keys = std::bitset<kKeys + 1>;  // by code
+    void SetDead(const Keys& keys);
+    void SetStuck(const Keys& keys);
+    void SetSwapped(unsigned one, unsigned other);
+    // Faults of the encoder: steps one way are not reported; both ways are taken for each other.
+    void SetKnobDead(bool clockwise, bool anticlockwise) {
+        knobDead_[0] = anticlockwise, knobDead_[1] = clockwise;
+    }
+    void SetKnobReversed(bool reversed) { knobReversed_ = reversed; }
+
     // A finger on or off a key. "" or the error text (no such key, already in that state).
     std::string Key(const std::string& nameOrCode, bool down);
     void Knob(bool clockwise);
@@ -34,11 +47,19 @@ class Keypad : public DeviceNode {
 
   private:
     friend class KeypadFile;
+    void FirstOpened();
+    Keys Wired(Keys closed) const;
+    void Scan();
     void Queue(std::uint32_t word);
 
     bool loaded_ = false, missing_ = false;
     int openFiles_ = 0;
-    std::bitset<kKeys + 1> down_;
+    Keys down_;      // by the operator's fingers
+    Keys reported_;  // as the driver last reported them
+    Keys dead_, stuck_;
+    unsigned swapped_[2] = {};
+    bool knobDead_[2] = {};  // anticlockwise, clockwise
+    bool knobReversed_ = false;
     std::deque<std::uint32_t> ring_;
     unsigned lost_ = 0;
 };

@@ -165,13 +165,13 @@ double MeasurementBoard::Volts(std::uint8_t channel) const {
     const unsigned seed = module_.Seed();
     switch (channel) {
         case kChannelVdd:
-            return VddVolts(seed, registers_[kRegVdd]);
+            return VddVolts(seed, module_.Code(Dac::kVdd, registers_[kRegVdd]));
         case kChannelApd:
-            return ApdVolts(seed, registers_[kRegApd]);
+            return ApdVolts(seed, module_.Code(Dac::kApd, registers_[kRegApd]));
         case kChannelAtt0:
-            return DacVolts(registers_[kRegAtt0]) - module_.Spread().att0Zero;
+            return DacVolts(module_.Code(Dac::kAtt0, registers_[kRegAtt0])) - module_.Spread().att0Zero;
         case kChannelAtt1:
-            return DacVolts(registers_[kRegAtt1]) - module_.Spread().att1Zero;
+            return DacVolts(module_.Code(Dac::kAtt1, registers_[kRegAtt1])) - module_.Spread().att1Zero;
         default:
             break;
     }

@@ -91,7 +91,9 @@ int OpticFile::ReadTemperature(void* argument) {
     driver_.world_.Trace("ioctl", failing ? "temp read failed" : "temp read");
     if (failing)
         return -EIO;
-    const auto milli = static_cast<std::int32_t>(std::lround(driver_.surroundings_.Temperature() * 1000));
+    const double degrees =
+        driver_.temperatureFrozen_.value_or(driver_.surroundings_.Temperature() + driver_.temperatureOffset_);
+    const auto milli = static_cast<std::int32_t>(std::lround(degrees * 1000));
     std::memcpy(argument, &milli, sizeof milli);
     return 0;
 }

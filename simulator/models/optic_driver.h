@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 
 #include "simulator/models/device.h"
@@ -43,6 +44,9 @@ class OpticDriver : public DeviceNode {
     // Faults.
     void SetFailing(bool failing) { failing_ = failing; }                        // every ioctl: -EIO
     void SetTemperatureFailing(bool failing) { temperatureFailing_ = failing; }  // that ioctl alone
+    // The temperature sensor is so many degrees off, or always gives the same temperature.
+    void SetTemperatureOffset(double degrees) { temperatureOffset_ = degrees; }
+    void SetTemperatureFrozen(std::optional<double> degrees) { temperatureFrozen_ = degrees; }
     void SetTuningFailing(bool failing) { tuningFailing_ = failing; }  // read and write of the record
 
     nlohmann::json State() const;
@@ -54,6 +58,8 @@ class OpticDriver : public DeviceNode {
     const ModuleSurroundings& surroundings_;
     std::string tuningPath_;
     bool loaded_ = false, failing_ = false, temperatureFailing_ = false, tuningFailing_ = false;
+    double temperatureOffset_ = 0;
+    std::optional<double> temperatureFrozen_;
 };
 
 }  // namespace k905

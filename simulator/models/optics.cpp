@@ -14,8 +14,8 @@ constexpr double kTestVoltage0 = 0.10, kTestVoltage1 = -0.80;
 
 constexpr double kResponsivity = 0.95;  // amperes a watt, InGaAs
 constexpr double kReceiveLoss = 3.5;    // dB from the port to the diode: the coupler and its splices
-constexpr double kBadReflection = -30;  // dB: a dirty or damaged connector
 constexpr double kFinestStep = 0.04;    // metres
+constexpr double kShortestFibre = 0.1;  // metres: what is left of one that is too short
 constexpr double kDelay = 40.6, kDelaySpread = 2.8;             // metres, half range
 constexpr double kPowerSpread = 0.08;                           // of the laser's power, half range
 constexpr double kPortLoss = 0.25, kPortLossSpread = 0.15;      // dB
@@ -71,11 +71,68 @@ void Optics::SetNoise(unsigned seed) {
     noise_ = Chance(seed, "receiver noise");
 }
 
+void Optics::SetFibre(const Fibre& fibre) {
+    plugged_ = fibre;
+    PlugFibre();
+}
+
+void Optics::SetBentFibre(double at, double loss) {
+    bendAt_ = at;
+    bendLoss_ = loss;
+    PlugFibre();
+}
+
+void Optics::SetLongerFibre(double metres) {
+    longer_ = metres;
+    PlugFibre();
+}
+
+// A shorter fibre ends before the events that it no longer has.
+void Optics::PlugFibre() {
+    fibre_ = plugged_;
+    std::vector<FibreEvent>& events = fibre_.events;
+    if (events.empty())
+        return;
+    const auto byPlace = [](const FibreEvent& event, double at) { return event.at < at; };
+    FibreEvent end = events.back();
+    events.pop_back();
+    end.at = std::max(end.at + longer_, kShortestFibre);
+    events.erase(std::lower_bound(events.begin(), events.end(), end.at, byPlace), events.end());
+    if (bendLoss_ > 0 && bendAt_ < end.at)
+        events.insert(std::lower_bound(events.begin(), events.end(), bendAt_, byPlace),
+                      {bendAt_, bendLoss_, kNoReflection});
+    events.push_back(end);
+}
+
+ApdSpread Optics::Diode() const {
+    ApdSpread diode = spread_.apd;
+    diode.leakage = diodeError_.leakage.value_or(diode.leakage);
+    diode.breakdown25 = diodeError_.breakdown.value_or(diode.breakdown25);
+    return diode;
+}
+
+LaserSetup Optics::Laser(const OpticsInput& input) const {
+    constexpr unsigned kShift = 6, kNoLaser = 3;
+    const unsigned selected = input.current1 >> kShift & 3u;
+    const unsigned lit = selected < kNoLaser ? static_cast<unsigned>(lit_[selected]) : kNoLaser;
+    const auto current1 = static_cast<std::uint16_t>((input.current1 & ~(3u << kShift)) | lit << kShift);
+    return LaserFrom(current1, input.pulse, VddVolts(seed_, Code(Dac::kVdd, input.vdd)));
+}
+
+bool Optics::ChannelDead(const OpticsInput& input) const {
+    return (receiverError_.deadChannels >> (input.current0 & 7u) & 1u) != 0;
+}
+
+double Optics::PerAmpere(const OpticsInput& input) const {
+    return ChannelDead(input) ? 0 : Transimpedance(input.current0) * receiverError_.gain;
+}
+
 ApdState Optics::Apd(const OpticsInput& input) const {
     if (apdDefective_)
         return {};
-    const double light = kResponsivity * light_ * Ratio(-kReceiveLoss - spread_.portLoss - connectorLoss_);
-    return RestingApd(spread_.apd, ApdVolts(seed_, input.apd), input.temperature, light);
+    const double light = kResponsivity * diodeError_.responsivity * light_ *
+                         Ratio(-kReceiveLoss - spread_.portLoss - connectorLoss_);
+    return RestingApd(Diode(), ApdVolts(seed_, Code(Dac::kApd, input.apd)), input.temperature, light);
 }
 
 double Optics::DarkVolts(const OpticsInput& input) const {
@@ -85,15 +142,17 @@ double Optics::DarkVolts(const OpticsInput& input) const {
 double Optics::DarkVolts(const OpticsInput& input, const ApdState& apd) const {
     if (pathBroken_)
         return 0;
-    double volts =
-        BalancedVolts(spread_, input.att0, input.att1) - apd.current * Transimpedance(input.current0);
-    if (input.testSignal != TestSignal::kOpen && (input.current0 & 7u) == input.testChannel)
+    double volts = BalancedVolts(spread_, DacVolts(Code(Dac::kAtt0, input.att0)),
+                                 DacVolts(Code(Dac::kAtt1, input.att1))) -
+                   apd.current * PerAmpere(input);
+    if (input.testSignal != TestSignal::kOpen && (input.current0 & 7u) == input.testChannel &&
+        !ChannelDead(input))
         volts += input.testSignal == TestSignal::kVoltage0 ? kTestVoltage0 : kTestVoltage1;
     return volts;
 }
 
 std::vector<double> Optics::PulseCurrent(const OpticsInput& input, std::size_t count) const {
-    const LaserSetup laser = LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd));
+    const LaserSetup laser = Laser(input);
     if (laser.watts <= 0 || laserOff_ || apdDefective_)
         return {};
     const double step = SampleStep(input.pulseMode, input.memory);
@@ -103,9 +162,10 @@ std::vector<double> Optics::PulseCurrent(const OpticsInput& input, std::size_t c
     if (grid.start + static_cast<double>(count) * step <= 0)
         return {};
     const Port port = {spread_.portLoss + connectorLoss_,
-                       connectorLoss_ > 0 ? kBadReflection : spread_.portReflection};
+                       connectorReflection_.value_or(spread_.portReflection)};
     std::vector<double> current = Echo(fibre_, port, laser.wavelength, grid, count);
-    const double amperes = kResponsivity * laser.watts * spread_.laserFactor * Ratio(-kReceiveLoss);
+    const double amperes = kResponsivity * diodeError_.responsivity * laser.watts * laserPower_ *
+                           spread_.laserFactor * Ratio(-kReceiveLoss);
     for (double& sample : current)
         sample *= amperes;
     return current;
@@ -114,8 +174,7 @@ std::vector<double> Optics::PulseCurrent(const OpticsInput& input, std::size_t c
 // The driver fires at the end of the lead-in, whether or not its laser lights.
 void Optics::AddCrosstalk(const OpticsInput& input, std::vector<double>& signal, std::size_t count) const {
     const std::size_t fired = input.delay < kLeadIn ? kLeadIn - input.delay : count;
-    if (pathBroken_ || fired >= count ||
-        LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd)).watts <= 0)
+    if (pathBroken_ || fired >= count || Laser(input).watts <= 0)
         return;
     signal.resize(count);
     const double step = SampleStep(input.pulseMode, input.memory) / kMetresPerNanosecond;
@@ -128,18 +187,21 @@ void Optics::AddCrosstalk(const OpticsInput& input, std::vector<double>& signal,
 std::vector<std::uint16_t> Optics::Acquire(const OpticsInput& input, std::size_t count) {
     const ApdState apd = Apd(input);
     const double level = DarkVolts(input, apd);
-    const double perAmpere = Transimpedance(input.current0);
+    const double perAmpere = PerAmpere(input);
     const double shots = std::max<double>(input.averages, 1);
-    const double amplifier = AmplifierNoise(input.current0);
-    const double current = perAmpere * perAmpere;
+    const double amplifier =
+        AmplifierNoise(input.current0) * receiverError_.noise * std::sqrt(receiverError_.bandwidth);
+    const double current = perAmpere * perAmpere * receiverError_.bandwidth;
     const double resting =
         pathBroken_ ? amplifier * amplifier : amplifier * amplifier + current * apd.noiseSquare;
-    std::vector<double> signal = pathBroken_ ? std::vector<double>() : PulseCurrent(input, count);
+    std::vector<double> signal =
+        pathBroken_ || perAmpere <= 0 ? std::vector<double>() : PulseCurrent(input, count);
     const bool pulsed = !signal.empty();
     for (double& sample : signal)
         sample *= perAmpere * apd.gain;
     if (pulsed)
-        Amplify(signal, SampleStep(input.pulseMode, input.memory) / kMetresPerNanosecond);
+        Amplify(signal,
+                SampleStep(input.pulseMode, input.memory) / kMetresPerNanosecond * receiverError_.bandwidth);
 
     AddCrosstalk(input, signal, count);
 
@@ -150,15 +212,18 @@ std::vector<std::uint16_t> Optics::Acquire(const OpticsInput& input, std::size_t
     for (std::size_t i = 0; i < count; ++i) {
         const double echo = signal.empty() ? 0 : signal[i];
         const double noise = echo > 0 ? std::sqrt((resting + perVolt * echo) / shots) : still;
-        samples[i] = AdcCode(level - echo + noise * noise_.Normal());
+        samples[i] = AdcCode((level - echo + noise * noise_.Normal()) * adcError_.gain + adcError_.offset);
     }
     if (!samples.empty())
-        samples[0] = AdcCode(0);
+        samples[0] = AdcCode(adcError_.offset);
+    if (adcError_.bit >= 0 || adcError_.missingFrom > 0)
+        for (std::uint16_t& sample : samples)
+            sample = adcError_.Given(sample);
     return samples;
 }
 
 double Optics::BreakdownCode(double temperature) const {
-    return ApdCode(seed_, BreakdownVolts(spread_.apd, temperature));
+    return ApdCode(seed_, BreakdownVolts(Diode(), temperature));
 }
 
 double Optics::OffsetSamples() const {
@@ -168,7 +233,7 @@ double Optics::OffsetSamples() const {
 nlohmann::json Optics::State(const OpticsInput& input) const {
     static constexpr const char* kWavelengths[] = {"1310", "1550", "1625", "none"};
     const ApdState apd = Apd(input);
-    const LaserSetup laser = LaserFrom(input.current1, input.pulse, VddVolts(seed_, input.vdd));
+    const LaserSetup laser = Laser(input);
     const double atZero = BreakdownCode(0);
     // Volts at code 0, volts a code.
     const auto line = [&](double (*volts)(unsigned, std::uint16_t)) {
@@ -194,7 +259,7 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"port_loss", spread_.portLoss + connectorLoss_},
             {"path_broken", pathBroken_},
             {"laser_enabled", (input.current1 & 1) != 0},
-            {"laser_watts", laserOff_ ? 0.0 : laser.watts * spread_.laserFactor},
+            {"laser_watts", laserOff_ ? 0.0 : laser.watts * laserPower_ * spread_.laserFactor},
             {"wavelength", kWavelengths[static_cast<int>(laser.wavelength)]},
             {"wavelength_code", input.current1 >> 6 & 3},
             {"pulse_code", input.pulse},

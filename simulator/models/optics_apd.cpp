@@ -29,6 +29,7 @@ ApdSpread DrawApdSpread(unsigned seed) {
     spread.breakdown25 = kBreakdown25 + chance.Spread(kBreakdownSpread);
     spread.exponent = kExponent + chance.Spread(kExponentSpread);
     spread.dark25 = kDark25 * std::pow(10.0, chance.Spread(kDarkDecades));
+    spread.leakage = kLeakage;
     return spread;
 }
 
@@ -65,10 +66,10 @@ ApdState RestingApd(const ApdSpread& apd, double supply, double temperature, dou
     state.volts = low;
     state.gain = ApdGain(apd, low, breakdown);
     // Light beyond what the resistor passes leaves the diode without bias: the resistor sets the current.
-    const double flowing = std::min(primary * state.gain, (supply - low) / kProtection + kLeakage);
-    state.current = flowing + kLeakage;
+    const double flowing = std::min(primary * state.gain, (supply - low) / kProtection + apd.leakage);
+    state.current = flowing + apd.leakage;
     state.noiseSquare =
-        ShotNoiseSquare(flowing / state.gain, state.gain) + 2 * kCharge * kBandwidth * kLeakage;
+        ShotNoiseSquare(flowing / state.gain, state.gain) + 2 * kCharge * kBandwidth * apd.leakage;
     return state;
 }
 

@@ -20,6 +20,7 @@ struct ApdSpread {
     double breakdown25;  // volts at 25 degrees Celsius
     double exponent;     // n
     double dark25;       // multiplied dark current before multiplication at 25 degrees, amperes
+    double leakage;      // current over the diode's surface, not multiplied, amperes
 };
 ApdSpread DrawApdSpread(unsigned seed);
 

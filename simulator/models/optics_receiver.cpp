@@ -41,9 +41,9 @@ ReceiverSpread DrawReceiverSpread(unsigned seed) {
     return spread;
 }
 
-double BalancedVolts(const ReceiverSpread& spread, std::uint16_t att0, std::uint16_t att1) {
-    return kDarkVolts + spread.offsetVolts - kAtt0Gain * (DacVolts(att0) - spread.att0Zero) -
-           kAtt1Gain * (DacVolts(att1) - spread.att1Zero);
+double BalancedVolts(const ReceiverSpread& spread, double att0Volts, double att1Volts) {
+    return kDarkVolts + spread.offsetVolts - kAtt0Gain * (att0Volts - spread.att0Zero) -
+           kAtt1Gain * (att1Volts - spread.att1Zero);
 }
 
 double Transimpedance(std::uint16_t current0) {

@@ -29,8 +29,14 @@ struct ReceiverSpread {
 };
 ReceiverSpread DrawReceiverSpread(unsigned seed);
 
-// Volts with no current at all.
-double BalancedVolts(const ReceiverSpread& spread, std::uint16_t att0, std::uint16_t att1);
+// Volts with no current at all, the attenuators' DACs giving so many volts.
+double BalancedVolts(const ReceiverSpread& spread, double att0Volts, double att1Volts);
+
+// What is wrong with the amplifiers, as factors of what they are else.
+struct ReceiverError {
+    double gain = 1, noise = 1, bandwidth = 1;
+    unsigned deadChannels = 0;  // bit n: with front amplifier code n nothing comes through
+};
 
 // Volts per ampere.
 double Transimpedance(std::uint16_t current0);

@@ -1,5 +1,7 @@
 #include "simulator/models/optics_supply.h"
 
+#include <algorithm>
+
 #include "simulator/models/board_rails.h"
 #include "simulator/models/chance.h"
 
@@ -14,12 +16,17 @@ double SupplyFactor(unsigned seed, std::uint8_t channel) {
     return 1.0 + chance.Spread(kSupplySpread);
 }
 
-double VddVolts(unsigned seed, std::uint16_t code) {
-    return (kVddVoltsAtZero + kVddVoltsPerCode * (code & kDacMask)) * SupplyFactor(seed, kChannelVdd);
+double DacCode(const ConverterError& error, std::uint16_t code) {
+    const double good = error.Carried(code & kDacMask);
+    return std::clamp(good * error.gain + error.offset / DacVolts(1), 0.0, double{kDacMask});
 }
 
-double ApdVolts(unsigned seed, std::uint16_t code) {
-    return (kApdVoltsAtZero + kApdVoltsPerCode * (code & kDacMask)) * SupplyFactor(seed, kChannelApd);
+double VddVolts(unsigned seed, double code) {
+    return (kVddVoltsAtZero + kVddVoltsPerCode * code) * SupplyFactor(seed, kChannelVdd);
+}
+
+double ApdVolts(unsigned seed, double code) {
+    return (kApdVoltsAtZero + kApdVoltsPerCode * code) * SupplyFactor(seed, kChannelApd);
 }
 
 double ApdCode(unsigned seed, double volts) {

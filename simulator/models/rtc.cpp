@@ -114,6 +114,11 @@ std::string Rtc::SetText(const std::string& text) {
     return "";
 }
 
+void Rtc::SetStopped(bool stopped) {
+    stopped_ = stopped;
+    stoppedAt_ = world_.Now();
+}
+
 nlohmann::json Rtc::State() const {
     const rtc_time time = Split(Now());
     return {{"time", Text("%04d-%02d-%02d %02d:%02d:%02d", time.tm_year + 1900, time.tm_mon + 1, time.tm_mday,

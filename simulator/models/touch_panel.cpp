@@ -53,11 +53,25 @@ std::unique_ptr<DeviceFile> TouchPanel::Open(int /*flags*/, int& error) {
     return std::make_unique<TouchFile>(*this);
 }
 
+bool TouchPanel::Feels(const TouchPoint& point) const {
+    return point.x < dead_.x || point.x >= dead_.x + dead_.width || point.y < dead_.y ||
+           point.y >= dead_.y + dead_.height;
+}
+
 void TouchPanel::Fingers(std::vector<TouchPoint> points) {
     points.resize(std::min(points.size(), kMaxFingers));
-    for (TouchPoint& point : points) {
+    const auto keepOnPanel = [this](TouchPoint& point) {
         point.x = std::clamp(point.x, 0, static_cast<int>(width_) - 1);
         point.y = std::clamp(point.y, 0, static_cast<int>(height_) - 1);
+    };
+    std::for_each(points.begin(), points.end(), keepOnPanel);
+    points.erase(std::remove_if(points.begin(), points.end(),
+                                [this](const TouchPoint& point) { return !Feels(point); }),
+                 points.end());
+    for (TouchPoint& point : points) {
+        point.x += offsetX_;
+        point.y += offsetY_;
+        keepOnPanel(point);
     }
     const bool was = !now_.empty(), is = !points.empty();
     now_ = points;

@@ -39,6 +39,14 @@ class TouchPanel : public DeviceNode {
     void SetMissing(bool missing) { missing_ = missing; }
     bool Present() const { return !missing_; }
 
+    // Faults. Every contact is reported so many pixels to the right and down, at most at the edge; fingers
+    // within the area are not felt (width 0: none).
+    void SetOffset(int x, int y) { offsetX_ = x, offsetY_ = y; }
+    struct Area {
+        int x, y, width, height;  // pixels
+    };
+    void SetDead(const Area& area) { dead_ = area; }
+
     // Fingers now on the panel; further ones than kMaxFingers are not seen, positions are kept on the panel.
     void Fingers(std::vector<TouchPoint> points);
 
@@ -46,11 +54,14 @@ class TouchPanel : public DeviceNode {
 
   private:
     friend class TouchFile;
+    bool Feels(const TouchPoint& point) const;
     void Frame(int button, const std::vector<TouchPoint>& points);
 
     World& world_;
     unsigned width_, height_;
     bool missing_ = false;
+    int offsetX_ = 0, offsetY_ = 0;
+    Area dead_ = {};
     int openFiles_ = 0;
     std::vector<TouchPoint> now_;
     std::deque<TouchRecord> ring_;

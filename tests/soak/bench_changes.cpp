@@ -49,6 +49,51 @@ json BadRail(Dice& dice) {
     return dice.OneIn(2) ? dice.Between(0.0, 0.9) : dice.Between(1.18, 2.5);
 }
 
+json Key(Dice& dice) {
+    static const std::vector<const char*> names = {"menu", "f1", "f5", "esc", "up", "enter", "knob", "avg"};
+    return dice.Of(names);
+}
+
+json TwoKeys(Dice& dice) {
+    return dice.OneIn(2) ? json::array({"f1", "f2"}) : json::array({"left", "right"});
+}
+
+json KnobKind(Dice& dice) {
+    static const std::vector<const char*> kinds = {"dead", "clockwise dead", "anticlockwise dead",
+                                                   "reversed"};
+    return dice.Of(kinds);
+}
+
+// A bit that the tested bytes have set: 13 and 0 to 127.
+json DataLine(Dice& dice) {
+    return {{"data", dice.OneIn(2) ? 0 : 3}, {"level", 0}};
+}
+
+json SensorOff(Dice& dice) {
+    return {{"offset", dice.Between(-5, 5)}};
+}
+
+json AdcHalf(Dice&) {
+    return {{"bit", 15}, {"level", 0}};
+}
+
+json ApdDacHalf(Dice&) {
+    return {{"dac", "apd"}, {"bit", 11}, {"level", 0}};
+}
+
+json WeakDiode(Dice& dice) {
+    return {{"responsivity", dice.Between(0.0, 0.05)}};
+}
+
+json DeadFirstChannel(Dice&) {
+    return {{"dead_channel", 6300}};
+}
+
+// Before the 151 to 177 m that the light path looks at.
+json Bend(Dice& dice) {
+    return {{"at", dice.Between(20, 140)}, {"loss", dice.Between(10, 40)}};
+}
+
 // What the check of the module's answers needs: the board's answers.
 const Checks kBoardChecks = {Check::kConnect, Check::kVoltages, Check::kModuleVoltages};
 // Everything that is measured through the module's ADC, and what is set through its registers.
@@ -185,10 +230,40 @@ const std::vector<BenchChange>& BenchChanges() {
          {Check::kLightPath, Check::kOffset, Check::kApdSearch},
          {}},
         {"optics.laser_off", kFault, True, false, {Check::kLightPath, Check::kOffset}, {}},
+        {"optics.laser_weak", kFault, Whole<12, 40>, false, {Check::kLightPath}, {Check::kOffset}},
+        {"optics.laser_wavelength", kFault, True, false, {}, {}},
+        {"optics.photodiode", kFault, WeakDiode, false, {Check::kLightPath}, {Check::kOffset}},
+        {"optics.receiver",
+         kFault,
+         DeadFirstChannel,
+         false,
+         {Check::kSignalChain, Check::kLightPath, Check::kOffset, Check::kApdSearch},
+         {}},
+        {"optics.fibre_bent", kFault, Bend, false, {Check::kLightPath}, {}},
+        {"optics.fibre_longer", kFault, Whole<5, 20>, false, {}, {Check::kOffset}},
+        // Half of the codes: neither a test signal's upper level nor a dark level. Half of the high voltage.
+        {"adc.wrong",
+         kFault,
+         AdcHalf,
+         false,
+         {Check::kAdc, Check::kSignalChain, Check::kAtt1, Check::kLightPath},
+         {Check::kOffset, Check::kApdSearch}},
+        {"dac.wrong",
+         kFault,
+         ApdDacHalf,
+         false,
+         {Check::kApd, Check::kLightPath, Check::kApdSearch},
+         {Check::kOffset}},
+        {"optic.temperature_wrong", kFault, SensorOff, false, {}, {}},
         {"optics.light_on_link", kQuantity, True, false, {Check::kApdSearch}, kAcquiring},
         // Page 1 takes 0 to 127; what it holds from the check before is right also when it cannot be written.
         {"module.eeprom_stuck", kFault, StuckCell<128, 255>, false, {Check::kModuleEeprom}, {}},
         {"module.eeprom_stuck", kFault, StuckCell<4096, 60000>, false, {}, {}},
+        {"module.eeprom_line", kFault, DataLine, false, {Check::kModuleEeprom}, {}},
+        // Where the page is not written the old one holds, and of four bytes all may be good.
+        {"module.eeprom_worn", kFault, True, false, {}, {Check::kModuleEeprom}},
+        {"mainboard.eeprom_line", kFault, DataLine, false, {Check::kArmEeprom}, {}},
+        {"mainboard.eeprom_worn", kFault, True, false, {}, {Check::kArmEeprom}},
         {"module.eeprom_protected", kFault, True, false, {}, {Check::kModuleEeprom}},
         {"module.eeprom_silent", kFault, True, false, {Check::kModuleEeprom}, {}},
         {"module.eeprom_cut", kFault, Cut, false, {}, {Check::kModuleEeprom}, BenchChange::kCuts},
@@ -207,6 +282,14 @@ const std::vector<BenchChange>& BenchChanges() {
         {"usb.missing", kFault, True, false, {Check::kUsb}, {}},
         {"usb.two", kFault, True, false, {Check::kUsb}, {}},
         {"usb.sticks", kQuantity, Whole<2, 8>, 1, {Check::kUsb}, {}},
+        {"rtc.stopped", kFault, True, false, {}, {}},
+        // One key of eighteen, and turns that no check looks at. A touch panel that is off would leave no way
+        // to
+        // any screen; an FPGA image that is wrong leaves the FPGA empty when it is right again.
+        {"keypad.dead", kFault, Key, false, {}, {Check::kKeys}},
+        {"keypad.stuck", kFault, Key, false, {}, {Check::kKeys}},
+        {"keypad.swapped", kFault, TwoKeys, false, {}, {Check::kKeys}},
+        {"keypad.knob", kFault, KnobKind, false, {}, {}},
         {"rtc.failing", kFault, True, false, {Check::kClock}, {}},
         {"power.missing", kFault, True, false, {Check::kBattery}, {}},
         {"power.short", kFault, True, false, {Check::kBattery}, {}},

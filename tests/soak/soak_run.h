@@ -117,6 +117,7 @@ class Soak {
     bool moduleMoved_ = false;     // a module's test has moved its attenuators
     bool attenuatorSet_ = false;   // Att0 has passed
     bool testLocked_ = false;      // the OPM test's buttons may be locked
+    bool linkTouched_ = false;     // a touch on the OPM test may have opened or closed the link
     bool busy_ = false;            // something may run that was not waited for
     std::int64_t lateUntil_ = -1;  // late replies may be on the wire; the link has not been opened anew since
     std::optional<Footprint> baseline_;

@@ -98,7 +98,7 @@ void Soak::GoTo(Screen to) {
 // A screen that opens looks as it always did with the link like this.
 void Soak::LookAtOpened(Screen screen) {
     ++report_.screens[static_cast<int>(screen)].visits;
-    testLocked_ = false;
+    testLocked_ = linkTouched_ = false;
     const Picture picture = bench_->Screen();
     Hash(picture.bytes.data(), picture.bytes.size());
     if (screen == Screen::kRecord || Any(BenchChange::kHides))

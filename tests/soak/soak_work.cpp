@@ -111,7 +111,9 @@ void Soak::Do(const Work& work) {
         if (!testLocked_ || where_ != Screen::kTest)
             linkOpen_ = board != nullptr && board->enabled;
     }
-    const bool closes = connect && linkOpen_;
+    // A touch anywhere may have hit Connect, and a locked test screen does not show what the link is like.
+    const bool guessed = connect && linkTouched_ && testLocked_ && where_ == Screen::kTest;
+    const bool closes = connect && linkOpen_ && !guessed;
     // Nothing would tell when it is over.
     if (Any(BenchChange::kHides) && !connect && (where_ == Screen::kAdjust || work.lastsMs >= 2000))
         return;
@@ -160,7 +162,8 @@ void Soak::Do(const Work& work) {
             continue;
         }
         const bool illegible = expected[i] == Expected::kPass && Any(BenchChange::kHides);
-        const Expected verdict = switches != switches_ || illegible ? Expected::kFree : expected[i];
+        const bool free = switches != switches_ || illegible || guessed;
+        const Expected verdict = free ? Expected::kFree : expected[i];
         ++(verdict == Expected::kFree ? Counts().free : passed ? Counts().passed : Counts().failed);
         if (verdict == Expected::kPass && !passed)
             Finding(std::string(work.control) + " must pass (" + reading.pass[0] + "); the screen shows:\n" +
@@ -171,6 +174,7 @@ void Soak::Do(const Work& work) {
     }
     if (connect) {
         linkOpen_ = !closes && Passed(work.readings[0], texts);
+        linkTouched_ = false;
         controls_ = bench_->Controls();
         const ScreenControl* board = Find(controls_, where_ == Screen::kAdjust ? "Apd" : "Voltage Check");
         if (linkOpen_ && !testLocked_ && (board == nullptr || !board->enabled))
@@ -319,6 +323,7 @@ void Soak::TouchAnywhere() {
         attenuatorSet_ = false;
         stored_.clear();
     }
+    linkTouched_ = linkTouched_ || here == Screen::kTest;
     testLocked_ = testLocked_ || here == Screen::kTest;
 }
 

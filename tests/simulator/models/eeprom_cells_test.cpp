@@ -60,6 +60,69 @@ TEST_F(Cells, StuckCellReadsItsValueAndComesFree) {
     EXPECT_EQ(cells_.Read(3), 3);
 }
 
+TEST_F(Cells, StuckDataLineReadsItsLevelInEveryCell) {
+    cells_.Program(0, Pattern(16), 0);
+    cells_.SetDataLine(1, false);
+    cells_.SetDataLine(7, true);
+    EXPECT_EQ(cells_.Read(0), 0x80);
+    EXPECT_EQ(cells_.Read(15), 0x8D);
+    EXPECT_EQ(cells_.Read(30000), 0xFD);
+    cells_.ClearLines();
+    EXPECT_EQ(cells_.Read(15), 15);  // the cell itself holds what was written
+}
+
+TEST_F(Cells, StuckAddressLineReachesOneCellUnderTwoAddresses) {
+    cells_.Program(0, Pattern(EepromCells::kPage), 0);
+    cells_.SetAddressLine(9, true);
+    cells_.Program(0x0080, Pattern(4, 100), 0);
+    EXPECT_EQ(cells_.Read(0x0080), 100);
+    EXPECT_EQ(cells_.Read(0x0280), 100);
+    EXPECT_EQ(cells_.Read(0), 0xFF);  // the page behind the line that is low
+    EXPECT_EQ(cells_.PageWrites(5), 1u);
+    EXPECT_EQ(cells_.PageWrites(1), 0u);
+    cells_.ClearLines();
+    EXPECT_EQ(cells_.Read(0), 0);
+    EXPECT_EQ(cells_.Read(0x0080), 0xFF);
+    EXPECT_EQ(cells_.Read(0x0283), 103);
+}
+
+TEST_F(Cells, StuckAddressLineInsideThePageKeepsTheLaterOfTwoBytes) {
+    cells_.SetAddressLine(0, false);
+    cells_.Program(0, Pattern(8), 0);
+    for (std::size_t at = 0; at < 8; ++at)
+        EXPECT_EQ(cells_.Read(at), at | 1);
+    EXPECT_EQ(cells_.BytesProgrammed(), 4u);
+    EXPECT_EQ(cells_.Image()[1], 0xFF);
+}
+
+TEST_F(Cells, WornPageHoldsWhatWasWrittenUntilItsCyclesAreSpent) {
+    cells_.SetEndurance(1);
+    const std::vector<std::uint8_t> zeros(EepromCells::kPage);
+    cells_.Program(0, zeros, 0);
+    int wrong = 0, bits = 0;
+    const auto count = [&] {
+        wrong = bits = 0;
+        for (std::size_t at = 0; at < EepromCells::kPage; ++at) {
+            const unsigned read = cells_.Read(at);
+            wrong += read != 0;
+            for (unsigned bit = read; bit != 0; bit &= bit - 1)
+                ++bits;
+        }
+    };
+    count();
+    EXPECT_EQ(wrong, 0);
+    cells_.Program(0, zeros, 0);
+    count();
+    EXPECT_GT(wrong, 16);
+    EXPECT_LT(wrong, 48);
+    EXPECT_EQ(bits, wrong);
+    cells_.Program(128, zeros, 0);  // another page has its own count
+    EXPECT_EQ(cells_.Read(128), 0);
+    cells_.SetEndurance(-1);
+    count();
+    EXPECT_EQ(wrong, 0);
+}
+
 TEST_F(Cells, CutInsideTheCycleLeavesTheShareThatItsTimeAllowed) {
     cells_.Program(0, Pattern(100), 10000);
     cells_.Cut(10000 + 2500);

@@ -39,6 +39,18 @@ TEST_F(FpgaModel, StaysUnconfiguredAfterAWrongImage) {
     EXPECT_FALSE(fpga_.Configured());  // the good configuration went with the new attempt
 }
 
+TEST_F(FpgaModel, ImageForAnotherPartIsTakenInAndConfiguresNothing) {
+    LoadGood();
+    loader_.SetImageWrong(true);
+    EXPECT_TRUE(fpga_.Configured());
+    LoadGood();
+    EXPECT_FALSE(fpga_.Configured());
+    EXPECT_EQ(Read(0x3000000e), 0xFFFFu);
+    loader_.SetImageWrong(false);
+    LoadGood();
+    EXPECT_TRUE(fpga_.Configured());
+}
+
 TEST_F(FpgaModel, LoaderRefusesWhatIsOutOfOrder) {
     int error = 0;
     const auto file = loader_.Open(0, error);

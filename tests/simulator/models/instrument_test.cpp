@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cmath>
 #include <set>
 #include <stdexcept>
 
@@ -131,6 +132,24 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
         {"mainboard.eeprom_cut", {{"after", 0}, {"damage", "page"}}},
         {"bitmap.missing", "bg_desk.bmp"},
         {"bitmap.broken", json::array({"btn_back.bmp"})},
+        {"module.eeprom_line", {{"data", 3}, {"level", 0}}},
+        {"mainboard.eeprom_line",
+         json::array({{{"address", 15}, {"level", 1}}, {{"data", 0}, {"level", 1}}})},
+        {"mainboard.eeprom_worn", 3},
+        {"optic.temperature_wrong", {{"frozen", 25}}},
+        {"dac.wrong", json::array({{{"dac", "att0"}, {"offset", -0.05}}, {{"dac", "apd"}, {"gain", 0.9}}})},
+        {"adc.wrong", {{"bit", 15}, {"level", 0}, {"missing", {1, 65535}}}},
+        {"optics.laser_weak", 3.5},
+        {"optics.photodiode", {{"responsivity", 0.5}, {"leakage", 1e-6}, {"breakdown", 40}}},
+        {"optics.receiver", {{"gain", 0.5}, {"noise", 3}, {"bandwidth", 0.2}, {"dead_channel", 6303}}},
+        {"optics.fibre_bent", {{"at", 100}, {"loss", 3}}},
+        {"optics.fibre_longer", -2},
+        {"keypad.dead", "f1"},
+        {"keypad.stuck", json::array({"f1", "18"})},
+        {"keypad.swapped", json::array({"f1", "f2"})},
+        {"keypad.knob", "reversed"},
+        {"touch.offset", json::array({-3, 700})},
+        {"touch.dead", {{"x", 0}, {"y", 100}, {"w", 800}, {"h", 50}}},
     };
     std::set<std::string> names;
     for (const auto& fault : Instrument::Faults()) {
@@ -149,6 +168,240 @@ TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {
     }
     EXPECT_EQ(instrument_->State()["faults"].size(), 0u);
     EXPECT_NE(instrument_->SetFault("no.such", true), "");
+}
+
+TEST_F(WholeInstrument, FaultsRefuseBadValuesAndSayWhatTheyTake) {
+    const struct {
+        const char* name;
+        std::vector<json> wrong;
+    } cases[] = {
+        {"module.eeprom_line",
+         {true,
+          {{"data", 8}, {"level", 0}},
+          {{"address", 16}, {"level", 0}},
+          {{"data", 1}},
+          {{"data", 1}, {"level", 2}},
+          {{"data", 1}, {"address", 1}, {"level", 1}},
+          json::array({{{"data", 1}, {"level", 1}}, 5})}},
+        {"mainboard.eeprom_worn", {-1, 0.5, "soon"}},
+        {"optic.temperature_wrong",
+         {true, 10, {{"offset", "x"}}, {{"offset", 300}}, {{"offset", 1}, {"frozen", 1}}, {{"off", 1}}}},
+        {"dac.wrong",
+         {true,
+          {{"dac", "att2"}, {"offset", 1}},
+          {{"offset", 1}},
+          {{"dac", "vdd"}},
+          {{"dac", "vdd"}, {"offset", 3}},
+          {{"dac", "vdd"}, {"gain", -1}},
+          {{"dac", "vdd"}, {"bit", 3}},
+          {{"dac", "vdd"}, {"bit", 12}, {"level", 0}},
+          {{"dac", "vdd"}, {"bit", 0.5}, {"level", 0}},
+          {{"dac", "vdd"}, {"missing", {1, 2}}},
+          json::array({{{"dac", "vdd"}, {"gain", 0.5}}, 1})}},
+        {"adc.wrong",
+         {true,
+          {{"offset", "x"}},
+          {{"bit", 16}, {"level", 0}},
+          {{"level", 0}},
+          {{"missing", {5, 4}}},
+          {{"missing", {0, 4}}},
+          {{"missing", {1, 65536}}},
+          {{"offset", 0.1}, {"missing", 7}},
+          {{"dac", "vdd"}}}},
+        {"optics.bad_connector",
+         {"x", -1, 61, {{"loss", 1}}, {{"loss", 1}, {"reflection", 1}}, {{"loss", -1}, {"reflection", -20}}}},
+        {"optics.laser_weak", {true, -1, 100, "x"}},
+        {"optics.laser_wavelength", {1490, "1310", json::array({1310})}},
+        {"optics.photodiode",
+         {true, {{"responsivity", 2}}, {{"leakage", -1}}, {{"breakdown", 5}}, {{"gain", 1}}, json::object()}},
+        {"optics.receiver",
+         {true,
+          {{"gain", -1}},
+          {{"noise", 101}},
+          {{"bandwidth", 0}},
+          {{"dead_channel", 6302}},
+          {{"leakage", 1}}}},
+        {"optics.fibre_bent",
+         {true, 5, {{"at", 1}}, {{"loss", 1}}, {{"at", -1}, {"loss", 1}}, {{"at", 1}, {"loss", 61}}}},
+        {"optics.fibre_longer", {true, "long", 1e6}},
+        {"keypad.dead", {true, 3, "nokey", json::array(), json::array({"f1", "nokey"})}},
+        {"keypad.stuck", {true, "19", json::array({1})}},
+        {"keypad.swapped",
+         {true, "f1", json::array({"f1"}), json::array({"f1", "f1"}), json::array({"f1", "f9"}),
+          json::array({"f1", "f2", "f3"})}},
+        {"keypad.knob", {"left", 1, json::array({"dead"})}},
+        {"touch.offset", {true, 40, json::array({40}), json::array({0.5, 0}), json::array({0, 5000})}},
+        {"touch.dead",
+         {true,
+          json::array({0, 0, 8, 8}),
+          {{"x", 0}, {"y", 0}, {"w", 8}},
+          {{"x", -1}, {"y", 0}, {"w", 8}, {"h", 8}},
+          {{"x", 0.5}, {"y", 0}, {"w", 8}, {"h", 8}}}},
+    };
+    for (const auto& entry : cases)
+        for (const json& value : entry.wrong) {
+            EXPECT_THAT(instrument_->SetFault(entry.name, value), testing::HasSubstr(" take")) << value;
+            EXPECT_EQ(instrument_->FaultValue(entry.name), false) << entry.name << " " << value;
+        }
+}
+
+// Each changes, in the optics' own state, what it says, and nothing once it is cleared.
+TEST_F(WholeInstrument, FaultsOfTheOpticsReachThem) {
+    auto& parts = instrument_->Inside();
+    parts.fpga.Configure();
+    const std::pair<Register, std::uint16_t> setUp[] = {{kRegCurrent0, 0x6303}, {kRegCurrent1, 0x51},
+                                                        {kRegAtt0, 1280},       {kRegAtt1, 1024},
+                                                        {kRegVdd, 2064},        {kRegApd, 2000}};
+    for (const auto& [index, value] : setUp)
+        parts.fpga.Write(index, value);
+    EXPECT_EQ(instrument_->Set("optics.fibre", "1 km"), "");
+    const json before = instrument_->State();
+    const struct {
+        const char* fault;
+        json value;
+        const char *model, *state;
+        double factor, shift;  // of what the state was
+    } cases[] = {
+        {"dac.wrong", {{"dac", "att0"}, {"offset", 0.05}}, "board", "att0", 1, 0.05},
+        {"dac.wrong", {{"dac", "att1"}, {"bit", 10}, {"level", 0}}, "board", "att1", 1, -0.625},
+        {"dac.wrong", {{"dac", "vdd"}, {"bit", 11}, {"level", 0}}, "board", "vdd", 1, -2048 * 1.5 / 1008},
+        {"dac.wrong", {{"dac", "apd"}, {"offset", 0.05}}, "board", "apd", 1, 81.92 * 20 / 2067},
+        {"dac.wrong", {{"dac", "apd"}, {"gain", 0.5}}, "board", "apd", 1, -1000 * 20.0 / 2067},
+        {"dac.wrong", {{"dac", "att0"}, {"offset", 0.05}}, "optics", "dark_volts", 1, -0.03},
+        {"optics.laser_weak", 10, "optics", "laser_watts", 0.1, 0},
+        {"optics.photodiode",
+         {{"breakdown", 40}},
+         "optics",
+         "breakdown_codes_per_degree",
+         0,
+         0.002 * 40 * 2067 / 20},
+        {"optics.photodiode", {{"leakage", 5e-6}}, "optics", "apd_current", 1, 5e-6 - 5e-9},
+        {"optics.fibre_longer", 250, "optics", "fibre_length", 1, 250},
+        {"optics.fibre_longer", -5000, "optics", "fibre_length", 0, 0.1},
+        {"optics.bad_connector", {{"loss", 2}, {"reflection", -14}}, "optics", "port_loss", 1, 2},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(std::string(entry.fault) + " " + entry.value.dump() + " " + entry.state);
+        const double was = before[entry.model][entry.state];
+        const double expected = was * entry.factor + entry.shift;
+        EXPECT_EQ(instrument_->SetFault(entry.fault, entry.value), "");
+        // Supplies differ by 1 % between modules.
+        EXPECT_NEAR(instrument_->State()[entry.model][entry.state].get<double>(), expected,
+                    0.012 * std::fabs(expected - was) + 1e-12);
+        EXPECT_EQ(instrument_->SetFault(entry.fault, false), "");
+        EXPECT_EQ(instrument_->State(), before);
+    }
+    const std::pair<json, const char*> lit[] = {
+        {true, "1310"}, {1310, "1310"}, {1550, "1550"}, {1625, "1625"}};
+    for (const auto& [value, wavelength] : lit) {
+        EXPECT_EQ(instrument_->SetFault("optics.laser_wavelength", value), "");
+        EXPECT_EQ(instrument_->State()["optics"]["wavelength"], wavelength);
+        EXPECT_EQ(instrument_->State()["optics"]["wavelength_code"], 1);
+    }
+    instrument_->SetFault("optics.laser_wavelength", false);
+    EXPECT_EQ(instrument_->State(), before);
+}
+
+TEST_F(WholeInstrument, FaultsOfTheEepromsReachTheirCells) {
+    const std::pair<const char*, EepromCells*> parts[] = {
+        {"module", &instrument_->Inside().moduleEeprom.Cells()},
+        {"mainboard", &instrument_->Inside().mainboardEeprom.Cells()}};
+    for (const auto& [name, cells] : parts) {
+        const auto fault = [&, part = std::string(name)](const char* what, const json& value) {
+            EXPECT_EQ(instrument_->SetFault(part + what, value), "");
+        };
+        cells->Program(0, {0x0F, 0x0F}, 0);
+        fault(".eeprom_line", {{"data", 3}, {"level", 0}});
+        EXPECT_EQ(cells->Read(0), 0x07);
+        fault(".eeprom_line", json::array({{{"data", 0}, {"level", 0}}, {{"data", 5}, {"level", 1}}}));
+        EXPECT_EQ(cells->Read(0), 0x2E);
+        fault(".eeprom_line", {{"address", 15}, {"level", 1}});
+        EXPECT_EQ(cells->Read(0), 0xFF);
+        fault(".eeprom_line", false);
+        EXPECT_EQ(cells->Read(0), 0x0F);
+        fault(".eeprom_worn", true);
+        int weak = 0;
+        cells->Program(0, std::vector<std::uint8_t>(128), 0);
+        for (std::size_t at = 0; at < 128; ++at)
+            weak += cells->Read(at) != 0;
+        EXPECT_GT(weak, 0);
+        fault(".eeprom_worn", 5);
+        weak = 0;
+        for (std::size_t at = 0; at < 128; ++at)
+            weak += cells->Read(at) != 0;
+        EXPECT_EQ(weak, 0);
+    }
+}
+
+TEST_F(WholeInstrument, FaultsOfClockSensorAndImageReachThem) {
+    auto& parts = instrument_->Inside();
+    instrument_->SetFault("rtc.stopped", true);
+    const std::int64_t stood = parts.rtc.Now();
+    world_.now += 60000000;
+    EXPECT_EQ(parts.rtc.Now(), stood);
+    instrument_->SetFault("rtc.stopped", false);
+    EXPECT_EQ(parts.rtc.Now(), stood + 60);
+
+    Shell("insmod /lib/modules/2.6.30/drv_optic.ko");
+    int error = 0;
+    const auto optic = Open("/dev/optic0", error);
+    std::int32_t milli = 0;
+    const auto temperature = [&](const json& fault) {
+        EXPECT_EQ(instrument_->SetFault("optic.temperature_wrong", fault), "");
+        EXPECT_EQ(optic->Ioctl(OpticDriver::kTemperature, &milli), 0);
+        return milli;
+    };
+    EXPECT_EQ(temperature({{"offset", -60}}), -35000);
+    EXPECT_EQ(temperature({{"frozen", 12.5}}), 12500);
+    EXPECT_EQ(temperature({{"offset", 1}}), 26000);  // frozen no more
+    EXPECT_EQ(temperature(false), 25000);
+
+    Shell("insmod /lib/modules/2.6.30/drv_fpga.ko");
+    const auto load = [&] {
+        const auto loader = Open("/dev/fpga0", error);
+        std::uint32_t size = 1;
+        loader->Ioctl(FpgaLoader::kBegin, &size);
+        loader->Write("x", 1);
+        loader->Ioctl(FpgaLoader::kEnd, nullptr);
+        return parts.fpga.Configured();
+    };
+    instrument_->SetFault("fpga.image_wrong", true);
+    EXPECT_FALSE(load());
+    instrument_->SetFault("fpga.image_wrong", false);
+    EXPECT_TRUE(load());
+}
+
+TEST_F(WholeInstrument, FaultsOfTheFrontPanelReachIt) {
+    Shell("insmod /lib/modules/2.6.30/drv_keypad.ko");
+    int error = 0;
+    const auto keys = Open("/dev/keyb0", error), panel = Open("/dev/event2", error);
+    std::uint32_t word = 0;
+    const auto after = [&](const char* fault, const json& value, const auto& act) {
+        EXPECT_EQ(instrument_->SetFault(fault, value), "") << fault;
+        act();
+        instrument_->SetFault(fault, false);
+        word = 0;
+        return keys->Read(&word, sizeof word) == 4 ? word & 0xFFu : 0u;
+    };
+    const auto press = [&] { instrument_->Key("f1", true), instrument_->Key("f1", false); };
+    EXPECT_EQ(after("keypad.dead", json::array({"f1", "f2"}), press), 0u);
+    EXPECT_EQ(after("keypad.swapped", json::array({"f1", "avg"}), press), 18u);
+    keys->FlushInput();
+    EXPECT_EQ(after("keypad.stuck", "avg", [] {}), 18u);
+    keys->FlushInput();
+    EXPECT_EQ(after("keypad.knob", true, [&] { instrument_->Knob(true), instrument_->Knob(false); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "clockwise dead", [&] { instrument_->Knob(true); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "anticlockwise dead", [&] { instrument_->Knob(false); }), 0u);
+    EXPECT_EQ(after("keypad.knob", "reversed", [&] { instrument_->Knob(true); }), 17u);
+    EXPECT_NE(word >> 24, 0u);
+    instrument_->SetFault("touch.dead", {{"x", 0}, {"y", 0}, {"w", 10}, {"h", 480}});
+    instrument_->SetFault("touch.offset", json::array({5, 6}));
+    instrument_->Touch({{9, 20}});
+    instrument_->Touch({{10, 20}});
+    TouchRecord records[3] = {};
+    ASSERT_EQ(panel->Read(records, sizeof records), static_cast<ssize_t>(sizeof records));
+    EXPECT_EQ(records[1].value, 15);
+    EXPECT_EQ(records[2].value, 26);
 }
 
 TEST_F(WholeInstrument, MissingNodesRefuseToOpen) {

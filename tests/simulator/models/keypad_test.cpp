@@ -103,4 +103,91 @@ TEST_F(KeypadModel, ForgetsWhatHappenedWhileNobodyListened) {
     EXPECT_EQ(Next(), 0u);
 }
 
+namespace {
+
+constexpr std::uint32_t kReleasedBits = 0xF00, kCodeBits = 0xFF;
+
+Keypad::Keys Only(const char* key) {
+    return Keypad::Keys().set(Keypad::CodeOf(key));
+}
+
+}  // namespace
+
+TEST_F(KeypadModel, DeadKeySendsNothingUntilItsContactCloses) {
+    keypad_.SetDead(Only("f2"));
+    EXPECT_EQ(keypad_.Key("f2", true), "");
+    EXPECT_EQ(Next(), 0u);
+    EXPECT_EQ(keypad_.Key("f1", true), "");
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("f1"));
+    keypad_.SetDead({});  // the finger is still on it
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("f2"));
+    EXPECT_EQ(keypad_.Key("f2", false), "");
+    EXPECT_NE(Next() & kReleasedBits, 0u);
+}
+
+TEST_F(KeypadModel, StuckKeyIsReportedOnceAndThenNoMore) {
+    keypad_.SetStuck(Only("esc"));
+    const std::uint32_t down = Next();
+    EXPECT_EQ(down & kCodeBits, Keypad::CodeOf("esc"));
+    EXPECT_EQ(down & kReleasedBits, 0u);
+    EXPECT_EQ(keypad_.Key("esc", true), "");
+    EXPECT_EQ(keypad_.Key("esc", false), "");
+    EXPECT_EQ(Next(), 0u);
+    file_.reset();
+    int error = 0;
+    file_ = keypad_.Open(0, error);  // the driver's first look at the keys finds it
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("esc"));
+    keypad_.SetStuck({});
+    EXPECT_NE(Next() & kReleasedBits, 0u);
+    EXPECT_EQ(keypad_.Key("esc", true), "");
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("esc"));
+}
+
+TEST_F(KeypadModel, SwappedKeysSendEachOthersCodes) {
+    keypad_.SetSwapped(Keypad::CodeOf("left"), Keypad::CodeOf("right"));
+    EXPECT_EQ(Next(), 0u);
+    for (const auto& [pressed, sent] : {std::pair{"left", "right"}, {"right", "left"}, {"up", "up"}}) {
+        EXPECT_EQ(keypad_.Key(pressed, true), "");
+        EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf(sent));
+        EXPECT_EQ(keypad_.Key(pressed, false), "");
+        const std::uint32_t up = Next();
+        EXPECT_EQ(up & kCodeBits, Keypad::CodeOf(sent));
+        EXPECT_NE(up & kReleasedBits, 0u);
+    }
+    keypad_.SetSwapped(0, 0);
+    EXPECT_EQ(keypad_.Key("left", true), "");
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("left"));
+}
+
+TEST_F(KeypadModel, SwappedKeyThatIsStuckIsFoundUnderTheOtherOnesCodeOnOpening) {
+    keypad_.SetSwapped(Keypad::CodeOf("f1"), Keypad::CodeOf("f2"));
+    keypad_.SetStuck(Only("f1"));
+    file_.reset();
+    int error = 0;
+    file_ = keypad_.Open(0, error);
+    EXPECT_EQ(Next() & kCodeBits, Keypad::CodeOf("f2"));
+    EXPECT_EQ(Next(), 0u);
+}
+
+TEST_F(KeypadModel, KnobLosesAWayOrTurnsRound) {
+    const auto turned = [&](bool clockwise) {
+        keypad_.Knob(clockwise);
+        const std::uint32_t word = Next();
+        return word == 0 ? "nothing" : (word >> 24 & 0xF) == 0 ? "clockwise" : "anticlockwise";
+    };
+    keypad_.SetKnobDead(true, false);
+    EXPECT_STREQ(turned(true), "nothing");
+    EXPECT_STREQ(turned(false), "anticlockwise");
+    keypad_.SetKnobDead(false, true);
+    EXPECT_STREQ(turned(true), "clockwise");
+    EXPECT_STREQ(turned(false), "nothing");
+    keypad_.SetKnobDead(false, false);
+    keypad_.SetKnobReversed(true);
+    EXPECT_STREQ(turned(true), "anticlockwise");
+    EXPECT_STREQ(turned(false), "clockwise");
+    keypad_.SetKnobReversed(false);
+    EXPECT_STREQ(turned(true), "clockwise");
+    EXPECT_STREQ(turned(false), "anticlockwise");
+}
+
 }  // namespace k905

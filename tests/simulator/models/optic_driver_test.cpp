@@ -35,6 +35,24 @@ TEST_F(OpticNode, GivesTheTemperatureInThousandths) {
     EXPECT_EQ(milli, -12345);
 }
 
+TEST_F(OpticNode, WrongSensorIsOffOrAlwaysGivesTheSame) {
+    temperature_ = 20;
+    const auto read = [&] {
+        std::int32_t milli = 0;
+        EXPECT_EQ(file_->Ioctl(OpticDriver::kTemperature, &milli), 0);
+        return milli;
+    };
+    driver_.SetTemperatureOffset(-30.5);
+    EXPECT_EQ(read(), -10500);
+    driver_.SetTemperatureOffset(0);
+    driver_.SetTemperatureFrozen(0.0);
+    EXPECT_EQ(read(), 0);
+    temperature_ = 50;
+    EXPECT_EQ(read(), 0);
+    driver_.SetTemperatureFrozen(std::nullopt);
+    EXPECT_EQ(read(), 50000);
+}
+
 TEST_F(OpticNode, RefusesBadRequests) {
     OpticRegister access = {1, 2};
     EXPECT_EQ(file_->Ioctl(0xC004F004, &access), -ENOTTY);

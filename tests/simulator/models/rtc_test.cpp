@@ -78,4 +78,31 @@ TEST_F(Clock, CanBeSetByTheProductAndCanFail) {
     EXPECT_EQ(file_->Ioctl(RTC_RD_TIME, &time_), -EIO);
 }
 
+TEST_F(Clock, StandsStillWhileItsCrystalDoesAndTheKernelsClockRunsOn) {
+    world_.now = 10000000;
+    rtc_.SetStopped(true);
+    world_.now = 25000000;
+    ASSERT_EQ(file_->Ioctl(RTC_RD_TIME, &time_), 0);
+    EXPECT_EQ(time_.tm_sec, 10);
+    EXPECT_EQ(rtc_.NowMicros(), 1336987825000000);
+    EXPECT_EQ(rtc_.SetText("2020-01-02 03:04:05"), "");
+    world_.now = 30000000;
+    ASSERT_EQ(file_->Ioctl(RTC_RD_TIME, &time_), 0);
+    EXPECT_EQ(time_.tm_year, 120);
+    EXPECT_EQ(time_.tm_sec, 5);
+    rtc_.SetStopped(false);
+    world_.now = 31000000;
+    const std::int64_t before = rtc_.Now();
+    world_.now = 33000000;
+    EXPECT_EQ(rtc_.Now(), before + 2);
+}
+
+TEST_F(Clock, HasTheTimeAsBeforeOnceItsCrystalIsRepaired) {
+    rtc_.SetStopped(true);
+    world_.now = 25000000;
+    rtc_.SetStopped(false);
+    ASSERT_EQ(file_->Ioctl(RTC_RD_TIME, &time_), 0);
+    EXPECT_EQ(time_.tm_sec, 25);
+}
+
 }  // namespace k905

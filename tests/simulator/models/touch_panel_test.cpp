@@ -157,4 +157,42 @@ TEST_F(TouchModel, RefusesToOpenWhenMissing) {
     EXPECT_EQ(error, ENOENT);
 }
 
+TEST_F(TouchModel, ReportsEveryContactItsOffsetAwayButOnThePanel) {
+    const auto touched = [&](int x, int y) {
+        touch_.Fingers({{x, y}});
+        touch_.Fingers({});
+        const auto frames = Frames();
+        return frames.empty() ? std::pair(-1, -1) : std::pair(frames.front().x, frames.front().y);
+    };
+    touch_.SetOffset(40, -30);
+    EXPECT_EQ(touched(100, 200), std::pair(140, 170));
+    EXPECT_EQ(touched(790, 10), std::pair(799, 0));
+    touch_.SetOffset(0, 0);
+    EXPECT_EQ(touched(100, 200), std::pair(100, 200));
+}
+
+TEST_F(TouchModel, FeelsNoFingerInItsDeadArea) {
+    touch_.SetDead({0, 100, 800, 50});
+    for (const int y : {100, 149}) {
+        touch_.Fingers({{400, y}});
+        touch_.Fingers({});
+        EXPECT_TRUE(Frames().empty()) << y;
+    }
+    for (const int y : {99, 150}) {
+        touch_.Fingers({{400, y}});
+        touch_.Fingers({});
+        EXPECT_EQ(Frames().size(), 2u) << y;
+    }
+    touch_.Fingers({{400, 90}});
+    EXPECT_EQ(Frames().size(), 1u);
+    touch_.Fingers({{400, 120}});  // it slides in, which is as if it was lifted
+    const auto left = Frames();
+    ASSERT_EQ(left.size(), 1u);
+    EXPECT_EQ(left.front().code, 4);
+    touch_.Fingers({});
+    touch_.SetDead({});
+    touch_.Fingers({{400, 120}});
+    EXPECT_EQ(Frames().size(), 1u);
+}
+
 }  // namespace k905

@@ -1,0 +1,22 @@
+// Checks of the values that bench quantities and faults are given.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+namespace k905 {
+
+inline bool InRange(const nlohmann::json& value, double low, double high) {
+    return value.is_number() && value.get<double>() >= low && value.get<double>() <= high;
+}
+
+inline bool WholeInRange(const nlohmann::json& value, std::int64_t low, std::int64_t high) {
+    return value.is_number_integer() && InRange(value, static_cast<double>(low), static_cast<double>(high));
+}
+
+// A value for one thing, or a list of values for several.
+inline nlohmann::json AsList(const nlohmann::json& value) {
+    return value.is_array() ? value : nlohmann::json::array({value});
+}
+
+}  // namespace k905

@@ -236,8 +236,9 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
     const LaserSetup laser = Laser(input);
     const double atZero = BreakdownCode(0);
     // Volts at code 0, volts a code.
-    const auto line = [&](double (*volts)(unsigned, std::uint16_t)) {
-        return nlohmann::json{volts(seed_, 0), (volts(seed_, kDacMask) - volts(seed_, 0)) / kDacMask};
+    const auto line = [&](Dac dac, double (*volts)(unsigned, double)) {
+        const double low = volts(seed_, Code(dac, 0)), high = volts(seed_, Code(dac, kDacMask));
+        return nlohmann::json{low, (high - low) / kDacMask};
     };
     return {{"seed", seed_},
             {"dark_volts", DarkVolts(input)},
@@ -248,8 +249,8 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"breakdown_code_at_zero", atZero},
             {"breakdown_codes_per_degree", BreakdownCode(1) - atZero},
             {"offset_samples", OffsetSamples()},
-            {"apd_line", line(ApdVolts)},
-            {"vdd_line", line(VddVolts)},
+            {"apd_line", line(Dac::kApd, ApdVolts)},
+            {"vdd_line", line(Dac::kVdd, VddVolts)},
             {"apd_volts", apd.volts},
             {"apd_gain", apd.gain},
             {"apd_current", apd.current},

@@ -1,12 +1,11 @@
 # Sourced by run, test and package scripts: what the build needs from Debian, and how it is configured.
 # shellcheck shell=bash
 
-# Packages of the build itself, and those that only the tests need.
+# Packages of the build itself; of the production line; those that the tests need besides.
 build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libboost-context-dev libjs-dygraphs
   librsvg2-bin libfreetype-dev unifont fonts-liberation)
-test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium parallel)
-# What the production line and its report are written with.
 line_packages=(python3 python3-matplotlib python3-scipy)
+test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium parallel "${line_packages[@]}")
 # The address sanitizer's build and the fuzzers: clang, its sanitizers and libFuzzer, and what names lines in their reports.
 clang_packages=(clang libclang-rt-dev llvm)
 # The instrument's own program, what its tests run it with, and GoogleTest's sources, to be built for its processor.

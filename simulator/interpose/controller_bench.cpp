@@ -10,7 +10,6 @@ namespace {
 
 using Json = Controller::Json;
 
-constexpr double kFinestStep = 0.04;  // metres a sample, the base of Optics::OffsetSamples
 constexpr std::size_t kMostSamples = 65536;
 
 // What a quantity has before anybody sets it; null frees a rail. Quantities without a rest state (the clock,

@@ -14,7 +14,6 @@ constexpr double kTestVoltage0 = 0.10, kTestVoltage1 = -0.80;
 
 constexpr double kResponsivity = 0.95;  // amperes a watt, InGaAs
 constexpr double kReceiveLoss = 3.5;    // dB from the port to the diode: the coupler and its splices
-constexpr double kFinestStep = 0.04;    // metres
 constexpr double kShortestFibre = 0.1;  // metres: what is left of one that is too short
 constexpr double kDelay = 40.6, kDelaySpread = 2.8;             // metres, half range
 constexpr double kPowerSpread = 0.08;                           // of the laser's power, half range

@@ -20,8 +20,6 @@ constexpr double kWidths[] = {10, 20, 30, 50, 100, 300, 500, 1000};  // nanoseco
 constexpr double kNominalVolts = 3.0, kThresholdVolts = 1.0;
 constexpr double kPeakWatts[] = {0.100, 0.090, 0.080};
 
-constexpr double kFinestStep = 0.04;  // metres
-
 }  // namespace
 
 LaserSetup LaserFrom(std::uint16_t current1, std::uint16_t pulse, double vdd) {

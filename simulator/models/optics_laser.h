@@ -14,6 +14,8 @@
 
 namespace k905 {
 
+constexpr double kFinestStep = 0.04;  // metres a sample, of all four phases
+
 struct LaserSetup {
     Wavelength wavelength;
     double watts;        // in the pulse at the port, 0: no pulse

@@ -93,7 +93,7 @@ const Case kCases[] = {
      {{"power.short", true}},
      Failing("read", "Pwr_GetInfo", 1),
      "PowerDev"},
-    {"LateRepliesAndCloseFails",
+    {"LateRepliesAndDrainFails",
      kConnected,
      "Voltage Check",
      "OK  TP97",

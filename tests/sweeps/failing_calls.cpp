@@ -59,7 +59,10 @@ void Compare(const Script& script, const GoodRun& good, const Session& session, 
     for (const std::string& text : good.seen)
         if (IsVerdict(text) && plain.count(Plain(text)) == 0)
             outcome.lost.push_back(text);
-    outcome.kind = told ? Outcome::kTold : outcome.lost.empty() ? Outcome::kSame : Outcome::kOther;
+    outcome.kind = told                   ? Outcome::kTold
+                   : !session.Begun()     ? Outcome::kUndone
+                   : outcome.lost.empty() ? Outcome::kSame
+                                          : Outcome::kOther;
     if (told)
         outcome.lost.clear();
 }

@@ -31,7 +31,7 @@ struct GoodRun {
 };
 
 struct Outcome {
-    enum Kind { kSame, kTold, kOther, kEnded, kNotReached } kind = kSame;
+    enum Kind { kSame, kTold, kOther, kUndone, kEnded, kNotReached } kind = kSame;
     std::vector<std::string> findings;  // what must not be
     std::vector<std::string> lost;  // texts of the good run that were not seen, where nothing else was told
     double endSeconds = 0;          // real, from SIGTERM to the end

@@ -56,8 +56,9 @@ std::map<std::string, unsigned long> Session::Calls() {
 
 void Session::Try(const std::string& control, int idleMs) {
     tried_ = true;
-    const auto before = Calls();
     bench_.Touch(control);
+    bench_.Advance(kHeldMs);
+    const auto before = Calls();
     bench_.UntilIdle(idleMs, kLongestMs);
     for (const auto& [place, count] : Calls())
         if (before.count(place) == 0)
@@ -88,10 +89,12 @@ void Session::Do(const std::string& control, int idleMs) {
         const Picture after = bench_.Screen();
         // What still looks as before, or as under the finger, has not been let go in the program's eyes.
         const bool moved = after.bytes != before.bytes && after.bytes != held.bytes;
-        if (work_.empty() ? moved : Worked(calls) && after.bytes != held.bytes)
+        if (work_.empty() ? moved : Worked(calls))
             break;
-        if (tried_ && tries == 1)
-            return;  // never begun: what stands there is of the time before
+        if (tried_ && tries == 1) {
+            begun_ = false;  // what stands there is of the time before
+            return;
+        }
     }
     Look();
 }

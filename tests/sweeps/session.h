@@ -21,8 +21,8 @@ class Session {
     void WaitForStart();
     void Open(const std::string& control);
 
-    // The same, remembering the calls that are made for this control only: they tell later whether its work
-    // has begun.
+    // The same, remembering the calls that are made for this control only, after it was let go: they tell
+    // later whether its work has begun.
     void Try(const std::string& control, int idleMs);
 
     // Touches a control and waits until the screen has been still for so long; when nothing came of the
@@ -37,6 +37,8 @@ class Session {
     const std::set<std::string>& Seen() const { return seen_; }
     // What could not be done: a control that was wanted is not there.
     const std::vector<std::string>& Missed() const { return missed_; }
+    // Whether all of the work was begun: no control was missing, the one of Try has worked again.
+    bool Begun() const { return missed_.empty() && begun_; }
 
   private:
     bool Has(const std::string& control);
@@ -47,7 +49,7 @@ class Session {
     Bench bench_;
     std::set<std::string> seen_;
     std::vector<std::string> missed_;
-    bool tried_ = false;
+    bool tried_ = false, begun_ = true;
     std::set<std::string> work_;  // places that only the control of Try makes call; none: its looks must tell
 };
 

@@ -37,7 +37,7 @@ struct Job {
 };
 
 struct Row {
-    unsigned long calls = 0, failed = 0, kinds[5] = {}, findings = 0;
+    unsigned long calls = 0, failed = 0, kinds[6] = {}, findings = 0;
 };
 
 // Works the jobs off; a line for each that must not be.
@@ -70,10 +70,10 @@ void Work(std::vector<Job>& jobs, const Options& options) {
 }
 
 void PrintRow(const std::string& script, const std::string& function, const Row& row) {
-    printf("%-18s %-22s %7lu %7lu %6lu %6lu %6lu %6lu %6lu %8lu\n", script.c_str(), function.c_str(),
+    printf("%-18s %-22s %7lu %7lu %6lu %6lu %6lu %6lu %6lu %6lu %8lu\n", script.c_str(), function.c_str(),
            row.calls, row.failed, row.kinds[Outcome::kSame], row.kinds[Outcome::kTold],
-           row.kinds[Outcome::kOther], row.kinds[Outcome::kEnded], row.kinds[Outcome::kNotReached],
-           row.findings);
+           row.kinds[Outcome::kOther], row.kinds[Outcome::kUndone], row.kinds[Outcome::kEnded],
+           row.kinds[Outcome::kNotReached], row.findings);
 }
 
 int Sweep(const Options& options) {
@@ -108,8 +108,8 @@ int Sweep(const Options& options) {
             row->findings += !job.outcome.findings.empty();
             longest = std::max(longest, job.outcome.endSeconds);
         }
-    printf("%-18s %-22s %7s %7s %6s %6s %6s %6s %6s %8s\n", "script", "function", "calls", "failed", "same",
-           "told", "other", "ended", "unmet", "findings");
+    printf("%-18s %-22s %7s %7s %6s %6s %6s %6s %6s %6s %8s\n", "script", "function", "calls", "failed",
+           "same", "told", "other", "undone", "ended", "unmet", "findings");
     for (const auto& [script, good] : goods)
         for (const auto& [key, row] : rows)
             if (key.first == script && row.failed > 0)

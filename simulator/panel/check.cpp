@@ -185,7 +185,7 @@ CheckResult Job::Perform(const CheckStep& step) {
     if (options_.withState) {
         for (const TextRun& text : Paragraphs(bench_.Texts()))
             result.texts.push_back(text.text);
-        result.state = bench_.Request({{"do", "state"}}).at("state");
+        result.state = bench_.Request({{"do", "state"}}).at("state").dump();
     }
     return result;
 }
@@ -385,9 +385,14 @@ std::string TableRows(const CheckResult& result) {
 }
 
 std::string JsonRow(const CheckResult& result) {
-    const nlohmann::json row = {{"step", result.step},   {"passed", result.Passed()}, {"seen", result.seen},
-                                {"wrong", result.wrong}, {"seconds", result.seconds}, {"texts", result.texts},
-                                {"state", result.state}};
+    const nlohmann::json row = {
+        {"step", result.step},
+        {"passed", result.Passed()},
+        {"seen", result.seen},
+        {"wrong", result.wrong},
+        {"seconds", result.seconds},
+        {"texts", result.texts},
+        {"state", result.state.empty() ? nlohmann::json() : nlohmann::json::parse(result.state)}};
     return row.dump() + "\n";
 }
 

@@ -51,10 +51,10 @@ struct CheckResult {
     std::string seen;    // what was read back
     std::string wrong;   // empty: passed
     double seconds = 0;  // virtual; from the touch until the screen showed it, to 5 % or 0.1 s
-    // Where asked for: the texts on the screen then, wrapped ones put together, and what the models held, as
-    // "state" tells it.
+    // Where asked for: the texts on the screen then, wrapped ones put together, and what the models held, the
+    // JSON that "state" tells.
     std::vector<std::string> texts = {};
-    nlohmann::json state = {};
+    std::string state = {};
     bool Passed() const { return wrong.empty(); }
 };
 

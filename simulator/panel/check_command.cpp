@@ -13,7 +13,8 @@ int RunCheckCommand(const CommandOptions& options) {
     check.bench.bits = options.bits;
     if (options.job != "all")
         check.jobs = {options.job == "module" ? CheckJob::kModule : CheckJob::kMainBoard};
-    check.bench.start = options.start;
+    if (!options.start.empty())
+        check.bench.start = nlohmann::json::parse(options.start);
     check.until = options.until;
     check.withState = options.json;
     const bool shots = !options.out.empty() || !options.json || !options.script.empty();

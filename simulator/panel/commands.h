@@ -19,7 +19,7 @@ struct CommandOptions {
     bool keep = false;
     std::string job = "all";            // of `check`: main-board, module, all
     std::string until;                  // of `check`: last step
-    nlohmann::json start;               // of `check`: bench and faults in force at the start
+    std::string start;                  // of `check`: bench and faults in force at the start, JSON
     bool json = false;                  // of `check`: lines for programs
     std::string script;                 // of `check`: replayed instead of the job
     std::vector<std::string> requests;  // of `ctl`

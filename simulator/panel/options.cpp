@@ -61,7 +61,7 @@ void Store(const std::string& name, const std::string& text, double value, Comma
     else if (name == "--until")
         options.until = text;
     else if (name == "--start")
-        options.start = nlohmann::json::parse(text, nullptr, false);
+        options.start = text;
     else
         options.out = text;
 }
@@ -102,7 +102,7 @@ std::string ParseOptions(const std::string& command, const std::vector<std::stri
             return name + " needs " + option->expects + ", not '" + text + "'";
         Store(name, text, value, options);
     }
-    if (!options.script.empty() && (!options.until.empty() || !options.start.is_null()))
+    if (!options.script.empty() && (!options.until.empty() || !options.start.empty()))
         return "k905 check SCRIPT takes neither --until nor --start";
     if (command == "ctl" && options.requests.empty())
         return "k905 ctl needs at least one request";

@@ -42,7 +42,7 @@ TEST(Options, AreTaken) {
                                check));
     EXPECT_TRUE(check.json);
     EXPECT_EQ("Auto", check.until);
-    EXPECT_EQ(nlohmann::json({{"faults", {{"usb.missing", true}}}}), check.start);
+    EXPECT_EQ(R"({"faults":{"usb.missing":true}})", check.start);
     CommandOptions ctl;
     EXPECT_EQ("", ParseOptions("ctl", {"{}", "--state", "/tmp/x", "{\"do\":\"hello\"}"}, ctl));
     EXPECT_EQ((std::vector<std::string>{"{}", "{\"do\":\"hello\"}"}), ctl.requests);

@@ -221,6 +221,7 @@ std::int64_t Controller::Pause() {
 }
 
 std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {
+    Guard guard(machine_.lock);  // other threads of the product may still write registers
     std::vector<std::pair<int, Json>> replies;
     for (const Motion& motion : motions_) {
         if (motion.kind == Motion::Kind::kExit)

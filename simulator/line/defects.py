@@ -3,12 +3,12 @@
 
 A row is a specimen with one defect. `set` (quantities) and `faults` are in force before the program starts.
 `sees`: steps that must fail. `may`: steps that may fail or pass: what follows from a failed step, and what
-the specimen's own spread decides. Every other step must pass. Where a step that opens a screen fails, the
+the specimen's own spread decides. Every other step must pass. `inside`: it lies inside the limits, or a loop
+makes up for it, so that nothing may fail. Where a step that opens a screen fails, the
 job ends; steps that it does not reach are not judged.
 
 The expectations are derived from what a step looks at, not from what it was seen to say. With `sees` empty
-no step notices the defect, and `why` says what a check would have to look at; or the defect lies inside the
-limits.
+no step notices the defect, and `why` says what a check would have to look at.
 
 How large a defect is: a specimen's own spread is given in docs/simulator.md and docs/optics.md. A rail is
 held 3 mV beside its limit, eleven times the noise of a reading. The ADC check reads 0.25 V with at most 31
@@ -42,6 +42,7 @@ class Defect:
     set: dict = field(default_factory=dict)
     faults: dict = field(default_factory=dict)
     may: tuple = ()
+    inside: bool = False
 
 
 # Captions on the key check screen; the key's own name is the caption in small letters.
@@ -96,7 +97,8 @@ def beside_limits(job, limits, sees, inside, whose=""):
                          set={name: round(limit + out, 5)})
             if rail in inside:
                 yield Defect(job, f"{whose}{rail} almost too {side}", (),
-                             f"{BESIDE_TEXT} inside its limit {limit} V", set={name: round(limit - out, 5)})
+                             f"{BESIDE_TEXT} inside its limit {limit} V", set={name: round(limit - out, 5)},
+                             inside=True)
 
 
 def dead_rails(job, rails, sees, whose=""):
@@ -157,7 +159,7 @@ DEFECTS = (
                "icons are 80 pixels wide: the touch falls beside", faults={"touch.offset": [60, 60]}),
     main_board("touch panel 8 pixels off", (),
                "every control is 25 pixels high or more, and is touched in its middle",
-               faults={"touch.offset": [8, 8]}),
+               faults={"touch.offset": [8, 8]}, inside=True),
     main_board("touch panel with dead rows", ("USB", "Clock"),
                "the row of buttons at 335 to 387 does nothing",
                faults={"touch.dead": {"x": 0, "y": 340, "w": 800, "h": 45}}),
@@ -207,6 +209,13 @@ DEFECTS = (
     main_board("SD card's lock contact closed", CARD, "the test file cannot be opened",
                faults={"sd.read_only": True}),
     main_board("SD card full", CARD, "the test file cannot be made", faults={"sd.full": True}),
+
+    main_board("measurement board reads 10 % high", VOLTAGES,
+               "rails are within 1.2 % of nominal, most limits 5",
+               faults={"board.wrong": {"gain": 1.1}}),
+    main_board("measurement board 300 times as noisy", VOLTAGES,
+               "78 mV: thirteen readings are never all good",
+               faults={"board.wrong": {"noise": 300}}),
 
     # ---- Serial link ----
     main_board("measurement board unplugged", ("Connect",), "three tries of five seconds", may=WITHOUT_BOARD,
@@ -260,10 +269,11 @@ DEFECTS = (
     main_board("ADC open", ADC, "0 V", faults={"adc.path": True}),
     main_board("ADC 0.1 V high", ADC, "0.32 V or more", faults={"adc.wrong": {"offset": 0.1}}),
     main_board("ADC 0.1 V low", ADC, "0.18 V or less", faults={"adc.wrong": {"offset": -0.1}}),
-    main_board("ADC 15 mV high", (), "0.296 V or less", faults={"adc.wrong": {"offset": 0.015}}),
+    main_board("ADC 15 mV high", (), "0.296 V or less", faults={"adc.wrong": {"offset": 0.015}}, inside=True),
     main_board("ADC reads 1.5 times", ADC, "0.33 V or more", faults={"adc.wrong": {"gain": 1.5}}),
     main_board("ADC reads 0.6 times", ADC, "0.17 V or less", faults={"adc.wrong": {"gain": 0.6}}),
-    main_board("ADC reads 5 % high", (), "0.295 V or less", faults={"adc.wrong": {"gain": 1.05}}),
+    main_board("ADC reads 5 % high", (), "0.295 V or less", faults={"adc.wrong": {"gain": 1.05}},
+               inside=True),
     main_board("ADC bit 15 low", ADC, "half of its range: below 0 V",
                faults={"adc.wrong": {"bit": 15, "level": 0}}),
     main_board("ADC bit 15 high", (),
@@ -280,8 +290,10 @@ DEFECTS = (
     module("module: ADC open", ("Signal chain", "Light paths", "Fibre offset", "APD start"),
            "0 V is between the test levels' codes, no dark level, and no light shows on it",
            may=AFTER_APD_START, faults={"adc.path": True}),
-    module("module: ADC bit 15 low", ("Signal chain", "Light paths", "APD start"), "never above 32767",
-           may=("Fibre offset",) + AFTER_APD_START, faults={"adc.wrong": {"bit": 15, "level": 0}}),
+    module("module: ADC bit 15 low", ("Signal chain", "Light paths"),
+           "never above 32767; the calibration's search spends its steps, which counts as found",
+           may=("Fibre offset", "APD start") + AFTER_APD_START,
+           faults={"adc.wrong": {"bit": 15, "level": 0}}),
     module("module: ADC bit 15 high", ("Signal chain",), "the low test level is below 32768",
            may=("Fibre offset",), faults={"adc.wrong": {"bit": 15, "level": 1}}),
     module("module: ADC 0.1 V high", (), "the attenuators make up for it; the main board's ADC check sees it",
@@ -300,7 +312,7 @@ DEFECTS = (
                faults={"dac.wrong": {"dac": "att1", "bit": 11, "level": 1}}),
 
     module("module: ATT0 DAC 0.05 V high", (), "the loop finds another code",
-           faults={"dac.wrong": {"dac": "att0", "offset": 0.05}}),
+           faults={"dac.wrong": {"dac": "att0", "offset": 0.05}}, inside=True),
     module("module: ATT0 DAC 0.9 V high", ("Signal chain", "Adjust ATT0", "Light paths"),
            "its zero, 0.78 V, is below its lowest voltage; the trace's window lies lower still",
            may=AFTER_ATTENUATORS + ("Fibre offset",), faults={"dac.wrong": {"dac": "att0", "offset": 0.9}}),
@@ -314,7 +326,7 @@ DEFECTS = (
            "1.2 mV, the loop's tolerance is 10: each bit would have to be measured",
            faults={"dac.wrong": {"dac": "att0", "bit": 1, "level": 0}}),
     module("module: ATT1 DAC 0.05 V high", (), "the loop finds another code",
-           faults={"dac.wrong": {"dac": "att1", "offset": 0.05}}),
+           faults={"dac.wrong": {"dac": "att1", "offset": 0.05}}, inside=True),
     module("module: ATT1 DAC 1 V high", ("Signal chain", "Adjust ATT1"),
            "its zero, 0.63 V, is below its lowest voltage", may=AFTER_ATTENUATORS,
            faults={"dac.wrong": {"dac": "att1", "offset": 1.0}}),
@@ -324,7 +336,7 @@ DEFECTS = (
     module("module: ATT1 DAC bit 11 high", ("Signal chain", "Adjust ATT1"), "1.25 V or more",
            may=AFTER_ATTENUATORS, faults={"dac.wrong": {"dac": "att1", "bit": 11, "level": 1}}),
     module("module: VDD DAC 0.05 V high", (), "the loop finds other codes",
-           faults={"dac.wrong": {"dac": "vdd", "offset": 0.05}}),
+           faults={"dac.wrong": {"dac": "vdd", "offset": 0.05}}, inside=True),
     module("module: VDD DAC 0.7 V high", ("Adjust VDD",), "1.5 V is below its lowest, 1.64 V",
            faults={"dac.wrong": {"dac": "vdd", "offset": 0.7}}),
     module("module: VDD DAC at 0.4 of its gain", ("Adjust VDD", "Light paths"),
@@ -334,7 +346,7 @@ DEFECTS = (
     module("module: VDD DAC bit 10 low", ("Adjust VDD",), "2.5 and 2.0 V need the bit",
            faults={"dac.wrong": {"dac": "vdd", "bit": 10, "level": 0}}),
     module("module: APD DAC 0.05 V high", (), "0.8 V: the loop and both searches find other codes",
-           faults={"dac.wrong": {"dac": "apd", "offset": 0.05}}),
+           faults={"dac.wrong": {"dac": "apd", "offset": 0.05}}, inside=True),
     module("module: APD DAC 0.5 V high", ("Adjust APD",),
            "25 V is below its lowest, 28.7 V; the breakdown is in reach",
            faults={"dac.wrong": {"dac": "apd", "offset": 0.5}}),
@@ -342,7 +354,7 @@ DEFECTS = (
            "40.5 V at most, and the breakdown above 48", may=("Fibre offset",) + AFTER_APD_START,
            faults={"dac.wrong": {"dac": "apd", "gain": 0.5}}),
     module("module: APD DAC 5 % low", (), "27 steps to 45 V, of 200",
-           faults={"dac.wrong": {"dac": "apd", "gain": 0.95}}),
+           faults={"dac.wrong": {"dac": "apd", "gain": 0.95}}, inside=True),
     module("module: APD DAC bit 11 low", ("Adjust APD", "Light paths", "APD start"), "40.6 V at most",
            may=AFTER_APD_START, faults={"dac.wrong": {"dac": "apd", "bit": 11, "level": 0}}),
     module("module: APD DAC bit 9 low", ("Adjust APD",),
@@ -357,12 +369,14 @@ DEFECTS = (
     module("laser off", ("Light paths", "Fibre offset"), "no echo", faults={"optics.laser_off": True}),
     module("laser 10 dB weak", ("Light paths",), "5 less of 2.5 to spare", may=("Fibre offset",),
            faults={"optics.laser_weak": 10}),
-    module("laser 2 dB weak", (), "1 less of 2.1 to spare", faults={"optics.laser_weak": 2}),
+    module("laser 2 dB weak", (), "1 less of 2.1 to spare", faults={"optics.laser_weak": 2}, inside=True),
     module("lasers exchanged", (),
            "1550 nm passes the limit of 1310, 1310 that of 1550: a fibre with a filter or a bend, or the "
            "loss over length, would tell them apart", faults={"optics.laser_wavelength": True}),
-    module("laser always at 1310 nm", (), "as above", faults={"optics.laser_wavelength": 1310}),
-    module("laser always at 1550 nm", (), "as above", faults={"optics.laser_wavelength": 1550}),
+    module("laser always at 1310 nm", (), "each wavelength's limit is passed by either's light",
+           faults={"optics.laser_wavelength": 1310}),
+    module("laser always at 1550 nm", (), "each wavelength's limit is passed by either's light",
+           faults={"optics.laser_wavelength": 1550}),
 
     # ---- Photodiode ----
     module("photodiode open", ("Light paths", "Fibre offset", "APD start"), "no light, no breakdown",
@@ -370,7 +384,7 @@ DEFECTS = (
     module("photodiode weak, a tenth", ("Light paths",), "5 less of 2.5 to spare", may=("Fibre offset",),
            faults={"optics.photodiode": {"responsivity": 0.1}}),
     module("photodiode weak, 0.7", (), "0.8 less of 2.1 to spare",
-           faults={"optics.photodiode": {"responsivity": 0.7}}),
+           faults={"optics.photodiode": {"responsivity": 0.7}}, inside=True),
     module("photodiode leaks 0.1 mA", ("Light paths", "Fibre offset"),
            "1 V, more than ATT0 makes up for (0.47 V)", may=("APD start",) + AFTER_APD_START,
            faults={"optics.photodiode": {"leakage": 1e-4}}),
@@ -390,17 +404,25 @@ DEFECTS = (
            may=("Fibre offset",) + AFTER_APD_START, faults={"optics.photodiode": {"breakdown": 62}}),
     module("photodiode breaks down at 54 V", (),
            "in reach up to 55 degrees: the breakdown itself has no limits",
-           faults={"optics.photodiode": {"breakdown": 54}}),
+           faults={"optics.photodiode": {"breakdown": 54}}, inside=True),
 
     # ---- Receiver ----
-    module("receiver at a tenth of its gain", ("Light paths",), "5 less of 2.5 to spare",
-           may=("Fibre offset",), faults={"optics.receiver": {"gain": 0.1}}),
+    module("receiver at a fiftieth of its gain", ("Light paths",),
+           "more than the photodiode's gain makes up for: 3.7 at 1550 nm, limit 5.0", may=("Fibre offset",),
+           faults={"optics.receiver": {"gain": 0.02}}),
+    module("receiver at a tenth of its gain", ("Fibre offset",),
+           "its high voltage is fixed, and the noise takes the peaks' shape; for a light path the "
+           "photodiode's gain makes up for most, 1.3 less of 2.1 to spare", may=("Light paths",),
+           faults={"optics.receiver": {"gain": 0.1}}),
     module("receiver at 0.7 of its gain", (), "0.8 less of 2.1 to spare",
-           faults={"optics.receiver": {"gain": 0.7}}),
-    module("receiver 10 times as noisy", ("Light paths",), "5 less of 2.5 to spare", may=("Fibre offset",),
-           faults={"optics.receiver": {"noise": 10}}),
+           faults={"optics.receiver": {"gain": 0.7}}, inside=True),
+    module("receiver 40 times as noisy", ("Light paths",),
+           "more than the photodiode's gain makes up for: 2.3 at 1550 nm, limit 5.0", may=("Fibre offset",),
+           faults={"optics.receiver": {"noise": 40}}),
+    module("receiver 10 times as noisy", ("Fibre offset",), "as with a tenth of the gain",
+           may=("Light paths",), faults={"optics.receiver": {"noise": 10}}),
     module("receiver 1.5 times as noisy", (), "0.9 less of 2.1 to spare",
-           faults={"optics.receiver": {"noise": 1.5}}),
+           faults={"optics.receiver": {"noise": 1.5}}, inside=True),
     module("receiver at a tenth of its bandwidth", ("Fibre offset",),
            "both ends of 5 m become one broad hump, which is no peak; a trace over kilometres does not "
            "notice", faults={"optics.receiver": {"bandwidth": 0.1}}),
@@ -417,7 +439,8 @@ DEFECTS = (
     # ---- Port and fibre ----
     module("port dirty, 8 dB each way", ("Light paths",), "8 less of 2.5 to spare", may=("Fibre offset",),
            faults={"optics.bad_connector": 8}),
-    module("port dirty, 1 dB each way", (), "1 less of 2.1 to spare", faults={"optics.bad_connector": 1}),
+    module("port dirty, 1 dB each way", (), "1 less of 2.1 to spare", faults={"optics.bad_connector": 1},
+           inside=True),
     module("port reflects", (),
            "the light path looks 150 m behind it, the offset takes a peak of any height: the port's peak "
            "would have to be judged", faults={"optics.bad_connector": {"loss": 0, "reflection": -14}}),
@@ -520,6 +543,7 @@ def check(defects=DEFECTS):
         problems += [f"unknown: {name}" for name in unknown]
         problems += ["there is one of this name already"] if one.name in names else []
         problems += [f"must see it and may see it: {step}" for step in set(one.sees) & set(one.may)]
+        problems += ["inside the limits, and seen"] if one.inside and (one.sees or one.may) else []
         problems += ["nothing is set"] if not one.set and not one.faults else []
         problems += ["no reason"] if not one.why else []
         names.add(one.name)

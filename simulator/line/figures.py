@@ -1,7 +1,8 @@
 """The statistics of the report. Formulas stand with their function; distributions are SciPy's."""
 import math
+from dataclasses import dataclass
 
-from scipy import stats
+from scipy import optimize, stats
 
 CONFIDENCE = 0.95
 
@@ -71,3 +72,77 @@ def farthest(rows, count=3):
     for row in sorted(rows, key=lambda row: (room(row), row[0])):
         found.setdefault(row[0], row[1])  # each specimen once
     return list(found.items())[:count]
+
+
+# ---- Operating curves ----
+
+PASSES_BAD = 1e-4  # the chance of passing a bad one that the guard band leaves
+
+
+@dataclass(frozen=True)
+class Fit:
+    """A normal distribution's curve: good with Phi(side (x - middle) / width)."""
+
+    middle: float
+    width: float  # one standard deviation; 0: narrower than the points are apart
+    side: int  # 1: good above; -1: good below
+    covariance: tuple  # of middle and width
+
+    def good(self, x):
+        return float(stats.norm.cdf(self.side * (x - self.middle) / self.width)) if self.width else float(self.side * (x - self.middle) > 0)
+
+    def grey(self):
+        """Width of the zone in which the verdict is good in 1 to 99 % of the runs."""
+        return 2 * float(stats.norm.ppf(0.99)) * self.width
+
+    def guard_band(self, limit=None):
+        """(distance, its 95 % bound) by which the program's limit would have to be moved inwards, so that one whose true value is
+        at `limit` passes with PASSES_BAD at most; without a limit: one at the middle."""
+        far = -float(stats.norm.ppf(PASSES_BAD))
+        shift = 0.0 if limit is None else self.side * (limit - self.middle)
+        slopes = (0.0 if limit is None else -self.side, far)
+        variance = sum(slopes[i] * slopes[j] * self.covariance[i][j] for i in (0, 1) for j in (0, 1))
+        band = shift + far * self.width
+        return band, band + float(stats.norm.ppf(0.95)) * math.sqrt(max(0.0, variance))
+
+
+def fit(points):
+    """The Fit of [[true value, runs that said good, runs], ...] by maximum likelihood (probit)."""
+    points = sorted(points)
+    side = 1 if points[-1][1] * points[0][2] > points[0][1] * points[-1][2] else -1
+    step = points[1][0] - points[0][0]
+    first = points[0][0]
+    rows = [((x - first) / step, side, hits, count) for x, hits, count in points]  # in steps of the grid
+    if all(hits in (0, count) for _, hits, count in points):
+        last_bad = [x for x, hits, _ in points if (hits == 0)]
+        edge = max(last_bad) if side > 0 else min(last_bad)
+        return Fit(edge + side * step / 2, 0.0, side, ((step**2 / 12, 0.0), (0.0, 0.0)))
+
+    def surprise(parameters):
+        middle, logarithm = parameters
+        width = math.exp(logarithm)
+        whole = 0.0
+        for x, sign, hits, count in rows:
+            z = sign * (x - middle) / width
+            whole -= hits * stats.norm.logcdf(z) + (count - hits) * stats.norm.logcdf(-z)
+        return whole
+
+    # Where as many say bad below as good above: a start near the end.
+    start = sum((1 - hits / count if side > 0 else hits / count) for _, _, hits, count in rows) - 0.5
+    found = optimize.minimize(surprise, (start, 0.5), method="Nelder-Mead", options={"xatol": 1e-6, "fatol": 1e-9, "maxiter": 2000}).x
+    middle, width = float(found[0]), math.exp(float(found[1]))
+    # Fisher's information of middle and width.
+    information = [[0.0, 0.0], [0.0, 0.0]]
+    for x, sign, _, count in rows:
+        z = sign * (x - middle) / width
+        likely = float(stats.norm.cdf(z))
+        if 0 < likely < 1:
+            weight = count * float(stats.norm.pdf(z)) ** 2 / (likely * (1 - likely))
+            slopes = (-sign / width, -z / width)
+            for i in (0, 1):
+                for j in (0, 1):
+                    information[i][j] += weight * slopes[i] * slopes[j]
+    (a, b), (_, d) = information
+    determinant = a * d - b * b
+    covariance = tuple(tuple(value * step**2 / determinant for value in row) for row in ((d, -b), (-b, a)))
+    return Fit(first + middle * step, width * step, side, covariance)

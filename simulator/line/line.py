@@ -3,6 +3,7 @@
 import argparse
 import contextlib
 import hashlib
+import json
 import os
 import signal
 import sys
@@ -10,14 +11,16 @@ import threading
 import time
 from concurrent.futures import FIRST_COMPLETED, ThreadPoolExecutor, wait
 
+import cases
+import matrix
 import records
-import specimen
+from curves import Stopped
 from records import LineError
 
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SOURCES = ("gui", "device", "measure", "screens", "assets", "simulator/interpose", "simulator/models", "simulator/panel",
-           "simulator/line/specimen.py", "simulator/line/measurements.py")
-FORMAT = 1
+           "simulator/line/specimen.py", "simulator/line/measurements.py", "simulator/line/curves.py")
+FORMAT = 2
 INTERRUPTED = 130
 
 
@@ -54,6 +57,16 @@ def positive(text):
     return int(text)
 
 
+def bench(text):
+    try:
+        value = json.loads(text)
+    except ValueError as error:
+        raise argparse.ArgumentTypeError(f"no JSON: {error}") from None
+    if not isinstance(value, dict) or not set(value) <= {"set", "faults"} or not all(isinstance(one, dict) for one in value.values()):
+        raise argparse.ArgumentTypeError('as {"set": {NAME: VALUE}, "faults": {NAME: VALUE}}')
+    return value
+
+
 def shard(text):
     part, slash, count = text.partition("/")
     if not slash or not part.isdigit() or not count.isdigit() or not 1 <= int(part) <= int(count):
@@ -73,6 +86,12 @@ def arguments_of(words):
     parser.add_argument("--job", choices=["main-board", "module", "all"], default="all", help="(default all)")
     parser.add_argument("--repeat", type=positive, default=1, metavar="N",
                         help="each specimen so many times, with other noise each time (default 1)")
+    parser.add_argument("--until", default="", metavar="STEP", help="the last step of the specimens' job")
+    parser.add_argument("--bench", type=bench, default={}, metavar="JSON",
+                        help='set on every bench, as {"set": {"module.temperature": 40}, "faults": {"board.wrong": {"noise": 3}}}')
+    parser.add_argument("--defects", action="store_true", help="the first specimen with each defect of the catalogue, too")
+    parser.add_argument("--curves", action="store_true", help="its true values moved through their limits, too")
+    parser.add_argument("--only", metavar="PATTERN", help="only defects and curves of this name, as 'key*'")
     parser.add_argument("--jobs", type=positive, default=len(os.sched_getaffinity(0)), metavar="N",
                         help="instruments at a time (default: one for each processor)")
     parser.add_argument("--out", default="build/line", metavar="DIR", help="folder of the results (default build/line)")
@@ -98,6 +117,11 @@ def fingerprint():
     return digest.hexdigest()[:16]
 
 
+def failed(record):
+    """A specimen that did not pass; a defect's failures are what it is run for."""
+    return not record["case"] and not record["passed"]
+
+
 class Progress:
     """A bar on a terminal, a line now and then otherwise."""
 
@@ -111,7 +135,7 @@ class Progress:
 
     def add(self, record):
         self.done += 1
-        self.failed += not record["passed"]
+        self.failed += failed(record)
         if self.bar or time.monotonic() - self.told >= self.EVERY:
             self.tell()
 
@@ -140,10 +164,14 @@ def warn(text):
 
 
 def prepare(options):
-    """The folder, its settings, and what it holds of them already."""
-    numbers = options.specimens
+    """The folder, its settings; what is to be run, and what it holds of that already."""
     settings = {"format": FORMAT, "program": fingerprint(), "job": options.job, "repeat": options.repeat,
-                "specimens": as_text(numbers)}
+                "specimens": as_text(options.specimens), "until": options.until, "bench": options.bench,
+                "defects": options.defects, "curves": options.curves, "only": options.only}
+    whole = cases.plan(options.specimens, settings)
+    if options.only is not None and not any(case.name for case in whole):
+        raise LineError(f"no defect and no curve is called '{options.only}' (with --defects, --curves)")
+    settings["plan"] = cases.fingerprint(whole)
     if options.shard:
         settings["shard"] = "%d/%d" % options.shard
     try:
@@ -158,26 +186,31 @@ def prepare(options):
         raise LineError(f"{options.out} holds a line already: go on with --resume, remove it, or choose another --out")
     else:
         held = records.read_settings(options.out)
-        for key in sorted(set(settings) | set(held)):
+        for key in sorted(set(settings) | set(held), key=lambda key: (key == "plan", key)):
             if held.get(key) != settings.get(key):
                 raise LineError(f"{options.out} holds another line: {key} is {held.get(key, 'not set')}, "
                                 f"asked for is {settings.get(key, 'none')}")
-    wanted = [(number, run) for number in numbers for run in range(options.repeat)]
+    wanted = {case.key: case for case in whole}
     if options.shard:
-        wanted = wanted[options.shard[0] - 1::options.shard[1]]
+        wanted = {case.key: case for case in whole[options.shard[0] - 1::options.shard[1]]}
     done = records.read_results(options.out, lambda text: warn(text + "; it is run again"))
     strange = sorted(set(done) - set(wanted))
     if strange:
-        raise LineError(f"{options.out} holds a result of specimen {strange[0][0]}, which is not of this line")
+        raise LineError(f"{options.out} holds a result of {records.name_of(strange[0])}, which is not of this line")
     return wanted, done
 
 
 def run(options):
-    wanted, done = prepare(options)
+    plan = prepare(options)
+    with records.locked(options.out):
+        return run_missing(options, *plan)
+
+
+def run_missing(options, wanted, done):
     if options.resume:
         records.write_results(options.out, done)  # without damaged lines and a half one at the end
-    missing = [key for key in wanted if key not in done]
-    progress = Progress(len(done), sum(not record["passed"] for record in done.values()), len(wanted))
+    missing = [case for key, case in wanted.items() if key not in done]
+    progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
     stop = threading.Event()
     running = set()
     problems = []
@@ -195,12 +228,14 @@ def run(options):
             waiting, futures = list(reversed(missing)), {}
             while futures or (waiting and not stop.is_set()):
                 while waiting and len(futures) < options.jobs and not stop.is_set():
-                    key = waiting.pop()
-                    futures[pool.submit(specimen.run_specimen, options.program, *key, options.job, started=running.add)] = key
+                    case = waiting.pop()
+                    futures[pool.submit(case.record, options.program, running.add, stop.is_set)] = case.key
                 for future in wait(futures, return_when=FIRST_COMPLETED).done:
                     key = futures.pop(future)
                     try:
                         record = future.result()
+                    except Stopped:
+                        continue
                     except LineError as error:
                         problems.append(str(error))
                         continue
@@ -228,16 +263,20 @@ def run(options):
 def finish(folder, done):
     """All that is made of the records; the same bytes for the same records. No report of a part."""
     settings = records.read_settings(folder)
+    rows = matrix.rows(done)
     records.write_results(folder, done)
     records.write_csv(folder, done)
-    records.write_junit(folder, done)
+    records.write_junit(folder, done, [(row.defect.name, row.wrong) for row in rows])
     if "shard" not in settings:
         import report  # takes a second, which nobody should wait for before the line starts
 
         report.write(folder, settings, done)
-    passed = sum(record["passed"] for record in done.values())
+    specimens = [record for record in done.values() if not record["case"]]
     whole = "" if "shard" in settings else ", report.html"
-    print(f"{passed} of {len(done)} passed; {folder}/results.jsonl, results.csv, junit.xml{whole}")
+    print(f"{sum(record['passed'] for record in specimens)} of {len(specimens)} passed; {folder}/results.jsonl, results.csv, "
+          f"junit.xml{whole}")
+    if rows:
+        print("defects: " + matrix.summary(rows))
 
 
 def merge(options):
@@ -252,13 +291,16 @@ def merge(options):
         merged = settings
         for key, record in records.read_results(folder, warn).items():
             if done.setdefault(key, record) != record:
-                raise LineError(f"{folder}: specimen {key[0]} has another result there than in a folder before it")
+                raise LineError(f"{folder}: {records.name_of(key)} has another result there than in a folder before it")
     if any(os.path.realpath(folder) == os.path.realpath(options.out) for folder in options.merge):
         raise LineError("--out is one of the folders that are merged; choose another")
-    wanted = [(number, run) for number in whole_numbers(merged["specimens"]) for run in range(merged["repeat"])]
-    missing = sorted({key[0] for key in wanted if key not in done})
+    wanted = cases.plan(whole_numbers(merged["specimens"]), merged)
+    if cases.fingerprint(wanted) != merged["plan"]:
+        raise LineError(f"{options.merge[0]} is of another catalogue of defects and curves than this program's")
+    missing = [case.key for case in wanted if case.key not in done]
     if missing:
-        raise LineError(f"{len(missing)} specimens are missing: {as_text(missing)[:200]}; nothing was written")
+        told = as_text(sorted({key[1] for key in missing if not key[0]})) or records.name_of(missing[0])
+        raise LineError(f"{len(missing)} results are missing: {told[:200]}; nothing was written")
     try:
         os.makedirs(options.out, exist_ok=True)
     except OSError as error:

@@ -1,9 +1,11 @@
-"""The line's results: one JSON object a line a specimen, and what is made of them for others.
+"""The line's results: one JSON object a line a case, and what is made of them for others.
 
 docs/line.md describes the format. A record holds no time of day, host or duration of this machine, so that the same
 specimens give the same bytes wherever they are run.
 """
+import contextlib
 import csv
+import fcntl
 import json
 import os
 import xml.etree.ElementTree as xml
@@ -11,7 +13,7 @@ import zlib
 
 RESULTS = "results.jsonl"
 SETTINGS = "line.json"
-CSV_COLUMNS = ["specimen", "run", "step", "passed", "seconds", "name", "value", "unit", "low", "high", "target", "truth"]
+CSV_COLUMNS = ["case", "specimen", "run", "step", "passed", "seconds", "name", "value", "unit", "low", "high", "target", "truth"]
 
 
 class LineError(Exception):
@@ -40,7 +42,13 @@ def record_of(line):
 
 
 def key_of(record):
-    return record["specimen"], record["run"]
+    return record["case"], record["specimen"], record["run"]
+
+
+def name_of(key):
+    """A case for people."""
+    case, specimen, run = key
+    return (f"{case}, " if case else "") + f"specimen {specimen}" + (f" run {run}" if run else "")
 
 
 def read_settings(folder):
@@ -74,8 +82,19 @@ def write_whole(path, text):
         raise LineError(f"{path} cannot be written: {error.strerror}") from None
 
 
+@contextlib.contextmanager
+def locked(folder):
+    """Only one line at a time writes into a folder."""
+    with open(os.path.join(folder, SETTINGS), "rb") as file:
+        try:
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except OSError:
+            raise LineError(f"another line is writing into {folder}") from None
+        yield
+
+
 def read_results(folder, warn):
-    """{(specimen, run): record} of a folder. Calls warn with a text for each damaged line: its specimens are missing."""
+    """{(case, specimen, run): record} of a folder. Calls warn with a text for each damaged line: its case is missing."""
     path = os.path.join(folder, RESULTS)
     records = {}
     try:
@@ -88,7 +107,7 @@ def read_results(folder, warn):
                     warn(f"{path}: line {number} is damaged ({error})")
                     continue
                 if key in records and records[key] != record:
-                    raise LineError(f"{path}: line {number}: specimen {key[0]} has two results")
+                    raise LineError(f"{path}: line {number}: {name_of(key)} has two results")
                 records[key] = record
     except FileNotFoundError:
         pass
@@ -142,27 +161,33 @@ class _Text:
 
 
 def write_csv(folder, records):
-    """A row a step and a row a value, for spreadsheets."""
+    """A row a step, a row a value and a row a point of a curve, for spreadsheets."""
     text = _Text()
     rows = csv.writer(text)
     rows.writerow(CSV_COLUMNS)
     for record in sorted_records(records):
+        who = list(key_of(record))
+        for name, points in record.get("curve", {}).items():
+            for x, hits, count in points:
+                rows.writerow([*who, "", "", "", name, x, "", "", "", "", hits / count])
         values = {}
-        for value in record["values"]:
+        for value in record.get("values", []):
             values.setdefault(value["step"], []).append(value)
-        for step in record["steps"]:
-            head = [record["specimen"], record["run"], step["step"]]
+        for step in record.get("steps", []):
+            head = [*who, step["step"]]
             rows.writerow(head + [int(step["passed"]), step["seconds"]] + [""] * 7)
             for value in values.get(step["step"], []):
-                rows.writerow(head + ["", ""] + [value.get(column, "") for column in CSV_COLUMNS[5:]])
+                rows.writerow(head + ["", ""] + [value.get(column, "") for column in CSV_COLUMNS[6:]])
     write_whole(os.path.join(folder, "results.csv"), "".join(text.parts))
 
 
-def write_junit(folder, records):
-    """A suite a specimen, a case a step; times are the instrument's."""
+def write_junit(folder, records, defects=()):
+    """A suite a specimen, a case a step; times are the instrument's. `defects`: (name, what is wrong with its row of the matrix)."""
     suites = xml.Element("testsuites", name="K905 line")
     for record in sorted_records(records):
-        name = f"specimen {record['specimen']}" + (f" run {record['run']}" if record["run"] else "")
+        if record["case"]:
+            continue
+        name = name_of(key_of(record))
         failed = [step for step in record["steps"] if not step["passed"]]
         suite = xml.SubElement(suites, "testsuite", name=name, tests=str(len(record["steps"])), failures=str(len(failed)),
                                errors="0", time=f"{record['seconds']:.1f}")
@@ -170,6 +195,13 @@ def write_junit(folder, records):
             case = xml.SubElement(suite, "testcase", classname=name, name=step["step"], time=f"{step['seconds']:.1f}")
             if not step["passed"]:
                 xml.SubElement(case, "failure", message=step["wrong"].split("\n")[0]).text = step["wrong"]
+    if defects:
+        suite = xml.SubElement(suites, "testsuite", name="defects", tests=str(len(defects)),
+                               failures=str(sum(bool(wrong) for _, wrong in defects)), errors="0")
+        for name, wrong in defects:
+            case = xml.SubElement(suite, "testcase", classname="defects", name=name)
+            if wrong:
+                xml.SubElement(case, "failure", message=wrong)
     xml.indent(suites)
     write_whole(os.path.join(folder, "junit.xml"),
                 '<?xml version="1.0" encoding="UTF-8"?>\n' + xml.tostring(suites, encoding="unicode") + "\n")

@@ -19,6 +19,18 @@ std::string ReplyLate(Parts& parts, bool on, const json& value) {
     return "";
 }
 
+std::string BoardWrong(Parts& parts, bool on, const json& value) {
+    constexpr double kMostVolts = 2.5, kMostGain = 2, kMostNoise = 1000;
+    MeasurementBoard::ReadingError error;
+    if (on &&
+        !ReadFields(value, {{"offset", -kMostVolts, kMostVolts, [&](double volts) { error.offset = volts; }},
+                            {"gain", 0, kMostGain, [&](double gain) { error.gain = gain; }},
+                            {"noise", 0, kMostNoise, [&](double factor) { error.noise = factor; }}}))
+        return "board.wrong takes {\"offset\": volts, \"gain\": factor, \"noise\": factor}";
+    parts.board.SetReadingError(error);
+    return "";
+}
+
 constexpr FaultRow kBoardRows[] = {
     {{"board.unplugged", "measurement board not on the serial port",
       "Connect: three times \"Read Serial Time Out.\", then \"Can not connect to aduc848 board!\""},
@@ -34,6 +46,9 @@ constexpr FaultRow kBoardRows[] = {
     {{"board.garbage", "replies are random bytes of random number",
       "\"Receive Data Length Error.\", values fail"},
      Toggle<&Parts::board, &MeasurementBoard::SetReplyGarbage>},
+    {{"board.wrong", "{\"offset\": volts, \"gain\": factor, \"noise\": factor}: its readings are off",
+      "F. at the voltages that it takes beyond their limits; loops find other codes"},
+     BoardWrong},
     {{"serial.missing", "no node /dev/ttyS0",
       "Connect: \"Connect fail!!!\", right after \"Open Serial Failed.\""},
      Toggle<&Parts::board, &MeasurementBoard::SetPortMissing>},

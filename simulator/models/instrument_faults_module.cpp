@@ -62,26 +62,6 @@ std::string DdrFailing(Parts& parts, bool on, const json& value) {
     return "";
 }
 
-// An object of numbers: each member is one of the fields, within its range. False: something else, or
-// nothing.
-struct Field {
-    const char* name;
-    double low, high;
-    std::function<void(double)> take;
-};
-bool ReadFields(const json& value, const std::vector<Field>& fields) {
-    if (!value.is_object() || value.empty())
-        return false;
-    for (const auto& [name, number] : value.items()) {
-        const auto field = std::find_if(fields.begin(), fields.end(),
-                                        [&name = name](const Field& one) { return name == one.name; });
-        if (field == fields.end() || !InRange(number, field->low, field->high))
-            return false;
-        field->take(number.get<double>());
-    }
-    return true;
-}
-
 std::string BadConnector(Parts& parts, bool on, const json& value) {
     constexpr double kUsual = 4, kMost = 60;  // dB
     double loss = 0;
@@ -215,7 +195,7 @@ std::string ReceiverWrong(Parts& parts, bool on, const json& value) {
             if (channel == name)
                 error.deadChannels = 1u << code;
     };
-    const std::vector<Field> fields = {
+    const std::vector<NumberField> fields = {
         {"gain", 0, kMost, [&](double factor) { error.gain = factor; }},
         {"noise", 0, kMost, [&](double factor) { error.noise = factor; }},
         {"bandwidth", 0.01, 1, [&](double factor) { error.bandwidth = factor; }},

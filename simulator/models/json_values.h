@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 namespace k905 {
 
@@ -18,5 +20,14 @@ inline bool WholeInRange(const nlohmann::json& value, std::int64_t low, std::int
 inline nlohmann::json AsList(const nlohmann::json& value) {
     return value.is_array() ? value : nlohmann::json::array({value});
 }
+
+// An object of numbers: each member is one of the fields, within its range. False: something else, or
+// nothing.
+struct NumberField {
+    const char* name;
+    double low, high;
+    std::function<void(double)> take;
+};
+bool ReadFields(const nlohmann::json& value, const std::vector<NumberField>& fields);
 
 }  // namespace k905

@@ -234,7 +234,8 @@ void MeasurementBoard::Frame(const std::vector<std::uint8_t>& frame, Micros at) 
         const std::uint8_t channel = frame[2];
         const double volts = Volts(channel);
         std::vector<std::uint8_t> reply = {6, channel};
-        PutBigEndian(reply, FloatBits(volts + (volts * kReadingNoise + kNoiseFloor) * noise_.Normal()));
+        const double noise = (volts * kReadingNoise + kNoiseFloor) * noise_.Normal() * readingError_.noise;
+        PutBigEndian(reply, FloatBits(volts * readingError_.gain + readingError_.offset + noise));
         if (command == kGetPulseWidth) {
             reply[0] = 10;
             PutBigEndian(reply, PulseWidth(channel));

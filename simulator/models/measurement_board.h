@@ -57,6 +57,11 @@ class MeasurementBoard : public DeviceNode {
     void SetReplyShort(bool on) { replyShort_ = on; }
     void SetReplyWrongChannel(bool on) { replyWrongChannel_ = on; }
     void SetReplyGarbage(bool on) { replyGarbage_ = on; }
+    // Fault: what it reads is the rail times gain, plus offset (volts), with so many times the noise.
+    struct ReadingError {
+        double gain = 1, offset = 0, noise = 1;
+    };
+    void SetReadingError(const ReadingError& error) { readingError_ = error; }
 
     // Reading of a channel without noise, volts; pulse width in counts of 1 ns.
     double Volts(std::uint8_t channel) const;
@@ -81,6 +86,7 @@ class MeasurementBoard : public DeviceNode {
     World& world_;
     const Registers& registers_;
     const Optics& module_;
+    ReadingError readingError_;
     Chance noise_;
     Chance garbage_;
     std::vector<double> rails_;  // by index into kBoardRails, spread included

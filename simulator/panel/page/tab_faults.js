@@ -5,6 +5,7 @@ import { ask, fault, on, tell } from "./link.js";
 // What faults that take a value start with.
 const values = {
   "board.reply_late": 6000,
+  "board.wrong": { offset: 0.1 },
   "optic.register_stuck": { register: "0x3000002e", value: 0 },
   "optic.temperature_wrong": { offset: 10 },
   "fpga.ddr": 2,

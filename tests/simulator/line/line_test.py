@@ -4,6 +4,7 @@
 line_test.py K905 [TEST...]
 """
 import csv
+import math
 import os
 import re
 import shutil
@@ -13,6 +14,7 @@ import sys
 import tempfile
 import time
 import unittest
+import unittest.mock
 import xml.etree.ElementTree as xml
 
 import numpy
@@ -20,8 +22,12 @@ import numpy
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
 LINE = os.path.join(TREE, "simulator/line/line.py")
 sys.path.insert(0, os.path.dirname(LINE))
+import cases  # noqa: E402
+import curves  # noqa: E402
+import defects  # noqa: E402
 import figures  # noqa: E402
 import line  # noqa: E402
+import matrix  # noqa: E402
 import measurements  # noqa: E402
 import records  # noqa: E402
 import report  # noqa: E402
@@ -59,11 +65,19 @@ class Line(unittest.TestCase):
     def records_of(self, folder):
         return records.read_results(self.path(folder), self.fail)
 
+    def assert_shows(self, page, text):
+        """Without the page in the message."""
+        self.assertTrue(text in page, f"{text} is not on the page")
+
+    def page_of(self, folder):
+        with open(self.path(folder, "report.html"), encoding="utf-8") as file:
+            return file.read()
+
     def test_a_record_holds_verdicts_values_and_the_truth(self):
         self.run_line("--specimens", "7", "--job", "main-board", "--out", self.path("a"), program=K905)
         held = self.records_of("a")
-        self.assertEqual([(7, 0)], list(held))
-        record = held[7, 0]
+        self.assertEqual([("", 7, 0)], list(held))
+        record = held["", 7, 0]
         self.assertTrue(record["passed"])
         steps = {step["step"]: step for step in record["steps"]}
         self.assertIn("Arm Eeprom Check OK!", steps["Arm EEPROM"]["seen"])
@@ -89,7 +103,7 @@ class Line(unittest.TestCase):
 
     def test_a_module_s_values_are_those_of_its_screens(self):
         self.run_line("--specimens", "7", "--job", "module", "--shard", "1/1", "--out", self.path("a"), program=K905)
-        record = self.records_of("a")[7, 0]
+        record = self.records_of("a")["", 7, 0]
         values = {value["name"]: value for value in record["values"]}
         expected = [row.name for row in measurements.MEASUREMENTS if row.step not in ("Voltages", "ADC", "Battery")]
         self.assertEqual(expected, list(values))
@@ -134,12 +148,12 @@ class Line(unittest.TestCase):
         self.run_line("--merge", *shares, "--out", self.path("merged"))
         self.assertEqual(expected, self.bytes_of("merged"))
         told = self.run_line("--merge", *shares[1:], "--out", self.path("part"), status=1)
-        self.assertIn("2 specimens are missing: 2,4; nothing was written", told)
+        self.assertIn("2 results are missing: 2,4; nothing was written", told)
         self.assertFalse(os.path.exists(self.path("part")))
 
     def test_repeats_of_a_specimen_differ_in_noise_only(self):
-        first, second = (specimen.record_of_steps(5, run, "main-board", specimen.steps_of(K905, 5, run, "main-board", until="Voltages"))
-                         ["values"] for run in (0, 1))
+        run = specimen.Runner(K905, 5, "main-board", until="Voltages")
+        first, second = (specimen.record_of_steps(run.steps(number))["values"] for number in (0, 1))
         self.assertEqual([value["truth"] for value in first], [value["truth"] for value in second])
         self.assertEqual(13, len(first))
         for one, other in zip(first, second):
@@ -147,8 +161,7 @@ class Line(unittest.TestCase):
 
     def test_a_bad_specimen_fails_and_its_values_are_there_all_the_same(self):
         bench = {"set": {"board.rail.TP97": 0.9}, "faults": {"usb.missing": True}}
-        steps = specimen.steps_of(K905, 3, 0, "main-board", bench, until="USB")
-        record = specimen.record_of_steps(3, 0, "main-board", steps)
+        record = cases.Case("", 3, 0, "main-board", bench, "USB").record(K905, lambda process: None, lambda: False)
         self.assertFalse(record["passed"])
         failed = {step["step"]: step["wrong"] for step in record["steps"] if not step["passed"]}
         self.assertEqual({"Voltages", "USB"}, set(failed))
@@ -158,10 +171,13 @@ class Line(unittest.TestCase):
         values = {value["name"]: value for value in record["values"]}
         self.assertAlmostEqual(0.9, values["TP97"]["value"], delta=0.006)
         self.assertEqual(0.9, values["TP97"]["truth"])
-        records.write_junit(self.folder, {(3, 0): record})
-        failures = xml.parse(self.path("junit.xml")).getroot().findall("testsuite/testcase/failure")
+        records.write_junit(self.folder, {("", 3, 0): record}, [("a defect", ""), ("another", "passed: USB")])
+        suites = xml.parse(self.path("junit.xml")).getroot().findall("testsuite")
+        self.assertEqual([("specimen 3", "2"), ("defects", "1")], [(suite.get("name"), suite.get("failures")) for suite in suites])
+        failures = suites[0].findall("testcase/failure")
         self.assertEqual(2, len(failures))
         self.assertIn("TP97", failures[0].get("message"))
+        self.assertEqual(["passed: USB"], [failure.get("message") for failure in suites[1].findall("testcase/failure")])
 
     def test_a_damaged_line_is_named_and_run_again(self):
         whole = ["--specimens", "1-5", "--shard", "1/1", "--out", self.path("a")]
@@ -207,35 +223,34 @@ class Line(unittest.TestCase):
         self.assertEqual(1, done.returncode, done.stderr)
         self.assertRegex(done.stderr, "cannot be written: (File too large|no room); --resume goes on when it can")
         held = self.records_of("a")
-        self.assertEqual(list(range(1, 1 + len(held))), [number for number, _ in sorted(held)])
+        self.assertEqual(list(range(1, 1 + len(held))), [number for _, number, _ in sorted(held)])
         self.assertIn(len(held), (1, 2, 3, 4))
 
     def test_the_report_has_the_numbers_of_the_results(self):
         self.run_line("--specimens", "1-20", "--repeat", 2, "--out", self.path("a"))
-        with open(self.path("a", "report.html"), encoding="utf-8") as file:
-            page = file.read()
+        page = self.page_of("a")
         with open(self.path("a", "results.csv"), newline="") as file:
             rows = list(csv.DictReader(file))
-        self.assertIn("32 of 40 = 80.00 %", page)
-        self.assertIn("16 of 20 = 80.00 %", page)
-        self.assertIn("<td>USB</td><td>8</td><td>8</td>", page)
+        self.assert_shows(page, "32 of 40 = 80.00 %")
+        self.assert_shows(page, "16 of 20 = 80.00 %")
+        self.assert_shows(page, "<td>USB</td><td>8</td><td>8</td>")
         seconds = numpy.array([float(row["seconds"]) for row in rows if row["seconds"]]).reshape(40, 2).sum(axis=1).mean()
-        self.assertIn(f"{seconds / 60:.1f} min of the instrument's time", page)
-        self.assertIn(f"{8 * 3600 / seconds:.1f} specimens a station", page)
+        self.assert_shows(page, f"{seconds / 60:.1f} min of the instrument's time")
+        self.assert_shows(page, f"{8 * 3600 / seconds:.1f} specimens a station")
         own = [row for row in rows if row["name"] == "TP97"]
         read = numpy.array([float(row["value"]) for row in own])
         low, high = float(own[0]["low"]), float(own[0]["high"])
         middle, scatter = read.mean(), read.std(ddof=1)
-        self.assertIn(f"mean {report.number(middle, 6)}, deviation {report.number(scatter, 3)} V", page)
+        self.assert_shows(page, f"mean {report.number(middle, 6)}, deviation {report.number(scatter, 3)} V")
         capable = min(high - middle, middle - low) / (3 * scatter)
-        self.assertIn(f"Cpk {report.number(capable, 3)} ", page)
+        self.assert_shows(page, f"Cpk {report.number(capable, 3)} ")
         pairs = numpy.array([[float(row["value"]) for row in own if row["specimen"] == str(one)] for one in range(1, 21)])
         again = numpy.sqrt(pairs.var(axis=1, ddof=1).mean())
-        self.assertIn(f"<td>{report.number(again, 3)}</td>", page)
+        self.assert_shows(page, f"<td>{report.number(again, 3)}</td>")
         error = max((read - numpy.array([float(row["truth"]) for row in own])).tolist(), key=abs)
-        self.assertIn(f"<td>{report.number(error, 3)}</td>", page)
+        self.assert_shows(page, f"<td>{report.number(error, 3)}</td>")
         far = own[int(numpy.argmin(numpy.minimum(read - low, high - read)))]
-        self.assertIn(f"{report.number(float(far['value']), 6)} <code>./run --seed {far['specimen']}</code>", page)
+        self.assert_shows(page, f"{report.number(float(far['value']), 6)} <code>./run --seed {far['specimen']}</code>")
         self.assertNotRegex(page, "https?://(?!www.w3.org|purl.org|creativecommons.org)")  # names of formats only
 
     def test_statistics_are_those_of_the_tables(self):
@@ -264,11 +279,166 @@ class Line(unittest.TestCase):
             [(1, 1.5, 1, 10), (4, 9.0, 1, 10), (4, 9.5, 1, 10), (2, 5, 1, 10), (3, 6, 1, 10)]))
         self.assertEqual([(2, -9)], figures.farthest([(1, 1, None, None), (2, -9, None, None), (3, 2, None, None)], 1))
 
+    # ---- Defects ----
+
+    ROWS = ("TP97 too low", "TP97 almost too high", "key F1 dead", "keys Left and Right swapped", "knob dead clockwise", "EEPROM data line 7 low",
+            "touch panel with dead rows", "USB port dead", "DDR not ready", "ADC 0.1 V low", "module: ADC open", "laser 10 dB weak",
+            "amplifier channel 6303 dead")
+
+    def test_rows_of_the_matrix_are_as_the_catalogue_expects(self):
+        self.assertEqual(len(self.ROWS), len([row for row in defects.DEFECTS if row.name in self.ROWS]))
+        found = {}
+        for case in cases.plan([11], {"bench": {}, "until": "", "only": None, "job": "all", "repeat": 1, "curves": False, "defects": True}):
+            if case.name[len(cases.DEFECT):] in self.ROWS:
+                found[case.key] = case.record(K905, lambda process: None, lambda: False)
+        rows = matrix.rows(found)
+        self.assertEqual([("", row.defect.name) for row in rows], [(row.wrong, row.defect.name) for row in rows])
+        verdicts = {row.defect.name: row.verdict for row in rows}
+        self.assertEqual(("good", "escape"), (verdicts.pop("TP97 almost too high"), verdicts.pop("EEPROM data line 7 low")))
+        self.assertEqual({"caught"}, set(verdicts.values()))
+
+    def test_the_matrix_tells_what_is_not_as_expected(self):
+        row = defects.Defect("main-board", "x", ("B", "C"), "why", may=("D",), set={"x": 1})
+
+        def judged(defect, *failed, reached="ABCDE"):
+            record = {"steps": [{"step": step, "passed": step not in failed} for step in reached]}
+            return matrix.row(defect, list("ABCDE"), record)
+
+        self.assertEqual(("caught", ""), (judged(row, "B", "C").verdict, judged(row, "B", "C").wrong))
+        self.assertEqual(["clean", "caught", "caught", "follows", "clean"], list(judged(row, "B", "C", "D").cells.values()))
+        self.assertEqual(["clean", "caught", "unreached", "unreached", "unreached"], list(judged(row, "B", reached="AB").cells.values()))
+        self.assertEqual("caught", judged(row, "B", reached="AB").verdict)
+        self.assertEqual(("surprise", "passed: C"), (judged(row, "B").verdict, judged(row, "B").wrong))
+        self.assertEqual("passed: B, C; failed: A", judged(row, "A").wrong)
+        self.assertEqual("surprise", judged(row).verdict)
+        blind = defects.Defect("main-board", "x", (), "why", may=("D",), set={"x": 1})
+        self.assertEqual(["escape", "caught", "surprise"], [judged(blind, *failed).verdict for failed in ("", "D", "E")])
+        good = defects.Defect("main-board", "x", (), "why", set={"x": 1}, inside=True)
+        self.assertEqual(["good", "false alarm"], [judged(good, *failed).verdict for failed in ("", "E")])
+        self.assertEqual("6 run; 1 caught as expected, 1 inside the limits, and nothing failed, 1 escapes, 1 false alarms, 2 surprises",
+                         matrix.summary([judged(row, "B", "C"), judged(row), judged(blind), judged(blind, "E"), judged(good), judged(good, "A")]))
+
+    def test_defects_and_curves_are_chosen_by_name(self):
+        told = self.run_line("--specimens", "1", "--defects", "--only", "no such*", "--out", self.path("a"), status=1)
+        self.assertIn("no defect and no curve is called 'no such*'", told)
+        told = self.run_line("--specimens", "4", "--defects", "--only", "USB port d*", "--out", self.path("a"))
+        self.assertIn("1 of 1 passed", told)
+        self.assertIn("defects: 2 run; 0 caught as expected, 0 inside the limits, and nothing failed, 0 escapes, 0 false alarms, 2 surprises", told)
+        self.assertEqual([("", 4, 0), ("defect USB port dead", 4, 0), ("defect USB port doubled", 4, 0)], sorted(self.records_of("a")))
+        page = self.page_of("a")
+        self.assert_shows(page, "2 surprises: another step failed")
+        self.assert_shows(page, "<td class=text>passed: USB</td>")
+
+    def test_only_one_line_at_a_time_writes_into_a_folder(self):
+        self.run_line("--specimens", "1", "--out", self.path("a"))
+        with records.locked(self.path("a")):
+            told = self.run_line("--specimens", "1", "--out", self.path("a"), "--resume", status=1)
+        self.assertIn("another line is writing into", told)
+
+    # ---- Operating curves ----
+
+    class Made:
+        """Stands for a specimen.Runner: a step that says good above its limit, with normal noise."""
+
+        def __init__(self, limit, noise, seed=1):
+            self.limit, self.noise, self.chance, self.runs = limit, noise, numpy.random.default_rng(seed), 0
+
+        def steps(self, run, more):
+            self.runs += 1
+            texts = [f"OK  {name}: " for name, x in more["set"].items() if x + self.noise * self.chance.normal() > self.limit]
+            return [{"step": "Voltages", "texts": texts, "state": {}}]
+
+    SWEEP = curves.Sweep("made", "main-board", "Voltages", "V", lambda name: rf"^OK +{name}: ", lambda values: {"set": values}, {"x": 1.1}, {"x": 0.9})
+
+    def curve_of(self, *made):
+        found = curves.measure(self.SWEEP, self.Made(*made), lambda: False)
+        return figures.fit(found["curve"]["x"]), found
+
+    def test_a_curve_is_found_where_it_is_and_as_wide_as_it_is(self):
+        fit, found = self.curve_of(1.0, 0.002)
+        self.assertEqual(curves.POINTS, len(found["curve"]["x"]))
+        self.assertAlmostEqual(1.0, fit.middle, delta=0.0005)
+        self.assertAlmostEqual(0.002, fit.width, delta=0.0005)
+        self.assertEqual(1, fit.side)
+        self.assertAlmostEqual(4.652696 * fit.width, fit.grey(), 7)  # 2 x 2.326348
+        # One that is truly at the limit passes by the noise alone: 1 in 10 000 lies 3.719016 deviations out.
+        self.assertAlmostEqual(3.719016 * fit.width, fit.guard_band()[0], 7)
+        self.assertAlmostEqual(0.003, fit.guard_band(fit.middle + 0.003)[0] - fit.guard_band()[0], 7)
+        self.assertGreater(fit.guard_band(1.0)[1], fit.guard_band(1.0)[0])
+
+    def test_a_worse_step_shows_in_its_curve(self):
+        usual, _ = self.curve_of(1.0, 0.002)
+        loud, _ = self.curve_of(1.0, 0.006)
+        shifted, _ = self.curve_of(1.01, 0.002)
+        self.assertAlmostEqual(3, loud.grey() / usual.grey(), delta=0.6)
+        self.assertAlmostEqual(0.01, shifted.middle - usual.middle, delta=0.001)
+        # Good from 1.01 on instead of 1.0: the limit could go outwards by that.
+        self.assertAlmostEqual(0.01, usual.guard_band(1.0)[0] - shifted.guard_band(1.0)[0], delta=0.004)
+
+    def test_a_curve_without_noise_is_narrower_than_its_points(self):
+        fit, found = self.curve_of(1.0, 0.0)
+        self.assertEqual(0.0, fit.width)
+        self.assertAlmostEqual(1.0, fit.middle, delta=0.0001)
+        self.assertEqual({}, curves.measure(self.SWEEP, self.Made(2.0, 0.0), lambda: False)["curve"])
+        with self.assertRaises(curves.Stopped):
+            curves.measure(self.SWEEP, self.Made(1.0, 0.0), lambda: True)
+
+    def test_probit_s_answer_is_that_of_a_search_over_a_fine_grid(self):
+        points = [[-2, 1, 20], [-1, 4, 20], [0, 9, 20], [1, 16, 20], [2, 19, 20]]
+        fit = figures.fit(points)
+        phi = numpy.vectorize(lambda z: 0.5 * (1 + math.erf(z / math.sqrt(2))))
+        best = (-math.inf, 0, 0)
+        for middle in numpy.arange(-0.5, 0.5, 0.01):
+            for width in numpy.arange(0.8, 2.5, 0.01):
+                chance = phi((numpy.array([x for x, _, _ in points]) - middle) / width)
+                likely = sum(hits * math.log(p) + (count - hits) * math.log(1 - p) for p, (_, hits, count) in zip(chance, points))
+                best = max(best, (likely, middle, width))
+        self.assertAlmostEqual(best[1], fit.middle, delta=0.0051)
+        self.assertAlmostEqual(best[2], fit.width, delta=0.0051)
+
+    # ---- A model made worse ----
+
+    def test_readings_made_worse_show_in_yield_capability_curve_and_matrix(self):
+        small = {"HALVINGS": 9, "CERTAIN": 2, "POINTS": 9, "REPEATS": 2}
+        pair = {rail: defects.MAIN_BOARD_LIMITS[rail] for rail in ("TP97", "TP105")}
+        sweep = curves._rails("two", "main-board", "Voltages", pair, 1)
+        worse = {"usual": {}, "loud": {"faults": {"board.wrong": {"noise": 3}}}, "shifted": {"faults": {"board.wrong": {"offset": 0.045}}}}
+        fits, rows = {}, {}
+        with unittest.mock.patch.multiple(curves, **small):
+            for name, bench in worse.items():
+                run = specimen.Runner(K905, 2, "main-board", bench, "Voltages")
+                points = curves.measure(sweep, run, lambda: False)["curve"]
+                self.assertEqual({"TP97", "TP105"}, set(points), name)
+                fits[name] = [figures.fit(points[rail]) for rail in ("TP97", "TP105")]
+                almost = cases.by_name(defects.DEFECTS, "TP97 almost too high")
+                steps = specimen.Runner(K905, 2, "main-board", cases.both(bench, {"set": almost.set}), "Voltages").steps()
+                rows[name] = matrix.row(almost, [step["step"] for step in steps], specimen.record_of_steps(steps)).verdict
+
+        def width(name):
+            return sum(fit.width for fit in fits[name])
+
+        self.assertGreater(width("loud"), 1.8 * width("usual"))
+        for usual, shifted in zip(fits["usual"], fits["shifted"]):
+            self.assertAlmostEqual(0.045, usual.middle - shifted.middle, delta=0.0005)
+        self.assertEqual({"usual": "good", "shifted": "false alarm"}, {name: rows[name] for name in ("usual", "shifted")})
+        # Ten boards as they are, and with the readings 45 mV high.
+        passed, capable = {}, {}
+        for name in ("usual", "shifted"):
+            held = [cases.Case("", number, 0, "main-board", worse[name], "Voltages").record(K905, lambda process: None, lambda: False)
+                    for number in range(1, 11)]
+            passed[name] = sum(record["passed"] for record in held)
+            values = next(value for value in report.collect(held) if value.name == "TP97")
+            capable[name] = figures.cpk(values.values(), values.low, values.high)[0]
+        self.assertEqual(10, passed["usual"])
+        self.assertLess(passed["shifted"], 5)
+        self.assertGreater(capable["usual"], 1.33)
+        self.assertLess(capable["shifted"], 0.5)
+
     def test_numbers_of_specimens_are_read_and_wrong_ones_refused(self):
         self.assertEqual([1, 2, 3, 7], line.whole_numbers("7,1-3,2"))
         self.assertEqual("1-3,7,9-10", line.as_text([1, 2, 3, 7, 9, 10]))
         for words in (["--specimens", "3-1"], ["--specimens", "x"], ["--specimens", "1-"], ["--specimens", "1-4294967296"],
-                      ["--jobs", "0"], ["--repeat", "two"], ["--shard", "3/2"], ["--shard", "1"], ["--job", "both"], ["--x"]):
+                      ["--jobs", "0"], ["--repeat", "two"], ["--bench", "[1]"], ["--bench", '{"x": {}}'], ["--bench", "{"], ["--shard", "3/2"], ["--shard", "1"], ["--job", "both"], ["--x"]):
             told = self.run_line(*words, "--out", self.path("a"), status=2)
             self.assertIn("usage:", told, words)
         self.assertFalse(os.path.exists(self.path("a")))

@@ -104,6 +104,29 @@ TEST_F(Board, ReadingsCarryALittleNoise) {
     EXPECT_NEAR(second, board_.Volts(12), 0.003);
 }
 
+TEST_F(Board, ReadsAllChannelsWithItsErrorUntilItHasNone) {
+    const double rail = board_.Volts(12);
+    board_.SetReadingError({1.5, -0.25, 0});
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FLOAT_EQ(static_cast<float>(rail * 1.5 - 0.25), static_cast<float>(Measure(12, 8)));
+    board_.SetReadingError({});
+    EXPECT_NE(Measure(12, 8), Measure(12, 8));
+    EXPECT_NEAR(Measure(12, 8), rail, 0.003);
+}
+
+TEST_F(Board, NoiseTenfoldIsTheSameNoiseTenTimes) {
+    const double rail = board_.Volts(12);
+    std::vector<double> usual, loud;
+    for (std::vector<double>* readings : {&usual, &loud}) {
+        board_.SetNoise(7);
+        board_.SetReadingError({1, 0, readings == &loud ? 10.0 : 1.0});
+        for (int i = 0; i < 20; ++i)
+            readings->push_back(Measure(12, 8) - rail);
+    }
+    for (std::size_t i = 0; i < usual.size(); ++i)
+        EXPECT_NEAR(usual[i] * 10, loud[i], 1e-5) << i;
+}
+
 TEST_F(Board, SupplyChannelsFollowTheDacCodes) {
     registers_[kRegVdd] = 2064;
     EXPECT_NEAR(Measure(2), 3.0, 0.05);

@@ -1,0 +1,80 @@
+"""The defect matrix: what each step said of each defect, against what the catalogue expects."""
+from collections import Counter
+from dataclasses import dataclass
+
+import cases
+import defects
+
+# Of a cell.
+CAUGHT = "caught"  # failed, as it must
+CLEAN = "clean"  # passed, as it must
+FOLLOWS = "follows"  # failed, as it may
+PASSES = "passes"  # passed, and might have failed
+MISSED = "missed"  # passed, and must fail
+UNEXPECTED = "unexpected"  # failed, and must pass
+UNREACHED = "unreached"  # the job ended before it
+
+# Of a row.
+VERDICTS = {
+    "caught": "caught as expected",
+    "good": "inside the limits, and nothing failed",
+    "escape": "escapes: no step sees it",
+    "false alarm": "false alarms: inside the limits, and a step failed",
+    "surprise": "surprises: another step failed than expected, or one passed that must fail",
+}
+
+
+@dataclass(frozen=True)
+class Row:
+    defect: defects.Defect
+    cells: dict  # by step, in the order of the job
+    verdict: str
+    wrong: str  # what is not as expected; "" if all is
+
+
+def cells(defect, steps, failed, passed):
+    found = {}
+    for step in steps:
+        if step in failed:
+            found[step] = CAUGHT if step in defect.sees else FOLLOWS if step in defect.may else UNEXPECTED
+        elif step in passed:
+            found[step] = MISSED if step in defect.sees else PASSES if step in defect.may else CLEAN
+        else:
+            found[step] = UNREACHED
+    return found
+
+
+def row(defect, steps, record):
+    failed = {step["step"] for step in record["steps"] if not step["passed"]}
+    passed = {step["step"] for step in record["steps"]} - failed
+    found = cells(defect, steps, failed, passed)
+    missed = [step for step, cell in found.items() if cell == MISSED]
+    unexpected = [step for step, cell in found.items() if cell == UNEXPECTED]
+    wrong = "; ".join(text for text in (f"passed: {', '.join(missed)}" if missed else "",
+                                        f"failed: {', '.join(unexpected)}" if unexpected else "") if text)
+    if defect.inside:
+        verdict = "false alarm" if wrong else "good"
+    elif wrong:
+        verdict = "surprise"
+    else:
+        verdict = "caught" if failed else "escape"
+    return Row(defect, found, verdict, wrong)
+
+
+def order(done, job):
+    """The job's steps in their order: of the longest of its records."""
+    names = [list(dict.fromkeys(step["step"] for step in record["steps"])) for record in done.values()
+             if record["case"].startswith(cases.DEFECT) and record["job"] == job]
+    return max(names, key=len, default=[])
+
+
+def rows(done):
+    """A Row for each defect that was run, in the order of the catalogue."""
+    by_name = {record["case"][len(cases.DEFECT):]: record for record in done.values() if record["case"].startswith(cases.DEFECT)}
+    steps = {job: order(done, job) for job in (defects.MAIN_BOARD, defects.MODULE)}
+    return [row(defect, steps[defect.job], by_name[defect.name]) for defect in defects.DEFECTS if defect.name in by_name]
+
+
+def summary(found):
+    counts = Counter(one.verdict for one in found)
+    return f"{len(found)} run; " + ", ".join(f"{counts[verdict]} {text.split(':')[0]}" for verdict, text in VERDICTS.items())

@@ -129,7 +129,8 @@ def fit(points):
 
     # Where as many say bad below as good above: a start near the end.
     start = sum((1 - hits / count if side > 0 else hits / count) for _, _, hits, count in rows) - 0.5
-    found = optimize.minimize(surprise, (start, 0.5), method="Nelder-Mead", options={"xatol": 1e-6, "fatol": 1e-9, "maxiter": 2000}).x
+    bounds = ((-10 * len(rows), 10 * len(rows)), (math.log(0.01), math.log(10 * len(rows))))
+    found = optimize.minimize(surprise, (start, 0.5), method="Nelder-Mead", bounds=bounds, options={"xatol": 1e-6, "fatol": 1e-9, "maxiter": 2000}).x
     middle, width = float(found[0]), math.exp(float(found[1]))
     # Fisher's information of middle and width.
     information = [[0.0, 0.0], [0.0, 0.0]]

@@ -530,15 +530,21 @@ def known_names():
     return set(re.findall(r'\{\{"([^"]+)",', rows)), tuple(re.findall(r'\{\{"([^"]+)",', bench))
 
 
+def unknown_names(bench):
+    """The names of {"set": ..., "faults": ...} that no model has."""
+    faults, quantities = known_names()
+    return [name for name in bench.get("faults", {}) if name not in faults] + [
+        name for name in bench.get("set", {})
+        if not any(name == own or own[-1] == "." and name.startswith(own) for own in quantities)]
+
+
 def check(defects=DEFECTS):
     """What is wrong with the catalogue, a text each."""
-    steps, (faults, quantities) = steps_of_jobs(), known_names()
+    steps = steps_of_jobs()
     wrong, names = [], set()
     for one in defects:
         unknown = [step for step in one.sees + one.may if step not in steps.get(one.job, ())]
-        unknown += [name for name in one.faults if name not in faults]
-        unknown += [name for name in one.set
-                    if not any(name == own or own[-1] == "." and name.startswith(own) for own in quantities)]
+        unknown += unknown_names({"set": one.set, "faults": one.faults})
         problems = [f"no such job: {one.job}"] if one.job not in steps else []
         problems += [f"unknown: {name}" for name in unknown]
         problems += ["there is one of this name already"] if one.name in names else []

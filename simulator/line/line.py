@@ -12,6 +12,7 @@ import time
 from concurrent.futures import FIRST_COMPLETED, ThreadPoolExecutor, wait
 
 import cases
+import defects
 import matrix
 import records
 from curves import Stopped
@@ -168,6 +169,12 @@ def prepare(options):
     settings = {"format": FORMAT, "program": fingerprint(), "job": options.job, "repeat": options.repeat,
                 "specimens": as_text(options.specimens), "until": options.until, "bench": options.bench,
                 "defects": options.defects, "curves": options.curves, "only": options.only}
+    jobs = [options.job] if options.job != "all" else [defects.MAIN_BOARD, defects.MODULE]
+    if options.until and not any(options.until in defects.steps_of_jobs()[job] for job in jobs):
+        raise LineError(f"--until: the job has no step '{options.until}'")
+    unknown = defects.unknown_names(options.bench)
+    if unknown:
+        raise LineError(f"--bench: no model has '{unknown[0]}'")
     whole = cases.plan(options.specimens, settings)
     if options.only is not None and not any(case.name for case in whole):
         raise LineError(f"no defect and no curve is called '{options.only}' (with --defects, --curves)")

@@ -442,6 +442,11 @@ class Line(unittest.TestCase):
                       ["--jobs", "0"], ["--repeat", "two"], ["--bench", "[1]"], ["--bench", '{"x": {}}'], ["--bench", "{"], ["--shard", "3/2"], ["--shard", "1"], ["--job", "both"], ["--x"]):
             told = self.run_line(*words, "--out", self.path("a"), status=2)
             self.assertIn("usage:", told, words)
+        for words, wrong in ((["--until", "Nope"], "the job has no step 'Nope'"),
+                             (["--job", "module", "--until", "Voltages"], "the job has no step 'Voltages'"),
+                             (["--bench", '{"faults": {"usb.mising": true}}'], "no model has 'usb.mising'"),
+                             (["--bench", '{"set": {"board.rale.TP97": 1}}'], "no model has 'board.rale.TP97'")):
+            self.assertIn(wrong, self.run_line(*words, "--out", self.path("a"), status=1))
         self.assertFalse(os.path.exists(self.path("a")))
 
 

@@ -9,6 +9,7 @@ import signal
 import sys
 import threading
 import time
+import weakref
 from concurrent.futures import FIRST_COMPLETED, ThreadPoolExecutor, wait
 
 import cases
@@ -218,8 +219,9 @@ def run_missing(options, wanted, done):
         records.write_results(options.out, done)  # without damaged lines and a half one at the end
     missing = [case for key, case in wanted.items() if key not in done]
     progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
+    done.clear()  # the file has them; so many specimens take no more memory than few
     stop = threading.Event()
-    running = set()
+    running = weakref.WeakSet()
     problems = []
 
     def interrupt(*_):
@@ -232,13 +234,13 @@ def run_missing(options, wanted, done):
     handlers = {number: signal.signal(number, interrupt) for number in (signal.SIGINT, signal.SIGTERM)}
     try:
         with contextlib.closing(records.Appending(options.out)) as results, ThreadPoolExecutor(options.jobs) as pool:
-            waiting, futures = list(reversed(missing)), {}
+            waiting, futures = list(reversed(missing)), set()
             while futures or (waiting and not stop.is_set()):
                 while waiting and len(futures) < options.jobs and not stop.is_set():
                     case = waiting.pop()
-                    futures[pool.submit(case.record, options.program, running.add, stop.is_set)] = case.key
+                    futures.add(pool.submit(case.record, options.program, running.add, stop.is_set))
                 for future in wait(futures, return_when=FIRST_COMPLETED).done:
-                    key = futures.pop(future)
+                    futures.remove(future)
                     try:
                         record = future.result()
                     except Stopped:
@@ -252,7 +254,6 @@ def run_missing(options, wanted, done):
                         stop.set()
                         problems.append(str(error))
                         continue
-                    done[key] = record
                     progress.add(record)
     finally:
         for number, handler in handlers.items():
@@ -260,10 +261,10 @@ def run_missing(options, wanted, done):
     progress.end()
     for problem in problems:
         warn(problem)
-    if len(done) < len(wanted):
-        warn(f"{len(wanted) - len(done)} of {len(wanted)} are missing; --resume goes on")
+    if progress.done < len(wanted):
+        warn(f"{len(wanted) - progress.done} of {len(wanted)} are missing; --resume goes on")
         return INTERRUPTED if stop.is_set() and not problems else 1
-    finish(options.out, done)
+    finish(options.out, records.read_results(options.out, warn))
     return 0
 
 

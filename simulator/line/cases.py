@@ -48,19 +48,21 @@ def both(bench, more):
     return {kind: {**bench.get(kind, {}), **more.get(kind, {})} for kind in ("set", "faults")}
 
 
-def chosen(rows, pattern):
-    return [row for row in rows if pattern is None or fnmatch.fnmatchcase(row.name, pattern)]
+def chosen(rows, settings):
+    """Those of the job, and of the name that is asked for."""
+    only, job = settings["only"], settings["job"]
+    return [row for row in rows if job in ("all", row.job) and (only is None or fnmatch.fnmatchcase(row.name, only))]
 
 
 def plan(numbers, settings):
     """All cases of a line. Defects and curves are those of the first specimen."""
-    bench, until, only = settings["bench"], settings["until"], settings["only"]
+    bench, until = settings["bench"], settings["until"]
     cases = [Case("", number, run, settings["job"], bench, until) for number in numbers for run in range(settings["repeat"])]
     if settings["curves"]:
-        cases += [Case(CURVE + row.name, numbers[0], 0, row.job, bench, row.step) for row in chosen(curves.SWEEPS, only)]
+        cases += [Case(CURVE + row.name, numbers[0], 0, row.job, bench, row.step) for row in chosen(curves.SWEEPS, settings)]
     if settings["defects"]:
         cases += [Case(DEFECT + row.name, numbers[0], 0, row.job, both(bench, {"set": row.set, "faults": row.faults}))
-                  for row in chosen(defects.DEFECTS, only)]
+                  for row in chosen(defects.DEFECTS, settings)]
     return cases
 
 

@@ -86,7 +86,8 @@ class Fit:
     middle: float
     width: float  # one standard deviation; 0: narrower than the points are apart
     side: int  # 1: good above; -1: good below
-    covariance: tuple  # of middle and width
+    step: float  # between the points
+    covariance: tuple = None  # of middle and width
 
     def good(self, x):
         return float(stats.norm.cdf(self.side * (x - self.middle) / self.width)) if self.width else float(self.side * (x - self.middle) > 0)
@@ -96,10 +97,12 @@ class Fit:
         return 2 * float(stats.norm.ppf(0.99)) * self.width
 
     def guard_band(self, limit=None):
-        """(distance, its 95 % bound) by which the program's limit would have to be moved inwards, so that one whose true value is
+        """(distance, its one-sided 95 % bound) by which the program's limit would have to be moved inwards, so that one whose true value is
         at `limit` passes with PASSES_BAD at most; without a limit: one at the middle."""
         far = -float(stats.norm.ppf(PASSES_BAD))
         shift = 0.0 if limit is None else self.side * (limit - self.middle)
+        if not self.width:  # at most half a step, around a middle that is somewhere in it
+            return shift, shift + self.step / 2 + far * self.step / 2
         slopes = (0.0 if limit is None else -self.side, far)
         variance = sum(slopes[i] * slopes[j] * self.covariance[i][j] for i in (0, 1) for j in (0, 1))
         band = shift + far * self.width
@@ -113,10 +116,11 @@ def fit(points):
     step = points[1][0] - points[0][0]
     first = points[0][0]
     rows = [((x - first) / step, side, hits, count) for x, hits, count in points]  # in steps of the grid
-    if all(hits in (0, count) for _, hits, count in points):
-        last_bad = [x for x, hits, _ in points if (hits == 0)]
-        edge = max(last_bad) if side > 0 else min(last_bad)
-        return Fit(edge + side * step / 2, 0.0, side, ((step**2 / 12, 0.0), (0.0, 0.0)))
+    unsure = [x for x, hits, count in points if 0 < hits < count]
+    if len(unsure) < 2:  # says nothing of the width
+        bad = [x for x, hits, _ in points if hits == 0]
+        edge = (max(bad) if side > 0 else min(bad)) + side * step / 2
+        return Fit(unsure[0] if unsure else edge, 0.0, side, step)
 
     def surprise(parameters):
         middle, logarithm = parameters
@@ -146,4 +150,4 @@ def fit(points):
     (a, b), (_, d) = information
     determinant = a * d - b * b
     covariance = tuple(tuple(value * step**2 / determinant for value in row) for row in ((d, -b), (-b, a)))
-    return Fit(first + middle * step, width * step, side, covariance)
+    return Fit(first + middle * step, width * step, side, step, covariance)

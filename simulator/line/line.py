@@ -81,7 +81,7 @@ def arguments_of(words):
         prog="./run --line", formatter_class=argparse.RawDescriptionHelpFormatter,
         description="Does the whole job on many specimens, each another board, module and noise, several at a time, and "
         "writes\nresults.jsonl, results.csv, junit.xml and report.html.",
-        epilog="Ctrl-C ends in order: what runs is finished and written; --resume goes on.\n"
+        epilog="Ctrl-C ends in order: the specimens that run are finished and written, a curve is given up; --resume goes on.\n"
         "Exit status: 0 all was run, whatever the verdicts; 1 not; 2 misused; 130 interrupted.")
     parser.add_argument("--specimens", type=whole_numbers, default=whole_numbers("1-20"), metavar="LIST",
                         help="their numbers, as 1-1000 or 3,7,20-29 (default 1-20)")
@@ -91,7 +91,7 @@ def arguments_of(words):
     parser.add_argument("--until", default="", metavar="STEP", help="the last step of the specimens' job")
     parser.add_argument("--bench", type=bench, default={}, metavar="JSON",
                         help='set on every bench, as {"set": {"module.temperature": 40}, "faults": {"board.wrong": {"noise": 3}}}')
-    parser.add_argument("--defects", action="store_true", help="the first specimen with each defect of the catalogue, too")
+    parser.add_argument("--defects", action="store_true", help="the first specimen with each defect of the job's catalogue, too")
     parser.add_argument("--curves", action="store_true", help="its true values moved through their limits, too")
     parser.add_argument("--only", metavar="PATTERN", help="only defects and curves of this name, as 'key*'")
     parser.add_argument("--jobs", type=positive, default=len(os.sched_getaffinity(0)), metavar="N",
@@ -131,15 +131,23 @@ class Progress:
 
     def __init__(self, done, failed, whole, out=sys.stderr):
         self.out, self.whole, self.first, self.done, self.failed = out, whole, done, done, failed
-        self.bar = out.isatty()
+        self.bar, self.runs, self.lock = out.isatty(), 0, threading.RLock()
         self.began = self.told = time.monotonic()
         self.tell()
 
     def add(self, record):
-        self.done += 1
-        self.failed += failed(record)
-        if self.bar or time.monotonic() - self.told >= self.EVERY:
-            self.tell()
+        with self.lock:
+            self.done += 1
+            self.failed += failed(record)
+            if self.bar or time.monotonic() - self.told >= self.EVERY:
+                self.tell()
+
+    def run(self):
+        """The program is started; a curve does so some hundred times. From any thread."""
+        with self.lock:
+            self.runs += 1
+            if time.monotonic() - self.told >= (1 if self.bar else self.EVERY):
+                self.tell()
 
     def tell(self):
         self.told = time.monotonic()
@@ -148,7 +156,10 @@ class Progress:
         text = f"{self.done} of {self.whole}, {self.failed} failed"
         if ran:
             left = round((self.whole - self.done) / rate)
-            text += f", {rate:.1f} a second, {left // 60}:{left % 60:02d} left"
+            pace = f"{rate:.1f} a second" if rate >= 0.1 else f"{60 * rate:.1f} a minute"
+            text += f", {pace}, {left // 60}:{left % 60:02d} left"
+        if self.runs > self.done:  # curves
+            text += f", {self.runs} runs"
         if self.bar:
             full = 30 * self.done // max(1, self.whole)
             print(f"\r[{'#' * full}{'.' * (30 - full)}] {text}\033[K", end="", file=self.out, flush=True)
@@ -220,16 +231,23 @@ def run_missing(options, wanted, done):
     missing = [case for key, case in wanted.items() if key not in done]
     progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
     done.clear()  # the file has them; so many specimens take no more memory than few
-    stop = threading.Event()
+    stop, interrupted, at_once = threading.Event(), threading.Event(), threading.Event()
     running = weakref.WeakSet()
     problems = []
 
+    def started(process):
+        running.add(process)
+        progress.run()
+
     def interrupt(*_):
-        if stop.is_set():  # the second time nothing is waited for
+        if interrupted.is_set():  # the second time nothing is waited for
+            at_once.set()
             for process in list(running):
-                process.kill()
+                with contextlib.suppress(ProcessLookupError):
+                    os.killpg(process.pid, signal.SIGKILL)
         stop.set()
-        warn("ends when what runs is finished; once more: at once")
+        interrupted.set()
+        warn("ends at once" if at_once.is_set() else "ends when what runs is finished; once more: at once")
 
     handlers = {number: signal.signal(number, interrupt) for number in (signal.SIGINT, signal.SIGTERM)}
     try:
@@ -238,7 +256,7 @@ def run_missing(options, wanted, done):
             while futures or (waiting and not stop.is_set()):
                 while waiting and len(futures) < options.jobs and not stop.is_set():
                     case = waiting.pop()
-                    futures.add(pool.submit(case.record, options.program, running.add, stop.is_set))
+                    futures.add(pool.submit(case.record, options.program, started, stop.is_set))
                 for future in wait(futures, return_when=FIRST_COMPLETED).done:
                     futures.remove(future)
                     try:
@@ -246,7 +264,11 @@ def run_missing(options, wanted, done):
                     except Stopped:
                         continue
                     except LineError as error:
+                        if at_once.is_set():
+                            continue  # it was killed
                         problems.append(str(error))
+                        if progress.done == progress.first and len(problems) >= options.jobs:
+                            stop.set()  # nothing works: no need to try a thousand times
                         continue
                     try:
                         results.add(record)
@@ -263,7 +285,7 @@ def run_missing(options, wanted, done):
         warn(problem)
     if progress.done < len(wanted):
         warn(f"{len(wanted) - progress.done} of {len(wanted)} are missing; --resume goes on")
-        return INTERRUPTED if stop.is_set() and not problems else 1
+        return INTERRUPTED if interrupted.is_set() and not problems else 1
     finish(options.out, records.read_results(options.out, warn))
     return 0
 

@@ -18,6 +18,7 @@ UNREACHED = "unreached"  # the job ended before it
 VERDICTS = {
     "caught": "caught as expected",
     "good": "inside the limits, and nothing failed",
+    "depends": "that the specimen decides, seen in this one",
     "escape": "escapes: no step sees it",
     "false alarm": "false alarms: inside the limits, and a step failed",
     "surprise": "surprises: another step failed than expected, or one passed that must fail",
@@ -57,15 +58,15 @@ def row(defect, steps, record):
     elif wrong:
         verdict = "surprise"
     else:
-        verdict = "caught" if failed else "escape"
+        verdict = "escape" if not failed else "caught" if defect.sees else "depends"
     return Row(defect, found, verdict, wrong)
 
 
 def order(done, job):
-    """The job's steps in their order: of the longest of its records."""
+    """The job's steps in their order: of the longest of its records, and what others have besides."""
     names = [list(dict.fromkeys(step["step"] for step in record["steps"])) for record in done.values()
              if record["case"].startswith(cases.DEFECT) and record["job"] == job]
-    return max(names, key=len, default=[])
+    return list(dict.fromkeys(step for row in sorted(names, key=len, reverse=True) for step in row))
 
 
 def rows(done):

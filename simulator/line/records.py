@@ -169,7 +169,7 @@ def write_csv(folder, records):
         who = list(key_of(record))
         for name, points in record.get("curve", {}).items():
             for x, hits, count in points:
-                rows.writerow([*who, "", "", "", name, x, "", "", "", "", hits / count])
+                rows.writerow([*who, "", "", "", name, hits / count, "share good", "", "", "", x])
         values = {}
         for value in record.get("values", []):
             values.setdefault(value["step"], []).append(value)

@@ -33,8 +33,11 @@ class Runner:
     def steps(self, run=0, more=None):
         """The job's steps as `k905 check --json` tells them, with `more` on the bench. LineError where there is no result."""
         # A session of its own: Ctrl-C at the terminal ends the line in order, not this.
-        process = subprocess.Popen(self.command(run, more or {}), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, start_new_session=True)
+        try:
+            process = subprocess.Popen(self.command(run, more or {}), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, start_new_session=True)
+        except OSError as error:
+            raise LineError(f"{self.program} cannot be started: {error.strerror}") from None
         if self.started:
             self.started(process)
         try:

@@ -177,10 +177,9 @@ const std::vector<BenchChange>& BenchChanges() {
         Rail("board.rail.TP114", {Check::kVoltages, Check::kModuleVoltages}),
         Rail("board.rail.TP5", {}),
 
-        // The optical module. A register that cannot be written holds the voltage that the loops look at:
-        // five
-        // or four targets cannot all be met (VDD says nothing of the first three), an offset of 0 V may stand
-        // already.
+        // The optical module. A register that cannot be written holds the voltage that the loops look at. APD
+        // cannot meet all of its five targets then. VDD may: it says nothing of the first three of its four.
+        // For the attenuators 0 V may stand there already.
         {"optic.ioctl_failing",
          kFault,
          True,
@@ -283,12 +282,11 @@ const std::vector<BenchChange>& BenchChanges() {
         {"usb.two", kFault, True, false, {Check::kUsb}, {}},
         {"usb.sticks", kQuantity, Whole<2, 8>, 1, {Check::kUsb}, {}},
         {"rtc.stopped", kFault, True, false, {}, {}},
-        // One key of eighteen, and turns that no check looks at. A touch panel that is off would leave no way
-        // to
-        // any screen; an FPGA image that is wrong leaves the FPGA empty when it is right again.
-        {"keypad.dead", kFault, Key, false, {}, {Check::kKeys}},
-        {"keypad.stuck", kFault, Key, false, {}, {Check::kKeys}},
-        {"keypad.swapped", kFault, TwoKeys, false, {}, {Check::kKeys}},
+        // No check looks at the knob's turns. A touch panel that is off would leave no way to any screen, and
+        // a wrong image leaves the FPGA empty when it is right again: these are left out.
+        {"keypad.dead", kFault, Key, false, {}, {}, BenchChange::kKeys},
+        {"keypad.stuck", kFault, Key, false, {}, {}, BenchChange::kKeys},
+        {"keypad.swapped", kFault, TwoKeys, false, {}, {}, BenchChange::kKeys},
         {"keypad.knob", kFault, KnobKind, false, {}, {}},
         {"rtc.failing", kFault, True, false, {Check::kClock}, {}},
         {"power.missing", kFault, True, false, {Check::kBattery}, {}},

@@ -43,8 +43,7 @@ json Cut(Dice& dice) {
     return {{"after", dice.Between(0, 300)}, {"damage", dice.Of(damages)}};
 }
 
-// Clearly outside the limits of every screen (0.93373 and 1.14123 at the widest), and clearly inside those of
-// all points, the narrowest being 5 % around the nominal voltage.
+// Clearly outside the limits of every screen, 0.93373 and 1.14123 V at the widest.
 json BadRail(Dice& dice) {
     return dice.OneIn(2) ? dice.Between(0.0, 0.9) : dice.Between(1.18, 2.5);
 }
@@ -64,7 +63,8 @@ json KnobKind(Dice& dice) {
     return dice.Of(kinds);
 }
 
-// A bit that the tested bytes have set: 13 and 0 to 127.
+// A data line that stays low: its bit is set in the main board's tested byte, 13, and in half of the
+// module's, 0 to 127.
 json DataLine(Dice& dice) {
     return {{"data", dice.OneIn(2) ? 0 : 3}, {"level", 0}};
 }
@@ -94,9 +94,9 @@ json Bend(Dice& dice) {
     return {{"at", dice.Between(20, 140)}, {"loss", dice.Between(10, 40)}};
 }
 
-// What the check of the module's answers needs: the board's answers.
+// What judges the measurement board's answers.
 const Checks kBoardChecks = {Check::kConnect, Check::kVoltages, Check::kModuleVoltages};
-// Everything that is measured through the module's ADC, and what is set through its registers.
+// What is measured through the module's ADC.
 const Checks kAcquiring = {Check::kAdc, Check::kSignalChain, Check::kAtt1, Check::kLightPath, Check::kOffset};
 
 Checks Sum(Checks checks, const Checks& more) {
@@ -240,7 +240,8 @@ const std::vector<BenchChange>& BenchChanges() {
          {}},
         {"optics.fibre_bent", kFault, Bend, false, {Check::kLightPath}, {}},
         {"optics.fibre_longer", kFault, Whole<5, 20>, false, {}, {Check::kOffset}},
-        // Half of the codes: neither a test signal's upper level nor a dark level. Half of the high voltage.
+        // An ADC with the lower half of its codes gives neither a test signal's upper level nor a dark level.
+        // An APD DAC with the lower half comes neither to 45 V nor to the breakdown.
         {"adc.wrong",
          kFault,
          AdcHalf,

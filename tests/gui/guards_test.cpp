@@ -3,6 +3,7 @@
 #include "tests/support/guards.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdint.h>
 #include <unistd.h>
@@ -383,6 +384,33 @@ TEST(Guards, BitmapsLabelsPictures) {
     DestroyPen(&pen);
 }
 
+TEST(Guards, AreasOfComponents) {
+    GUIVISIBLE visible = {{{1, 2}, {3, 4}}, 0, 5, 6};
+    ExpectGuards({
+        GUARD(false, PlaceVisible(0, 0, 0, 1, &visible)),
+        GUARD(false, PlaceVisible(0, 0, 1, 0, &visible)),
+        GUARD(false, PlaceVisible(UINT32_MAX, 0, 2, 1, &visible)),
+        GUARD(false, PlaceVisible(0, UINT32_MAX, 1, 2, &visible)),
+        GUARD(false, PlaceVisible(2, 0, UINT32_MAX, 1, &visible)),
+        GUARD(false, PlaceVisible(0, 2, 1, UINT32_MAX, &visible)),
+        GUARD(-1, SetVisibleArea(5, 0, 4, 9, &visible)),
+        GUARD(-1, SetVisibleArea(0, 5, 9, 4, &visible)),
+    });
+    const unsigned refused[] = {visible.Area.Start.x, visible.Area.Start.y, visible.Area.End.x,
+                                visible.Area.End.y};
+    EXPECT_THAT(refused, testing::ElementsAre(1u, 2u, 3u, 4u));
+    EXPECT_EQ(0, SetVisibleArea(5, 6, 5, 6, &visible));
+    EXPECT_EQ(5u, visible.Area.End.x);
+    EXPECT_EQ(6u, visible.Area.End.y);
+    EXPECT_EQ(5, visible.iFocus) << "only the area is set";
+    EXPECT_TRUE(PlaceVisible(1, UINT32_MAX, UINT32_MAX, 1, &visible));
+    EXPECT_EQ(UINT32_MAX, visible.Area.End.x);
+    EXPECT_EQ(UINT32_MAX, visible.Area.End.y);
+    EXPECT_EQ(1, visible.iEnable);
+    EXPECT_EQ(0, visible.iFocus);
+    EXPECT_EQ(0, visible.iLayer);
+}
+
 TEST(Guards, WindowsAndMessages) {
     GUIWINDOW* noWindow = nullptr;
     GUIWINDOW* window = CreateWindow(1, 2, 3, 4, DoNothing, DoNothing, DoNothing, nullptr, nullptr);
@@ -393,6 +421,7 @@ TEST(Guards, WindowsAndMessages) {
     GUIPEN* pen = CreatePen(1, 1, 0);
     GUIFONT font = {};
     int component = 0, another = 0;
+    GUILIST* prepared = CreateList(1);
     ExpectGuards({
         GUARD(0, CreateWindow(0, 0, 1, 1, nullptr, DoNothing, DoNothing, nullptr, nullptr)),
         GUARD(0, CreateWindow(0, 0, 1, 1, DoNothing, nullptr, DoNothing, nullptr, nullptr)),
@@ -460,9 +489,17 @@ TEST(Guards, WindowsAndMessages) {
         GUARD(-1, PostMessageItem(nullptr, messages)),
         GUARD(-1, PostMessageItem(CreateMessageItem(1, 1, 0, nullptr), nullptr)),
         GUARD(-1, SendMessage(1, 1, 0)),  // no message object is current
+        GUARD(-2, PrepareMessage(1, 2, 3, nullptr)),
+        GUARD(0, PrepareMessage(1, 2, 3, prepared)),
+        GUARD(-2, PrepareMessage(4, 5, 6, prepared)),
         GUARD(0, TakeMessage(1, nullptr)),
         GUARD(0, TakeMessage(1, messages)),
     });
+    EXPECT_EQ(1, prepared->iCount);
+    const auto* kept = static_cast<const GUIMESSAGE_ITEM*>(FirstObj(prepared)->pObj);
+    EXPECT_EQ(2, kept->iMsgCode);
+    EXPECT_EQ(0, ClearObjs(prepared, true));
+    EXPECT_EQ(0, DestroyList(prepared));
     EXPECT_EQ(1u, window->Visible.Area.Start.x);
     EXPECT_EQ(5u, window->Visible.Area.End.y);
     EXPECT_EQ(0, SetWindowArea(5, 6, 5, 6, window));

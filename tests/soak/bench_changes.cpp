@@ -43,8 +43,7 @@ json Cut(Dice& dice) {
     return {{"after", dice.Between(0, 300)}, {"damage", dice.Of(damages)}};
 }
 
-// Clearly outside the limits of every screen (0.93373 and 1.14123 at the widest), and clearly inside those of
-// all points, the narrowest being 5 % around the nominal voltage.
+// Clearly outside the limits of every screen, 0.93373 and 1.14123 V at the widest.
 json BadRail(Dice& dice) {
     return dice.OneIn(2) ? dice.Between(0.0, 0.9) : dice.Between(1.18, 2.5);
 }
@@ -64,7 +63,8 @@ json KnobKind(Dice& dice) {
     return dice.Of(kinds);
 }
 
-// A bit that the tested bytes have set: 13 and 0 to 127.
+// A data line that stays low: its bit is set in the main board's tested byte, 13, and in half of the
+// module's, 0 to 127.
 json DataLine(Dice& dice) {
     return {{"data", dice.OneIn(2) ? 0 : 3}, {"level", 0}};
 }
@@ -99,9 +99,9 @@ json Bend(Dice& dice) {
     return {{"at", dice.Between(20, 140)}, {"loss", dice.Between(10, 40)}};
 }
 
-// What the check of the module's answers needs: the board's answers.
+// What judges the measurement board's answers.
 const Checks kBoardChecks = {Check::kConnect, Check::kVoltages, Check::kModuleVoltages};
-// Everything that is measured through the module's ADC, and what is set through its registers.
+// What is measured through the module's ADC.
 const Checks kAcquiring = {Check::kAdc, Check::kSignalChain, Check::kAtt1, Check::kLightPath, Check::kOffset};
 
 Checks Sum(Checks checks, const Checks& more) {
@@ -188,10 +188,9 @@ const std::vector<BenchChange>& BenchChanges() {
         Rail("board.rail.TP114", {Check::kVoltages, Check::kModuleVoltages}),
         Rail("board.rail.TP5", {}),
 
-        // The optical module. A register that cannot be written holds the voltage that the loops look at:
-        // five
-        // or four targets cannot all be met (VDD says nothing of the first three), an offset of 0 V may stand
-        // already.
+        // The optical module. A register that cannot be written holds the voltage that the loops look at. APD
+        // cannot meet all of its five targets then. VDD may: it says nothing of the first three of its four.
+        // For the attenuators 0 V may stand there already.
         {"optic.ioctl_failing",
          kFault,
          True,
@@ -252,7 +251,8 @@ const std::vector<BenchChange>& BenchChanges() {
          {}},
         {"optics.fibre_bent", kFault, Bend, false, {Check::kLightPath}, {}},
         {"optics.fibre_longer", kFault, Whole<5, 20>, false, {}, {Check::kOffset}},
-        // Half of the codes: neither a test signal's upper level nor a dark level. Half of the high voltage.
+        // An ADC with the lower half of its codes gives neither a test signal's upper level nor a dark level.
+        // An APD DAC with the lower half comes neither to 45 V nor to the breakdown.
         {"adc.wrong",
          kFault,
          AdcHalf,
@@ -294,12 +294,11 @@ const std::vector<BenchChange>& BenchChanges() {
         {"usb.two", kFault, True, false, {Check::kUsb}, {}},
         {"usb.sticks", kQuantity, Whole<2, 8>, 1, {Check::kUsb}, {}},
         {"rtc.stopped", kFault, True, false, {}, {}},
-        // One key of eighteen, and turns that no check looks at. A touch panel that is off would leave no way
-        // to
-        // any screen; an FPGA image that is wrong leaves the FPGA empty when it is right again.
-        {"keypad.dead", kFault, Key, false, {}, {Check::kKeys}},
-        {"keypad.stuck", kFault, Key, false, {}, {Check::kKeys}},
-        {"keypad.swapped", kFault, TwoKeys, false, {}, {Check::kKeys}},
+        // No check looks at the knob's turns. A touch panel that is off would leave no way to any screen, and
+        // a wrong image leaves the FPGA empty when it is right again: these are left out.
+        {"keypad.dead", kFault, Key, false, {}, {}, BenchChange::kKeys},
+        {"keypad.stuck", kFault, Key, false, {}, {}, BenchChange::kKeys},
+        {"keypad.swapped", kFault, TwoKeys, false, {}, {}, BenchChange::kKeys},
         {"keypad.knob", kFault, KnobKind, false, {}, {}},
         {"rtc.failing", kFault, True, false, {Check::kClock}, {}},
         {"power.missing", kFault, True, false, {Check::kBattery}, {}},

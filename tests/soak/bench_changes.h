@@ -18,11 +18,12 @@ struct BenchChange {
     nlohmann::json off;
     std::vector<Check> fails;  // must not pass while it lasts
     std::vector<Check> blurs;  // may pass or not
-    enum Kind { kUsual, kSlow, kLate, kHides, kCuts, kBlocks } kind = kUsual;
+    enum Kind { kUsual, kSlow, kLate, kHides, kCuts, kBlocks, kKeys } kind = kUsual;
     // kSlow: every answer of the measurement board takes one to five seconds, a loop would last for hours:
     // the bench is repaired under it, so that nothing is said of what comes of it. kLate: the same, and what
     // it says comes afterwards. kHides: texts may be illegible. kCuts: the supply goes off in a write.
-    // kBlocks: what waits for the module's samples may not end, and it may not come to rest.
+    // kBlocks: what waits for the module's samples may not end, and it may not come to rest. kKeys: the keys
+    // that the value names must not light up their own pictures, the others must.
 };
 
 // Those that come and go while the program runs, and those that matter as it starts.

@@ -72,6 +72,7 @@ class Soak {
     void RunToItsEnd(const Work& work, int quietMs);
     void StopApd();
     void PressKeys();
+    std::vector<std::string> BadKeys() const;
     void HoldKey();
     void TouchAnywhere();
     void DrawFinger();

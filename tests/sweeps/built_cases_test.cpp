@@ -15,10 +15,12 @@ struct Case {
     const char* name;
     Controls path;
     const char* control;
-    const char* pass;  // what the good device brings, first of all
-    json fault;        // then its fault: {name: value}, null: it stays good
-    json failure;      // and the call that fails
-    const char* told;  // what must stand there then, and no pass
+    const char* pass;               // what the good device brings, first of all
+    json fault;                     // then its fault: {name: value}, null: it stays good
+    json failure;                   // and the call that fails
+    const char* told;               // what must stand there then, and no pass
+    json before = nullptr;          // a fault that the good device has from the start on, as `fault`
+    const char* between = nullptr;  // control that ends a check that goes on by itself
 };
 
 void PrintTo(const Case& one, std::ostream* out) {
@@ -32,7 +34,16 @@ json Failing(const char* function, const char* caller, unsigned long times = 0) 
 const Controls kBoard = {"MainBoard_FCT"};
 const Controls kConnected = {"MainBoard_FCT", "Connect"};
 const Controls kModule = {"Opticl_FCT", "OPM_FCT"};
+const Controls kAdjust = {"Opticl_FCT", "OPM_Adjust", "Connect"};
+const Controls kApd = {"Opticl_FCT", "APD_Adjust"};
 const json kGood;
+
+// So many volts too much, or too little.
+json Dac(const char* dac, double volts) {
+    return {{"dac", dac}, {"offset", volts}};
+}
+// ATT0 as a run of Att0 leaves it, at code 0; and at its default code as the APD calibration leaves it.
+const json kAtt0There = Dac("att0", 0.78), kAtt0ForApd = Dac("att0", -0.35);
 
 const Case kCases[] = {
     {"ArmEepromStuckAndUnreadable",
@@ -122,6 +133,30 @@ const Case kCases[] = {
      Failing("ioctl", "write_opt_reg"), "Eeprom Check Error!"},
     {"TemperatureUnreadable", kModule, "Temperature", "Temperature = 2", kGood,
      Failing("ioctl", "GetOpmTemperature"), "Temperature = 0.000000"},
+    {"VddTooHighAndNoReadings",
+     kAdjust,
+     "Vdd",
+     "Ad:",
+     {{"dac.wrong", Dac("vdd", 0.75)}},
+     Failing("write", "SendRequest"),
+     "Ajust try times out."},
+    {"Att1TooHighAndRegistersDeaf",
+     kAdjust,
+     "Att1",
+     "Ad:",
+     {{"dac.wrong", json::array({kAtt0There, Dac("att1", 0.75)})}},
+     Failing("ioctl", "write_opt_reg"),
+     "Ajust try times out.",
+     {{"dac.wrong", kAtt0There}}},
+    {"ApdOpenAndTemperatureUnreadable",
+     kApd,
+     "Start",
+     "APD Tuning Start Success!",
+     {{"optics.apd_defective", true}},
+     Failing("ioctl", "GetOpmTemperature"),
+     "APD Tuning Start Failed! ret = -1",
+     {{"dac.wrong", kAtt0ForApd}},
+     "Stop"},
 };
 
 class BadDeviceAndFailedCall : public testing::TestWithParam<Case> {};
@@ -138,8 +173,12 @@ TEST_P(BadDeviceAndFailedCall, IsNoPassAndNoEarlierOneStays) {
     session.WaitForStart();
     for (const char* control : one.path)
         session.Open(control);
+    for (const auto& [fault, value] : one.before.items())
+        bench.Fault(fault, value);
     session.Try(one.control, 6000);
     ASSERT_TRUE(Shows(bench.Texts(), one.pass)) << bench.Describe();
+    if (one.between != nullptr)
+        session.Open(one.between);
     for (const auto& [fault, value] : one.fault.items())
         bench.Fault(fault, value);
     bench.Request(one.failure);

@@ -46,15 +46,21 @@ std::string Plain(std::string text) {
     return text;
 }
 
+// To where a call is to fail.
+void Reach(const Script& script, Session& session) {
+    script.reach(session);
+    if (!script.turnsBad.is_null())
+        session.At().Request(script.turnsBad);
+}
+
 void Compare(const Script& script, const GoodRun& good, const Session& session, Outcome& outcome) {
     std::set<std::string> plain;
     bool told = false;
     for (const std::string& text : session.Seen()) {
         plain.insert(Plain(text));
         told = told || (good.seen.count(text) == 0 && TellsOfAFailure(text));
-        for (const char* wrong : script.falseTexts)
-            if (text.rfind(wrong, 0) == 0)
-                outcome.findings.push_back("false verdict: " + text);
+        if (IsFalse(script, text))
+            outcome.findings.push_back("false verdict: " + text);
     }
     for (const std::string& text : good.seen)
         if (IsVerdict(text) && plain.count(Plain(text)) == 0)
@@ -78,7 +84,7 @@ GoodRun RunGood(const Script& script) {
     GoodRun good;
     Session session;
     session.At().Request({{"do", "calls"}, {"action", "start"}});
-    script.reach(session);
+    Reach(script, session);
     const nlohmann::json before = session.At().Request({{"do", "calls"}});
     std::map<std::string, unsigned long> reached;
     for (const nlohmann::json& function : before.at("functions"))
@@ -90,6 +96,8 @@ GoodRun RunGood(const Script& script) {
         throw BenchError(std::string(script.name) + " cannot be done on a good instrument" +
                          (session.Missed().empty() ? "" : ", for want of " + session.Missed()[0]) + ":\n" +
                          session.At().Describe());
+    if (!session.Begun())
+        throw BenchError(std::string(script.name) + ": nothing tells that its check was done again");
     double seconds = 0;
     for (const std::string& wrong : End(session.At(), &seconds))
         throw BenchError(std::string(script.name) + ", with all calls good: " + wrong);
@@ -118,7 +126,7 @@ Outcome RunFailing(const Script& script, const GoodRun& good, const Failure& fai
     Bench& bench = session.At();
     try {
         bench.Request({{"do", "calls"}, {"action", "start"}});
-        script.reach(session);
+        Reach(script, session);
         bench.Request({{"do", "fail_call"},
                        {"function", failure.function},
                        {"caller", failure.caller},

@@ -109,6 +109,24 @@ TEST_F(Guards, Eeproms) {
     EXPECT_EQ(0, module.module_err | module.syspara_err | module.crc_err);
 }
 
+// Three partitions of four pages, from page 8 on.
+TEST_F(Guards, PartitionsThatTheEepromHas) {
+    constexpr PARTITIONS there = {8, 4, 3};
+    constexpr uint16_t base = 8 * EEPROM_PAGE_SIZE, size = 4 * EEPROM_PAGE_SIZE;
+    ExpectGuards({
+        GUARD(8, PartitionPage(there, base, size, 3, 0)),
+        GUARD(16, PartitionPage(there, base, size, 3, 2)),
+        GUARD(-1, PartitionPage(there, base, size, 3, 3)),
+        GUARD(-1, PartitionPage(there, base, 0, 4, 3)),  // there are three
+        GUARD(-1, PartitionPage(there, base, size, 2, 2)),
+        GUARD(-1, PartitionPage(there, base, size, 0, 0)),
+        GUARD(-1, PartitionPage(there, base - 1, size, 3, 0)),
+        GUARD(16, PartitionPage(there, base + 2 * size, size, 3, 0)),
+        GUARD(-1, PartitionPage(there, base + 2 * size + EEPROM_PAGE_SIZE, size, 3, 0)),
+        GUARD(-1, PartitionPage(there, base, UINT16_MAX, 3, 2)),
+    });
+}
+
 TEST_F(Guards, PagesOfTheMainBoard) {
     uint8_t page[128] = {};
     test::Printed([&] {

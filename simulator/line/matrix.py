@@ -16,12 +16,12 @@ UNREACHED = "unreached"  # the job ended before it
 
 # Of a row.
 VERDICTS = {
-    "caught": "caught as expected",
+    "caught": "the steps that must see it failed, and no other but those that may",
     "good": "inside the limits, and nothing failed",
-    "depends": "that the specimen decides, seen in this one",
-    "escape": "escapes: no step sees it",
-    "false alarm": "false alarms: inside the limits, and a step failed",
-    "surprise": "surprises: another step failed than expected, or one passed that must fail",
+    "depends": "no step must see it, and one that may did in this specimen",
+    "escape": "no step sees it, as expected",
+    "false alarm": "inside the limits, and a step failed",
+    "surprise": "another step failed than expected, or one passed that must fail",
 }
 
 
@@ -76,6 +76,11 @@ def rows(done):
     return [row(defect, steps[defect.job], by_name[defect.name]) for defect in defects.DEFECTS if defect.name in by_name]
 
 
+def counts(found):
+    """How many rows of each verdict, in the order of VERDICTS."""
+    counted = Counter(one.verdict for one in found)
+    return {verdict: counted[verdict] for verdict in VERDICTS}
+
+
 def summary(found):
-    counts = Counter(one.verdict for one in found)
-    return f"{len(found)} run; " + ", ".join(f"{counts[verdict]} {text.split(':')[0]}" for verdict, text in VERDICTS.items())
+    return f"{len(found)} run: " + ", ".join(f"{count} {verdict}" for verdict, count in counts(found).items())

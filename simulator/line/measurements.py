@@ -1,6 +1,6 @@
 """What the screens tell in numbers: where it stands, its limits, and what the model knows to be true.
 
-The limits are the program's own; a reading of a limit itself fails.
+The limits are the program's own; a reading of a limit itself fails, but an adjustment's limits include it.
 """
 import re
 from dataclasses import dataclass

@@ -266,7 +266,7 @@ def repeats(values):
     rows = []
     for value in values:
         groups = {}
-        for specimen, _, one, _ in value.rows:
+        for specimen, _, one, *_ in value.rows:
             groups.setdefault(specimen, []).append(one)
         scatter = figures.repeatability(groups.values())
         if scatter is not None:
@@ -354,12 +354,13 @@ MARKS = {matrix.CAUGHT: "&#9679;", matrix.CLEAN: "&#183;", matrix.FOLLOWS: "&#96
 
 def defect_matrix(rows, specimens):
     failed = [record for record in specimens if not record["passed"]]
-    parts = [f"<p>{html.escape(matrix.summary(rows))}. Of {len(specimens)} runs without a defect {len(failed)} failed.</p>"]
+    parts = [table(["rows", "", " "], [[verdict, count, matrix.VERDICTS[verdict]] for verdict, count in matrix.counts(rows).items()]),
+             f"<p>Of {len(specimens)} runs without a defect {len(failed)} failed.</p>"]
     for verdict, column in (("surprise", "wrong"), ("false alarm", "wrong"), ("escape", "why")):
         own = [row for row in rows if row.verdict == verdict]
         if own:
             heads = {"wrong": " not as expected", "why": " what a check would need, or why none sees it"}
-            parts.append(f"<h3>{len(own)} {html.escape(matrix.VERDICTS[verdict])}</h3>" + table(
+            parts.append(f"<h3>{verdict.capitalize()}: {matrix.VERDICTS[verdict]}</h3>" + table(
                 ["defect", heads[column]],
                 [[html.escape(row.defect.name), html.escape(row.wrong if column == "wrong" else row.defect.why)] for row in own]))
     parts.append("<p>&#9679; failed, as it must; &#9675; failed, as it may; &#183; passed; ? passed, and must fail; ! failed, and must pass; grey: the job"
@@ -392,7 +393,9 @@ def page(settings, everything):
                   " measuring itself uses.</p>", repeats(values)]
     if any(record["case"].startswith(cases.CURVE) for record in everything):
         parts += ["<h2>Operating curves</h2><p>One specimen, its true value moved through the limit. Grey zone: from 99 % good to 1 %. Guard band (and the one-sided 95 % bound of it): how far"
-                  " the program's limit would have to be moved inwards, so that one that is truly at the limit passes in 1 of 10 000 cases at most. The light paths' true value is the laser's lack of power; their limit is in another unit, so that the guard band is from the middle of the curve.</p>",
+                  " the program's limit would have to be moved inwards, so that one that is truly at the limit passes in 1 of 10 000 cases at"
+                  " most. The light paths' true value is the laser's lack of power; their limit is in another unit, so that the guard band is"
+                  " from the middle of the curve.</p>",
                   operating(everything)]
     rows = matrix.rows({records.key_of(record): record for record in everything})
     if rows:

@@ -79,6 +79,7 @@ std::vector<std::string> WholeRun(const std::string& probe, const std::string& w
         traced = ask({{"do", "trace"}, {"action", "read"}}, "next").value("next", 0) > 0;
         ask({{"do", "screenshot"}, {"path", run.StateDir() + "/picture.png"}}, "width");
         left.push_back(run.ReadFile("picture.png"));
+        EXPECT_FALSE(left.back().empty());
     }
     left.push_back(run.ReadFile("console.log"));
     EXPECT_TRUE(traced || !left.back().empty()) << "it has done nothing";

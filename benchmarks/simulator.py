@@ -1,14 +1,15 @@
 #!/usr/bin/python3
-"""usage: simulator.py [--rounds N] [--only WORD] BUILD [OTHER]: what a stepped instrument costs, with the simulator of one
-build folder or two in turns (both must know controls by name). Processor time of fct and its client together, least of
-all rounds; ratio OTHER / BUILD."""
+"""What a stepped instrument costs, with the simulator of one build folder, or of two in turns. Each task is told with
+what is measured of it; the least of all rounds counts. Two must both know controls by their names."""
 
 import argparse
+import collections
+import contextlib
 import json
 import os
-import re
 import resource
 import socket
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -17,29 +18,42 @@ import time
 HOUR_MS = 3600 * 1000
 
 
-class Instrument:
-    """A stepped fct of a build folder, with its control socket."""
+class Instrument(contextlib.ExitStack):
+    """A stepped fct of a build folder, with its control socket. Leaving it ends fct."""
 
     def __init__(self, build):
-        self.folder = tempfile.TemporaryDirectory(prefix="k905-cost-")
-        state = self.folder.name
-        environment = dict(os.environ, LD_PRELOAD=f"{build}/lib/libk905.so", K905_STATE=state,
-                           K905_APP=f"{build}/app/fct", K905_MODE="stepped")
-        self.console = open(f"{state}/console.log", "wb")
-        self.process = subprocess.Popen([f"{build}/bin/fct"], env=environment, stdin=subprocess.DEVNULL,
-                                        stdout=self.console, stderr=self.console)
-        self.socket = socket.socket(socket.AF_UNIX)
+        super().__init__()
+        with contextlib.ExitStack() as parts:
+            state = parts.enter_context(tempfile.TemporaryDirectory(prefix="k905-cost-"))
+            console = parts.enter_context(open(f"{state}/console.log", "wb"))
+            environment = dict(os.environ, LD_PRELOAD=f"{build}/lib/libk905.so", K905_STATE=state,
+                               K905_APP=f"{build}/app/fct", K905_MODE="stepped")
+            self.process = parts.enter_context(
+                subprocess.Popen([f"{build}/bin/fct"], env=environment, stdin=subprocess.DEVNULL, stdout=console,
+                                 stderr=console))
+            parts.callback(self.process.kill)
+            link = parts.enter_context(socket.socket(socket.AF_UNIX))
+            self.connect(link, state)
+            self.link = link
+            self.replies = parts.enter_context(link.makefile("r", encoding="utf-8"))
+            self.push(parts.pop_all())
+
+    def connect(self, link, state):
         for _ in range(1000):
-            try:
-                self.socket.connect(f"{state}/control.sock")
+            with contextlib.suppress(OSError):
+                return link.connect(f"{state}/control.sock")
+            if self.process.poll() is not None:
                 break
-            except OSError:
-                time.sleep(0.01)
-        self.replies = self.socket.makefile("r", encoding="utf-8")
+            time.sleep(0.01)
+        with open(f"{state}/console.log", encoding="utf-8", errors="replace") as console:
+            raise RuntimeError(f"fct does not come up: {console.read()}")
 
     def ask(self, **request):
-        self.socket.sendall(json.dumps(request).encode() + b"\n")
-        reply = json.loads(self.replies.readline())
+        self.link.sendall(json.dumps(request).encode() + b"\n")
+        line = self.replies.readline()
+        if not line:
+            raise RuntimeError(f"{request}: fct has ended")
+        reply = json.loads(line)
         if not reply["ok"] or reply.get("met") is False:
             raise RuntimeError(f"{request}: {reply}")
         return reply
@@ -54,53 +68,56 @@ class Instrument:
             fields = stat.read().rpartition(")")[2].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-    def end(self):
-        self.process.kill()
-        self.process.wait()
-        self.socket.close()
-        self.console.close()
-        self.folder.cleanup()
+    def spent(self, **request):
+        """Processor seconds of fct while a request is done."""
+        before = self.cpu_seconds()
+        self.ask(**request)
+        return self.cpu_seconds() - before
 
+    def look(self):
+        """Seconds until the texts of the screen are there."""
+        before = time.perf_counter()
+        self.ask(do="text")
+        return time.perf_counter() - before
 
-def spent(instrument, **request):
-    """Processor seconds of fct while a request is done, with which the instrument has served."""
-    before = instrument.cpu_seconds()
-    instrument.ask(**request)
-    cost = instrument.cpu_seconds() - before
-    instrument.end()
-    return cost
+    def open_main_board(self):
+        self.touch("MainBoard_FCT")
+        self.ask(do="until", text="Connect")
+        self.ask(do="until", idle_ms=300)
+        self.ask(do="text")
 
 
 def idle(build):
-    """12 hours of an idle instrument"""
-    instrument = Instrument(build)
-    instrument.ask(do="until", text="Welcome to K905_FCT !")
-    return spent(instrument, do="advance", ms=12 * HOUR_MS)
+    with Instrument(build) as instrument:
+        instrument.ask(do="until", text="Welcome to K905_FCT !")
+        return instrument.spent(do="advance", ms=12 * HOUR_MS)
 
 
 def tuning(build):
-    """whole APD tuning, 25 to 55 degrees"""
-    instrument = Instrument(build)
-    for control in ("Opticl_FCT", "APD_Adjust", "Start"):
-        instrument.touch(control)
-    instrument.ask(do="set", name="module.temperature_rate", value=0.15)
-    return spent(instrument, do="until", text="APDTuning over!", limit_ms=24 * HOUR_MS)
+    with Instrument(build) as instrument:
+        for control in ("Opticl_FCT", "APD_Adjust", "Start"):
+            instrument.touch(control)
+        instrument.ask(do="set", name="module.temperature_rate", value=0.15)
+        return instrument.spent(do="until", text="APDTuning over!", limit_ms=24 * HOUR_MS)
 
 
-def look(build):
-    """reading a screen on which nothing has changed (real time)"""
-    instrument = Instrument(build)
-    instrument.touch("MainBoard_FCT")
-    instrument.ask(do="until", text="Connect")
-    instrument.ask(do="until", idle_ms=300)
-    instrument.ask(do="text")
-    count = 400
-    before = time.perf_counter()
-    for _ in range(count):
-        instrument.ask(do="text", w=0)
-    cost = (time.perf_counter() - before) / count
-    instrument.end()
-    return cost
+def look_unchanged(build):
+    with Instrument(build) as instrument:
+        instrument.open_main_board()
+        return statistics.median(instrument.look() for _ in range(400))
+
+
+# A button that does no more than tell the time.
+def look_changed(build):
+    with Instrument(build) as instrument:
+        instrument.open_main_board()
+        times = []
+        for _ in range(100):
+            for touch in ({"action": "down", "control": "RTC"}, {"action": "up"}):
+                instrument.ask(do="touch", **touch)
+                instrument.ask(do="advance", ms=300)
+                times.append(instrument.look())
+        return statistics.median(times)
 
 
 def job(build, name):
@@ -115,30 +132,46 @@ def job(build, name):
     return times() - before
 
 
-def main_board(build):
-    """main board's job"""
-    return job(build, "main-board")
+Task = collections.namedtuple("Task", "what measured measure")
+FCT = "processor time of fct"
+BOTH = "processor time of fct and its client"
+REAL = "real time, median of many"
+
+TASKS = {
+    "idle": Task("12 hours of an idle instrument", FCT, idle),
+    "main-board": Task("main board's job", BOTH, lambda build: job(build, "main-board")),
+    "module": Task("module's job", BOTH, lambda build: job(build, "module")),
+    "tuning": Task("whole APD tuning, 25 to 55 degrees", FCT, tuning),
+    "look": Task("reading a screen on which nothing has changed", REAL, look_unchanged),
+    "look-changed": Task("reading it after a button was pressed or let go", REAL, look_changed),
+}
 
 
-def module(build):
-    """module's job"""
-    return job(build, "module")
+def positive(text):
+    number = int(text)
+    if number < 1:
+        raise ValueError
+    return number
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--only", default="")
-    parser.add_argument("builds", nargs="+", metavar="BUILD")
+    tasks = "\n".join(f"  {name:14}{task.what} ({task.measured})" for name, task in TASKS.items())
+    parser = argparse.ArgumentParser(description=__doc__, epilog=f"tasks:\n{tasks}",
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--rounds", type=positive, default=3, metavar="N", help="3 unless told")
+    parser.add_argument("--only", action="append", choices=TASKS, metavar="TASK", help="this task, or these")
+    parser.add_argument("build", help="a build folder with fct and k905")
+    parser.add_argument("other", nargs="?", help="another, measured in turns with it: the ratio is other / build")
     options = parser.parse_args()
-    builds = [os.path.abspath(build) for build in options.builds]
-    for task in (idle, main_board, module, tuning, look):
-        if not re.search(options.only, task.__name__):
-            continue
-        cost = [min(costs) for costs in zip(*([task(build) for build in builds] for _ in range(options.rounds)))]
-        unit, factor = ("s", 1) if cost[0] > 0.05 else ("ms", 1000)
-        ratio = f"   ratio {cost[1] / cost[0]:.1f}" if len(cost) == 2 else ""
-        print(f"{task.__doc__:55}" + "".join(f"{one * factor:9.2f} {unit}" for one in cost) + ratio, flush=True)
+    builds = [os.path.abspath(build) for build in (options.build, options.other) if build]
+    for name in options.only or TASKS:
+        task = TASKS[name]
+        rounds = [[task.measure(build) for build in builds] for _ in range(options.rounds)]
+        costs = [min(of_build) for of_build in zip(*rounds)]
+        unit, factor = ("ms", 1000) if task.measured == REAL else ("s", 1)
+        ratio = f"   ratio {costs[1] / costs[0]:.1f}" if len(costs) == 2 else ""
+        figures = "".join(f"{cost * factor:9.2f} {unit:2}" for cost in costs)
+        print(f"{task.what:49}{figures}{ratio}   {task.measured}", flush=True)
 
 
 if __name__ == "__main__":

@@ -215,9 +215,7 @@ std::int64_t Controller::Pause() {
         next = std::min(next, motion.nextLook);
     const std::int64_t pause = paced->RealUntil(next);
     // Looking at the screen more often than this would only heat the host.
-    return motions_.empty()
-               ? pause
-               : std::max<std::int64_t>(pause, std::min<std::int64_t>(kRealSecond / 100, kRealSecond));
+    return motions_.empty() ? pause : std::max(pause, kRealSecond / 100);
 }
 
 std::vector<std::pair<int, Controller::Json>> Controller::ProductEnded() {

@@ -406,7 +406,7 @@ void ScreenReader::ReadBand(unsigned ink, std::uint32_t color, Band& band) const
 // The bands of an ink in the picture as it is now; those of the picture before are taken over where nothing
 // has changed.
 std::vector<ScreenReader::Band> ScreenReader::ReadBands(unsigned ink, std::uint32_t color,
-                                                        std::vector<Band>& before) const {
+                                                        std::vector<Band>& before) {
     std::vector<Band> bands;
     for (int y = 0; y < picture_->Height(); ++y) {
         if (!picture_->RowHas(y, ink))
@@ -419,10 +419,12 @@ std::vector<ScreenReader::Band> ScreenReader::ReadBands(unsigned ink, std::uint3
         const auto same = std::find_if(before.begin(), before.end(), [&](const Band& other) {
             return other.first == band.first && other.last == band.last;
         });
-        if (same != before.end() && !picture_->Changed(band.first, band.last))
+        if (same != before.end() && !picture_->Changed(band.first, band.last)) {
             band.runs = std::move(same->runs);
-        else
+        } else {
             ReadBand(ink, color, band);
+            ++bandsRead_;
+        }
     }
     return bands;
 }

@@ -42,6 +42,8 @@ class ScreenReader {
     // Returns the runs from top to bottom and left to right; an unsupported depth throws
     // std::invalid_argument. What has not changed since the last call is not read again.
     std::vector<TextRun> Read(const std::uint8_t* pixels, unsigned width, unsigned height, unsigned bits);
+    // How many bands of rows, each of one ink, have been read so far and not taken over as they were.
+    std::size_t BandsRead() const { return bandsRead_; }
 
   private:
     ScreenReader(const std::vector<std::uint8_t>& font, const Options& options);
@@ -63,12 +65,13 @@ class ScreenReader {
     };
 
     void AddGlyph(std::uint16_t code, const std::uint8_t* matrix);
-    std::vector<Band> ReadBands(unsigned ink, std::uint32_t color, std::vector<Band>& before) const;
+    std::vector<Band> ReadBands(unsigned ink, std::uint32_t color, std::vector<Band>& before);
     void ReadBand(unsigned ink, std::uint32_t color, Band& band) const;
 
     Options options_;
     std::unique_ptr<Picture> picture_;      // the last one
     std::vector<std::vector<Band>> bands_;  // what was read in it, by ink
+    std::size_t bandsRead_ = 0;
     // Glyphs by their first two columns, those that begin alike side by side.
     std::unordered_map<std::uint32_t, std::vector<Glyph>> byStart_;
     std::vector<bool> firstColumns_;  // patterns that some glyph begins with

@@ -1,30 +1,10 @@
 #include "simulator/interpose/stepped_execution.h"
 
-#include <sched.h>
-
 #include <algorithm>
 
 namespace k905 {
 
-namespace {
-
-// One thread runs at a time: on one processor the next starts at once, on two it first has to be woken there,
-// which takes several times as long. Where this is not allowed it only goes slower.
-void StayOnThisProcessor() {
-    const int processor = sched_getcpu();
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    if (processor >= 0 && processor < CPU_SETSIZE) {
-        CPU_SET(static_cast<unsigned>(processor), &one);
-        sched_setaffinity(0, sizeof one, &one);
-    }
-}
-
-}  // namespace
-
-SteppedExecution::SteppedExecution(Lock& lock, Timers& timers) : turns_(MakeTurns(lock)), timers_(timers) {
-    StayOnThisProcessor();
-}
+SteppedExecution::SteppedExecution(Lock& lock, Timers& timers) : turns_(MakeTurns(lock)), timers_(timers) {}
 
 // When the next thing happens, and to which waiting thread (null: a timer, or nothing).
 Micros SteppedExecution::NextDue() {

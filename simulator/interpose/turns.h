@@ -1,7 +1,8 @@
 // How one thread of a stepped product hands over to the next. Two ways, which do the same in the same order:
-// the threads carried by one system thread, which goes from stack to stack without the kernel (some tens of
-// nanoseconds), and each on a system thread of its own, woken through the kernel (microseconds; for tools
-// that follow system threads: the thread sanitizer, a debugger that is to show every thread).
+// the threads carried by one system thread, which goes from stack to stack without waking anybody (some tens
+// of nanoseconds; a system call more where a program may not set its thread pointer itself), and each on a
+// system thread of its own, woken through the kernel (microseconds; for the thread sanitizer, and for a
+// debugger that is to show every thread). A thread is made and ended through the kernel either way.
 //
 // The instrument's lock is held at every call and at its return; meanwhile it is free or held by whose turn
 // it is.

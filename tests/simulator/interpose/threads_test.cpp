@@ -51,22 +51,45 @@ TEST_P(ThreadWays, AStackThatOverflowsEndsTheProgram) {
     EXPECT_EQ("overflows", run.Lines().front());
 }
 
-// What a probe leaves of a run of a few seconds.
-std::string WholeRun(const std::string& probe, const std::string& way) {
+TEST_P(ThreadWays, MainLeavesEarlyAndTheOthersGoOn) {
+    ProbeRun run("leaving", "stepped", Threads(GetParam()));
+    EXPECT_EQ(3, run.Finish());
+    EXPECT_THAT(run.Lines(), ElementsAre("first blocks: 1", "main leaves", "main's destructor",
+                                         "first still blocks: 1, handled 1", "first then blocks: 0",
+                                         "first joined: 1", "second 1", "second 2", "second 3"));
+}
+
+// What a probe leaves of a run of a few seconds, one entry for each look at it.
+std::vector<std::string> WholeRun(const std::string& probe, const std::string& way) {
+    SCOPED_TRACE(probe + " " + way);
     ProbeRun run(probe, "stepped", Threads(way));
-    run.Ask({{"do", "trace"}, {"action", "start"}});
-    std::string left;
-    for (const int ms : {0, 7, 37, 300, 2000}) {
-        left += run.Ask({{"do", "advance"}, {"ms", ms}}).dump();
-        left += run.Ask({{"do", "threads"}}).dump();
+    std::vector<std::string> left;
+    const auto ask = [&](const Json& request, const char* content) {
+        const Json reply = run.Ask(request);
+        EXPECT_TRUE(reply.value("ok", false) && !reply.value(content, Json()).empty()) << request << reply;
+        left.push_back(reply.dump());
+        return reply;
+    };
+    ask({{"do", "trace"}, {"action", "start"}}, "recording");
+    bool traced = false;
+    for (const int ms : {1, 7, 36, 300, 2000}) {
+        if (ask({{"do", "until"}, {"exit", true}, {"limit_ms", ms}}, "now_us").value("met", true))
+            break;
+        ask({{"do", "threads"}}, "threads");
+        traced = ask({{"do", "trace"}, {"action", "read"}}, "next").value("next", 0) > 0;
+        ask({{"do", "screenshot"}, {"path", run.StateDir() + "/picture.png"}}, "width");
+        left.push_back(run.ReadFile("picture.png"));
+        EXPECT_FALSE(left.back().empty());
     }
-    left += run.Ask({{"do", "trace"}, {"action", "read"}}).dump();
-    return left + run.ReadFile("console.log") + run.ReadFile("root/mnt/sdcard/order.txt");
+    left.push_back(run.ReadFile("console.log"));
+    EXPECT_TRUE(traced || !left.back().empty()) << "it has done nothing";
+    left.push_back(run.ReadFile("root/mnt/sdcard/order.txt"));
+    return left;
 }
 
 TEST(BothThreadWays, EveryProbeRunsAlike) {
-    for (const char* probe : {"threads", "own", "keypad", "busy", "serial", "files", "signals", "shell",
-                              "screen", "clock", "deadlock", "polling"})
+    for (const char* probe : {"threads", "own", "leaving", "keypad", "busy", "serial", "files", "signals",
+                              "shell", "screen", "clock", "deadlock", "polling", "fallible"})
         EXPECT_EQ(WholeRun(probe, "carried"), WholeRun(probe, "system")) << probe;
 }
 

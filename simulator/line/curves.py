@@ -29,7 +29,7 @@ class Sweep:
     origin: Callable = lambda _: 0.0  # of the models' state: what is added to what is set, for the true value
 
 
-def _rails(name, job, step, limits, side, shown=None):
+def rails(name, job, step, limits, side, shown=None):
     """The supplies of a board at one of their limits."""
     middle = {rail: (low + high) / 2 for rail, (low, high) in limits.items()}
     limit = {rail: pair[side] for rail, pair in limits.items()}
@@ -55,10 +55,10 @@ def _light(wavelength):
 
 
 SWEEPS = (
-    _rails("main board's supplies, low", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 0),
-    _rails("main board's supplies, high", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 1),
-    _rails("module's supplies, low", "module", "OPM voltages", defects.MODULE_LIMITS, 0, _OPM_NAMES),
-    _rails("module's supplies, high", "module", "OPM voltages", defects.MODULE_LIMITS, 1, _OPM_NAMES),
+    rails("main board's supplies, low", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 0),
+    rails("main board's supplies, high", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 1),
+    rails("module's supplies, low", "module", "OPM voltages", defects.MODULE_LIMITS, 0, _OPM_NAMES),
+    rails("module's supplies, high", "module", "OPM voltages", defects.MODULE_LIMITS, 1, _OPM_NAMES),
     _adc("ADC, low", 0.2, -0.15),
     _adc("ADC, high", 0.3, 0.15),
     _light(1310),

@@ -118,7 +118,8 @@ def fit(points):
     rows = [((x - first) / step, side, hits, count) for x, hits, count in points]  # in steps of the grid
     unsure = [x for x, hits, count in points if 0 < hits < count]
     if len(unsure) < 2:  # says nothing of the width
-        bad = [x for x, hits, _ in points if hits == 0]
+        beyond = first - step if side > 0 else points[-1][0] + step  # where none of the points is bad
+        bad = [x for x, hits, _ in points if hits == 0] or [beyond]
         edge = (max(bad) if side > 0 else min(bad)) + side * step / 2
         return Fit(unsure[0] if unsure else edge, 0.0, side, step)
 

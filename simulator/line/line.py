@@ -9,7 +9,6 @@ import signal
 import sys
 import threading
 import time
-import weakref
 from concurrent.futures import FIRST_COMPLETED, ThreadPoolExecutor, wait
 
 import cases
@@ -232,17 +231,19 @@ def run_missing(options, wanted, done):
     progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
     done.clear()  # the file has them; so many specimens take no more memory than few
     stop, interrupted, at_once = threading.Event(), threading.Event(), threading.Event()
-    running = weakref.WeakSet()
+    running = set()
     problems = []
 
     def started(process):
-        running.add(process)
+        with progress.lock:
+            running.difference_update([one for one in running if one.returncode is not None])
+            running.add(process)
         progress.run()
 
     def interrupt(*_):
         if interrupted.is_set():  # the second time nothing is waited for
             at_once.set()
-            for process in list(running):
+            for process in [one for one in list(running) if one.returncode is None]:
                 with contextlib.suppress(ProcessLookupError):
                     os.killpg(process.pid, signal.SIGKILL)
         stop.set()

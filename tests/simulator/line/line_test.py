@@ -153,6 +153,26 @@ class Line(unittest.TestCase):
         self.assertIn("2 results are missing: 2,4; nothing was written", told)
         self.assertFalse(os.path.exists(self.path("part")))
 
+    def test_a_second_break_ends_at_once(self):
+        process = subprocess.Popen(command("--specimens", "1-9", "--jobs", 2, "--out", self.path("a")), stderr=subprocess.PIPE,
+                                   stdout=subprocess.DEVNULL, text=True, env=dict(os.environ, STUB_SECONDS="60"))
+        self.assertIn("0 of 9", process.stderr.readline())
+        time.sleep(0.5)
+        began = time.monotonic()
+        process.send_signal(signal.SIGINT)
+        self.assertIn("ends when what runs is finished", process.stderr.readline())
+        process.send_signal(signal.SIGINT)
+        told = process.communicate(timeout=30)[1]
+        self.assertEqual(130, process.returncode, told)
+        self.assertIn("ends at once", told)
+        self.assertNotIn("status -9", told)
+        self.assertLess(time.monotonic() - began, 20)
+
+    def test_a_program_that_does_not_start_is_not_tried_for_each_specimen(self):
+        told = self.run_line("--specimens", "1-50", "--jobs", 2, "--out", self.path("a"), status=1, program="/nonexistent/k905")
+        self.assertLessEqual(told.count("cannot be started: No such file or directory"), 4)
+        self.assertIn("50 of 50 are missing", told)
+
     def test_repeats_of_a_specimen_differ_in_noise_only(self):
         run = specimen.Runner(K905, 5, "main-board", until="Voltages")
         first, second = (specimen.record_of_steps(run.steps(number))["values"] for number in (0, 1))

@@ -89,17 +89,16 @@ USB = ("USB", "Auto")
 CARD = ("SD card", "Auto")
 
 
-def beside_limits(job, limits, sees, inside, whose=""):
-    """Each rail just outside both limits, those in `inside` just inside them too."""
+def beside_limits(job, limits, sees, whose=""):
+    """Each rail just outside both limits, and just inside them."""
     for rail, (low, high) in limits.items():
         for side, limit, out in (("low", low, -BESIDE), ("high", high, BESIDE)):
             name = f"board.rail.{rail}"
             yield Defect(job, f"{whose}{rail} too {side}", sees, f"{BESIDE_TEXT} outside its limit {limit} V",
                          set={name: round(limit + out, 5)})
-            if rail in inside:
-                yield Defect(job, f"{whose}{rail} almost too {side}", (),
-                             f"{BESIDE_TEXT} inside its limit {limit} V", set={name: round(limit - out, 5)},
-                             inside=True)
+            yield Defect(job, f"{whose}{rail} almost too {side}", (),
+                         f"{BESIDE_TEXT} inside its limit {limit} V",
+                         set={name: round(limit - out, 5)}, inside=True)
 
 
 def dead_rails(job, rails, sees, whose=""):
@@ -113,15 +112,16 @@ def dead_keys():
                      faults={"keypad.dead": key.lower()})
 
 
-def stuck_keys(*keys):
-    for key in keys:
+def stuck_keys():
+    for key in KEYS:
         yield Defect(MAIN_BOARD, f"key {key} stuck", (f"Key {key}",),
                      "reported once, before the key check opens; pressing it changes nothing",
                      faults={"keypad.stuck": key.lower()})
 
 
-def swapped_keys(*pairs):
-    for one, other in pairs:
+def swapped_keys():
+    """Each with the next one."""
+    for one, other in zip(KEYS, KEYS[1:]):
         yield Defect(MAIN_BOARD, f"keys {one} and {other} swapped", (f"Key {one}", f"Key {other}"),
                      "each lights up the other one's picture",
                      faults={"keypad.swapped": [one.lower(), other.lower()]})
@@ -137,18 +137,18 @@ def module(name, sees, why, may=(), **bench):
 
 DEFECTS = (
     # ---- Rails ----
-    *beside_limits(MAIN_BOARD, MAIN_BOARD_LIMITS, VOLTAGES, inside=("TP97", "TP105", "TP114")),
-    *dead_rails(MAIN_BOARD, ("TP97", "TP105", "TP100", "TP68"), VOLTAGES),
-    *beside_limits(MODULE, MODULE_LIMITS, ("OPM voltages",), inside=("TP111",), whose="module: "),
-    *dead_rails(MODULE, ("TP114",), ("OPM voltages",), whose="module: "),
+    *beside_limits(MAIN_BOARD, MAIN_BOARD_LIMITS, VOLTAGES),
+    *dead_rails(MAIN_BOARD, MAIN_BOARD_LIMITS, VOLTAGES),
+    *beside_limits(MODULE, MODULE_LIMITS, ("OPM voltages",), whose="module: "),
+    *dead_rails(MODULE, MODULE_LIMITS, ("OPM voltages",), whose="module: "),
     main_board("TP5 dead", (),
                "not in the table of the thirteen: it would have to be read, and to have limits",
                set={"board.rail.TP5": 0.0}),
 
     # ---- Keys, knob, touch panel ----
     *dead_keys(),
-    *stuck_keys("Menu", "Enter", "Knob"),
-    *swapped_keys(("F1", "F2"), ("Left", "Right"), ("Realt", "Avg")),
+    *stuck_keys(),
+    *swapped_keys(),
     main_board("knob dead", KNOB, "neither arrow flashes", faults={"keypad.knob": "dead"}),
     main_board("knob dead clockwise", KNOB[:1], "Clock does not flash",
                faults={"keypad.knob": "clockwise dead"}),
@@ -157,6 +157,8 @@ DEFECTS = (
     main_board("knob reversed", KNOB, "the other arrow flashes", faults={"keypad.knob": "reversed"}),
     main_board("keypad not there", tuple(f"Key {key}" for key in KEYS) + KNOB, "no node, no keys",
                faults={"keypad.missing": True}),
+    main_board("touch panel not there", ("Start",), "the program ends: no screen",
+               faults={"touch.missing": True}),
     main_board("touch panel 60 pixels off", ("Main board",),
                "icons are 80 pixels wide: the touch falls beside", faults={"touch.offset": [60, 60]}),
     main_board("touch panel 8 pixels off", (),

@@ -332,7 +332,7 @@ class Line(unittest.TestCase):
 
     # ---- Defects ----
 
-    ROWS = ("TP97 too low", "TP97 almost too high", "key F1 dead", "keys Left and Right swapped", "knob dead clockwise", "EEPROM data line 7 low",
+    ROWS = ("TP97 too low", "TP97 almost too high", "key F1 dead", "keys Left and Enter swapped", "knob dead clockwise", "EEPROM data line 7 low",
             "touch panel with dead rows", "USB port dead", "DDR not ready", "ADC 0.1 V low", "module: ADC open", "laser 10 dB weak",
             "amplifier channel 6303 dead")
 

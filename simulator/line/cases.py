@@ -43,11 +43,6 @@ def by_name(rows, name):
     return next(row for row in rows if row.name == name)
 
 
-def both(bench, more):
-    """Two benches, of which the second goes before the first."""
-    return {kind: {**bench.get(kind, {}), **more.get(kind, {})} for kind in ("set", "faults")}
-
-
 def chosen(rows, settings):
     """Those of the job, and of the name that is asked for."""
     only, job = settings["only"], settings["job"]
@@ -61,7 +56,7 @@ def plan(numbers, settings):
     if settings["curves"]:
         cases += [Case(CURVE + row.name, numbers[0], 0, row.job, bench, row.step) for row in chosen(curves.SWEEPS, settings)]
     if settings["defects"]:
-        cases += [Case(DEFECT + row.name, numbers[0], 0, row.job, both(bench, {"set": row.set, "faults": row.faults}))
+        cases += [Case(DEFECT + row.name, numbers[0], 0, row.job, specimen.both(bench, {"set": row.set, "faults": row.faults}))
                   for row in chosen(defects.DEFECTS, settings)]
     return cases
 

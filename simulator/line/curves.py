@@ -8,7 +8,7 @@ import re
 from dataclasses import dataclass
 from typing import Callable, Dict, Optional
 
-import defects
+from measurements import MAIN_BOARD_LIMITS, MODULE_LIMITS, MODULE_NAMES
 
 HALVINGS = 12  # of the range, until the change of the verdict is found
 CERTAIN = 8  # runs that agree, beyond which a verdict counts as certain
@@ -38,7 +38,6 @@ def rails(name, job, step, limits, side, shown=None):
                  middle, {rail: limit[rail] + 0.2 * (limit[rail] - middle[rail]) for rail in limits}, limit)
 
 
-_OPM_NAMES = {"TP109": "TP18", "TP111": "TP16", "TP114": "TP17"}
 _ADC = "ADC"
 
 
@@ -55,10 +54,10 @@ def _light(wavelength):
 
 
 SWEEPS = (
-    rails("main board's supplies, low", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 0),
-    rails("main board's supplies, high", "main-board", "Voltages", defects.MAIN_BOARD_LIMITS, 1),
-    rails("module's supplies, low", "module", "OPM voltages", defects.MODULE_LIMITS, 0, _OPM_NAMES),
-    rails("module's supplies, high", "module", "OPM voltages", defects.MODULE_LIMITS, 1, _OPM_NAMES),
+    rails("main board's supplies, low", "main-board", "Voltages", MAIN_BOARD_LIMITS, 0),
+    rails("main board's supplies, high", "main-board", "Voltages", MAIN_BOARD_LIMITS, 1),
+    rails("module's supplies, low", "module", "OPM voltages", MODULE_LIMITS, 0, MODULE_NAMES),
+    rails("module's supplies, high", "module", "OPM voltages", MODULE_LIMITS, 1, MODULE_NAMES),
     _adc("ADC, low", 0.2, -0.15),
     _adc("ADC, high", 0.3, 0.15),
     _light(1310),

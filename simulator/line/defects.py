@@ -31,6 +31,8 @@ import sys
 from dataclasses import dataclass, field
 from pathlib import Path
 
+from measurements import MAIN_BOARD_LIMITS, MODULE_LIMITS
+
 MAIN_BOARD, MODULE = "main-board", "module"
 
 
@@ -51,27 +53,6 @@ KEYS = ("Menu", "F1", "F2", "F3", "F4", "F5", "Esc", "File", "Scale", "Setup", "
         "Down", "Realt", "Knob", "Avg")
 KNOB = ("Knob clockwise", "Knob anticlockwise")
 
-# Volts, exclusive. The module's test points are those of the rails that feed it.
-MAIN_BOARD_LIMITS = {
-    "TP97": (1.01909, 1.12636),
-    "TP103": (0.97251, 1.07488),
-    "TP109": (1.00235, 1.10786),
-    "TP105": (0.95, 1.05),
-    "TP107": (0.98315, 1.08664),
-    "TP113": (0.98315, 1.08664),
-    "TP100": (0.95311, 1.05344),
-    "TP99": (0.96259, 1.06391),
-    "TP57": (1.00235, 1.10786),
-    "TP24": (1.00235, 1.10786),
-    "TP114": (0.93373, 1.14123),
-    "TP36": (0.93373, 1.14123),
-    "TP68": (0.93373, 1.14123),
-}
-MODULE_LIMITS = {
-    "TP109": (1.0023469, 1.1078570),
-    "TP111": (0.98560506, 1.0893530),
-    "TP114": (0.98560596, 1.0893539),
-}
 BESIDE, BESIDE_TEXT = 0.003, "3 mV"  # volts
 
 # What follows from a failed step.

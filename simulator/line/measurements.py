@@ -7,6 +7,30 @@ from dataclasses import dataclass
 from typing import Callable, Optional
 
 
+# Volts, exclusive. The module's test points are those of the rails that feed it.
+MAIN_BOARD_LIMITS = {
+    "TP97": (1.01909, 1.12636),
+    "TP103": (0.97251, 1.07488),
+    "TP109": (1.00235, 1.10786),
+    "TP105": (0.95, 1.05),
+    "TP107": (0.98315, 1.08664),
+    "TP113": (0.98315, 1.08664),
+    "TP100": (0.95311, 1.05344),
+    "TP99": (0.96259, 1.06391),
+    "TP57": (1.00235, 1.10786),
+    "TP24": (1.00235, 1.10786),
+    "TP114": (0.93373, 1.14123),
+    "TP36": (0.93373, 1.14123),
+    "TP68": (0.93373, 1.14123),
+}
+MODULE_LIMITS = {
+    "TP109": (1.0023469, 1.1078570),
+    "TP111": (0.98560506, 1.0893530),
+    "TP114": (0.98560596, 1.0893539),
+}
+MODULE_NAMES = {"TP109": "TP18", "TP111": "TP16", "TP114": "TP17"}  # as the module's screen calls them
+
+
 @dataclass(frozen=True)
 class Measurement:
     step: str
@@ -53,24 +77,10 @@ def _optics(key):
 _BELOW_BREAKDOWN = 15  # codes: the first APD setting below the breakdown at 0 degrees
 
 MEASUREMENTS = [
-    _rail("Voltages", "TP97", 1.01909, 1.12636),
-    _rail("Voltages", "TP103", 0.97251, 1.07488),
-    _rail("Voltages", "TP109", 1.00235, 1.10786),
-    _rail("Voltages", "TP105", 0.95, 1.05),
-    _rail("Voltages", "TP107", 0.98315, 1.08664),
-    _rail("Voltages", "TP113", 0.98315, 1.08664),
-    _rail("Voltages", "TP100", 0.95311, 1.05344),
-    _rail("Voltages", "TP99", 0.96259, 1.06391),
-    _rail("Voltages", "TP57", 1.00235, 1.10786),
-    _rail("Voltages", "TP24", 1.00235, 1.10786),
-    _rail("Voltages", "TP114", 0.93373, 1.14123),
-    _rail("Voltages", "TP36", 0.93373, 1.14123),
-    _rail("Voltages", "TP68", 0.93373, 1.14123),
+    *(_rail("Voltages", rail, *limits) for rail, limits in MAIN_BOARD_LIMITS.items()),
     Measurement("ADC", "ADC", "V", r"OK! result = (-?[0-9.]+)", _optics("dark_volts"), 0.2, 0.3),
     Measurement("Battery", "battery level", "%", r"^battery level = ([0-9]+)%", lambda state, _: state["power"]["level"]),
-    _rail("OPM voltages", "TP18", 1.0023469, 1.1078570, "TP109"),
-    _rail("OPM voltages", "TP16", 0.98560506, 1.0893530, "TP111"),
-    _rail("OPM voltages", "TP17", 0.98560596, 1.0893539, "TP114"),
+    *(_rail("OPM voltages", MODULE_NAMES[rail], *limits, rail) for rail, limits in MODULE_LIMITS.items()),
     Measurement("Temperature", "temperature", "degrees", r"^Temperature = (-?[0-9.]+)", lambda state, _: state["optic"]["temperature"]),
     *_loop("Adjust APD", "APD", (45.0, 40.0, 35.0, 30.0, 25.0), 0.1),
     *_loop("Adjust VDD", "VDD", (3.0, 2.5, 2.0, 1.5), 0.05),

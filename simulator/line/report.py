@@ -69,6 +69,9 @@ def table(head, rows):
     return f"<table><thead><tr>{cells}</tr></thead>" + "".join(f"<tr>{line}</tr>\n" for line in lines) + "</table>\n"
 
 
+FOUND = ("codes", "codes a degree", "samples")  # units of what a calibration finds
+
+
 class Value:
     """One measured value over all specimens and runs."""
 
@@ -80,11 +83,12 @@ class Value:
     def values(self):
         return [row[2] for row in self.rows]
 
+    def known(self):
+        return [row for row in self.rows if row[3] is not None]
+
     def errors(self):
-        """Of a calibration: truth - target where it had one; else of the measuring: value - truth."""
-        if self.target is not None:
-            return [row[3] - self.target for row in self.rows]
-        return [row[2] - row[3] for row in self.rows if row[3] is not None]
+        """Of the known rows. Of a calibration: truth - target where it had one; else of the measuring: value - truth."""
+        return [row[2] - row[3] if self.target is None else row[3] - self.target for row in self.known()]
 
     def judged(self):
         """What is held against the limits: the reading; of an adjustment what it reached, as its loop ends at any reading within them."""
@@ -92,11 +96,7 @@ class Value:
 
     def error_name(self):
         """A calibration finds, a check reads."""
-        return "true - target" if self.target is not None else ("found" if "Adjust" in self.step or "APD" in self.step or "offset" in self.name
-                                                               else "read") + " - true"
-
-    def has_truth(self):
-        return any(row[3] is not None for row in self.rows)
+        return "true - target" if self.target is not None else ("found" if self.unit in FOUND else "read") + " - true"
 
 
 def collect(done):
@@ -240,10 +240,10 @@ def wrong_verdicts(values):
     """Where the models know better than the verdict."""
     rows = []
     for value in values:
-        if value.low is None or not value.has_truth():
+        if value.low is None or not value.known():
             continue
-        bad = [row for row in value.rows if not value.low <= row[3] <= value.high]
-        good = [row for row in value.rows if value.low <= row[3] <= value.high]
+        bad = [row for row in value.known() if not value.low <= row[3] <= value.high]
+        good = [row for row in value.known() if value.low <= row[3] <= value.high]
         rows.append((value.name, len(bad), sum(row[4] for row in bad), len(good), sum(not row[4] for row in good)))
     told = [row for row in rows if row[2] or row[4]]
     text = f"<p>Of {len(rows)} values, {len(told)} had a verdict that the truth contradicts.</p>"
@@ -254,11 +254,11 @@ def wrong_verdicts(values):
 def truths(values):
     rows = []
     for value in values:
-        if value.has_truth():
-            errors = value.errors()
-            worst = max(value.rows, key=lambda row: abs(row[3] - value.target if value.target is not None else row[2] - row[3]))
+        errors = value.errors()
+        if errors:
+            largest, worst = max(zip(errors, value.known()), key=lambda pair: abs(pair[0]))
             rows.append([html.escape(value.name), value.error_name(), number(figures.mean(errors), 3), number(figures.deviation(errors), 3),
-                         number(max(errors, key=abs), 3), html.escape(value.unit), f"<code>./run --seed {worst[0]}</code>"])
+                         number(largest, 3), html.escape(value.unit), f"<code>./run --seed {worst[0]}</code>"])
     return table(["value", "error", "mean", "deviation", "largest", "unit", "its specimen"], rows)
 
 
@@ -318,7 +318,7 @@ def curve_plot(sweep, fits):
         side = next(iter(fits.values()))[1].side
         if width:
             grid = [edge * (i / 100 - 1) for i in range(201)]
-            axes.plot(grid, [100 * figures.Fit(0.0, scale * width, side, ()).good(x) for x in grid], color=GREY, linewidth=1)
+            axes.plot(grid, [100 * figures.Fit(0.0, scale * width, side, 0.0).good(x) for x in grid], color=GREY, linewidth=1)
         axes.set_xlabel(f"true value, from the middle of the curve, {unit}")
         axes.set_ylabel("good, %")
 
@@ -392,8 +392,8 @@ def page(settings, everything):
         parts += ["<h2>Repeatability</h2><p>The same specimens measured again, with other noise: what part of the tolerance the"
                   " measuring itself uses.</p>", repeats(values)]
     if any(record["case"].startswith(cases.CURVE) for record in everything):
-        parts += ["<h2>Operating curves</h2><p>One specimen, its true value moved through the limit. Grey zone: from 99 % good to 1 %. Guard band (and the one-sided 95 % bound of it): how far"
-                  " the program's limit would have to be moved inwards, so that one that is truly at the limit passes in 1 of 10 000 cases at"
+        parts += ["<h2>Operating curves</h2><p>One specimen, its true value moved through the limit. Grey zone: from 99 % good to 1 %."
+                  " Guard band (and the one-sided 95 % bound of it): how far the program's limit would have to be moved inwards, so that one that is truly at the limit passes in 1 of 10 000 cases at"
                   " most. The light paths' true value is the laser's lack of power; their limit is in another unit, so that the guard band is"
                   " from the middle of the curve.</p>",
                   operating(everything)]

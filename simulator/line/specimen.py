@@ -9,6 +9,11 @@ from records import LineError
 SECONDS = 600  # of real time; what takes longer hangs
 
 
+def both(bench, more):
+    """Two benches, of which the second goes before the first."""
+    return {kind: {**bench.get(kind, {}), **more.get(kind, {})} for kind in ("set", "faults")}
+
+
 class Runner:
     """Runs a specimen's job, again and again if wanted. `started` is called with each process."""
 
@@ -18,7 +23,7 @@ class Runner:
 
     def start(self, run, more):
         """Bench in force before the program starts. Another run of a specimen has other noise."""
-        start = {kind: {**self.bench.get(kind, {}), **more.get(kind, {})} for kind in ("set", "faults")}
+        start = both(self.bench, more)
         if run:
             start["set"]["noise.seed"] = (self.specimen + run * 0x9E3779B9) & 0xFFFFFFFF
         return start

@@ -1,6 +1,5 @@
 // Faults of the optical module: its drivers, FPGA, converters and optics.
 #include <algorithm>
-#include <functional>
 #include <iterator>
 #include <optional>
 #include <utility>

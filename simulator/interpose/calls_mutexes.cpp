@@ -32,7 +32,7 @@ class HostWait {
 timespec HostTime(Call& call, clockid_t clock, Micros until) {
     timespec time = {};
     Real().clock_gettime(clock, &time);
-    const std::int64_t nanoseconds = time.tv_nsec + call->PacedRun()->RealUntil(until);
+    const std::int64_t nanoseconds = time.tv_nsec + call->PacedRun()->Clock().RealUntil(until);
     time.tv_sec += static_cast<time_t>(nanoseconds / 1'000'000'000);
     time.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
     return time;

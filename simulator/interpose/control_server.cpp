@@ -46,7 +46,10 @@ void ControlServer::Listen() {
 void ControlServer::Start() {
     SetOutsideSignalEvent(event_);
     if (machine_.SteppedRun() != nullptr)
-        machine_.SteppedRun()->OnFrozen([this] { Poke(); });
+        machine_.SteppedRun()->OnFrozen([this] {
+            controller_.StandsStill();
+            Poke();
+        });
     else
         machine_.onTimerSet = [this] { Poke(); };
     // The product's signals are the product's: this thread takes none.

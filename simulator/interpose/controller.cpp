@@ -6,6 +6,7 @@
 #include "simulator/interpose/real_time.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
+#include "simulator/models/host_file.h"
 
 namespace k905 {
 
@@ -18,6 +19,17 @@ constexpr Micros kLongestLook = 10'000'000;
 // A thread that has not entered the system for this long in real time, while a client waits, will not do so.
 constexpr std::int64_t kHungSeconds = 30;
 constexpr Micros kLongest = 1'000'000'000'000;  // of virtual time that can be asked for at once
+
+// So long, in real time, a running thread may take to enter the system.
+constexpr std::int64_t kSettleNs = kRealSecond / 2;
+
+// Whether a request is something that the instrument can feel.
+bool IsInput(const std::string& name, const Controller::Json& request) {
+    static const std::set<std::string> kInputs = {"key",   "knob",      "touch", "set",
+                                                  "fault", "fail_call", "stop",  "power_cut"};
+    return kInputs.count(name) != 0 ||
+           (name == "bench" && (request.contains("set") || request.contains("faults")));
+}
 
 // Virtual milliseconds of a request, which must be there.
 Micros Milliseconds(const Controller::Json& request, const char* name) {
@@ -71,13 +83,50 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
         const auto found = handlers.find(name);
         if (found == handlers.end())
             return Error("unknown command \"" + name + "\"");
+        const bool input = IsInput(name, request);
+        const bool settled = input && Settle();
         std::optional<Json> reply = found->second();
         if (reply && !reply->contains("ok"))
             (*reply)["ok"] = true;
+        if (input && (*reply)["ok"] == true)
+            Record(request, settled);
         return reply;
     } catch (const std::exception& exception) {
         return Error(exception.what());
     }
+}
+
+// What comes from outside comes while a stepped instrument stands still: at a moment that a replay finds
+// again. False where it cannot, since the product computes without end.
+bool Controller::Settle() {
+    SteppedExecution* stepped = machine_.SteppedRun();
+    if (stepped == nullptr)
+        return false;
+    const std::int64_t begin = RealNow();
+    Guard guard(machine_.lock);
+    while (!stepped->Frozen()) {
+        if (stepped->Limit() == kNever || RealNow() - begin > kSettleNs)
+            return false;
+        stepped->Hold();
+        guard.unlock();
+        still_.TakeFor(kSettleNs / 10);
+        guard.lock();
+    }
+    return true;
+}
+
+// Keeps what has come from outside, with its time. A file that is complete at any moment; the world stands
+// still, so it may take its time.
+void Controller::Record(const Json& request, bool settled) {
+    Guard guard(machine_.lock);
+    const SteppedExecution* stepped = machine_.SteppedRun();
+    if (stepped == nullptr || stepped->Limit() == kNever)
+        return;  // paced, or about to end by itself: nothing that a replay could find again
+    live_.Hurry();
+    Json line = {{"at_us", machine_.Now()}, {"request", request}};
+    if (!settled)
+        line["unsettled"] = true;
+    host::AppendFile(machine_.Configuration().instrument.stateDir + "/session.jsonl", line.dump() + "\n");
 }
 
 std::optional<Controller::Json> Controller::Advance(int client, const Json& request) {
@@ -85,7 +134,8 @@ std::optional<Controller::Json> Controller::Advance(int client, const Json& requ
     Motion motion;
     motion.client = client;
     progressSince_ = RealNow();
-    motion.limit = motion.nextLook = machine_.Now() + Milliseconds(request, "ms");
+    motion.limit = motion.nextLook = request.contains("to_us") ? request["to_us"].get<Micros>()
+                                                               : machine_.Now() + Milliseconds(request, "ms");
     motions_.push_back(std::move(motion));
     return std::nullopt;
 }
@@ -193,27 +243,31 @@ std::vector<std::pair<int, Controller::Json>> Controller::Proceed() {
         return replies;
     }
     replies = FinishMotions();
-    if (stepped == nullptr || motions_.empty() || stepped->Limit() == kNever)
+    const bool live = live_.Factor() != 0;
+    if (stepped == nullptr || stepped->Limit() == kNever || (motions_.empty() && !live))
         return replies;
-    Micros next = kNever;
+    const Micros now = stepped->Now();
+    Micros next = live ? live_.Allowed(*stepped) : kNever;
+    if (live && next == now)
+        return replies;
     for (const Motion& motion : motions_)
         next = std::min(next, stepped->NothingDue() ? motion.limit : motion.nextLook);
     progressSince_ = RealNow();
-    stepped->Grant(std::max(next, stepped->Now()));
+    stepped->Grant(std::max(next, now));
     return replies;
 }
 
 std::int64_t Controller::Pause() {
     Guard guard(machine_.lock);
-    const PacedExecution* paced = machine_.PacedRun();
-    if (paced == nullptr) {
-        const bool lifted = machine_.SteppedRun()->Limit() == kNever;
-        return lifted && !motions_.empty() ? kRealSecond / 50 : kRealSecond;
+    if (SteppedExecution* stepped = machine_.SteppedRun()) {
+        if (stepped->Limit() == kNever)
+            return motions_.empty() ? kRealSecond : kRealSecond / 50;
+        return live_.Factor() != 0 && stepped->Frozen() ? live_.RealPause(*stepped) : kRealSecond;
     }
     Micros next = machine_.timers.Next();
     for (const Motion& motion : motions_)
         next = std::min(next, motion.nextLook);
-    const std::int64_t pause = paced->RealUntil(next);
+    const std::int64_t pause = machine_.PacedRun()->Clock().RealUntil(next);
     // Looking at the screen more often than this would only heat the host.
     return motions_.empty() ? pause : std::max(pause, kRealSecond / 100);
 }
@@ -241,8 +295,10 @@ void Controller::ClientGone(int client) {
                    motions_.end());
 }
 
-// The product is to end by itself, so nothing holds its time any more. Lock held.
-void Controller::Lift() {
+// From here on the product is to end by itself, so nothing holds its time any more.
+void Controller::Terminate(int signal) {
+    Guard guard(machine_.lock);
+    machine_.SendSignal(signal);
     if (SteppedExecution* stepped = machine_.SteppedRun())
         stepped->Grant(kNever);
 }
@@ -251,13 +307,16 @@ void Controller::DeliverOutsideSignals() {
     const std::uint64_t signals = TakeOutsideSignals();
     if (signals == 0)
         return;
-    Guard guard(machine_.lock);
     for (int signal = 1; signal < 64; ++signal) {
         if ((signals >> signal & 1) == 0)
             continue;
-        machine_.SendSignal(signal);
-        if (signal == SIGTERM || signal == SIGINT)
-            Lift();
+        if (signal == SIGTERM || signal == SIGINT) {
+            Record({{"do", "stop"}}, Settle());
+            Terminate(signal);
+        } else {
+            Guard guard(machine_.lock);
+            machine_.SendSignal(signal);
+        }
     }
 }
 

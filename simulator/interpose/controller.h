@@ -9,7 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "simulator/interpose/live_time.h"
 #include "simulator/interpose/machine.h"
+#include "simulator/interpose/parking_place.h"
 #include "simulator/interpose/screen_image.h"
 #include "simulator/interpose/screen_text.h"
 
@@ -25,8 +27,11 @@ class Controller {
     // from Proceed. Never throws: what is wrong with a request is told in its reply.
     std::optional<Json> Do(int client, const Json& request);
 
-    // Goes on with requests that take time; call when the world has come to stand still, and in paced mode as
-    // often as Pause tells. Replies that are now due, with the client each is for.
+    // The world has come to stand still. From any thread, with the lock held; then call Proceed.
+    void StandsStill() { still_.Give(); }
+    // Goes on with requests that take time, and with time itself while it is live; call when the world has
+    // come to stand still, and as often as Pause tells. Replies that are now due, with the client each is
+    // for.
     std::vector<std::pair<int, Json>> Proceed();
     // Real nanoseconds after which Proceed is to be called again, at most one second.
     std::int64_t Pause();
@@ -85,6 +90,9 @@ class Controller {
     std::string SetQuantity(const std::string& name, const Json& value);
     Json BenchNow();
 
+    bool Settle();
+    void Record(const Json& request, bool settled);
+
     bool IsMet(Motion& motion);
     bool Shows(const std::string& text);
     ScreenReader& Reader();
@@ -92,11 +100,13 @@ class Controller {
     Json MotionReply(const Motion& motion, bool met);
     std::vector<std::pair<int, Json>> FinishMotions();
     std::set<int> TraceThreads(const Json& wanted) const;
-    void Lift();
+    void Terminate(int signal);
 
     Machine& machine_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
+    LiveTime live_;  // stepped only
+    ParkingPlace still_;
     ScreenCopy screen_;               // of a look that is over: the next one copies only what differs
     Json settings_ = Json::object();  // quantities that somebody has set, by name
     std::function<void()> afterReply_;

@@ -67,6 +67,10 @@ Json Rectangle(const Area& area) {
     return {{"x", area.x}, {"y", area.y}, {"w", area.width}, {"h", area.height}};
 }
 
+Json SpeedOf(double factor) {
+    return factor == LiveTime::kAsFastAsPossible ? Json("max") : Json(factor);
+}
+
 std::string TimeText(Micros time) {
     char text[32];
     snprintf(text, sizeof text, "%10.6f", static_cast<double>(time) / 1e6);
@@ -83,15 +87,10 @@ Json Controller::Hello() {
                   {"seed", options.instrument.seed},
                   {"bits", options.instrument.bits},
                   {"pid", getpid()}};
-    if (const PacedExecution* paced = machine_.PacedRun()) {
-        reply["speed"] = options.speed;
-        reply["paused"] = paced->Factor() == 0;
-        if (paced->Factor() != 0)
-            reply["speed"] = paced->Factor();
-    } else {
-        reply["speed"] = 0;
-        reply["paused"] = machine_.SteppedRun()->Frozen();
-    }
+    const PacedExecution* paced = machine_.PacedRun();
+    const double factor = paced != nullptr ? paced->Clock().Factor() : live_.Factor();
+    reply["paused"] = factor == 0 && (paced != nullptr || machine_.SteppedRun()->Frozen());
+    reply["speed"] = paced != nullptr && factor == 0 ? Json(options.speed) : SpeedOf(factor);
     return reply;
 }
 
@@ -255,15 +254,20 @@ Json Controller::Fault(const Json& request) {
 }
 
 Json Controller::Speed(const Json& request) {
-    Guard guard(machine_.lock);
     PacedExecution* paced = machine_.PacedRun();
-    if (paced == nullptr)
-        return Result("a stepped instrument has no speed; use advance and until");
-    const double factor = request.at("factor").get<double>();
-    if (!(factor == 0 || (factor >= 0.01 && factor <= 1000)))
-        return Result("factor is 0 (hold) or 0.01 to 1000");
-    paced->SetFactor(factor);
-    return {{"speed", factor}, {"now_us", machine_.Now()}};
+    const Json& wanted = request.at("factor");
+    const bool fast = wanted == "max" && paced == nullptr;
+    const double factor = fast ? LiveTime::kAsFastAsPossible : wanted.is_number() ? wanted.get<double>() : -1;
+    if (!fast && factor != 0 && !(factor >= 0.01 && factor <= 1000))
+        return Result(std::string("factor is 0 (hold), 0.01 to 1000") +
+                      (paced == nullptr ? " or \"max\" (as fast as possible)" : ""));
+    Settle();
+    Guard guard(machine_.lock);
+    if (paced != nullptr)
+        paced->SetFactor(factor);
+    else
+        live_.SetFactor(factor, machine_.Now());
+    return {{"speed", SpeedOf(factor)}, {"now_us", machine_.Now()}};
 }
 
 std::set<int> Controller::TraceThreads(const Json& wanted) const {
@@ -345,11 +349,7 @@ Json Controller::FailCall(const Json& request) {
 }
 
 Json Controller::Stop() {
-    afterReply_ = [this] {
-        Guard guard(machine_.lock);
-        machine_.SendSignal(SIGTERM);
-        Lift();
-    };
+    afterReply_ = [this] { Terminate(SIGTERM); };
     return Json::object();
 }
 

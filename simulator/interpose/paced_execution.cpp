@@ -2,33 +2,14 @@
 
 #include <algorithm>
 
-#include "simulator/interpose/real_time.h"
-
 namespace k905 {
 
 PacedExecution::PacedExecution(Lock& lock, ThreadTable& threads, double factor)
-    : lock_(lock), threads_(threads), factor_(factor), realStart_(RealNow()) {}
-
-Micros PacedExecution::Now() const {
-    return virtualStart_ +
-           static_cast<Micros>(static_cast<double>(RealNow() - realStart_) / 1000.0 * factor_);
-}
+    : lock_(lock), threads_(threads), clock_(factor) {}
 
 void PacedExecution::SetFactor(double factor) {
-    virtualStart_ = Now();
-    realStart_ = RealNow();
-    factor_ = factor;
+    clock_.Set(factor, clock_.Now());
     DevicesChanged();
-}
-
-std::int64_t PacedExecution::RealUntil(Micros time) const {
-    const Micros now = Now();
-    if (time <= now)
-        return 0;
-    const double nanoseconds = static_cast<double>(time - now) * 1000.0;
-    if (nanoseconds >= static_cast<double>(kRealSecond) * factor_)
-        return kRealSecond;
-    return static_cast<std::int64_t>(nanoseconds / factor_) + 1;
 }
 
 Wake PacedExecution::Wait(ProductThread& self, const Waiting& waiting) {
@@ -53,7 +34,7 @@ Wake PacedExecution::Wait(ProductThread& self, const Waiting& waiting) {
         }
         if (waiting.until <= now)
             break;
-        const std::int64_t timeout = RealUntil(std::min(ready, waiting.until));
+        const std::int64_t timeout = clock_.RealUntil(std::min(ready, waiting.until));
         lock_.unlock();
         self.parking.TakeFor(timeout);
         lock_.lock();

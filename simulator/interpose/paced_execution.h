@@ -4,6 +4,7 @@
 #include "simulator/interpose/execution.h"
 #include "simulator/interpose/lock.h"
 #include "simulator/interpose/thread_table.h"
+#include "simulator/interpose/wall_clock.h"
 
 namespace k905 {
 
@@ -11,15 +12,12 @@ class PacedExecution final : public Execution {
   public:
     PacedExecution(Lock& lock, ThreadTable& threads, double factor);
 
+    const WallClock& Clock() const { return clock_; }
     // Factor at which time passes from now on; 0 holds it.
     void SetFactor(double factor);
-    double Factor() const { return factor_; }
-    // Real nanoseconds until the virtual time given, at most one second (a speed change or a signal may
-    // come).
-    std::int64_t RealUntil(Micros time) const;
 
     bool Stepped() const override { return false; }
-    Micros Now() const override;
+    Micros Now() const override { return clock_.Now(); }
     void Charge(ProductThread&, Micros) override {}
     Wake Wait(ProductThread& self, const Waiting& waiting) override;
     void Give(ProductThread& thread) override;
@@ -33,9 +31,7 @@ class PacedExecution final : public Execution {
   private:
     Lock& lock_;
     ThreadTable& threads_;
-    double factor_;
-    Micros virtualStart_ = 0;
-    std::int64_t realStart_;  // nanoseconds of the host's monotonic clock
+    WallClock clock_;
 };
 
 }  // namespace k905

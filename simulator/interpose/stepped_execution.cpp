@@ -106,9 +106,13 @@ bool SteppedExecution::Quiet() const {
     return running_ == nullptr && ready_.empty();
 }
 
-bool SteppedExecution::NothingDue() {
+Micros SteppedExecution::NextEvent() {
     nextDueKnown_ = false;
-    return Quiet() && NextDue() == kNever;
+    return Quiet() ? NextDue() : now_;
+}
+
+bool SteppedExecution::NothingDue() {
+    return NextEvent() == kNever;
 }
 
 bool SteppedExecution::Stuck() {

@@ -26,10 +26,14 @@ class SteppedExecution final : public Execution {
     // Lets time run to the limit (kNever: without one) and the threads with it.
     void Grant(Micros limit);
     Micros Limit() const { return limit_; }
+    // The world is to come to stand still at once: at the next entry of the running thread into the system.
+    void Hold() { limit_ = now_; }
     // True while nothing moves: the limit is reached, or nobody can ever run again.
     bool Frozen() const { return frozen_; }
     // True when every thread waits, so that only time or input can go on.
     bool Quiet() const;
+    // When something happens next: at once while a thread can run; kNever when only input can go on.
+    Micros NextEvent();
     // True when every thread waits and no time will ever end any of the waits; input may.
     bool NothingDue();
     // True when input cannot either: a deadlock.

@@ -32,6 +32,15 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
     return true;
 }
 
+bool Write(const std::string& path, int how, const std::string& content) {
+    const int fd = OpenRaw(path, O_WRONLY | O_CREAT | how | O_NOFOLLOW, 0644);
+    if (fd < 0)
+        return false;
+    const bool whole = WriteAll(fd, content.data(), content.size());
+    Close(fd);
+    return whole;
+}
+
 }  // namespace
 
 bool Exists(const std::string& path) {
@@ -75,12 +84,11 @@ bool ReadFile(const std::string& path, std::string& content) {
 }
 
 bool WriteFile(const std::string& path, const std::string& content) {
-    const int fd = OpenRaw(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0644);
-    if (fd < 0)
-        return false;
-    const bool whole = WriteAll(fd, content.data(), content.size());
-    Close(fd);
-    return whole;
+    return Write(path, O_TRUNC, content);
+}
+
+bool AppendFile(const std::string& path, const std::string& content) {
+    return Write(path, O_APPEND, content);
 }
 
 bool Rename(const std::string& from, const std::string& to) {

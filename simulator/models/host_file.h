@@ -16,6 +16,7 @@ bool IsDirectory(const std::string& path);
 bool MakeDirectories(const std::string& path);  // with parents; true when it is there afterwards
 bool ReadFile(const std::string& path, std::string& content);
 bool WriteFile(const std::string& path, const std::string& content);  // never through a symbolic link
+bool AppendFile(const std::string& path, const std::string& content);
 bool Rename(const std::string& from, const std::string& to);
 bool Remove(const std::string& path);  // file or link
 bool Symlink(const std::string& target, const std::string& path);

@@ -69,7 +69,8 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
         environment["K905_STATE"] = stateDir_;
         environment["K905_APP"] = options.build.app;
         environment["K905_MODE"] = options.stepped ? "stepped" : "paced";
-        environment["K905_SPEED"] = Number(options.speed);
+        if (!options.stepped)
+            environment["K905_SPEED"] = Number(options.speed);
         environment["K905_SEED"] = std::to_string(options.seed);
         environment["K905_BITS"] = std::to_string(options.bits);
         process_ = std::make_unique<Process>(options.build.program, stateDir_ + "/console.log", environment);
@@ -113,8 +114,12 @@ void Bench::PrepareState(const BenchOptions& options) {
         throw BenchError(stateDir_ + ": another instrument is running in this state folder");
     for (const char* leftover : {"/control.sock", "/console.log", "/start.json"})
         fs::remove(stateDir_ + leftover);
+    if (options.files)
+        LayOut(*options.files, stateDir_);
     if (!options.start.is_null())
         std::ofstream(stateDir_ + "/start.json") << options.start.dump(2) << '\n';
+    if (options.stepped)
+        KeepPowerOn(stateDir_, options.seed, options.bits, options.start, options.sameSession);
 }
 
 void Bench::Connect(const BenchOptions& options) {
@@ -135,6 +140,8 @@ void Bench::Connect(const BenchOptions& options) {
     const std::string mode = options.stepped ? "stepped" : "paced";
     if (hello.value("mode", "") != mode)
         throw BenchError("the simulator runs in mode '" + hello.value("mode", "") + "' instead of " + mode);
+    if (options.stepped && options.speed != 0)
+        Request({{"do", "speed"}, {"factor", options.speed}});
 }
 
 nlohmann::json Bench::Ask(const nlohmann::json& request) {

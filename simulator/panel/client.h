@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "simulator/panel/control_client.h"
 #include "simulator/panel/process.h"
 #include "simulator/panel/screen_view.h"
+#include "simulator/panel/session.h"
 
 namespace k905 {
 
@@ -30,10 +32,12 @@ struct BenchOptions {
     std::string stateDir;  // empty: a temporary folder, removed at the end
     bool keepState = false;
     bool stepped = true;  // else paced
-    double speed = 1;     // paced: 1 to 1000
+    double speed = 0;  // live: virtual seconds in a real one; 0, stepped only: time moves as it is asked for
     unsigned seed = 1;
     unsigned bits = 16;    // framebuffer depth: 16, 24 or 32
     nlohmann::json start;  // {"set": {...}, "faults": {...}} in force before the product's first instruction
+    std::optional<StateFiles> files;  // memories and media in place of those in the state folder
+    bool sameSession = false;         // stepped: goes on with the session in the state folder
     BuildFolder build = BuildFolder::OfThisProgram();
     std::map<std::string, std::string> environment;  // more of it
 };

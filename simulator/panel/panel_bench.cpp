@@ -161,6 +161,7 @@ void PanelBench::Start() {
     std::unique_ptr<ScreenView> screen;
     try {
         bench_ = std::make_unique<Bench>(options_);
+        options_.sameSession = true;
         screen = std::make_unique<ScreenView>(bench_->Pid(), options_.bits);
         if (!options_.start.is_null())
             std::ofstream(options_.stateDir + "/bench.json") << options_.start.dump(2) << '\n';

@@ -26,7 +26,6 @@ int RunPanelCommand(const CommandOptions& options) {
     signal(SIGPIPE, SIG_IGN);
 
     BenchOptions bench;
-    bench.stepped = false;
     bench.stateDir = options.state;
     bench.speed = options.speed;
     bench.seed = options.seed;

@@ -1,0 +1,53 @@
+// A session: how an instrument was at each power-on, and everything that then came from outside with its
+// virtual time. Run again it does the same to the last byte, so every moment of it can be reached.
+//
+// The file has one JSON object a line: {"power_on": {"seed", "bits", "start", "files", "gone"}} for each
+// start, written by the bench, then {"at_us", "request"} for each input, written by the instrument as it
+// takes effect.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace k905 {
+
+// The files of an instrument that outlive a power-off: path in the state folder, content.
+using StateFiles = std::map<std::string, std::string>;
+
+struct Session {
+    struct Input {
+        std::int64_t atUs = 0;
+        nlohmann::json request;
+    };
+    struct Run {  // from a power-on to its end
+        unsigned seed = 1;
+        unsigned bits = 16;
+        nlohmann::json start;  // bench and faults then, or null
+        StateFiles files;      // as they were then
+        std::vector<Input> inputs;
+        bool exact = true;  // false: an input came at a moment that cannot be found again
+    };
+    std::vector<Run> runs;
+};
+
+constexpr const char* kSessionFile = "session.jsonl";  // in the state folder
+
+// Throws BenchError that names file and line. A last line without its end was never whole and counts as not
+// written.
+Session ReadSession(const std::string& file);
+
+// The power-on of an instrument in `stateDir`: goes on with the session there, or begins one. Throws
+// BenchError when it cannot be written.
+void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, const nlohmann::json& start,
+                 bool goOn);
+
+// The session's runs up to `run`, and of that one the power-on alone, as a session file of their own.
+void WriteSession(const std::string& file, const Session& session, std::size_t run);
+
+// Puts these files, and none but them, in the place of those in the state folder. Throws BenchError.
+void LayOut(const StateFiles& files, const std::string& stateDir);
+
+}  // namespace k905

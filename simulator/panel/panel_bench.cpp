@@ -24,6 +24,19 @@ nlohmann::json NameOf(const nlohmann::json& request) {
 }  // namespace
 
 PanelBench::PanelBench(const BenchOptions& options) : options_(options) {
+    Prepare();
+    Start();
+    MustRun();
+}
+
+PanelBench::PanelBench(const BenchOptions& options, const Session& session, const Moment& moment)
+    : options_(options) {
+    Prepare();
+    StartAt(session, moment, 0);
+    MustRun();
+}
+
+void PanelBench::Prepare() {
     if (options_.stateDir.empty()) {
         std::string folder = (fs::temp_directory_path() / "k905-panel-XXXXXX").string();
         if (mkdtemp(folder.data()) == nullptr)
@@ -33,11 +46,14 @@ PanelBench::PanelBench(const BenchOptions& options) : options_(options) {
     }
     std::error_code ignored;
     fs::remove(options_.stateDir + "/bench.json", ignored);
-    Start();
-    if (!bench_) {  // never ran: the launcher's problem, not the page's
-        Leave();
-        throw BenchError(status_.how);
-    }
+}
+
+// What never ran is the launcher's problem, not the page's.
+void PanelBench::MustRun() const {
+    if (bench_)
+        return;
+    Leave();
+    throw BenchError(status_.how);
 }
 
 PanelBench::~PanelBench() {
@@ -124,6 +140,10 @@ void PanelBench::Watch() {
     if (!wish.what.empty()) {
         const nlohmann::json left = BenchAsLeft();
         End();
+        if (wish.what == "moment") {
+            GoOnFromMoment(wish.moment);
+            return;
+        }
         try {
             if (wish.what == "fresh")
                 SavedBenches::Blank(options_.stateDir);
@@ -149,6 +169,20 @@ void PanelBench::Watch() {
     }
 }
 
+void PanelBench::GoOnFromMoment(const Moment& moment) {
+    const std::string file = options_.stateDir + "/" + kSessionFile;
+    try {
+        const Session session = ReadSession(file);
+        std::string kept;
+        for (int number = 1; kept.empty() || fs::exists(kept); ++number)
+            kept = options_.stateDir + "/session-" + std::to_string(number) + ".jsonl";
+        fs::rename(file, kept);
+        StartAt(session, moment, options_.speed);
+    } catch (const std::exception& error) {
+        SetEnded(error.what());
+    }
+}
+
 void PanelBench::End() {
     if (!bench_)
         return;
@@ -158,9 +192,33 @@ void PanelBench::End() {
 }
 
 void PanelBench::Start() {
+    Start([this] { return std::make_unique<Bench>(options_); });
+}
+
+// Runs an instrument forward to that moment, on which it then goes on.
+void PanelBench::StartAt(const Session& session, const Moment& moment, double speed) {
+    Start([&] {
+        const Session::Run& run = session.runs.at(moment.run);
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            options_.seed = run.seed;
+        }
+        options_.bits = run.bits;
+        options_.start = run.start;
+        WriteSession(options_.stateDir + "/" + kSessionFile, session, moment.run);
+        options_.sameSession = moment.run > 0;
+        Player player(run, options_);
+        if (!player.GoTo(moment.us))
+            throw BenchError("the instrument was switched off before that moment");
+        player.Instrument().Request({{"do", "speed"}, {"factor", speed}});
+        return player.Take();
+    });
+}
+
+void PanelBench::Start(const std::function<std::unique_ptr<Bench>()>& make) {
     std::unique_ptr<ScreenView> screen;
     try {
-        bench_ = std::make_unique<Bench>(options_);
+        bench_ = make();
         options_.sameSession = true;
         screen = std::make_unique<ScreenView>(bench_->Pid(), options_.bits);
         if (!options_.start.is_null())
@@ -172,7 +230,7 @@ void PanelBench::Start() {
     }
     const std::lock_guard<std::mutex> guard(mutex_);
     screen_ = std::move(screen);
-    status_ = {status_.run + 1, true, "", {}};
+    status_ = {status_.run + 1, true, "", {}, {}};
     RememberPanel(options_.stateDir);
 }
 

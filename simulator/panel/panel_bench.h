@@ -2,12 +2,14 @@
 // server's.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "simulator/panel/client.h"
 #include "simulator/panel/panel_server.h"
+#include "simulator/panel/player.h"
 #include "simulator/panel/saved_benches.h"
 
 namespace k905 {
@@ -17,6 +19,8 @@ class PanelBench final : public PanelInstrument {
     // Starts fct. Without a state folder in `options` it makes one, which lasts as long as this object: a
     // restart finds the instrument as it was left.
     explicit PanelBench(const BenchOptions& options);
+    // The same, at a moment of a session that has been: held there.
+    PanelBench(const BenchOptions& options, const Session& session, const Moment& moment);
     ~PanelBench() override;
 
     Status GetStatus() override;
@@ -25,6 +29,9 @@ class PanelBench final : public PanelInstrument {
     // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name").
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
+    // Gives up what came after that moment of its own session, and goes on from there; returns at once. What
+    // was so far is kept as session-1.jsonl, session-2.jsonl ... in the state folder.
+    void GoOnFrom(const Moment& moment) { Wish({"moment", "", moment}); }
     std::string StateDir() override { return options_.stateDir; }
 
     // Sees whether fct has ended, and does what the server's threads wished for.
@@ -35,9 +42,15 @@ class PanelBench final : public PanelInstrument {
     struct WishedFor {
         std::string what;
         std::string name;
+        Moment moment = {};
     };
     void Wish(const WishedFor& wish);
+    void Prepare();
+    void MustRun() const;
+    void Start(const std::function<std::unique_ptr<Bench>()>& make);
     void Start();
+    void GoOnFromMoment(const Moment& moment);
+    void StartAt(const Session& session, const Moment& moment, double speed);
     void Leave() const;
     void SetEnded(const std::string& how);
     nlohmann::json BenchAsLeft();

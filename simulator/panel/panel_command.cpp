@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "simulator/panel/commands.h"
-#include "simulator/panel/panel_bench.h"
+#include "simulator/panel/panel_past.h"
 
 namespace k905 {
 
@@ -31,15 +31,18 @@ int RunPanelCommand(const CommandOptions& options) {
     bench.seed = options.seed;
     bench.bits = options.bits;
     PanelBench instrument(bench);
-    PanelServer server(instrument);
+    PanelPast withPast(instrument);
+    PanelServer server(withPast);
     const int port = server.Bind(options.port);
     std::printf("The instrument is at http://127.0.0.1:%d/ (Ctrl-C ends it)\n", port);
     std::fflush(stdout);
 
     std::thread serving([&server] { server.Serve(); });
     const timespec pause = {0, kLookNs};
-    while (sigtimedwait(&ends, nullptr, &pause) < 0)
+    while (sigtimedwait(&ends, nullptr, &pause) < 0) {
         instrument.Watch();
+        withPast.Watch();
+    }
     server.Stop();
     serving.join();
     instrument.End();

@@ -39,7 +39,14 @@ nlohmann::json ParseRequest(const std::string& body) {
 }
 
 nlohmann::json Describe(const PanelInstrument::Status& status) {
-    return {{"run", status.run}, {"running", status.running}, {"how", status.how}, {"lines", status.lines}};
+    nlohmann::json past;
+    if (status.past)
+        past = {{"run", status.past->run}, {"at_us", status.past->us}};
+    return {{"run", status.run},
+            {"running", status.running},
+            {"how", status.how},
+            {"lines", status.lines},
+            {"past", past}};
 }
 
 // "%20" and the like; "" if it is malformed.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "simulator/panel/frame_log.h"
+#include "simulator/panel/session.h"
 #include "simulator/panel/web_server.h"
 
 namespace k905 {
@@ -21,8 +22,10 @@ class PanelInstrument {
         bool running = false;
         std::string how;                 // how fct ended, in words; empty while it runs
         std::vector<std::string> lines;  // the last lines that it wrote
+        std::optional<Moment> past;      // what is shown instead of it
         bool operator==(const Status& other) const {
-            return run == other.run && running == other.running && how == other.how && lines == other.lines;
+            return run == other.run && running == other.running && how == other.how && lines == other.lines &&
+                   past == other.past;
         }
     };
     virtual ~PanelInstrument() = default;

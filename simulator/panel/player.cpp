@@ -4,20 +4,20 @@ namespace k905 {
 
 namespace {
 
-BenchOptions OptionsFor(const Session::Run& run, const std::string& stateDir) {
-    BenchOptions options;
+BenchOptions As(const Session::Run& run, BenchOptions options) {
     options.seed = run.seed;
     options.bits = run.bits;
     options.start = run.start;
-    options.stateDir = stateDir;
     options.files = run.files;
+    options.stepped = true;
+    options.speed = 0;
     return options;
 }
 
 }  // namespace
 
-Player::Player(const Session::Run& run, const std::string& stateDir)
-    : inputs_(run.inputs), bench_(std::make_unique<Bench>(OptionsFor(run, stateDir))) {}
+Player::Player(const Session::Run& run, BenchOptions options)
+    : inputs_(run.inputs), bench_(std::make_unique<Bench>(As(run, std::move(options)))) {}
 
 void Player::Learn(const Session::Run& run) {
     inputs_.insert(inputs_.end(), run.inputs.begin() + static_cast<std::ptrdiff_t>(inputs_.size()),

@@ -8,9 +8,9 @@ namespace k905 {
 
 class Player {
   public:
-    // Switches on as run `run` of the session began, in `stateDir` (empty: a temporary folder, removed at the
-    // end). What the state folder holds is replaced. Throws BenchError.
-    Player(const Session::Run& run, const std::string& stateDir = "");
+    // Switches on as that run of a session began; of `options` it takes where and under what name. What the
+    // state folder holds is replaced. Throws BenchError.
+    explicit Player(const Session::Run& run, BenchOptions options = BenchOptions());
 
     // Goes forward to a virtual time since power-on, in microseconds, with all that came until then; inputs
     // of that very microsecond are done. False when the program has ended before it (a power cut, a crash).
@@ -21,6 +21,8 @@ class Player {
     void Learn(const Session::Run& run);
 
     Bench& Instrument() { return *bench_; }
+    // The instrument as it stands, for somebody else; the player is of no use then.
+    std::unique_ptr<Bench> Take() { return std::move(bench_); }
 
   private:
     bool AdvanceTo(std::int64_t us);

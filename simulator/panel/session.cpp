@@ -175,18 +175,20 @@ void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, cons
     Append(file, PowerOnLine(run, before));
 }
 
-void WriteSession(const std::string& file, const Session& session, std::size_t run) {
+void WriteSession(const std::string& file, const Session& session, std::size_t count) {
+    std::error_code ignored;
+    fs::remove(file, ignored);
     std::string text;
-    const StateFiles none;
-    for (std::size_t i = 0; i <= run; ++i) {
-        text += PowerOnLine(session.runs[i], i == 0 ? none : session.runs[i - 1].files);
-        for (const Session::Input& input : session.runs[i].inputs)
-            if (i < run)
-                text += json{{"at_us", input.atUs}, {"request", input.request}}.dump() + "\n";
+    StateFiles before;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Session::Run& run = session.runs[i];
+        text += PowerOnLine(run, before);
+        before = run.files;
+        for (const Session::Input& input : run.inputs)
+            text += json{{"at_us", input.atUs}, {"request", input.request}}.dump() + "\n";
     }
-    std::error_code none2;
-    fs::remove(file, none2);
-    Append(file, text);
+    if (count > 0)
+        Append(file, text);
 }
 
 void LayOut(const StateFiles& files, const std::string& stateDir) {

@@ -33,6 +33,13 @@ struct Session {
     std::vector<Run> runs;
 };
 
+// Which power-on of a session (0: the first), and microseconds of virtual time since then.
+struct Moment {
+    std::size_t run = 0;
+    std::int64_t us = 0;
+    bool operator==(const Moment& other) const { return run == other.run && us == other.us; }
+};
+
 constexpr const char* kSessionFile = "session.jsonl";  // in the state folder
 
 // Throws BenchError that names file and line. A last line without its end was never whole and counts as not
@@ -44,8 +51,8 @@ Session ReadSession(const std::string& file);
 void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, const nlohmann::json& start,
                  bool goOn);
 
-// The session's runs up to `run`, and of that one the power-on alone, as a session file of their own.
-void WriteSession(const std::string& file, const Session& session, std::size_t run);
+// The first so many runs of the session as a file of their own; with none there is no such file.
+void WriteSession(const std::string& file, const Session& session, std::size_t count);
 
 // Puts these files, and none but them, in the place of those in the state folder. Throws BenchError.
 void LayOut(const StateFiles& files, const std::string& stateDir);

@@ -1,0 +1,160 @@
+#include "simulator/panel/rewind.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace k905 {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How far behind, in virtual time.
+constexpr std::int64_t kBehindUs[] = {3'000'000, 30'000'000, 300'000'000};
+constexpr auto kLookEvery = std::chrono::seconds(1);
+// Of real time, at most, for each of them at a time: whoever wants a moment does not wait for longer.
+constexpr auto kFollowFor = std::chrono::milliseconds(50);
+constexpr std::int64_t kFollowStepUs = 10'000'000;
+
+}  // namespace
+
+Rewind::Rewind(const std::string& stateDir)
+    : file_(stateDir + "/" + kSessionFile), followers_(std::size(kBehindUs)) {
+    worker_ = std::thread([this] { Work(); });
+}
+
+Rewind::~Rewind() {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        end_ = true;
+    }
+    wake_.notify_all();
+    worker_.join();
+}
+
+void Rewind::Show(const Moment& moment) {
+    std::unique_lock<std::mutex> guard(mutex_);
+    done_.wait(guard, [this] { return !wanted_; });  // one at a time
+    wanted_ = moment;
+    result_.reset();
+    wake_.notify_all();
+    done_.wait(guard, [this] { return result_.has_value(); });
+    const std::string wrong = *result_;
+    wanted_.reset();
+    done_.notify_all();
+    if (!wrong.empty())
+        throw BenchError(wrong);
+}
+
+void Rewind::Leave() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    shown_.reset();
+    leave_ = true;
+    wake_.notify_all();
+}
+
+void Rewind::Follow(const Moment& now) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    live_ = now;
+}
+
+std::optional<Rewind::Shown> Rewind::Now() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return shown_;
+}
+
+void Rewind::Work() {
+    std::unique_lock<std::mutex> guard(mutex_);
+    while (!end_) {
+        if (wanted_ && !result_) {
+            const Moment moment = *wanted_;
+            guard.unlock();
+            std::string wrong;
+            try {
+                Make(moment);
+            } catch (const std::exception& error) {
+                wrong = error.what();
+            }
+            guard.lock();
+            result_ = wrong;
+            done_.notify_all();
+            continue;
+        }
+        if (leave_) {
+            leave_ = false;
+            shownPlayer_ = {};
+        }
+        if (live_ && !shown_) {
+            const Moment now = *live_;
+            guard.unlock();
+            FollowBehind(now);
+            guard.lock();
+        }
+        wake_.wait_for(guard, kLookEvery, [this] { return end_ || leave_ || (wanted_ && !result_); });
+    }
+    guard.unlock();
+    followers_.clear();
+    shownPlayer_ = {};
+}
+
+const Session::Run& Rewind::RunOf(const Moment& moment) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(file_, none);
+    if (size != sessionSize_ || session_.runs.empty()) {
+        session_ = ReadSession(file_);
+        sessionSize_ = size;
+    }
+    if (moment.run >= session_.runs.size())
+        throw BenchError("the session has only " + std::to_string(session_.runs.size()) + " starts");
+    return session_.runs[moment.run];
+}
+
+// The one that stands nearest before it goes there; else a new one from the beginning.
+void Rewind::Make(const Moment& moment) {
+    const Session::Run& run = RunOf(moment);
+    if (!run.exact)
+        throw BenchError(
+            "this run cannot be gone through again: something came from outside while the program computed");
+    Follower* nearest = nullptr;
+    const auto consider = [&](Follower& follower) {
+        if (follower.player && follower.run == moment.run && follower.player->NowUs() <= moment.us &&
+            (nearest == nullptr || follower.player->NowUs() > nearest->player->NowUs()))
+            nearest = &follower;
+    };
+    std::for_each(followers_.begin(), followers_.end(), consider);
+    consider(shownPlayer_);
+    Follower goes =
+        nearest != nullptr ? std::move(*nearest) : Follower{moment.run, std::make_unique<Player>(run)};
+    goes.player->Learn(run);
+    if (!goes.player->GoTo(moment.us))
+        throw BenchError("the instrument was switched off before that moment");
+    Bench& bench = goes.player->Instrument();
+    auto screen = std::make_shared<ScreenView>(bench.Pid(), run.bits);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    shown_ = Shown{moment, bench.StateDir(), std::move(screen)};
+    shownPlayer_ = std::move(goes);
+}
+
+void Rewind::FollowBehind(const Moment& now) {
+    for (std::size_t i = 0; i < followers_.size(); ++i)
+        try {
+            Follower& follower = followers_[i];
+            if (follower.player && follower.run != now.run)
+                follower = {};
+            const std::int64_t target = now.us - kBehindUs[i];
+            if (target <= 0)
+                continue;
+            const Session::Run& run = RunOf(now);
+            if (!follower.player)
+                follower = {now.run, std::make_unique<Player>(run)};
+            follower.player->Learn(run);
+            const auto until = Clock::now() + kFollowFor;
+            while (follower.player->NowUs() < target && Clock::now() < until)
+                if (!follower.player->GoTo(std::min(target, follower.player->NowUs() + kFollowStepUs)))
+                    break;
+        } catch (const BenchError&) {
+            followers_[i] = {};  // whoever wants a moment of this session is told why there is none
+        }
+}
+
+}  // namespace k905

@@ -68,6 +68,8 @@ K905_ENTRY(int, pthread_create,
         return result;
     }
     made.handle = *thread;
+    if (made.label == kScreenThread)
+        call->Mark("screen");
     call->Running().Made(made);
     return 0;
 }

@@ -73,6 +73,7 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"samples", [&] { return Samples(); }},
             {"speed", [&] { return Speed(request); }},
             {"trace", [&] { return Trace(request); }},
+            {"history", [&] { return History(); }},
             {"threads", [&] { return Threads(); }},
             {"calls", [&] { return Calls(request); }},
             {"fail_call", [&] { return FailCall(request); }},

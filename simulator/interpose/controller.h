@@ -79,6 +79,7 @@ class Controller {
     Json Samples();
     Json Speed(const Json& request);
     Json Trace(const Json& request);
+    Json History();
     Json Threads();
     Json Calls(const Json& request);
     Json FailCall(const Json& request);

@@ -274,7 +274,7 @@ std::set<int> Controller::TraceThreads(const Json& wanted) const {
     if (wanted.is_number_integer())
         return {Whole(Json{{"thread", wanted}}, "thread")};
     // "window": the threads that run the screens, one after the other.
-    const std::string label = wanted == "window" ? "DefaultWindowThread" : wanted.get<std::string>();
+    const std::string label = wanted == "window" ? kScreenThread : wanted.get<std::string>();
     std::set<int> threads = machine_.threads.WithLabel(label);
     if (threads.empty())
         threads.insert(-2);  // no such thread, no lines
@@ -310,6 +310,15 @@ Json Controller::Trace(const Json& request) {
         return Result("a trace's action is start, stop, clear or read");
     }
     return {{"recording", trace.Recording()}};
+}
+
+Json Controller::History() {
+    Guard guard(machine_.lock);
+    Json list = Json::array();
+    for (const Marks::Entry& mark : machine_.marks.All())
+        list.push_back(
+            {{"kind", mark.kind}, {"first_us", mark.first}, {"last_us", mark.last}, {"count", mark.count}});
+    return {{"marks", list}};
 }
 
 Json Controller::Threads() {

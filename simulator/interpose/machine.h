@@ -15,6 +15,7 @@
 #include "simulator/interpose/descriptors.h"
 #include "simulator/interpose/execution.h"
 #include "simulator/interpose/lock.h"
+#include "simulator/interpose/marks.h"
 #include "simulator/interpose/mutexes.h"
 #include "simulator/interpose/paced_execution.h"
 #include "simulator/interpose/paths.h"
@@ -59,6 +60,7 @@ class Machine final : public World {
     Micros Now() const override { return stepped_ ? stepped_->Now() : paced_->Now(); }
     void Trace(const char* kind, const std::string& line) override;
     bool Tracing() const override { return trace.Recording(); }
+    void Mark(const char* kind) override { marks.Add(kind, Now()); }
 
     // Sends a signal to the product as the kernel would: to its main thread when it has a handler for it,
     // which then ends that thread's wait; otherwise what the system does. Lock held.
@@ -76,6 +78,7 @@ class Machine final : public World {
     Timers timers;
     std::function<void()> onTimerSet;  // paced: tells who runs the timers that an earlier one may have come
     TraceLog trace;
+    Marks marks;
     Descriptors descriptors;
     PathMap paths;
     SerialTerminal terminal;

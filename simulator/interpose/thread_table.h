@@ -10,6 +10,9 @@
 
 namespace k905 {
 
+// The product's function that runs a screen: a thread of its own for each.
+constexpr const char* kScreenThread = "DefaultWindowThread";
+
 class ThreadTable {
   public:
     ProductThread& Add(std::string label);

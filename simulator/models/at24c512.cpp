@@ -44,8 +44,10 @@ void At24c512::Stop() {
         const bool refused = WriteProtected();
         world_.Trace("i2c", Text("i2c module write 0x%04x %zu bytes%s", transferStart_, pageBuffer_.size(),
                                  refused ? " (protected)" : ""));
-        if (!refused)
+        if (!refused) {
+            world_.Mark("eeprom");
             cells_.Program(transferStart_, pageBuffer_, world_.Now());
+        }
     }
     pageBuffer_.clear();
     phase_ = Phase::kIdle;

@@ -95,6 +95,7 @@ void Fpga::Write(std::uint16_t index, std::uint16_t value) {
         acquisition_ = Acquisition::kRunning;
         finishedAt_ = now + AcquisitionTime();
         ++acquisitions_;
+        world_.Mark("acquisition");
         const OpticsInput input =
             OpticsInputFrom(registers_, surroundings_.Temperature(), surroundings_.InjectedSignal(),
                             surroundings_.InjectedChannel());

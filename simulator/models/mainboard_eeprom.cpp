@@ -103,8 +103,10 @@ int MainboardEeprom::Write(const i2c_msg& message, bool last) {
     const std::vector<std::uint8_t> bytes(message.buf + 2, message.buf + message.len);
     world_.Trace("i2c", Text("i2c mainboard write 0x%04x %zu bytes%s", unsigned{address_}, bytes.size(),
                              Protected() ? " (protected)" : ""));
-    if (!Protected())
+    if (!Protected()) {
+        world_.Mark("eeprom");
         cells_.Program(address_, bytes, busTime_);
+    }
     const std::size_t page = address_ / EepromCells::kPage * EepromCells::kPage;
     address_ = static_cast<std::uint16_t>(page + (address_ + bytes.size()) % EepromCells::kPage);
     return 0;

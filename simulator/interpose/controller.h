@@ -12,6 +12,7 @@
 #include "simulator/interpose/machine.h"
 #include "simulator/interpose/screen_image.h"
 #include "simulator/interpose/screen_text.h"
+#include "simulator/models/bench_requests.h"
 
 namespace k905 {
 
@@ -65,11 +66,6 @@ class Controller {
     Json Screenshot(const Json& request);
     Json Text(const Json& request);
     Json Controls();
-    Json State();
-    Json Faults();
-    Json Quantities();
-    Json Set(const Json& request);
-    Json Fault(const Json& request);
     Json Bench(const Json& request);
     Json Samples();
     Json Speed(const Json& request);
@@ -79,11 +75,6 @@ class Controller {
     Json FailCall(const Json& request);
     Json Stop();
     Json PowerCut();
-
-    void LoadSettings();
-    void KeepBench();
-    std::string SetQuantity(const std::string& name, const Json& value);
-    Json BenchNow();
 
     bool IsMet(Motion& motion);
     bool Shows(const std::string& text);
@@ -95,10 +86,10 @@ class Controller {
     void Lift();
 
     Machine& machine_;
+    BenchRequests bench_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
-    ScreenCopy screen_;               // of a look that is over: the next one copies only what differs
-    Json settings_ = Json::object();  // quantities that somebody has set, by name
+    ScreenCopy screen_;  // of a look that is over: the next one copies only what differs
     std::function<void()> afterReply_;
     std::uint64_t progress_ = 0;
     std::int64_t progressSince_ = 0;

@@ -2,11 +2,13 @@
 // server's.
 #pragma once
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "simulator/panel/client.h"
+#include "simulator/panel/instrument_off.h"
 #include "simulator/panel/panel_server.h"
 #include "simulator/panel/saved_benches.h"
 
@@ -22,7 +24,8 @@ class PanelBench final : public PanelInstrument {
     Status GetStatus() override;
     void Restart() override { Wish({"restart", ""}); }
     // Besides the control interface it knows the launcher's own requests: restart (with "fresh" for a
-    // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name").
+    // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name"). While the
+    // power is off it answers what concerns the bench itself; the rest is NotNow.
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
     std::string StateDir() override { return options_.stateDir; }
@@ -40,13 +43,17 @@ class PanelBench final : public PanelInstrument {
     void Start();
     void Leave() const;
     void SetEnded(const std::string& how);
+    void SwitchOff();
     nlohmann::json BenchAsLeft();
+    nlohmann::json KeptBench() const;
 
     BenchOptions options_;  // changed by Watch() only, and the seed under the mutex
     bool removeState_ = false;
     SavedBenches saved_;
     std::unique_ptr<Bench> bench_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;                 // guards what follows
+    std::condition_variable settled_;  // fct runs, or the models without it
+    std::unique_ptr<InstrumentOff> off_;
     std::unique_ptr<ScreenView> screen_;
     Status status_;
     WishedFor wish_;

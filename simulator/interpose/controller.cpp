@@ -7,6 +7,7 @@
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
 #include "simulator/models/host_file.h"
+#include "simulator/models/json_values.h"
 
 namespace k905 {
 
@@ -33,7 +34,7 @@ bool IsInput(const std::string& name, const Controller::Json& request) {
 
 // Virtual milliseconds of a request, which must be there.
 Micros Milliseconds(const Controller::Json& request, const char* name) {
-    const double value = request.at(name).get<double>();
+    const double value = NumberOf(request, name);
     if (!(value >= 0) || value > static_cast<double>(kLongest) / 1000)
         throw std::invalid_argument(std::string(name) + " is out of range");
     return static_cast<Micros>(value * 1000);
@@ -45,9 +46,11 @@ Controller::Json Error(const std::string& text) {
 
 }  // namespace
 
-Controller::Controller(Machine& machine) : machine_(machine), progressSince_(RealNow()) {
-    LoadSettings();
-}
+Controller::Controller(Machine& machine)
+    : machine_(machine),
+      bench_(machine, machine.Hardware(), machine.Configuration().instrument,
+             [&machine] { machine.Running().DevicesChanged(); }),
+      progressSince_(RealNow()) {}
 
 std::optional<Controller::Json> Controller::Do(int client, const Json& request) {
     using Handler = std::function<std::optional<Json>()>;
@@ -64,12 +67,6 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"screenshot", [&] { return Screenshot(request); }},
             {"text", [&] { return Text(request); }},
             {"controls", [&] { return Controls(); }},
-            {"state", [&] { return State(); }},
-            {"set", [&] { return Set(request); }},
-            {"quantities", [&] { return Quantities(); }},
-            {"faults", [&] { return Faults(); }},
-            {"fault", [&] { return Fault(request); }},
-            {"bench", [&] { return Bench(request); }},
             {"samples", [&] { return Samples(); }},
             {"speed", [&] { return Speed(request); }},
             {"trace", [&] { return Trace(request); }},
@@ -82,18 +79,18 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
         };
         const std::string name = request["do"];
         const auto found = handlers.find(name);
-        if (found == handlers.end())
+        if (found == handlers.end() && !BenchRequests::Knows(name))
             return Error("unknown command \"" + name + "\"");
         const bool input = IsInput(name, request);
         const bool settled = input && Settle();
-        std::optional<Json> reply = found->second();
+        std::optional<Json> reply = found != handlers.end() ? found->second() : Bench(request);
         if (reply && !reply->contains("ok"))
             (*reply)["ok"] = true;
         if (input && (*reply)["ok"] == true)
             Record(request, settled);
         return reply;
     } catch (const std::exception& exception) {
-        return Error(exception.what());
+        return Error(ReasonOf(exception));
     }
 }
 
@@ -146,13 +143,13 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     motion.client = client;
     if (request.contains("text")) {
         motion.kind = Motion::Kind::kText;
-        motion.text = request["text"].get<std::string>();
+        motion.text = WordOf(request, "text");
         Reader();  // tells now if there is no font to read with
     } else if (request.contains("idle_ms")) {
         motion.kind = Motion::Kind::kIdle;
         motion.idle = Milliseconds(request, "idle_ms");
         motion.screen = std::exchange(screen_, {});
-    } else if (request.value("exit", false)) {
+    } else if (SwitchOf(request, "exit", false)) {
         motion.kind = Motion::Kind::kExit;
     } else {
         return Error("until what? One of \"text\", \"idle_ms\", \"exit\"");

@@ -14,6 +14,7 @@
 #include "simulator/interpose/parking_place.h"
 #include "simulator/interpose/screen_image.h"
 #include "simulator/interpose/screen_text.h"
+#include "simulator/models/bench_requests.h"
 
 namespace k905 {
 
@@ -70,11 +71,6 @@ class Controller {
     Json Screenshot(const Json& request);
     Json Text(const Json& request);
     Json Controls();
-    Json State();
-    Json Faults();
-    Json Quantities();
-    Json Set(const Json& request);
-    Json Fault(const Json& request);
     Json Bench(const Json& request);
     Json Samples();
     Json Speed(const Json& request);
@@ -85,11 +81,6 @@ class Controller {
     Json FailCall(const Json& request);
     Json Stop();
     Json PowerCut();
-
-    void LoadSettings();
-    void KeepBench();
-    std::string SetQuantity(const std::string& name, const Json& value);
-    Json BenchNow();
 
     bool Settle();
     void Record(const Json& request, bool settled);
@@ -104,12 +95,12 @@ class Controller {
     void Terminate(int signal);
 
     Machine& machine_;
+    BenchRequests bench_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
     LiveTime live_;  // stepped only
     ParkingPlace still_;
-    ScreenCopy screen_;               // of a look that is over: the next one copies only what differs
-    Json settings_ = Json::object();  // quantities that somebody has set, by name
+    ScreenCopy screen_;  // of a look that is over: the next one copies only what differs
     std::function<void()> afterReply_;
     std::uint64_t progress_ = 0;
     std::int64_t progressSince_ = 0;

@@ -7,6 +7,7 @@
 #include "simulator/interpose/screen_controls.h"
 #include "simulator/interpose/signals.h"
 #include "simulator/models/framebuffer.h"
+#include "simulator/models/json_values.h"
 
 namespace k905 {
 
@@ -24,7 +25,7 @@ Json Result(const std::string& error) {
 // The number of that name, cut to a whole one. Throws for one that is beyond all that is meant anywhere.
 int Whole(const Json& request, const char* name) {
     constexpr double kLargest = 1e9;
-    const double number = request.at(name).get<double>();
+    const double number = NumberOf(request, name);
     if (!(number >= -kLargest && number <= kLargest))
         throw std::invalid_argument(std::string(name) + " is out of range");
     return static_cast<int>(number);
@@ -95,10 +96,10 @@ Json Controller::Hello() {
 }
 
 Json Controller::Key(const Json& request) {
-    const Json& key = request.at("key");
-    const std::string name =
-        key.is_number_integer() ? std::to_string(key.get<long>()) : key.get<std::string>();
-    const std::string action = request.value("action", "press");
+    const std::string name = MemberOf(request, "key").is_number_integer()
+                                 ? std::to_string(request["key"].get<long>())
+                                 : WordOf(request, "key");
+    const std::string action = WordOf(request, "action", "press");
     if (action != "down" && action != "up" && action != "press")
         return Result("a key's action is down, up or press");
     const Micros hold = HoldTime(request);
@@ -122,7 +123,7 @@ Json Controller::Knob(const Json& request) {
 }
 
 Json Controller::Touch(const Json& request) {
-    const std::string action = request.value("action", "tap");
+    const std::string action = WordOf(request, "action", "tap");
     const Micros hold = HoldTime(request);
     Guard guard(machine_.lock);
     std::vector<Instrument::Point> points;
@@ -139,6 +140,12 @@ Json Controller::Touch(const Json& request) {
     } else if (action != "up") {
         return Result("a touch's action is down, move, up or tap");
     }
+    const Framebuffer& screen = machine_.Hardware().Screen();
+    const int width = static_cast<int>(screen.Width()), height = static_cast<int>(screen.Height());
+    for (const Instrument::Point& point : points)
+        if (point.x < 0 || point.x >= width || point.y < 0 || point.y >= height)
+            return Result("a finger touches the panel from 0, 0 to " + std::to_string(width - 1) + ", " +
+                          std::to_string(height - 1));
     machine_.Hardware().Touch(points);
     if (action == "tap")
         machine_.timers.At(machine_.Now() + hold, [this] { machine_.Hardware().Touch({}); });
@@ -147,7 +154,7 @@ Json Controller::Touch(const Json& request) {
 }
 
 Json Controller::Screenshot(const Json& request) {
-    const std::string path = request.at("path").get<std::string>();
+    const std::string path = WordOf(request, "path");
     Guard guard(machine_.lock);
     FollowScreen(screen_, machine_.Hardware().Screen());
     guard.unlock();
@@ -211,53 +218,10 @@ Json Controller::Controls() {
     return {{"controls", list}};
 }
 
-Json Controller::State() {
-    Guard guard(machine_.lock);
-    return {{"state", machine_.Hardware().State()}};
-}
-
-Json Controller::Set(const Json& request) {
-    const std::string name = request.at("name").get<std::string>();
-    Guard guard(machine_.lock);
-    const std::string error = SetQuantity(name, request.at("value"));
-    machine_.Running().DevicesChanged();
-    KeepBench();
-    return Result(error);
-}
-
-Json Controller::Quantities() {
-    Json list = Json::array();
-    for (const Instrument::QuantityInfo& quantity : Instrument::Quantities())
-        list.push_back({{"name", quantity.name}, {"what", quantity.what}});
-    return {{"quantities", list}};
-}
-
-Json Controller::Faults() {
-    Json list = Json::array();
-    Guard guard(machine_.lock);
-    for (const Instrument::FaultInfo& fault : Instrument::Faults())
-        list.push_back({{"name", fault.name},
-                        {"what", fault.what},
-                        {"operator_sees", fault.operatorSees},
-                        {"value", machine_.Hardware().FaultValue(fault.name)}});
-    return {{"faults", list}};
-}
-
-Json Controller::Fault(const Json& request) {
-    const std::string name = request.at("name").get<std::string>();
-    const Json value = request.contains("value") ? request["value"] : Json(true);
-    Guard guard(machine_.lock);
-    const std::string error = machine_.Hardware().SetFault(name, value);
-    machine_.Running().DevicesChanged();
-    KeepBench();
-    return Result(error);
-}
-
 Json Controller::Speed(const Json& request) {
     PacedExecution* paced = machine_.PacedRun();
-    const Json& wanted = request.at("factor");
-    const bool fast = wanted == "max" && paced == nullptr;
-    const double factor = fast ? LiveTime::kAsFastAsPossible : wanted.is_number() ? wanted.get<double>() : -1;
+    const bool fast = paced == nullptr && request.value("factor", Json()) == "max";
+    const double factor = fast ? LiveTime::kAsFastAsPossible : NumberOf(request, "factor");
     if (!fast && factor != 0 && !(factor >= 0.01 && factor <= 1000))
         return Result(std::string("factor is 0 (hold), 0.01 to 1000") +
                       (paced == nullptr ? " or \"max\" (as fast as possible)" : ""));
@@ -282,7 +246,7 @@ std::set<int> Controller::TraceThreads(const Json& wanted) const {
 }
 
 Json Controller::Trace(const Json& request) {
-    const std::string action = request.at("action").get<std::string>();
+    const std::string action = WordOf(request, "action");
     Guard guard(machine_.lock);
     TraceLog& trace = machine_.trace;
     if (action == "start") {
@@ -295,7 +259,7 @@ Json Controller::Trace(const Json& request) {
         const std::set<int> threads =
             request.contains("thread") ? TraceThreads(request["thread"]) : std::set<int>();
         const auto kinds = request.value("kinds", std::set<std::string>());
-        const bool plain = request.value("plain", false);
+        const bool plain = SwitchOf(request, "plain", false);
         Json lines = Json::array();
         const std::size_t most = Count(request, "limit", 0);
         const unsigned long from = Count(request, "from", 0);
@@ -332,7 +296,7 @@ Json Controller::Threads() {
 }
 
 Json Controller::Calls(const Json& request) {
-    const std::string action = request.value("action", "read");
+    const std::string action = WordOf(request, "action", "read");
     Guard guard(machine_.lock);
     if (action == "start")
         StartCountingCalls();
@@ -348,8 +312,8 @@ Json Controller::Calls(const Json& request) {
 
 Json Controller::FailCall(const Json& request) {
     CallFailure failure;
-    failure.function = request.at("function").get<std::string>();
-    failure.caller = request.value("caller", "");
+    failure.function = WordOf(request, "function");
+    failure.caller = WordOf(request, "caller", "");
     failure.call = Count(request, "call", 1);
     failure.times = Count(request, "times", 1);
     failure.error = Whole(request, "errno", 0);
@@ -366,6 +330,7 @@ Json Controller::PowerCut() {
     afterReply_ = [this] {
         Guard guard(machine_.lock);
         machine_.Hardware().PowerCut();
+        bench_.Keep();
         unlink((machine_.Configuration().instrument.stateDir + "/control.sock").c_str());
         kill(getpid(), SIGKILL);
     };

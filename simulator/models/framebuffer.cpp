@@ -2,6 +2,7 @@
 
 #include <linux/fb.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -112,8 +113,10 @@ std::size_t Framebuffer::Bytes() const {
 
 void Framebuffer::Map() {
     const std::size_t size = PageUp(Bytes());
-    if (!host::SetSize(fd_, size))
+    // It never shrinks: who looks at the pixels from outside may have all of them mapped.
+    if (size > capacity_ && !host::SetSize(fd_, size))
         return;
+    capacity_ = std::max(capacity_, size);
     pixels_ = host::MapShared(fd_, size);
     mapped_ = pixels_ == nullptr ? 0 : size;
 }
@@ -125,10 +128,10 @@ void Framebuffer::Unmap() {
 }
 
 std::string Framebuffer::Resize(unsigned width, unsigned height) {
-    if (openFiles_ > 0)
-        return "the panel's size is fixed while the screen is in use";
     if (width == 0 || height == 0 || width > kLargestSide || height > kLargestSide)
         return "panel size out of range";
+    if (InUse())
+        return "";
     Unmap();
     width_ = width;
     height_ = height;
@@ -137,11 +140,10 @@ std::string Framebuffer::Resize(unsigned width, unsigned height) {
 }
 
 std::string Framebuffer::SetSwapped(bool blueFirst) {
-    if (openFiles_ > 0)
-        return "the pixel layout is fixed while the screen is in use";
     if (blueFirst && bits_ != 16)
         return "only a 16-bit screen has this layout";
-    swapped_ = blueFirst;
+    if (!InUse())
+        swapped_ = blueFirst;
     return "";
 }
 

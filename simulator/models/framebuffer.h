@@ -29,7 +29,8 @@ class Framebuffer : public DeviceNode {
     unsigned Height() const { return height_; }
     unsigned Bits() const { return bits_; }
 
-    // "" or why not: size and layout are fixed while the product has the device open.
+    // "" or why not. While the product has the device open, size and layout stay what they are.
+    bool InUse() const { return openFiles_ > 0; }
     std::string Resize(unsigned width, unsigned height);
     std::string SetSwapped(bool blueFirst);  // BGR565: red and blue change places (16 bits only)
 
@@ -44,7 +45,7 @@ class Framebuffer : public DeviceNode {
     bool swapped_ = false;
     int fd_ = -1;
     std::uint8_t* pixels_ = nullptr;
-    std::size_t mapped_ = 0;
+    std::size_t mapped_ = 0, capacity_ = 0;
     int openFiles_ = 0;
 };
 

@@ -99,6 +99,17 @@ bool Remove(const std::string& path) {
     return syscall(SYS_unlinkat, AT_FDCWD, path.c_str(), 0) == 0;
 }
 
+void RemoveTree(const std::string& path) {
+    for (const std::string& name : List(path)) {
+        const std::string inside = path + "/" + name;
+        if (!IsSymlink(inside) && IsDirectory(inside))
+            RemoveTree(inside);
+        else
+            Remove(inside);
+    }
+    syscall(SYS_unlinkat, AT_FDCWD, path.c_str(), AT_REMOVEDIR);
+}
+
 bool Symlink(const std::string& target, const std::string& path) {
     return syscall(SYS_symlinkat, target.c_str(), AT_FDCWD, path.c_str()) == 0;
 }

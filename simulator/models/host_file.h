@@ -18,7 +18,8 @@ bool ReadFile(const std::string& path, std::string& content);
 bool WriteFile(const std::string& path, const std::string& content);  // never through a symbolic link
 bool AppendFile(const std::string& path, const std::string& content);
 bool Rename(const std::string& from, const std::string& to);
-bool Remove(const std::string& path);  // file or link
+bool Remove(const std::string& path);      // file or link
+void RemoveTree(const std::string& path);  // a folder with all in it; what cannot be removed stays
 bool Symlink(const std::string& target, const std::string& path);
 std::string Absolute(const std::string& path);                // against the working folder; links are kept
 std::vector<std::string> List(const std::string& directory);  // names, sorted, without "." and ".."

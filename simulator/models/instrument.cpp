@@ -71,9 +71,24 @@ Instrument::Parts::Parts(World& theWorld, const Options& options)
 }
 
 double Instrument::Parts::Temperature() const {
-    constexpr double kMinute = 60e6, kColdest = -40, kHottest = 85;
+    constexpr double kMinute = 60e6;
     const double minutes = static_cast<double>(world.Now() - temperatureSince) / kMinute;
-    return std::clamp(temperature + temperatureRate * minutes, kColdest, kHottest);
+    const double reached = temperature + temperatureRate * minutes;
+    const double end = temperatureEnd.value_or(temperatureRate > 0 ? kHottest : kColdest);
+    return temperatureRate > 0   ? std::min(reached, end)
+           : temperatureRate < 0 ? std::max(reached, end)
+                                 : reached;
+}
+
+double Instrument::Parts::TemperatureRate() const {
+    return temperatureEnd && Temperature() == *temperatureEnd ? 0 : temperatureRate;
+}
+
+nlohmann::json Instrument::Parts::TemperatureState() const {
+    nlohmann::json state = {{"temperature", Temperature()}, {"temperature_rate", TemperatureRate()}};
+    if (temperatureEnd && TemperatureRate() != 0)
+        state["temperature_end"] = *temperatureEnd;
+    return state;
 }
 
 bool Instrument::Parts::InsertModule(const std::string& name) {
@@ -190,6 +205,7 @@ nlohmann::json Instrument::State() const {
             {"optic", parts.optic.State()},
             {"optics", parts.optics.State(OpticsInputFrom(parts.fpga.Values(), parts.Temperature(),
                                                           parts.InjectedSignal(), parts.InjectedChannel()))},
+            {"module", parts.TemperatureState()},
             {"module_eeprom", parts.moduleEeprom.State()},
             {"mainboard_eeprom", parts.mainboardEeprom.State()},
             {"board", parts.board.State()},

@@ -65,19 +65,30 @@ std::string SetSticks(Parts& parts, const std::string&, const json& value) {
 }
 
 std::string SetTemperature(Parts& parts, const std::string&, const json& value) {
-    if (!InRange(value, -40, 85))
+    if (!InRange(value, Parts::kColdest, Parts::kHottest))
         return "module.temperature is -40 to 85 degrees Celsius";
     parts.temperature = value.get<double>();
     parts.temperatureSince = parts.world.Now();
+    if (parts.temperatureEnd)  // still to the same end
+        parts.temperatureRate =
+            std::copysign(parts.temperatureRate, *parts.temperatureEnd - parts.temperature);
     return "";
 }
 
 std::string SetTemperatureRate(Parts& parts, const std::string&, const json& value) {
-    if (!InRange(value, -60, 60))
-        return "module.temperature_rate is -60 to 60 degrees a minute";
+    double rate = 0, end = 0;
+    const bool ends = value.is_object();
+    const std::vector<NumberField> fields = {
+        {"to", Parts::kColdest, Parts::kHottest, [&](double degrees) { end = degrees; }},
+        {"rate", 0.001, 60, [&](double degrees) { rate = degrees; }}};
+    if (ends ? !ReadFields(value, fields) || value.size() != fields.size() : !InRange(value, -60, 60))
+        return "module.temperature_rate is -60 to 60 degrees a minute, or {\"to\": degrees, \"rate\": above "
+               "0 "
+               "to 60 a minute}";
     parts.temperature = parts.Temperature();
     parts.temperatureSince = parts.world.Now();
-    parts.temperatureRate = value.get<double>();
+    parts.temperatureEnd = ends ? std::optional<double>(end) : std::nullopt;
+    parts.temperatureRate = ends ? std::copysign(rate, end - parts.temperature) : value.get<double>();
     return "";
 }
 
@@ -119,7 +130,7 @@ std::string SetPanel(Parts& parts, const std::string&, const json& value) {
         !WholeInRange(value[1], 1, 4096))
         return "screen.size takes [width, height] in pixels";
     std::string problem = parts.screen.Resize(value[0].get<unsigned>(), value[1].get<unsigned>());
-    if (problem.empty()) {
+    if (problem.empty() && !parts.screen.InUse()) {
         parts.panelWidth = value[0].get<unsigned>();
         parts.panelHeight = value[1].get<unsigned>();
         parts.touch.SetSize(parts.panelWidth, parts.panelHeight);
@@ -143,7 +154,9 @@ constexpr QuantityRow kQuantityRows[] = {
     {{"sd.present", "SD card in its slot: true or false"}, SetSd},
     {{"usb.sticks", "USB sticks plugged in: 0 to 8"}, SetSticks},
     {{"module.temperature", "degrees Celsius now"}, SetTemperature},
-    {{"module.temperature_rate", "degrees a minute from now on"}, SetTemperatureRate},
+    {{"module.temperature_rate",
+      "degrees a minute from now on, or {\"to\": degrees, \"rate\": degrees a minute}: a ramp with an end"},
+     SetTemperatureRate},
     {{"module.seed", "another optical module: its number"}, SetSeed},
     {{"noise.seed", "another run of chance for the noise of receiver and measurement board: its number"},
      SetNoise},
@@ -153,7 +166,7 @@ constexpr QuantityRow kQuantityRows[] = {
      SetFibre},
     {{"optics.light_on_link", "steady light from the far end: true (-20 dBm), false, or dBm at the port"},
      SetLightOnLink},
-    {{"screen.size", "[width, height] of the panel in pixels; before the program opens it"}, SetPanel},
+    {{"screen.size", "[width, height] of the panel in pixels; matters at start-up"}, SetPanel},
 };
 
 }  // namespace

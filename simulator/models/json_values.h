@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 namespace k905 {
@@ -15,6 +16,16 @@ inline bool InRange(const nlohmann::json& value, double low, double high) {
 inline bool WholeInRange(const nlohmann::json& value, std::int64_t low, std::int64_t high) {
     return value.is_number_integer() && InRange(value, static_cast<double>(low), static_cast<double>(high));
 }
+
+// A member of a request. What is missing or of another kind is told in words, as std::invalid_argument.
+const nlohmann::json& MemberOf(const nlohmann::json& request, const char* name);
+std::string WordOf(const nlohmann::json& request, const char* name);
+std::string WordOf(const nlohmann::json& request, const char* name, const std::string& otherwise);
+double NumberOf(const nlohmann::json& request, const char* name);
+bool SwitchOf(const nlohmann::json& request, const char* name, bool otherwise);
+
+// What was thrown over a request, for a person: the JSON library's own words are for programmers.
+std::string ReasonOf(const std::exception& error);
 
 // A value for one thing, or a list of values for several.
 inline nlohmann::json AsList(const nlohmann::json& value) {

@@ -197,8 +197,6 @@ std::uint32_t MeasurementBoard::PulseWidth(std::uint8_t channel) const {
 // Collects a frame: N, then N bytes of which the last is the terminator. What does not fit that is given up
 // byte by byte until a frame can begin.
 void MeasurementBoard::Receive(std::uint8_t byte, Micros at) {
-    if (!plugged_)
-        return;
     if (!input_.empty() && at - lastInput_ > kByteGap)
         input_.clear();
     lastInput_ = at;
@@ -223,7 +221,9 @@ void MeasurementBoard::Resynchronise() {
 
 void MeasurementBoard::Frame(const std::vector<std::uint8_t>& frame, Micros at) {
     const std::uint8_t command = frame[1];
-    ++frames_;
+    ++frames_;  // whether anybody hears it or not
+    if (!plugged_)
+        return;
     if (frame.size() == 3 && command == kConnect) {
         Reply({6, kConnect, 0, 0, 0, 0, 0}, std::max(at, busyUntil_) + kCommandTime);
     } else if (frame.size() == 4 && command >= kVoltage1 && command <= kChannel6307) {
@@ -283,6 +283,9 @@ nlohmann::json MeasurementBoard::State() const {
     nlohmann::json rails = nlohmann::json::object();
     for (const BoardRail& rail : kBoardRails)
         rails[rail.name] = Volts(rail.channel);
+    nlohmann::json held = nlohmann::json::array();
+    for (const auto& [rail, volts] : held_)
+        held.push_back(kBoardRails[rail].name);
     static constexpr const char* kSignals[] = {"open", "voltage 0", "voltage 1"};
     return {{"plugged", plugged_},
             {"frames", frames_},
@@ -290,6 +293,7 @@ nlohmann::json MeasurementBoard::State() const {
             {"signal", kSignals[static_cast<int>(InjectedSignal())]},
             {"signal_channel", signalChannel_},
             {"rails", rails},
+            {"held", held},
             {"vdd", Volts(kChannelVdd)},
             {"apd", Volts(kChannelApd)},
             {"att0", Volts(kChannelAtt0)},

@@ -239,6 +239,12 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
         const double low = volts(seed_, Code(dac, 0)), high = volts(seed_, Code(dac, kDacMask));
         return nlohmann::json{low, (high - low) / kDacMask};
     };
+    nlohmann::json events = nlohmann::json::array();
+    for (const FibreEvent& event : plugged_.events) {
+        events.push_back({{"at", event.at}, {"loss", event.loss}});
+        if (event.reflection > kNoReflection)
+            events.back()["reflection"] = event.reflection;
+    }
     return {{"seed", seed_},
             {"dark_volts", DarkVolts(input)},
             {"dark_code", AdcCode(DarkVolts(input))},
@@ -255,6 +261,7 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"apd_current", apd.current},
             {"fibre", fibre_.name},
             {"fibre_length", fibre_.End()},
+            {"fibre_events", events},
             {"light_on_link", light_},
             {"port_loss", spread_.portLoss + connectorLoss_},
             {"path_broken", pathBroken_},

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "simulator/models/at24c512.h"
@@ -55,9 +56,14 @@ struct Instrument::Parts : ModuleSurroundings {
     VirtualShell shell;
 
     // Module temperature: `temperature` degrees Celsius at `temperatureSince`, then `temperatureRate` degrees
-    // a minute towards the limits.
+    // a minute towards `temperatureEnd`.
+    static constexpr double kColdest = -40, kHottest = 85;
     double temperature = 25.0, temperatureRate = 0.0;
+    std::optional<double> temperatureEnd;  // none: the limits
     Micros temperatureSince = 0;
+    // The ramp now: 0 once it has come to its end.
+    double TemperatureRate() const;
+    nlohmann::json TemperatureState() const;
 
     unsigned panelWidth, panelHeight;              // as fitted, for when the small panel's fault is cleared
     bool boardWanted = true;                       // bench setting under the fault "board.unplugged"

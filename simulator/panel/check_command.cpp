@@ -8,6 +8,7 @@
 namespace k905 {
 
 int RunCheckCommand(const CommandOptions& options) {
+    LeaveNothingBehindOnSignals();
     CheckOptions check;
     check.bench.seed = options.seed;
     check.bench.bits = options.bits;

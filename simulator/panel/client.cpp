@@ -1,5 +1,7 @@
 #include "simulator/panel/client.h"
 
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 #include <thread>
 
@@ -38,6 +41,25 @@ std::string TemporaryFolder() {
     return name;
 }
 
+// Temporary state folders, and who runs in each (0: nobody yet).
+std::mutex temporaryLock;
+std::map<std::string, pid_t>& Temporary() {
+    static std::map<std::string, pid_t> folders;
+    return folders;
+}
+
+void NoteTemporary(const std::string& folder, pid_t pid) {
+    const std::lock_guard<std::mutex> guard(temporaryLock);
+    Temporary()[folder] = pid;
+}
+
+void RemoveTemporary(const std::string& folder) {
+    const std::lock_guard<std::mutex> guard(temporaryLock);
+    Temporary().erase(folder);
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+}
+
 std::string Number(double value) {
     std::ostringstream text;
     text << value;
@@ -49,6 +71,29 @@ std::string Number(double value) {
 BuildFolder BuildFolder::OfThisProgram() {
     const fs::path build = fs::read_symlink("/proc/self/exe").parent_path().parent_path();
     return {build / "bin/fct", build / "lib/libk905.so", build / "app/fct"};
+}
+
+void LeaveNothingBehindOnSignals() {
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&ends, signal);
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+    std::thread([ends] {
+        int signal = 0;
+        sigwait(&ends, &signal);
+        temporaryLock.lock();  // for good: nobody else begins or ends an instrument
+        for (const auto& [folder, pid] : Temporary()) {
+            siginfo_t gone = {};
+            if (pid != 0 && kill(pid, SIGKILL) == 0)
+                waitid(P_PID, static_cast<id_t>(pid), &gone, WEXITED | WNOWAIT);
+            std::error_code ignored;
+            fs::remove_all(folder, ignored);
+        }
+        ::signal(signal, SIG_DFL);
+        pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
+        raise(signal);
+    }).detach();
 }
 
 Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
@@ -74,11 +119,13 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
         environment["K905_SEED"] = std::to_string(options.seed);
         environment["K905_BITS"] = std::to_string(options.bits);
         process_ = std::make_unique<Process>(options.build.program, stateDir_ + "/console.log", environment);
+        if (removeState_)
+            NoteTemporary(stateDir_, Pid());
         Connect(options);
     } catch (...) {
         process_.reset();
         if (removeState_)
-            fs::remove_all(stateDir_);
+            RemoveTemporary(stateDir_);
         throw;
     }
 }
@@ -87,15 +134,16 @@ Bench::~Bench() {
     screen_.reset();
     control_.reset();
     process_.reset();
-    std::error_code ignored;
     if (removeState_)
-        fs::remove_all(stateDir_, ignored);
+        RemoveTemporary(stateDir_);
 }
 
 void Bench::PrepareState(const BenchOptions& options) {
     if (options.stateDir.empty()) {
         stateDir_ = TemporaryFolder();
         removeState_ = !options.keepState;
+        if (removeState_)
+            NoteTemporary(stateDir_, 0);
     } else {
         stateDir_ = fs::absolute(options.stateDir);
         std::error_code error;

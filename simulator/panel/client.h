@@ -113,6 +113,10 @@ class Bench {
     std::unique_ptr<ScreenView> screen_;
 };
 
+// From here on SIGINT, SIGTERM and SIGHUP end the program with nothing left behind: the instruments that run
+// are killed, temporary state folders removed. To be called before the first thread is started.
+void LeaveNothingBehindOnSignals();
+
 // Whether `text` stands in one of the runs.
 bool Shows(const std::vector<TextRun>& runs, const std::string& text);
 

@@ -14,6 +14,14 @@ struct BenchError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Asked wrongly; and asked rightly, but at a wrong moment.
+struct Refused : BenchError {
+    using BenchError::BenchError;
+};
+struct NotNow : BenchError {
+    using BenchError::BenchError;
+};
+
 class ControlClient {
   public:
     // Connects to the unix socket at `path`. Throws BenchError when nobody listens there.

@@ -13,11 +13,13 @@ namespace k905 {
 namespace {
 
 constexpr double kStopSeconds = 5;
+constexpr auto kSettle = std::chrono::seconds(3);  // of an instrument that is being switched on or off
+constexpr int kAskSeconds = 5;
 constexpr unsigned kShownLines = 20;
 
 nlohmann::json NameOf(const nlohmann::json& request) {
     if (!request.contains("name") || !request["name"].is_string())
-        throw BenchError("\"name\" is missing");
+        throw Refused("\"name\" is missing in the request");
     return request["name"];
 }
 
@@ -89,7 +91,7 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
     if (what == "bench_restore") {
         const std::string name = NameOf(request);
         if (!saved_.Has(name))
-            throw BenchError("no bench is kept under the name \"" + name + "\"");
+            throw Refused("no bench is kept under the name \"" + name + "\"");
         Wish({"restore", name});
         return done;
     }
@@ -106,9 +108,14 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
         saved_.Save(NameOf(request), bench, options_.stateDir);
         return done;
     }
-    const Status status = GetStatus();
-    if (!status.running)
-        throw BenchError(status.how);
+    std::unique_lock<std::mutex> guard(mutex_);
+    settled_.wait_for(guard, kSettle, [this] { return status_.running || off_; });
+    if (!status_.running) {
+        if (off_ && BenchRequests::Knows(what))
+            return off_->Ask(request);
+        throw NotNow("the instrument does not run: " + status_.how);
+    }
+    guard.unlock();
     // A connection of its own: a long wait holds up nobody else.
     return ControlClient(options_.stateDir + "/control.sock").Ask(request);
 }
@@ -119,15 +126,24 @@ void PanelBench::Look(FrameLog& frames) {
         frames.Update(screen_->Pixels(), screen_->Bits());
 }
 
-// As the control interface keeps it from change to change. A power cut that has happened has happened.
+// As it is now; of an instrument that has just ended, as it was kept from change to change.
 nlohmann::json PanelBench::BenchAsLeft() {
+    try {
+        nlohmann::json bench =
+            GetStatus().running
+                ? ControlClient(options_.stateDir + "/control.sock").Ask({{"do", "bench"}}, kAskSeconds)
+                : Ask({{"do", "bench"}});
+        return {{"set", bench.at("set")}, {"faults", bench.at("faults")}};
+    } catch (const std::exception&) {
+        return KeptBench();
+    }
+}
+
+nlohmann::json PanelBench::KeptBench() const {
     std::ifstream in(options_.stateDir + "/bench.json");
     nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
     if (!bench.is_object())
-        return {{"set", nlohmann::json::object()}, {"faults", nlohmann::json::object()}};  // untouched
-    if (!GetStatus().running && bench.contains("faults") && bench["faults"].is_object())
-        for (const char* cut : {"module.eeprom_cut", "mainboard.eeprom_cut"})
-            bench["faults"].erase(cut);
+        bench = {{"set", nlohmann::json::object()}, {"faults", nlohmann::json::object()}};  // untouched
     return bench;
 }
 
@@ -140,6 +156,7 @@ void PanelBench::Watch() {
     if (!wish.what.empty()) {
         const nlohmann::json left = BenchAsLeft();
         End();
+        SwitchOff();
         if (wish.what == "moment") {
             GoOnFromMoment(wish.moment);
             return;
@@ -224,22 +241,42 @@ void PanelBench::Start(const std::function<std::unique_ptr<Bench>()>& make) {
         if (!options_.start.is_null())
             std::ofstream(options_.stateDir + "/bench.json") << options_.start.dump(2) << '\n';
     } catch (const BenchError& error) {
-        SetEnded(error.what());
         bench_.reset();
+        SetEnded(error.what());
         return;
     }
     const std::lock_guard<std::mutex> guard(mutex_);
     screen_ = std::move(screen);
     status_ = {status_.run + 1, true, "", {}, {}};
+    settled_.notify_all();
     RememberPanel(options_.stateDir);
+}
+
+// The memories are fct's again.
+void PanelBench::SwitchOff() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    off_.reset();
 }
 
 void PanelBench::SetEnded(const std::string& how) {
     const std::vector<std::string> lines = LastLines(options_.stateDir + "/console.log", kShownLines);
+    const bool alive = bench_ && bench_->Status().running;
     const std::lock_guard<std::mutex> guard(mutex_);
     status_.running = false;
     status_.how = how;
     status_.lines = lines;
+    if (!alive && !off_) {
+        nlohmann::json bench = KeptBench();
+        if (bench.contains("faults") && bench["faults"].is_object())
+            for (const char* cut : {"module.eeprom_cut", "mainboard.eeprom_cut"})
+                bench["faults"].erase(cut);  // what has happened has happened
+        try {
+            off_ = std::make_unique<InstrumentOff>(options_, bench);
+        } catch (const std::exception& error) {
+            status_.how += "; " + std::string(error.what());
+        }
+        settled_.notify_all();
+    }
     ForgetPanel(options_.stateDir);
 }
 

@@ -2,12 +2,14 @@
 // server's.
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "simulator/panel/client.h"
+#include "simulator/panel/instrument_off.h"
 #include "simulator/panel/panel_server.h"
 #include "simulator/panel/player.h"
 #include "simulator/panel/saved_benches.h"
@@ -26,7 +28,8 @@ class PanelBench final : public PanelInstrument {
     Status GetStatus() override;
     void Restart() override { Wish({"restart", ""}); }
     // Besides the control interface it knows the launcher's own requests: restart (with "fresh" for a
-    // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name").
+    // factory-new instrument), benches, bench_save, bench_restore, bench_remove (each with "name"). While the
+    // power is off it answers what concerns the bench itself; the rest is NotNow.
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
     // Gives up what came after that moment of its own session, and goes on from there; returns at once. What
@@ -53,13 +56,17 @@ class PanelBench final : public PanelInstrument {
     void StartAt(const Session& session, const Moment& moment, double speed);
     void Leave() const;
     void SetEnded(const std::string& how);
+    void SwitchOff();
     nlohmann::json BenchAsLeft();
+    nlohmann::json KeptBench() const;
 
     BenchOptions options_;  // changed by Watch() only, and the seed under the mutex
     bool removeState_ = false;
     SavedBenches saved_;
     std::unique_ptr<Bench> bench_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;                 // guards what follows
+    std::condition_variable settled_;  // fct runs, or the models without it
+    std::unique_ptr<InstrumentOff> off_;
     std::unique_ptr<ScreenView> screen_;
     Status status_;
     WishedFor wish_;

@@ -23,7 +23,7 @@ std::int64_t Whole(const json& request, const char* name, std::int64_t otherwise
     if (!request.contains(name))
         return otherwise;
     if (!request[name].is_number_integer() || request[name] < 0)
-        throw BenchError(std::string("\"") + name + "\" is a whole number from 0 on");
+        throw Refused(std::string("\"") + name + "\" is a whole number from 0 on");
     return request[name];
 }
 
@@ -61,7 +61,7 @@ json PanelPast::Ask(const json& request) {
     }
     if (what == "branch") {
         if (!shown)
-            throw BenchError("no moment of the past is shown from which it could go on");
+            throw NotNow("no moment of the past is shown from which it could go on");
         live_.GoOnFrom(shown->moment);
         Return();
         return {{"ok", true}};
@@ -69,7 +69,7 @@ json PanelPast::Ask(const json& request) {
     if (!shown)
         return live_.Ask(request);
     if (!Looks(request))
-        throw BenchError("this is the past: return to now first, or go on from here");
+        throw NotNow("this is the past: return to now first, or go on from here");
     return ControlClient(shown->stateDir + "/control.sock").Ask(request);
 }
 
@@ -91,7 +91,7 @@ json PanelPast::TellSession(const json& request) {
     const std::size_t last = session.runs.size() - 1;
     const auto run = static_cast<std::size_t>(Whole(request, "run", static_cast<std::int64_t>(last)));
     if (run > last)
-        throw BenchError("the session has only " + std::to_string(last + 1) + " starts");
+        throw Refused("the session has only " + std::to_string(last + 1) + " starts");
     json reply = {{"ok", true}, {"run", run}, {"runs", json::array()}, {"inputs", json::array()}};
     for (const Session::Run& each : session.runs)
         reply["runs"].push_back(
@@ -120,7 +120,7 @@ json PanelPast::ShowMoment(const json& request) {
     }
     if (moment.run + 1 == starts && live_.GetStatus().running &&
         moment.us > live_.Ask({{"do", "hello"}})["now_us"].get<std::int64_t>())
-        throw BenchError("that moment is still to come");
+        throw Refused("that moment is still to come");
     try {
         Past()->Show(moment);
     } catch (const BenchError&) {

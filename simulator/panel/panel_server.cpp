@@ -72,15 +72,17 @@ std::string Decode(const std::string& text) {
 // leaves when the page has drawn the one before.
 class PageFeed final : public LiveFeed {
   public:
-    explicit PageFeed(PanelServer& server) : server_(server) {}
+    explicit PageFeed(PanelServer& server) : server_(server), page_(server.holds_.Open()) {}
+    ~PageFeed() override { server_.PageGone(page_); }
 
     bool Next(std::string& message, bool& binary) override {
         binary = true;
         if (status_ != server_.statusNumber_) {
             status_ = server_.statusNumber_;
             binary = false;
-            message =
-                Describe(server_.status_).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+            nlohmann::json status = Describe(server_.status_);
+            status["page"] = page_;
+            message = status.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
             return true;
         }
         if (frameSeen_ && frame_ != server_.frames_.Number()) {
@@ -131,6 +133,7 @@ class PageFeed final : public LiveFeed {
     }
 
     PanelServer& server_;
+    const unsigned page_;
     unsigned status_ = ~0u;
     std::uint32_t frame_ = 0;
     bool frameSeen_ = true;
@@ -166,6 +169,22 @@ void PanelServer::UpdateStatus() {
         ++statusNumber_;
     status_ = status;
     stateDir_ = instrument_.StateDir();
+}
+
+// Its keys and fingers are let go of.
+void PanelServer::PageGone(unsigned page) {
+    std::vector<nlohmann::json> releases = holds_.Close(page);
+    if (!releases.empty())
+        server_.Work([this, releases = std::move(releases)] { LetGo(releases); });
+}
+
+void PanelServer::LetGo(const std::vector<nlohmann::json>& releases) {
+    for (const nlohmann::json& release : releases)
+        try {
+            instrument_.Ask(release);
+        } catch (const BenchError&) {
+            // without power nothing is down
+        }
 }
 
 WebReply PanelServer::Refuse(int status, const std::string& error) {
@@ -219,8 +238,21 @@ WebReply PanelServer::ServeApi(const WebRequest& request) {
             return Refuse(400, "\"path\" must be a plain file name; the file is put into the state folder");
         asked["path"] = instrument_.StateDir() + "/" + name;
     }
+    unsigned page = 0;
+    if (asked.contains("page") && asked["page"].is_number_unsigned())
+        page = asked["page"];
+    asked.erase("page");
+    if (page != 0 && !holds_.Note(page, asked))
+        return Refuse(409, "this page's connection to the launcher is lost");
     try {
-        return Answer(200, instrument_.Ask(asked));
+        const nlohmann::json reply = instrument_.Ask(asked);
+        if (page != 0 && PageHolds::Presses(asked) && !holds_.IsOpen(page))  // gone meanwhile
+            LetGo({PageHolds::Release(asked)});
+        return Answer(reply.value("ok", false) ? 200 : 400, reply);
+    } catch (const Refused& error) {
+        return Refuse(400, error.what());
+    } catch (const NotNow& error) {
+        return Refuse(409, error.what());
     } catch (const BenchError& error) {
         return Refuse(502, error.what());
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "simulator/panel/frame_log.h"
+#include "simulator/panel/page_holds.h"
 #include "simulator/panel/session.h"
 #include "simulator/panel/web_server.h"
 
@@ -32,7 +33,7 @@ class PanelInstrument {
     virtual Status GetStatus() = 0;
     // Asks for a fresh start; returns at once, GetStatus tells when it has come about.
     virtual void Restart() = 0;
-    // One request of the control interface and its reply. Throws BenchError.
+    // One request of the control interface and its reply. Throws BenchError, Refused, NotNow.
     virtual nlohmann::json Ask(const nlohmann::json& request) = 0;
     // Lets `frames` take the screen as it is now; nothing when there is none. Quick.
     virtual void Look(FrameLog& frames) = 0;
@@ -66,8 +67,11 @@ class PanelServer final : private WebSite {
 
     WebReply ServeApi(const WebRequest& request);
     void UpdateStatus();
+    void PageGone(unsigned page);
+    void LetGo(const std::vector<nlohmann::json>& releases);
 
     PanelInstrument& instrument_;
+    PageHolds holds_;
     FrameLog frames_;  // this and what follows: the serving thread's
     PanelInstrument::Status status_;
     std::string stateDir_;

@@ -105,7 +105,7 @@ const Session::Run& Rewind::RunOf(const Moment& moment) {
         sessionSize_ = size;
     }
     if (moment.run >= session_.runs.size())
-        throw BenchError("the session has only " + std::to_string(session_.runs.size()) + " starts");
+        throw Refused("the session has only " + std::to_string(session_.runs.size()) + " starts");
     return session_.runs[moment.run];
 }
 

@@ -47,8 +47,10 @@ std::string SavedBenches::Path(const std::string& name) const {
     const bool plain = std::all_of(name.begin(), name.end(), [](unsigned char c) {
         return std::isalnum(c) != 0 || c == ' ' || c == '_' || c == '-' || c == '.';
     });
-    if (name.empty() || name.size() > kLongestName || name[0] == '.' || !plain)
-        throw BenchError("a bench's name is 1 to 40 letters, digits, blanks, \"_\", \"-\" and \".\"");
+    const bool blank = name.find_first_not_of(' ') == std::string::npos;
+    if (blank || name.size() > kLongestName || name[0] == '.' || !plain)
+        throw Refused(
+            "a bench's name is 1 to 40 letters, digits, blanks, \"_\", \"-\" and \".\", and not blank");
     return folder_ + "/" + name;
 }
 
@@ -78,7 +80,7 @@ void SavedBenches::Save(const std::string& name, const nlohmann::json& bench,
         if (!out.flush())
             throw BenchError(path + ": cannot be written");
     } catch (const fs::filesystem_error& error) {
-        throw BenchError(error.what());
+        throw BenchError(path + ": cannot be written: " + error.code().message());
     }
 }
 
@@ -87,18 +89,18 @@ nlohmann::json SavedBenches::Restore(const std::string& name, const std::string&
     std::ifstream in(path + "/" + kBenchFile);
     nlohmann::json bench = nlohmann::json::parse(in, nullptr, false);
     if (!bench.is_object())
-        throw BenchError("no bench is kept under the name \"" + name + "\"");
+        throw Refused("no bench is kept under the name \"" + name + "\"");
     try {
         CopyKept(path, stateDir);
     } catch (const fs::filesystem_error& error) {
-        throw BenchError(error.what());
+        throw BenchError(path + ": cannot be put back: " + error.code().message());
     }
     return bench;
 }
 
 void SavedBenches::Remove(const std::string& name) const {
     if (!Has(name))
-        throw BenchError("no bench is kept under the name \"" + name + "\"");
+        throw Refused("no bench is kept under the name \"" + name + "\"");
     std::error_code ignored;
     fs::remove_all(Path(name), ignored);
 }

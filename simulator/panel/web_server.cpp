@@ -352,6 +352,7 @@ WebServer::WebServer(WebSite& site, std::chrono::milliseconds silence)
     : parts_(std::make_unique<Parts>(site, silence)) {}
 
 WebServer::~WebServer() {
+    parts_->stopping = true;
     parts_->workers.join();
 }
 
@@ -376,6 +377,11 @@ int WebServer::Bind(int port, int attempts) {
 
 void WebServer::Serve() {
     parts_->context.run();
+}
+
+void WebServer::Work(std::function<void()> work) {
+    if (!parts_->stopping)
+        asio::post(parts_->workers, std::move(work));
 }
 
 void WebServer::Stop() {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -74,6 +75,8 @@ class WebServer {
     // the destructor waits for the worker threads.
     void Serve();
     void Stop();
+    // Has a worker thread do it, unless the server stops. For the serving thread, which must not wait.
+    void Work(std::function<void()> work);
 
     struct Parts;
 

@@ -125,6 +125,38 @@ TEST(Control, ANumberOutOfRangeIsRefusedByItsName) {
             << row.request;
 }
 
+TEST(Control, AFingerBesideThePanelIsRefused) {
+    ProbeRun run("keypad", "stepped");
+    for (const char* request :
+         {R"({"do":"touch","x":800,"y":1})", R"({"do":"touch","x":1,"y":480})",
+          R"({"do":"touch","x":-1,"y":1})", R"({"do":"touch","action":"down","x":1,"y":1,"x2":1,"y2":-1})"})
+        EXPECT_EQ("a finger touches the panel from 0, 0 to 799, 479",
+                  run.Client().AskLine(request).value("error", ""))
+            << request;
+    EXPECT_EQ(Json::array(), run.Ask({{"do", "state"}})["state"]["touch"]["fingers"]);
+    EXPECT_TRUE(run.Client().AskLine(R"({"do":"touch","action":"down","x":799,"y":479})")["ok"].get<bool>());
+}
+
+TEST(Control, RefusesInWordsForPeople) {
+    ProbeRun run("keypad", "stepped");
+    const struct {
+        const char* request;
+        const char* error;
+    } rows[] = {
+        {R"({"do":"set","value":1})", "\"name\" is missing in the request"},
+        {R"({"do":"set","name":7,"value":1})", "\"name\" must be a text"},
+        {R"({"do":"set","name":"sd.present"})", "\"value\" is missing in the request"},
+        {R"({"do":"key"})", "\"key\" is missing in the request"},
+        {R"({"do":"key","key":[]})", "\"key\" must be a text"},
+        {R"({"do":"touch","x":"1","y":1})", "\"x\" must be a number"},
+        {R"({"do":"until","exit":1})", "\"exit\" must be true or false"},
+        {R"({"do":"trace","action":"read","kinds":7})", "a member of the request is of the wrong kind"},
+        {R"({"do":"bench","set":7})", "\"set\" is not an object"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.error, run.Client().AskLine(row.request).value("error", "")) << row.request;
+}
+
 TEST(Control, DeepNestingIsHarmless) {
     ProbeRun run("keypad", "stepped");
     EXPECT_FALSE(run.Client().AskLine(std::string(60'000, '['))["ok"]);

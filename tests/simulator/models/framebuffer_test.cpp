@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 
 #include <cerrno>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace k905 {
@@ -65,8 +66,11 @@ TEST(Framebuffer, ShowsWhatIsWrittenThroughItsDescriptor) {
 TEST(Framebuffer, ChangesShapeOnlyWhileNobodyHasItOpen) {
     Framebuffer screen(800, 480, 16);
     auto file = Opened(screen);
-    EXPECT_NE(screen.Resize(1024, 600), "");
-    EXPECT_NE(screen.SetSwapped(true), "");
+    EXPECT_EQ(screen.Resize(1024, 600), "") << "is for the next start";
+    EXPECT_EQ(screen.SetSwapped(true), "");
+    EXPECT_NE(screen.Resize(0, 600), "");
+    EXPECT_EQ(screen.State()["width"], 800u);
+    EXPECT_EQ(screen.State()["layout"], "rgb565");
     file.reset();
     EXPECT_EQ(screen.Resize(1024, 600), "");
     EXPECT_EQ(screen.SetSwapped(true), "");

@@ -88,6 +88,7 @@ TEST_F(WholeInstrument, EveryQuantityIsTakenAndShown) {
         {"usb.sticks", 2, 9},
         {"module.temperature", -12.345, 200},
         {"module.temperature_rate", 1.5, 1000},
+        {"module.temperature_rate", {{"to", 55}, {"rate", 1}}, {{"to", 55}, {"rate", 1}, {"at", 1}}},
         {"module.seed", 77, -1},
         {"noise.seed", 4294967295, 4294967296},
         {"screen.size", json::array({1024, 600}), json::array({0, 600})},
@@ -120,6 +121,33 @@ TEST_F(WholeInstrument, ModuleWarmsAtItsRateUpToItsLimits) {
     instrument_->Set("module.temperature_rate", 60);
     world_.now += 600000000;
     EXPECT_EQ(instrument_->State()["optic"]["temperature"], 85.0);
+}
+
+TEST_F(WholeInstrument, ARampEndsWhereItIsTold) {
+    const auto module = [&] { return instrument_->State()["module"]; };
+    const json up = {{"to", 30}, {"rate", 2}};
+    for (const json& wrong :
+         {json{{"to", 30}}, json{{"to", 300}, {"rate", 2}}, json{{"to", 30}, {"rate", -2}}})
+        EXPECT_NE(instrument_->Set("module.temperature_rate", wrong), "") << wrong;
+    EXPECT_EQ(instrument_->Set("module.temperature_rate", up), "");
+    world_.now += 60 * kSecond;
+    EXPECT_EQ(module(), json({{"temperature", 27.0}, {"temperature_rate", 2.0}, {"temperature_end", 30.0}}));
+    EXPECT_EQ(instrument_->Set("module.temperature", 40), "") << "now it goes down";
+    world_.now += 60 * kSecond;
+    EXPECT_EQ(module()["temperature"], 38.0);
+    world_.now += 600 * kSecond;
+    EXPECT_EQ(module(), json({{"temperature", 30.0}, {"temperature_rate", 0}}));
+    instrument_->Set("module.temperature_rate", 0);
+    instrument_->Set("module.temperature", 20);
+    world_.now += 60 * kSecond;
+    EXPECT_EQ(module(), json({{"temperature", 20.0}, {"temperature_rate", 0.0}})) << "no ramp, no end";
+}
+
+TEST_F(WholeInstrument, TellsTheFibreAsItWasSet) {
+    const json own = {{{"at", 700.0}, {"loss", 0.5}}, {{"at", 900.0}, {"loss", 0.0}, {"reflection", -40.0}}};
+    EXPECT_EQ(instrument_->Set("optics.fibre", own), "");
+    instrument_->SetFault("optics.fibre_longer", 3);  // not what stands on its label
+    EXPECT_EQ(instrument_->State()["optics"]["fibre_events"], own);
 }
 
 TEST_F(WholeInstrument, EveryFaultIsDescribedSetAndCleared) {

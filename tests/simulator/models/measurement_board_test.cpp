@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "tests/simulator/models/bench_world.h"
 
@@ -214,6 +215,8 @@ TEST_F(Board, UnpluggedBoardIsSilent) {
     EXPECT_THAT(Receive(), IsEmpty());
     Send({2, 7, 0x23});
     EXPECT_THAT(Receive(), IsEmpty());
+    EXPECT_EQ(board_.State()["frames"], 2) << "requests, also those that nobody heard";
+    EXPECT_EQ(board_.State()["replies"], 1);
     board_.SetPlugged(true);
     Send({2, 7, 0x23});
     EXPECT_EQ(Receive().size(), 7u);

@@ -67,15 +67,23 @@ TEST(BenchRequest, AnUntouchedBenchIsAsItWasBeforeAnythingWasSet) {
     EXPECT_THAT(diff, IsEmpty()) << diff.dump(1);
 }
 
-TEST(BenchRequest, TellsWhatIsWrongAndDoesTheRest) {
+TEST(BenchRequest, IsTakenWholeOrNotAtAll) {
     Bench bench;
+    bench.Set("module.temperature", 41);
+    bench.Set("board.rail.TP97", 0.5);
+    bench.Fault("module.eeprom_cut", 200);
+    const json before = bench.Request({{"do", "bench"}});
+    const json state = Settled(bench);
     const json reply = bench.Ask({{"do", "bench"},
-                                  {"set", {{"no.such", 1}, {"module.temperature", 30}}},
-                                  {"faults", {{"sd.missing", "perhaps"}}}});
+                                  {"set", {{"no.such", 1}, {"module.temperature", 30}, {"rtc.time", 0}}},
+                                  {"faults", {{"sd.missing", "perhaps"}, {"usb.two", true}}}});
     EXPECT_FALSE(reply["ok"].get<bool>());
-    EXPECT_THAT(reply["error"].get<std::string>(), ::testing::HasSubstr("no.such"));
-    EXPECT_EQ(json({{"module.temperature", 30}}), reply["set"]);
+    EXPECT_THAT(reply["error"].get<std::string>(), ::testing::HasSubstr("no such quantity: no.such"));
+    EXPECT_THAT(reply["error"].get<std::string>(), ::testing::HasSubstr("true or false"));
     EXPECT_FALSE(bench.Ask({{"do", "bench"}, {"set", 7}})["ok"].get<bool>());
+    EXPECT_EQ(before, bench.Request({{"do", "bench"}}));
+    EXPECT_EQ(state, Settled(bench));
+    EXPECT_FALSE(std::filesystem::exists(bench.StateDir() + "/trial")) << "nothing stays behind";
 }
 
 TEST(BenchRequest, KnowsWhatWasSetBeforeTheStart) {
@@ -168,7 +176,7 @@ TEST_F(Saved, RestoresSettingsAndMemories) {
 TEST_F(Saved, RefusesNamesThatLeadElsewhere) {
     const SavedBenches saved(folder_ + "/benches");
     for (const std::string& name : {std::string(""), std::string(".."), std::string(".x"), std::string("a/b"),
-                                    std::string("a\nb"), std::string(41, 'a')}) {
+                                    std::string("a\nb"), std::string(41, 'a'), std::string("   ")}) {
         EXPECT_THROW(saved.Save(name, {}, State()), BenchError) << name;
         EXPECT_THROW(saved.Remove(name), BenchError) << name;
     }

@@ -1,13 +1,22 @@
 // How the job's steps are judged and shown; the job itself runs in tests/scenarios.
 #include "simulator/panel/check.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <set>
+#include <thread>
 
 namespace k905 {
 namespace {
+
+namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 
@@ -70,6 +79,41 @@ TEST(Table, WrapsLongReadingsIntoItsColumns) {
     const std::size_t width = rows.find('\n') - std::string("| passed").size();
     EXPECT_EQ('|', rows[rows.find('\n') + 1 + width]) << "the columns are not in line:\n" << rows;
     EXPECT_THAT(TableRows({"Step", "", "no such screen"}), HasSubstr("| FAILED\n"));
+}
+
+// `k905 check` in a folder for temporary files of its own, ended by that signal as soon as fct runs there.
+TEST(CheckCommand, EndedByASignalLeavesNoFolderBehind) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        std::string folder = (fs::temp_directory_path() / "k905-ended-XXXXXX").string();
+        ASSERT_NE(nullptr, mkdtemp(folder.data()));
+        fs::create_directory(folder + "/tmp");
+        const std::string program = std::string(K905_BINARY_DIR) + "/bin/k905", out = folder + "/out";
+        const pid_t pid = fork();
+        if (pid == 0) {
+            setenv("TMPDIR", (folder + "/tmp").c_str(), 1);
+            const int silent = open("/dev/null", O_WRONLY);
+            dup2(silent, STDOUT_FILENO);
+            execl(program.c_str(), "k905", "check", "--out", out.c_str(), nullptr);
+            _exit(127);
+        }
+        const auto left = [&] {
+            return std::distance(fs::directory_iterator(folder + "/tmp"), fs::directory_iterator());
+        };
+        const auto runs = [&] {
+            for (const auto& entry : fs::directory_iterator(folder + "/tmp"))
+                if (fs::exists(entry.path() / "control.sock"))
+                    return true;
+            return false;
+        };
+        int status = 0;
+        while (!runs() && waitpid(pid, &status, WNOHANG) == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        kill(pid, signal);
+        EXPECT_EQ(pid, waitpid(pid, &status, 0));
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_EQ(0, left());
+        fs::remove_all(folder);
+    }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "simulator/panel/client.h"
@@ -34,6 +35,8 @@ class StubInstrument final : public PanelInstrument {
         {
             const std::lock_guard<std::mutex> guard(mutex_);
             asked_ = request;
+            if (fail_)
+                fail_();
         }
         while (hold_)
             std::this_thread::sleep_for(1ms);
@@ -61,6 +64,11 @@ class StubInstrument final : public PanelInstrument {
         const std::lock_guard<std::mutex> guard(mutex_);
         return asked_;
     }
+    // What the next requests throw.
+    void Fail(const std::function<void()>& fail) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        fail_ = fail;
+    }
     void Forget() {
         const std::lock_guard<std::mutex> guard(mutex_);
         asked_ = nullptr;
@@ -83,6 +91,7 @@ class StubInstrument final : public PanelInstrument {
     Picture picture_;
     std::string ended_;
     nlohmann::json asked_;
+    std::function<void()> fail_;
 };
 
 class Server : public ::testing::Test {
@@ -239,6 +248,119 @@ TEST_F(Server, TellsWhatIsWrongWithTheInstrument) {
     EXPECT_FALSE(status["running"].get<bool>());
     EXPECT_EQ("fct crashed (Segmentation fault, signal 11)", status["how"]);
     EXPECT_EQ("last line", status["lines"][0]);
+}
+
+TEST_F(Server, ARefusalHasTheStatusOfItsKind) {
+    Start(R"({"ok":false,"error":"sd.present is true or false"})");
+    const WebResult refused = Api(R"({"do":"set","name":"sd.present","value":3})");
+    EXPECT_EQ(400, refused.status);
+    EXPECT_EQ("sd.present is true or false", refused.Json()["error"]);
+    const struct {
+        std::function<void()> fail;
+        int status;
+    } cases[] = {{[] { throw Refused("a"); }, 400},
+                 {[] { throw NotNow("b"); }, 409},
+                 {[] { throw BenchError("c"); }, 502}};
+    for (const auto& [fail, status] : cases) {
+        instrument_->Fail(fail);
+        const WebResult result = Api(R"({"do":"hello"})");
+        EXPECT_EQ(status, result.status);
+        EXPECT_FALSE(result.Json()["ok"].get<bool>());
+    }
+}
+
+// What a page pressed; its number comes with the status.
+class Hands : public Server {
+  protected:
+    unsigned Number(LiveClient& page) { return nlohmann::json::parse(page.ReadKind('{'))["page"]; }
+    int Press(unsigned page, nlohmann::json request) {
+        request["page"] = page;
+        return Api(request.dump()).status;
+    }
+    // The next request that the instrument gets.
+    nlohmann::json Next(std::chrono::milliseconds limit = 10s) {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (instrument_->Asked().is_null() && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(1ms);
+        return instrument_->Asked();
+    }
+    const nlohmann::json down_ = {{"do", "key"}, {"key", "f1"}, {"action", "down"}};
+    const nlohmann::json up_ = {{"do", "key"}, {"key", "f1"}, {"action", "up"}};
+    const nlohmann::json finger_ = {{"do", "touch"}, {"action", "move"}, {"x", 1}, {"y", 2}};
+};
+
+TEST_F(Hands, AreLetGoOfWhenTheirPageIsGone) {
+    Start();
+    const std::pair<nlohmann::json, nlohmann::json> cases[] = {
+        {down_, up_}, {finger_, {{"do", "touch"}, {"action", "up"}}}};
+    for (const auto& [press, release] : cases) {
+        LiveClient page(port_);
+        EXPECT_EQ(200, Press(Number(page), press));
+        EXPECT_EQ(press, instrument_->Asked()) << "the instrument knows of no pages";
+        instrument_->Forget();
+        page.Drop();
+        EXPECT_EQ(release, Next());
+    }
+}
+
+TEST_F(Hands, ThatAreAlreadyUpOrHeldByAnotherPageStay) {
+    Start();
+    LiveClient other(port_);
+    const unsigned stays = Number(other);
+    for (const bool released : {true, false}) {
+        LiveClient page(port_);
+        const unsigned goes = Number(page);
+        Press(goes, down_);
+        Press(released ? goes : stays, released ? up_ : down_);
+        instrument_->Forget();
+        page.Drop();
+        EXPECT_TRUE(Next(300ms).is_null()) << Next();
+    }
+    other.Drop();
+    EXPECT_EQ(up_, Next());
+}
+
+TEST_F(Hands, OfASilentPageAreLetGoOf) {
+    silence_ = 600ms;
+    Start();
+    LiveClient page(port_);
+    Press(Number(page), down_);
+    instrument_->Forget();
+    EXPECT_EQ(up_, Next());
+}
+
+TEST_F(Hands, OfAPageThatIsGonePressNothing) {
+    Start();
+    unsigned gone = 0;
+    {
+        LiveClient page(port_);
+        gone = Number(page);
+        Press(gone, down_);
+        instrument_->Forget();
+        page.Drop();
+        EXPECT_EQ(up_, Next());
+    }
+    instrument_->Forget();
+    EXPECT_EQ(409, Press(gone, down_));
+    EXPECT_EQ(409, Press(gone, finger_));
+    EXPECT_TRUE(instrument_->Asked().is_null());
+    EXPECT_EQ(200, Press(gone, up_));
+}
+
+TEST_F(Hands, ThatWereOnTheirWayWhenThePageWentAreLetGoOf) {
+    Start();
+    auto page = std::make_unique<LiveClient>(port_);
+    const unsigned number = Number(*page);
+    instrument_->hold_ = true;
+    std::thread pressing([&] { Press(number, down_); });
+    EXPECT_EQ(down_, Next());
+    page->Drop();
+    while (instrument_->Asked() != up_)  // sent at once, and too early
+        std::this_thread::sleep_for(1ms);
+    instrument_->Forget();
+    instrument_->hold_ = false;
+    EXPECT_EQ(up_, Next());
+    pressing.join();
 }
 
 TEST_F(Server, RestartsOnRequestOnly) {

@@ -1,0 +1,41 @@
+#include "simulator/panel/instrument_off.h"
+
+#include <fstream>
+
+#include "simulator/models/json_values.h"
+
+namespace k905 {
+
+namespace {
+
+// Of the models; with the start.json that they look for.
+Instrument::Options Prepared(const BenchOptions& options, const nlohmann::json& bench) {
+    std::ofstream(options.stateDir + "/start.json") << bench.dump(2) << '\n';
+    Instrument::Options models;
+    models.stateDir = options.stateDir;
+    models.appDir = options.build.app;
+    models.seed = options.seed;
+    models.bits = options.bits;
+    return models;
+}
+
+}  // namespace
+
+InstrumentOff::InstrumentOff(const BenchOptions& options, const nlohmann::json& bench)
+    : instrument_(world_, Prepared(options, bench)),
+      requests_(world_, instrument_, Prepared(options, bench), nullptr) {
+    requests_.Keep();
+}
+
+nlohmann::json InstrumentOff::Ask(const nlohmann::json& request) {
+    try {
+        nlohmann::json reply = requests_.Do(request);
+        if (!reply.contains("ok"))
+            reply["ok"] = true;
+        return reply;
+    } catch (const std::exception& error) {
+        return {{"ok", false}, {"error", ReasonOf(error)}};
+    }
+}
+
+}  // namespace k905

@@ -1,0 +1,142 @@
+// The launcher's instrument, with the real fct: it tells and takes the bench whether its power is on or off.
+#include "simulator/panel/panel_bench.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <thread>
+
+#include "simulator/panel/frame_log.h"
+
+namespace k905 {
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+using namespace std::chrono_literals;
+
+class LaunchedBench : public ::testing::Test {
+  protected:
+    LaunchedBench() {
+        setenv("XDG_RUNTIME_DIR", ::testing::TempDir().c_str(), 1);
+        BenchOptions options;
+        options.stepped = false;
+        instrument_ = std::make_unique<PanelBench>(options);
+    }
+    json Ask(const json& request) { return instrument_->Ask(request); }
+    json State() { return Ask({{"do", "state"}})["state"]; }
+    void Set(const char* name, const json& value) {
+        const json reply = Ask({{"do", "set"}, {"name", name}, {"value", value}});
+        EXPECT_TRUE(reply["ok"].get<bool>()) << reply;
+    }
+    void Fault(const char* name, const json& value) {
+        const json reply = Ask({{"do", "fault"}, {"name", name}, {"value", value}});
+        EXPECT_TRUE(reply["ok"].get<bool>()) << reply;
+    }
+    // As the launcher's main thread does, until the instrument runs (or does not).
+    void WatchUntil(bool running, unsigned run) {
+        const auto end = std::chrono::steady_clock::now() + 20s;
+        do {
+            instrument_->Watch();
+            std::this_thread::sleep_for(10ms);
+        } while ((instrument_->GetStatus().running != running || instrument_->GetStatus().run != run) &&
+                 std::chrono::steady_clock::now() < end);
+        ASSERT_EQ(running, instrument_->GetStatus().running) << instrument_->GetStatus().how;
+        ASSERT_EQ(run, instrument_->GetStatus().run);
+    }
+    void CutPower() {
+        Ask({{"do", "power_cut"}});
+        WatchUntil(false, instrument_->GetStatus().run);
+    }
+    void Restart() {
+        Ask({{"do", "restart"}});
+        WatchUntil(true, instrument_->GetStatus().run + 1);
+    }
+    std::unique_ptr<PanelBench> instrument_;
+};
+
+TEST_F(LaunchedBench, TellsTheBenchAsItWasLeftWhileThePowerIsOff) {
+    Set("optics.fibre", {{{"at", 700}, {"loss", 0.5}}, {{"at", 900}, {"reflection", -40}}});
+    Set("board.rail.TP97", 0.5);
+    Fault("usb.missing", true);
+    const json bench = Ask({{"do", "bench"}});
+    CutPower();
+    EXPECT_EQ(bench, Ask({{"do", "bench"}}));
+    const json state = State();
+    EXPECT_EQ(json({{{"at", 700}, {"loss", 0.5}}, {{"at", 900}, {"loss", 0}, {"reflection", -40}}}),
+              state["optics"]["fibre_events"]);
+    EXPECT_EQ(0.5, state["board"]["rails"]["TP97"]);
+    EXPECT_EQ(json({"TP97"}), state["board"]["held"]);
+    EXPECT_TRUE(state["board"]["plugged"]);
+    EXPECT_EQ(json({{"usb.missing", true}}), state["faults"]);
+}
+
+TEST_F(LaunchedBench, WhatIsSetWithoutPowerHoldsAtTheNextStart) {
+    CutPower();
+    Set("module.temperature", 41);
+    Fault("sd.missing", true);
+    Fault("module.eeprom_cut", 200);
+    const json bench = Ask({{"do", "bench"}});
+    Restart();
+    EXPECT_EQ(bench, Ask({{"do", "bench"}}));
+    EXPECT_EQ(41, State()["optic"]["temperature"]);
+    EXPECT_FALSE(State()["storage"]["sd"]["present"]);
+}
+
+TEST_F(LaunchedBench, RefusesInTheSameWordsWithAndWithoutPower) {
+    const json wrong[] = {{{"do", "set"}, {"name", "module.temperature"}, {"value", 200}},
+                          {{"do", "set"}, {"name", "no.such"}, {"value", 1}},
+                          {{"do", "set"}, {"name", "usb.sticks"}},
+                          {{"do", "set"}, {"name", 3}, {"value", 1}},
+                          {{"do", "fault"}, {"name", "keypad.dead"}, {"value", "f9"}},
+                          {{"do", "bench"}, {"set", {{"usb.sticks", 99}}}, {"faults", {{"no.such", true}}}},
+                          {{"do", "bench"}, {"faults", 7}}};
+    std::vector<json> running;
+    for (const json& request : wrong)
+        running.push_back(Ask(request));
+    CutPower();
+    for (std::size_t i = 0; i < running.size(); ++i) {
+        const json off = Ask(wrong[i]);
+        EXPECT_FALSE(off["ok"].get<bool>()) << off;
+        EXPECT_EQ(running[i], off) << wrong[i];
+        EXPECT_THAT(off["error"].get<std::string>(), ::testing::Not(HasSubstr("exception")));
+    }
+    EXPECT_EQ(json::object(), Ask({{"do", "bench"}})["set"]);
+    EXPECT_THROW(Ask({{"do", "key"}, {"key", "f1"}}), NotNow);
+    EXPECT_THROW(Ask({{"do", "bench_restore"}, {"name", "never kept"}}), Refused);
+    EXPECT_THROW(Ask({{"do", "bench_save"}, {"name", "   "}}), Refused);
+}
+
+TEST_F(LaunchedBench, WhatMattersAtStartUpIsTakenDuringARunAndHoldsAtTheNextStart) {
+    const std::pair<const char*, std::pair<const char*, json>> cases[] = {
+        {"screen.small", {"width", 640}}, {"screen.bgr565", {"layout", "bgr565"}}};
+    for (const auto& [fault, shown] : cases) {
+        while (State()["screen"]["open"] == 0)
+            std::this_thread::sleep_for(1ms);
+        const json before = State()["screen"][shown.first];
+        EXPECT_NE(shown.second, before);
+        Fault(fault, true);
+        EXPECT_EQ(before, State()["screen"][shown.first]) << "until then the screen stays as it is";
+        Restart();
+        EXPECT_EQ(shown.second, State()["screen"][shown.first]);
+        CutPower();
+        Fault(fault, false);
+        Restart();
+        EXPECT_EQ(before, State()["screen"][shown.first]);
+    }
+}
+
+TEST_F(LaunchedBench, ARampGoesOnFromWhereThePowerWasCut) {
+    Set("module.temperature_rate", {{"to", 55}, {"rate", 60}});
+    std::this_thread::sleep_for(300ms);
+    const double before = State()["module"]["temperature"];
+    EXPECT_GT(before, 25);
+    CutPower();
+    EXPECT_GE(State()["module"]["temperature"].get<double>(), before);
+    EXPECT_LT(State()["module"]["temperature"].get<double>(), 55);
+    EXPECT_EQ(60, State()["module"]["temperature_rate"]);
+}
+
+}  // namespace
+}  // namespace k905

@@ -43,6 +43,8 @@ class PanelBench final : public PanelInstrument {
     void Start();
     void Leave() const;
     void SetEnded(const std::string& how);
+    nlohmann::json AskInstrument(const nlohmann::json& request);
+    bool EndsNow();
     void SwitchOff();
     nlohmann::json BenchAsLeft();
     nlohmann::json KeptBench() const;

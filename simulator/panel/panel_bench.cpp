@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kStopSeconds = 5;
 constexpr auto kSettle = std::chrono::seconds(3);  // of an instrument that is being switched on or off
+constexpr auto kNoticed = std::chrono::milliseconds(500);  // until an end is seen
 constexpr int kAskSeconds = 5;
 constexpr unsigned kShownLines = 20;
 
@@ -108,16 +109,35 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
         saved_.Save(NameOf(request), bench, options_.stateDir);
         return done;
     }
+    try {
+        return AskInstrument(request);
+    } catch (const NotNow&) {
+        throw;
+    } catch (const BenchError&) {
+        if (!EndsNow())
+            throw;
+        return AskInstrument(request);
+    }
+}
+
+nlohmann::json PanelBench::AskInstrument(const nlohmann::json& request) {
     std::unique_lock<std::mutex> guard(mutex_);
     settled_.wait_for(guard, kSettle, [this] { return status_.running || off_; });
     if (!status_.running) {
-        if (off_ && BenchRequests::Knows(what))
+        if (off_ && BenchRequests::Knows(request["do"]))
             return off_->Ask(request);
         throw NotNow("the instrument does not run: " + status_.how);
     }
     guard.unlock();
     // A connection of its own: a long wait holds up nobody else.
     return ControlClient(options_.stateDir + "/control.sock").Ask(request);
+}
+
+// Whether it ends this moment, which the watching thread is about to see.
+bool PanelBench::EndsNow() {
+    std::unique_lock<std::mutex> guard(mutex_);
+    const unsigned run = status_.run;
+    return settled_.wait_for(guard, kNoticed, [&] { return !status_.running || status_.run != run; });
 }
 
 void PanelBench::Look(FrameLog& frames) {
@@ -275,8 +295,8 @@ void PanelBench::SetEnded(const std::string& how) {
         } catch (const std::exception& error) {
             status_.how += "; " + std::string(error.what());
         }
-        settled_.notify_all();
     }
+    settled_.notify_all();
     ForgetPanel(options_.stateDir);
 }
 

@@ -56,6 +56,8 @@ class PanelBench final : public PanelInstrument {
     void StartAt(const Session& session, const Moment& moment, double speed);
     void Leave() const;
     void SetEnded(const std::string& how);
+    nlohmann::json AskInstrument(const nlohmann::json& request);
+    bool EndsNow();
     void SwitchOff();
     nlohmann::json BenchAsLeft();
     nlohmann::json KeptBench() const;

@@ -1,5 +1,5 @@
-// The bench: its sections as tabs. A section is {id, title, open(panel), look?(state), every?, closed?()}; the one that
-// is open is given the state of the models twice a second.
+// The bench: its sections as tabs. A section is {id, title, open(panel), look?(state), shown?()}; the one that
+// is open is given the state of the models twice a second, also while the power is `off`: the launcher always knows it.
 import { byId, element } from "./dom.js";
 import { ask, on } from "./link.js";
 import { showDown } from "./keys.js";
@@ -9,13 +9,13 @@ import { memoryTab } from "./tab_memory.js";
 import { mainBoardTab } from "./tab_mainboard.js";
 import { logsTab } from "./tab_logs.js";
 import { traceTab } from "./tab_trace.js";
-import { faultsTab } from "./tab_faults.js";
+import { faultsTab, followFaults } from "./tab_faults.js";
 import { setupsTab } from "./tab_setups.js";
 
 const tabs = [boardTab, opticsTab, memoryTab, mainBoardTab, logsTab, traceTab, faultsTab, setupsTab];
 const kLookMs = 500;
 let current = null;
-let running = false;
+let connected = false, running = false;
 let busy = false;
 
 function select(tab, focus) {
@@ -38,15 +38,16 @@ function select(tab, focus) {
 }
 
 async function look() {
-  if (!current || busy || document.hidden || !running) return;
+  if (!current || busy || document.hidden || !connected) return;
   busy = true;
   try {
     const { state } = await ask({ do: "state" });
     markFaults(Object.keys(state.faults).length);
+    await followFaults(state.faults);
     showDown(state.keypad.down);
-    await current.look?.(state);
+    if (running || current !== traceTab) await current.look?.({ ...state, off: !running }); // a trace is the running program's
   } catch {
-    // what is wrong with the instrument is told over its screen
+    // what is wrong is told over the screen
   }
   busy = false;
 }
@@ -86,9 +87,11 @@ export function openBench() {
   }
   select(tabs.find((tab) => tab.id === last) ?? tabs[0]);
   on("status", (status) => {
+    connected = true;
     running = status.running;
     look();
   });
-  on("lost", () => (running = false));
+  on("done", ({ do: what }) => ["set", "fault", "bench", "power_cut"].includes(what) && look());
+  on("lost", () => (connected = false));
   setInterval(look, kLookMs);
 }

@@ -23,9 +23,91 @@ export function download(name, content, type = "text/plain") {
   setTimeout(() => URL.revokeObjectURL(url), 1000);
 }
 
-// What a person edits is not overwritten meanwhile.
-export function show(input, value) {
-  if (document.activeElement === input && input.type !== "checkbox") return;
+// ---- Fields. They follow the instrument; what a person is just editing is left alone, also with a look at the
+// instrument under way that does not know of it yet.
+
+const kUnderWay = 400; // ms
+const editedUntil = new WeakMap(); // field -> when it follows again
+const shown = new WeakMap(); // field -> what the instrument told last
+
+addEventListener("input", ({ target }) => editedUntil.set(target, Infinity), true);
+for (const kind of ["change", "blur"])
+  addEventListener(kind, ({ target }) => {
+    if (editedUntil.has(target)) editedUntil.set(target, performance.now() + kUnderWay);
+  }, true);
+
+function put(input, value) {
   if (input.type === "checkbox") input.checked = value;
   else if (input.value !== String(value)) input.value = value;
+}
+
+export function show(input, value) {
+  shown.set(input, value);
+  if (!(editedUntil.get(input) > performance.now())) put(input, value);
+}
+
+// The old value comes back.
+export function revert(input) {
+  editedUntil.delete(input);
+  if (!shown.has(input)) return;
+  if (input.validity?.badInput) input.value = 0; // or letters stay where the old value was empty
+  put(input, shown.get(input));
+}
+
+// "sd.present is true or false" -> a sentence. A name of something stays as it is.
+export function sentence(text) {
+  const first = text.split(" ")[0];
+  const begin = /[."_]/.test(first.slice(0, -1)) ? text : text.charAt(0).toUpperCase() + text.slice(1);
+  return /[.!?]$/.test(begin) ? begin : begin + ".";
+}
+
+const complaints = new WeakMap(); // control -> the note beside it
+
+// Says at the control what is wrong with what was asked there; "" takes it away.
+export function complain(control, text) {
+  complaints.get(control)?.remove();
+  complaints.delete(control);
+  if (!text) return;
+  const note = element("p", { class: "refusal", role: "alert" }, sentence(text));
+  complaints.set(control, note);
+  const place = control.closest("td, .fault");
+  if (place) place.append(note);
+  else (control.closest("label") ?? control).after(note);
+}
+
+// A field for a number. `send(value, field)` gets what is entered; what is none, or out of range, is refused at the
+// field. `optional`: it may be empty, which is null.
+export function numberField({ label, min, max, step = "any", whole = false, optional = false, ...more }, send) {
+  const wanted = `${label}: a ${whole ? "whole " : ""}number from ${min} to ${max} is expected`;
+  const field = element("input", {
+    type: "number", min: String(min), max: String(max), step: String(step), "aria-label": label, ...more,
+    onchange: () => {
+      const empty = field.value === "" && !field.validity.badInput;
+      const value = field.value === "" ? null : Number(field.value);
+      const good = value === null ? empty && optional : value >= min && value <= max && (!whole || Number.isInteger(value));
+      complain(field, good ? "" : wanted);
+      if (good) send(value, field);
+      else revert(field);
+    },
+  });
+  return field;
+}
+
+// Asks before something that cannot be taken back: true when the answer is `yes`.
+export function sure(question, yes) {
+  return new Promise((resolve) => {
+    const answer = (text, value, kind) => element("button", {
+      class: kind, onclick: () => {
+        resolve(value);
+        dialog.remove();
+      },
+    }, text);
+    const dialog = element(
+      "dialog", { class: "question", onclose: () => (resolve(false), dialog.remove()) },
+      element("p", {}, question),
+      element("div", { class: "row" }, answer(yes, true, "danger yes"), answer("Cancel", false, "no")),
+    );
+    document.body.append(dialog);
+    dialog.showModal();
+  });
 }

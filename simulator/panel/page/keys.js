@@ -7,7 +7,7 @@ const released = new Map(); // key -> when this page let go of it
 const kOwnMs = 1000; // so long, what the instrument told may still be this page's own press
 const buttons = new Map([...document.querySelectorAll("[data-key]")].map((button) => [button.dataset.key, button]));
 
-function hold(key, down) {
+function hold(key, down, send = true) {
   if (held.has(key) === down) return;
   if (down) held.add(key);
   else {
@@ -15,7 +15,7 @@ function hold(key, down) {
     released.set(key, performance.now());
   }
   buttons.get(key).classList.toggle("held", down);
-  act({ do: "key", key, action: down ? "down" : "up" });
+  if (send) act({ do: "key", key, action: down ? "down" : "up" });
 }
 
 // Keys that are down on the instrument, whoever holds them: another page, a script.
@@ -28,6 +28,10 @@ export function showDown(keys) {
 
 export function releaseAll() {
   [...held].forEach((key) => hold(key, false));
+}
+// Without power, or without a launcher, there is nothing to be told.
+export function forgetHeld() {
+  [...held].forEach((key) => hold(key, false, false));
 }
 
 for (const [key, button] of buttons) {
@@ -96,11 +100,16 @@ for (const button of document.querySelectorAll("[data-turn]"))
     turn(Number(button.dataset.turn));
   });
 
+// Of a wheel's turn: browsers tell it in lines (3 a notch) or in pixels that differ (100, 120), most of them also as
+// 120 a notch the other way round.
+const notches = ({ deltaMode, deltaY, wheelDeltaY }) =>
+  deltaMode !== 0 ? deltaY / 3 : wheelDeltaY ? -wheelDeltaY / 120 : deltaY / 100;
+
 dial.addEventListener(
   "wheel",
   (event) => {
     event.preventDefault();
-    wheel += event.deltaMode === 0 ? event.deltaY / 60 : event.deltaY;
+    wheel += notches(event);
     const steps = Math.trunc(wheel);
     if (steps === 0) return;
     wheel -= steps;

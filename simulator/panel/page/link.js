@@ -1,13 +1,18 @@
 // The connection to the launcher: requests of the control interface, and what comes by itself (screen, status, output).
+import { complain, revert } from "./dom.js";
+
 const hearers = {};
 
-// Events: "frame" (ArrayBuffer), "status" (object), "lost", "output" ({fresh, bytes}), "sent" (request), "problem" (text).
+// Events: "frame" (ArrayBuffer), "status" (object), "lost", "output" ({fresh, bytes}), "sent" (request), "done"
+// (request that was answered), "problem" (text).
 export function on(name, hearer) {
   (hearers[name] ??= []).push(hearer);
 }
 export function tell(name, value) {
   for (const hearer of hearers[name] ?? []) hearer(value);
 }
+
+let page; // this page's number with the launcher, which lets go of what the page holds when it is gone
 
 // One request, one reply. Throws with the reason when it is refused.
 export async function ask(request) {
@@ -16,7 +21,7 @@ export async function ask(request) {
     const response = await fetch("api", {
       method: "POST",
       headers: { "Content-Type": "application/json" },
-      body: JSON.stringify(request),
+      body: JSON.stringify({ ...request, page }),
     });
     reply = await response.json();
   } catch {
@@ -26,31 +31,46 @@ export async function ask(request) {
   return reply;
 }
 
-// What hands do goes one after the other, so that a release never overtakes its press. Of several moves that wait only
-// the last matters.
-const queue = [];
+// What hands do goes one after the other, so that a release never overtakes its press. Of several moves that wait, and
+// of several values for one thing, only the last matters.
+const queue = []; // {request, control, resolve}
 let sending = false;
 
-export async function act(request) {
+const replaces = (request, last) =>
+  (request.action === "move" && last.action === "move") ||
+  (request.do === "set" && last.do === "set" && request.name === last.name);
+
+// True when it was done. Why it was not is told at `control`, whose old value comes back; without one as a "problem".
+export function act(request, control = null) {
   const last = queue[queue.length - 1];
-  if (request.action === "move" && last && last.action === "move") queue.pop();
-  queue.push(request);
+  if (last && replaces(request, last.request)) queue.pop().resolve(true);
+  const done = new Promise((resolve) => queue.push({ request, control, resolve }));
   tell("sent", request);
-  if (sending) return;
+  if (!sending) sendAll();
+  return done;
+}
+
+async function sendAll() {
   sending = true;
   while (queue.length > 0) {
+    const { request, control, resolve } = queue.shift();
+    let wrong = "";
     try {
-      await ask(queue.shift());
-      tell("problem", "");
+      await ask(request);
     } catch (error) {
-      tell("problem", error.message);
+      wrong = error.message;
     }
+    if (control) complain(control, wrong);
+    if (control && wrong) revert(control);
+    tell("problem", control ? "" : wrong);
+    tell("done", request);
+    resolve(wrong === "");
   }
   sending = false;
 }
 
-export const set = (name, value) => act({ do: "set", name, value });
-export const fault = (name, value) => act({ do: "fault", name, value });
+export const set = (name, value, control) => act({ do: "set", name, value }, control);
+export const fault = (name, value, control) => act({ do: "fault", name, value }, control);
 
 export async function file(path) {
   const response = await fetch("files/" + path.split("/").map(encodeURIComponent).join("/"));
@@ -67,7 +87,11 @@ export function connect() {
   socket = new WebSocket(`ws://${location.host}/live`);
   socket.binaryType = "arraybuffer";
   socket.onmessage = ({ data }) => {
-    if (typeof data === "string") return tell("status", JSON.parse(data));
+    if (typeof data === "string") {
+      const status = JSON.parse(data);
+      page = status.page;
+      return tell("status", status);
+    }
     const kind = String.fromCharCode(new Uint8Array(data, 0, 1)[0]);
     if (kind === "L") tell("frame", data);
     else tell("output", { fresh: kind === "N", bytes: new Uint8Array(data, 1) });

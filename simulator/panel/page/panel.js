@@ -1,20 +1,23 @@
 // The front panel and its bench: puts the parts together and says whether fct runs.
-import { byId } from "./dom.js";
+import { byId, sentence, sure } from "./dom.js";
 import { act, ask, connect, on } from "./link.js";
-import { releaseAll } from "./keys.js";
+import { forgetHeld, releaseAll } from "./keys.js";
 import "./lcd.js";
 import "./time.js";
 import { openBench } from "./bench.js";
 
 const message = byId("message");
-on("problem", (text) => (message.textContent = text));
+on("problem", (text) => (message.textContent = text && sentence(text)));
 
 function showStatus(running, how, advice, lines, restartable) {
   byId("power").classList.toggle("off", !running);
   byId("power").setAttribute("aria-label", running ? "running" : "not running");
   byId("ended").hidden = running;
-  if (running) return;
-  releaseAll();
+  if (running) {
+    message.textContent = "";
+    return;
+  }
+  forgetHeld();
   byId("how").textContent = how;
   byId("advice").textContent = advice;
   const list = byId("lines");
@@ -45,12 +48,14 @@ on("lost", () =>
   ),
 );
 
-for (const [id, request] of [
-  ["restart", { do: "restart" }],
-  ["restart-now", { do: "restart" }],
-  ["restart-fresh", { do: "restart", fresh: true }],
+for (const [id, request, question] of [
+  ["restart", { do: "restart" }, null],
+  ["restart-now", { do: "restart" }, "Restart breaks off what the instrument does."],
+  ["restart-fresh", { do: "restart", fresh: true }, "A new instrument has blank EEPROMs and no tuning record; those of this one are gone."],
 ])
-  byId(id).addEventListener("click", () => {
+  byId(id).addEventListener("click", async () => {
+    const asks = question !== null && !(id === "restart-now" && byId("ended").hidden === false);
+    if (asks && !(await sure(question, "Restart"))) return;
     releaseAll();
     act(request);
   });

@@ -1,5 +1,5 @@
 // The measurement board: its plug, its rails and what is wrong with its link.
-import { element, show } from "./dom.js";
+import { element, numberField, show } from "./dom.js";
 import { set } from "./link.js";
 import { faultSwitches } from "./tab_faults.js";
 
@@ -12,33 +12,53 @@ const limits = {
 };
 const kMost = 2.6; // volts that a slider reaches
 
-const plug = element("input", { type: "checkbox", onchange: () => set("board.plugged", plug.checked) });
+const kMargin = 0.005; // volts inside or outside a limit: far beyond the noise of a reading
+const plug = element("input", { type: "checkbox", onchange: () => set("board.plugged", plug.checked, plug) });
 const link = element("span", { class: "hint" });
 const analog = element("p", { class: "hint num" });
 const body = element("tbody");
 const rows = new Map();
 
 function addRow(name, volts) {
+  const hold = (value, control) => set("board.rail." + name, value, control);
+  const band = limits[name];
+  const percent = (v) => `${((100 * v) / kMost).toFixed(1)}%`;
   const slider = element("input", {
     type: "range", min: 0, max: kMost, step: 0.001, "aria-label": `${name}, volts`,
-    oninput: () => set("board.rail." + name, Number(slider.value)),
+    oninput: () => hold(Number(slider.value), slider),
   });
-  const value = element("td", { class: "num" });
+  const value = numberField({ label: `${name}, volts`, min: 0, max: 10, step: 0.001 }, hold);
   const free = element(
     "button",
-    { class: "small", title: "back to what the board makes", onclick: () => set("board.rail." + name, null) },
+    {
+      class: "small", title: "held by hand; back to what the board makes", "aria-label": `Free ${name}`, hidden: true,
+      onclick: () => hold(null, free),
+    },
     "Free",
   );
-  const band = limits[name];
+  const step = (sign, volts, text) => element("button", {
+    class: "small", title: `${name} ${text}, ${volts.toFixed(3)} V`, "aria-label": `${name} ${text}`,
+    onclick: ({ target }) => hold(Number(volts.toFixed(4)), target),
+  }, sign);
   const row = element(
     "tr", {},
     element("th", { scope: "row" }, name),
-    element("td", {}, slider),
-    value,
-    element("td", { class: "num hint" }, band ? `${band[0].toFixed(3)}–${band[1].toFixed(3)}` : ""),
+    element("td", band ? { class: "banded", style: `--low:${percent(band[0])};--high:${percent(band[1])}` } : {}, slider),
+    element("td", {}, value),
+    element(
+      "td", { class: "good num hint" },
+      ...(band ? [
+        element("span", {}, `${band[0].toFixed(3)}–${band[1].toFixed(3)}`), " ",
+        element(
+          "span", { class: "edges" },
+          step("‹", band[0] - kMargin, "just below the good band"), step("[", band[0] + kMargin, "just inside, low"),
+          step("]", band[1] - kMargin, "just inside, high"), step("›", band[1] + kMargin, "just above the good band"),
+        ),
+      ] : []),
+    ),
     element("td", {}, free),
   );
-  rows.set(name, { slider, value, row });
+  rows.set(name, { slider, value, free, row });
   // Those with limits are the ones a check looks at: first.
   const before = band ? [...body.children].find((other) => !limits[other.firstChild.textContent]) : null;
   body.insertBefore(row, before ?? null);
@@ -64,18 +84,21 @@ export const boardTab = {
       faultSwitches((name) => /^(board|serial)\./.test(name)),
     );
   },
-  look({ board }) {
+  look({ board, off }) {
     show(plug, board.plugged);
     link.textContent = `requests ${board.frames}, replies ${board.replies}`;
-    analog.textContent =
+    analog.textContent = off ? "The power is off." :
       `Vdd ${board.vdd.toFixed(3)} V   Apd ${board.apd.toFixed(2)} V   ` +
       `Att0 ${(board.att0 * 1000).toFixed(1)} mV   Att1 ${(board.att1 * 1000).toFixed(1)} mV`;
     for (const [name, volts] of Object.entries(board.rails)) {
       const row = rows.get(name) ?? addRow(name, volts);
       show(row.slider, volts.toFixed(3));
-      row.value.textContent = volts.toFixed(4);
+      show(row.value, Number(volts.toFixed(4)));
       const band = limits[name];
       row.value.className = "num " + (band ? (volts > band[0] && volts < band[1] ? "ok" : "bad") : "");
+      const held = board.held.includes(name);
+      row.free.hidden = !held;
+      row.row.classList.toggle("held", held);
     }
   },
 };

@@ -1,6 +1,6 @@
 // Every fault of the simulator as a switch, with what it does and what the operator then sees.
-import { element, show } from "./dom.js";
-import { ask, fault, on, tell } from "./link.js";
+import { complain, element, revert, show } from "./dom.js";
+import { ask, fault } from "./link.js";
 
 // What faults that take a value start with.
 const values = {
@@ -43,19 +43,19 @@ function addSwitch(place, info) {
     ? null
     : element("input", {
         class: "value", "aria-label": `value of ${info.name}`, value: JSON.stringify(values[info.name]),
-        onchange: () => box.checked && turn(),
+        onchange: () => box.checked && turn(value),
       });
-  const box = element("input", { type: "checkbox", id: `fault-${place.id}-${info.name}`, onchange: () => turn() });
-  const turn = () => {
+  const box = element("input", { type: "checkbox", id: `fault-${place.id}-${info.name}`, onchange: () => turn(box) });
+  const turn = (control) => {
     let wanted = box.checked;
     if (wanted && value)
       try {
         wanted = JSON.parse(value.value);
       } catch {
-        box.checked = false;
-        return tell("problem", `${info.name}: ${value.value} is no number, "text" or {object}`);
+        complain(control, `${value.value || "nothing"} is no number, "text", [list] or {object}`);
+        return revert(control);
       }
-    fault(info.name, wanted);
+    fault(info.name, wanted, control);
   };
   const row = element(
     "div", { class: "fault" },
@@ -66,7 +66,7 @@ function addSwitch(place, info) {
     value,
   );
   place.holder.append(row);
-  place.switches.set(info.name, { box, row });
+  place.switches.set(info.name, { box, value, row });
 }
 
 // Switches of the faults whose name `wanted` accepts. They follow what the instrument says.
@@ -76,26 +76,20 @@ export function faultSwitches(wanted) {
   return place.holder;
 }
 
-async function learn() {
-  try {
+// `set`: the values of those that are set, by name.
+export async function followFaults(set) {
+  if (known.length === 0) {
     known = (await ask({ do: "faults" })).faults;
-  } catch {
-    return;
+    for (const place of places) known.filter(({ name }) => place.wanted(name)).forEach((info) => addSwitch(place, info));
   }
-  for (const place of places)
-    for (const info of known) {
-      if (!place.wanted(info.name)) continue;
-      if (!place.switches.has(info.name)) addSwitch(place, info);
-      const { box, row } = place.switches.get(info.name);
-      const isOn = info.value !== false;
+  for (const { switches } of places)
+    for (const [name, { box, value, row }] of switches) {
+      const isOn = name in set;
       show(box, isOn);
+      if (value && isOn) show(value, JSON.stringify(set[name]));
       row.classList.toggle("on", isOn);
     }
 }
-
-on("status", (status) => status.running && learn());
-on("sent", (request) => ["fault", "bench"].includes(request.do) && setTimeout(learn, 150));
-setInterval(() => !document.hidden && learn(), 2000); // another page may switch them too
 
 const search = element("input", { type: "search", placeholder: "search", "aria-label": "search faults" });
 
@@ -104,24 +98,22 @@ export const faultsTab = {
   title: "Faults",
   open(panel) {
     const all = faultSwitches(() => true);
+    const { switches } = places.at(-1);
     const sift = () => {
       for (const row of all.children)
         row.hidden = !row.textContent.toLowerCase().includes(search.value.toLowerCase());
     };
     search.addEventListener("input", sift);
+    const clear = element(
+      "button",
+      {
+        class: "small",
+        onclick: () => [...switches].forEach(([name, { box }]) => box.checked && fault(name, false, clear)),
+      },
+      "Clear all",
+    );
     panel.append(
-      element(
-        "div", { class: "row" },
-        search,
-        element(
-          "button",
-          {
-            class: "small",
-            onclick: () => known.filter((info) => info.value !== false).forEach((info) => fault(info.name, false)),
-          },
-          "Clear all",
-        ),
-      ),
+      element("div", { class: "row" }, search, clear),
       element("p", { class: "hint" }, "Those that matter at start-up take effect with Restart."),
       all,
     );

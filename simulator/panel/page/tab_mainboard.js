@@ -1,32 +1,30 @@
 // The main board's surroundings: straps, card and stick, clock, supply and battery.
-import { element, show } from "./dom.js";
+import { element, numberField, show } from "./dom.js";
 import { set } from "./link.js";
 import { faultSwitches } from "./tab_faults.js";
 
 const followers = []; // (state) => void
 
 function check(label, name, from) {
-  const box = element("input", { type: "checkbox", onchange: () => set(name, box.checked) });
+  const box = element("input", { type: "checkbox", onchange: () => set(name, box.checked, box) });
   followers.push((state) => show(box, from(state)));
   return element("label", {}, box, label);
 }
 
 function strap(pin) {
-  const box = element("input", { type: "checkbox", onchange: () => set("straps." + pin, box.checked ? 1 : 0) });
+  const box = element("input", { type: "checkbox", onchange: () => set("straps." + pin, box.checked ? 1 : 0, box) });
   followers.push(({ straps }) => show(box, straps[pin].level === 1));
   return element("label", {}, box, pin.toUpperCase() + " high");
 }
 
 function number(label, name, most, from) {
-  const input = element("input", {
-    type: "number", min: 0, max: most, "aria-label": label, onchange: () => set(name, Number(input.value)),
-  });
+  const input = numberField({ label, min: 0, max: most, step: 1, whole: true }, (value, field) => set(name, value, field));
   followers.push((state) => show(input, from(state)));
   return element("label", {}, label, input);
 }
 
 const time = element("input", {
-  type: "text", size: 19, "aria-label": "clock of the instrument", onchange: () => set("rtc.time", time.value),
+  type: "text", size: 19, "aria-label": "clock of the instrument", onchange: () => set("rtc.time", time.value, time),
 });
 followers.push(({ rtc }) => show(time, rtc.time));
 const lines = element("p", { class: "hint" });

@@ -1,5 +1,5 @@
 // The module's EEPROM page by page, the tuning record, and the power cut.
-import { download, element } from "./dom.js";
+import { download, element, numberField, show } from "./dom.js";
 import { act, fault, file } from "./link.js";
 import { decodeTuning, describePage, kPages, kPageSize, moduleRecord, page } from "./records.js";
 
@@ -16,7 +16,8 @@ const heading = element("p", { "aria-live": "polite" });
 const dump = element("pre", { class: "hex", hidden: true });
 const fields = element("tbody");
 const tuning = element("tbody");
-const bytes = element("input", { type: "number", min: 0, value: "200", "aria-label": "bytes" });
+const bytes = numberField({ label: "bytes", min: 0, max: 65536, step: 1, whole: true, value: "200" }, () => {});
+show(bytes, 200);
 const damage = element(
   "select", { "aria-label": "what the cut leaves" },
   element("option", { value: "prefix" }, "a prefix of the write"),
@@ -104,13 +105,14 @@ export const memoryTab = {
       element("h2", {}, "Power"),
       element(
         "div", { class: "row" },
-        element("button", { class: "danger small", id: "cut", onclick: () => act({ do: "power_cut" }) }, "Cut the power now"),
+        element("button", { class: "danger small", id: "cut", onclick: ({ target }) => act({ do: "power_cut" }, target) }, "Cut the power now"),
         "or after", bytes, "more EEPROM bytes, leaving", damage,
         element(
           "button",
           {
             class: "danger small",
-            onclick: () => fault("module.eeprom_cut", { after: Number(bytes.value), damage: damage.value }),
+            onclick: ({ target }) =>
+              fault("module.eeprom_cut", { after: Number(bytes.value), damage: damage.value }, target),
           },
           "Arm",
         ),

@@ -1,5 +1,5 @@
 // The optical module and what is at its port; the last acquisition as a plot.
-import { element, show } from "./dom.js";
+import { element, numberField, show } from "./dom.js";
 import { ask, file, on, set } from "./link.js";
 import { faultSwitches } from "./tab_faults.js";
 import { decodeTuning } from "./records.js";
@@ -15,29 +15,36 @@ const fibre = element(
     "aria-label": "fibre",
     onchange: () => {
       custom.hidden = fibre.value !== "custom";
-      if (fibre.value !== "custom") set("optics.fibre", fibre.value);
+      if (fibre.value !== "custom") set("optics.fibre", fibre.value, fibre);
     },
   },
   ...kFibres.map((name) => element("option", { value: name }, name)),
   element("option", { value: "custom" }, "custom"),
 );
 const length = element("span", { class: "hint" });
-let connected = null; // the fibre when last looked at; what is chosen here stays until another is connected
+let connected = ""; // the fibre when last looked at; what is chosen here stays until another is connected
 const events = element("tbody");
 const custom = element("div", { hidden: true });
 
 function eventRow(at, loss, reflection) {
-  const field = (value, step, label) =>
-    element("input", { type: "number", step, value: String(value), "aria-label": label, style: "width:6em" });
-  const inputs = [field(at, 1, "at, metres"), field(loss, 0.1, "loss, dB"), field(reflection, 1, "reflection, dB")];
+  const field = (value, label, limits) => {
+    const made = numberField({ label, style: "width:6em", ...limits }, (now) => show(made, now ?? ""));
+    show(made, value);
+    return made;
+  };
+  const inputs = [
+    field(at, "at, metres", { min: 0, max: 200000 }),
+    field(loss, "loss, dB", { min: 0, max: 100, step: 0.1 }),
+    field(reflection, "reflection, dB", { min: -100, max: 0, step: 1, optional: true }),
+  ];
   const row = element(
     "tr", {},
     ...inputs.map((input) => element("td", {}, input)),
     element("td", {}, element("button", { class: "small", onclick: () => row.remove() }, "Remove")),
   );
   row.values = () => {
-    const [a, l, r] = inputs.map((input) => (input.value === "" ? null : Number(input.value)));
-    return { at: a ?? 0, loss: l ?? 0, ...(r !== null && { reflection: r }) };
+    const [at, loss, reflection] = inputs.map((input) => (input.value === "" ? null : Number(input.value)));
+    return { at, loss, ...(reflection !== null && { reflection }) };
   };
   events.append(row);
 }
@@ -58,33 +65,43 @@ custom.append(
       "button",
       {
         class: "small",
-        onclick: () =>
-          set("optics.fibre", [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at)),
+        onclick: ({ target }) =>
+          set("optics.fibre", [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at), target),
       },
       "Connect this fibre",
     ),
   ),
   element("p", { class: "hint" }, "The last event is the fibre's end. A splice has no reflection."),
 );
-eventRow(500, 0.3, -45);
-eventRow(1000, 0.1, "");
-eventRow(1500, 0, -14.5);
+function showEvents(list) {
+  events.replaceChildren();
+  for (const { at, loss, reflection } of list) eventRow(at, loss, reflection ?? "");
+}
+showEvents([{ at: 500, loss: 0.3, reflection: -45 }, { at: 1000, loss: 0.1 }, { at: 1500, loss: 0, reflection: -14.5 }]);
 
 const temperature = element("input", {
   type: "range", min: -40, max: 85, step: 0.5, "aria-label": "module temperature",
-  oninput: () => set("module.temperature", Number(temperature.value)),
+  oninput: () => set("module.temperature", Number(temperature.value), temperature),
 });
-const degrees = element("span", { class: "num" });
-const rate = element("input", {
-  type: "number", min: -60, max: 60, step: 0.5, value: "0", "aria-label": "degrees a minute",
-  onchange: () => set("module.temperature_rate", Number(rate.value)),
-});
-const seed = element("input", {
-  type: "number", min: 0, max: 4294967295, "aria-label": "number of the module",
-  onchange: () => set("module.seed", Number(seed.value)),
-});
+const kColdest = -40, kHottest = 85; // of the module
+const degrees = numberField({ label: "module temperature, °C", min: kColdest, max: kHottest, step: 0.1 },
+  (value, field) => set("module.temperature", value, field));
+const now = element("span", { class: "num", id: "degrees" });
+// A ramp goes on to its end, where there is one; else for ever.
+const rate = numberField({ label: "degrees a minute", min: -60, max: 60, step: 0.05 }, () => setRamp(rate));
+const end = numberField({ label: "end of the ramp, °C", min: kColdest, max: kHottest, step: 1, optional: true },
+  () => setRamp(end));
+const ramp = element("span", { class: "warn", id: "ramp" });
+function setRamp(field) {
+  const speed = Number(rate.value);
+  const ends = end.value !== "" && speed !== 0;
+  if (field === rate || speed !== 0)
+    set("module.temperature_rate", ends ? { to: Number(end.value), rate: Math.abs(speed) } : speed, field);
+}
+const seed = numberField({ label: "number of the module", min: 0, max: 4294967295, step: 1, whole: true },
+  (value, field) => set("module.seed", value, field));
 const light = element("input", {
-  type: "checkbox", onchange: () => set("optics.light_on_link", light.checked),
+  type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
 const facts = element("p", { class: "hint num" });
 
@@ -119,7 +136,7 @@ const scale = element(
 );
 let graph = null;
 let trace = null; // the last reply to "samples"
-let offset = null; // of the tuning record, samples
+let offset = null; // of the tuning record, samples; 0 or null: not calibrated
 let truth = 0; // where the port really is, in the same samples
 let acquisition = 0;
 let positions = []; // of peaks, as a calibration prints them: samples of the last acquisition
@@ -157,7 +174,7 @@ function draw(keepZoom = false) {
     let row = 0; // names of close ones stay legible
     const vertical = (x, text) => (row += mark(canvas, area, plot, x, text, row));
     vertical(0, "port");
-    if (offset !== null) vertical((offset - truth) * kFinest, "calibrated");
+    if (offset) vertical((offset - truth) * kFinest, "calibrated");
     positions.forEach((at, i) => at > 0 && vertical(metres(at + kLeadIn), `peak ${i}`));
     if (!log) {
       const y = plot.toDomYCoord(dark);
@@ -184,7 +201,6 @@ function draw(keepZoom = false) {
 
 const curveHolder = element("div", { class: "plot", id: "curve" });
 const curveText = element("p", { class: "num hint", id: "curve-text" });
-const kColdest = -40, kHottest = 85; // of the module
 let curve = null;
 let curveKey = "";
 
@@ -234,8 +250,10 @@ export const opticsTab = {
       element("h2", {}, "Module"),
       element(
         "div", { class: "row" },
-        element("label", {}, "temperature", temperature), degrees,
-        element("label", {}, "ramp", rate, "°C a minute"),
+        element("label", {}, "temperature", temperature), degrees, now,
+      ),
+      element("div", { class: "row" },
+        element("label", {}, "ramp", rate, "°C a minute"), element("label", {}, "to", end, "°C"), ramp,
       ),
       element("div", { class: "row" }, element("label", {}, "module number", seed)),
       facts,
@@ -253,18 +271,24 @@ export const opticsTab = {
     draw(true);
     curveKey = "";
   },
-  async look({ optics, optic, fpga }) {
-    if (optics.fibre !== connected) {
-      connected = optics.fibre;
-      custom.hidden = kFibres.includes(connected);
-      fibre.value = custom.hidden ? connected : "custom";
+  async look({ optics, optic, fpga, module, off }) {
+    const fitted = JSON.stringify([optics.fibre, optics.fibre_events]);
+    if (fitted !== connected) {
+      connected = fitted;
+      custom.hidden = kFibres.includes(optics.fibre);
+      fibre.value = custom.hidden ? optics.fibre : "custom";
+      if (!custom.hidden) showEvents(optics.fibre_events);
     }
     length.textContent = optics.fibre_length > 0 ? `${optics.fibre_length} m connected` : "nothing connected";
-    show(temperature, optic.temperature);
-    degrees.textContent = optic.temperature.toFixed(1) + " °C";
+    show(temperature, module.temperature);
+    show(degrees, Number(module.temperature.toFixed(2)));
+    now.textContent = module.temperature.toFixed(1) + " °C";
+    show(rate, module.temperature_rate);
+    if (module.temperature_rate !== 0) show(end, module.temperature_end ?? "");
+    ramp.textContent = module.temperature_rate === 0 ? "" : "the temperature changes by itself";
     show(seed, optics.seed);
     show(light, optics.light_on_link > 0);
-    facts.textContent =
+    facts.textContent = off ? "The power is off." :
       `APD ${optics.apd_volts.toFixed(2)} V, gain ${optics.apd_gain.toFixed(2)}; breaks down at code ` +
       `${optics.breakdown_code.toFixed(0)} now, ${optics.breakdown_code_at_zero.toFixed(0)} at 0 °C and ` +
       `${optics.breakdown_codes_per_degree.toFixed(2)} more a degree; dark code ${optics.dark_code}; ` +
@@ -274,6 +298,10 @@ export const opticsTab = {
     drawCurve({ optics, optic, fpga }, record?.apd);
     if (fpga.acquisitions === acquisition || fpga.acquisition === "running") return;
     acquisition = fpga.acquisitions;
+    if (acquisition === 0) {
+      trace = null; // gone with the power
+      return draw();
+    }
     if (performance.now() - found > 1000) positions = [];
     trace = await ask({ do: "samples" });
     truth = optics.offset_samples;

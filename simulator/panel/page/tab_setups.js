@@ -1,23 +1,26 @@
 // Set-ups of the bench kept under a name or in a link, and scripts of what hands did.
-import { download, element } from "./dom.js";
-import { act, ask, on, tell } from "./link.js";
-import { virtualNow } from "./time.js";
+import { complain, download, element, sure } from "./dom.js";
+import { ask, on, tell } from "./link.js";
+import { look as timeLook, virtualNow } from "./time.js";
 
 // ---- Benches with a name, and links.
 
 const name = element("input", { type: "text", maxlength: 40, placeholder: "name", "aria-label": "name of the set-up" });
 const list = element("tbody");
-const banner = element("div", { class: "banner", hidden: true, role: "alert" });
 const linkText = element("input", { type: "text", readonly: true, hidden: true, "aria-label": "link", style: "width:100%" });
 
-async function attempt(work) {
+// What goes wrong is told at the control.
+async function attempt(control, work) {
   try {
     await work();
-    tell("problem", "");
+    complain(control, "");
   } catch (error) {
-    tell("problem", error.message);
+    complain(control, error.message);
   }
 }
+
+const button = (text, work, more = {}) =>
+  element("button", { class: "small", ...more, onclick: ({ target }) => attempt(target, work) }, text);
 
 async function refresh() {
   const { names } = await ask({ do: "benches" });
@@ -25,24 +28,33 @@ async function refresh() {
     ...names.map((one) =>
       element(
         "tr", {},
-        element("th", { scope: "row" }, one),
-        element(
-          "td", {},
-          element("button", { class: "small", onclick: () => attempt(() => ask({ do: "bench_restore", name: one })) }, "Restore"),
-        ),
-        element(
-          "td", {},
-          element("button", {
-            class: "small",
-            onclick: () => attempt(async () => {
-              await ask({ do: "bench_remove", name: one });
-              await refresh();
-            }),
-          }, "Remove"),
-        ),
+        element("th", { scope: "row", class: "name", title: one }, one),
+        element("td", {}, button("Restore", async () => {
+          if (await sure(`Restore "${one}"? The instrument starts again, with the memories kept there.`, "Restore"))
+            await ask({ do: "bench_restore", name: one });
+        })),
+        element("td", {}, button("Remove", async () => {
+          if (!(await sure(`Remove "${one}"? It is gone then.`, "Remove"))) return;
+          await ask({ do: "bench_remove", name: one });
+          await refresh();
+        })),
       ),
     ),
   );
+}
+
+async function save() {
+  const { names } = await ask({ do: "benches" });
+  if (names.includes(name.value) && !(await sure(`"${name.value}" exists. Replace what it holds?`, "Replace"))) return;
+  await ask({ do: "bench_save", name: name.value });
+  await refresh();
+}
+
+async function setUp(set, faults) {
+  const request = { do: "bench", set, faults };
+  await ask(request);
+  tell("sent", request);
+  tell("done", request);
 }
 
 const toText = (value) =>
@@ -53,7 +65,7 @@ const fromText = (text) =>
     Uint8Array.from(atob(text.replaceAll("-", "+").replaceAll("_", "/")), (c) => c.charCodeAt(0))));
 
 async function makeLink() {
-  const [{ set, faults }, { seed }] = [await ask({ do: "bench" }), await ask({ do: "hello" })];
+  const { set, faults, seed } = await ask({ do: "bench" });
   linkText.value = `${location.origin}/#bench=${toText({ set, faults, seed })}`;
   linkText.hidden = false;
   linkText.select();
@@ -72,55 +84,89 @@ function fromLink(text) {
 
 // A link may come from anybody: what it would do is shown first.
 async function offerLink() {
-  const found = location.hash.match(/^#bench=([\w-]+)$/);
+  const found = location.hash.match(/^#bench=(.*)$/);
   if (!found) return;
+  const dialog = element("dialog", {
+    class: "question", id: "link", onclose: () => {
+      dialog.remove();
+      history.replaceState(null, "", location.pathname);
+    },
+  });
+  const close = (text) => element("button", { class: "no", onclick: () => dialog.close() }, text);
+  document.body.append(dialog);
+  dialog.showModal();
   let bench;
   try {
     bench = fromLink(found[1]);
   } catch {
-    return tell("problem", "this link's set-up is damaged");
+    dialog.append(
+      element("p", {}, "The set-up in this link is damaged: the link was cut off or changed on its way. Nothing is set up."),
+      element("div", { class: "row" }, close("Close")),
+    );
+    return;
   }
-  const close = () => {
-    banner.hidden = true;
-    history.replaceState(null, "", location.pathname);
-  };
   const parts = [
-    ...Object.entries(bench.set).map(([key, value]) => `${key} = ${JSON.stringify(value)}`),
-    ...Object.entries(bench.faults).map(([key, value]) => `fault ${key}` + (value === true ? "" : ` = ${JSON.stringify(value)}`)),
+    ...Object.entries(bench.set).map(([key, value]) => [key, JSON.stringify(value)]),
+    ...Object.entries(bench.faults).map(([key, value]) => ["fault " + key, value === true ? "" : JSON.stringify(value)]),
   ];
-  const { seed } = await ask({ do: "hello" }).catch(() => ({}));
+  const { seed } = await ask({ do: "bench" }).catch(() => ({}));
   const other = Number.isInteger(bench.seed) && Number.isInteger(seed) && bench.seed !== seed
     ? ` It was made on specimen ${bench.seed}, this is ${seed}: ./run --seed ${bench.seed} starts that one.` : "";
-  banner.replaceChildren(
-    element("p", { style: "margin:0 0 6px" }, `This link sets the bench up: ${parts.join(", ") || "untouched"}. What matters at start-up takes effect with Restart.${other}`),
-    element("div", { class: "row" },
-      element("button", {
-        class: "small", id: "apply-link",
-        onclick: () => attempt(async () => {
-          const request = { do: "bench", set: bench.set, faults: bench.faults };
-          await ask(request);
-          tell("sent", request);
-          close();
-        }),
-      }, "Set it up"),
-      element("button", { class: "small", onclick: close }, "Leave the bench as it is"),
-    ),
+  const answers = element("div", { class: "row" },
+    button("Set it up", async () => {
+      await setUp(bench.set, bench.faults);
+      dialog.close();
+    }, { id: "apply-link" }),
+    close("Leave the bench as it is"),
   );
-  banner.hidden = false;
+  dialog.append(
+    element("p", {}, `This link sets the bench up; what it does not name becomes untouched. What matters at start-up takes effect with Restart.${other}`),
+    element("div", { class: "parts" }, element("table", {}, element("tbody", {},
+      ...parts.map(([key, value]) => element("tr", {}, element("th", { scope: "row" }, key), element("td", {}, value))),
+      ...(parts.length === 0 ? [element("tr", {}, element("td", {}, "an untouched bench"))] : []),
+    ))),
+    answers,
+  );
 }
 
 // ---- The recorder: one request a line, with the virtual time between them.
 
 const kRecorded = ["key", "knob", "touch", "set", "fault", "bench", "power_cut"];
-const script = element("textarea", { class: "script", spellcheck: false, "aria-label": "script" });
+const script = element("textarea", { class: "script", spellcheck: false, "aria-label": "script", oninput: () => keep() });
 const recording = element("span", { class: "warn", id: "recording" });
 const expected = element("input", { type: "text", placeholder: "text that must appear", style: "flex:1", "aria-label": "expected text" });
 let since = null; // virtual ms of the last line; null: not recording
 let shots = 0;
+let run = null; // of fct, as the launcher counts
+
+// A reload finds the recording as it was.
+function keep() {
+  try {
+    sessionStorage.setItem("recording", JSON.stringify({ script: script.value, since, shots, run }));
+  } catch {
+    // a page without a memory of its own
+  }
+}
+
+// True when a recording goes on that began before this page was loaded.
+function recall(now) {
+  let kept = null;
+  try {
+    kept = JSON.parse(sessionStorage.getItem("recording"));
+  } catch {
+    // see above
+  }
+  if (!kept) return false;
+  script.value = kept.script;
+  shots = kept.shots;
+  since = kept.run === now ? kept.since : null;
+  return since !== null;
+}
 
 function add(line) {
   script.value += JSON.stringify(line) + "\n";
   script.scrollTop = script.scrollHeight;
+  keep();
 }
 
 function mark() {
@@ -139,15 +185,25 @@ on("sent", (request) => {
 function stopRecording(why) {
   since = null;
   recording.textContent = why;
+  keep();
 }
 
 // A power cut or a restart cannot be replayed beyond.
-on("status", ({ running }) => {
-  if (!running && since !== null) stopRecording("ended with fct");
+on("status", async (status) => {
+  const first = run === null;
+  run = status.run;
+  if (first && recall(run)) {
+    const from = since;
+    since = null; // until the time is known again
+    await timeLook();
+    since = from;
+    recording.textContent = "recording";
+  }
+  if (!status.running && since !== null) stopRecording("ended with fct");
 });
 
 async function record(from) {
-  const [{ set, faults }, { seed }] = [await ask({ do: "bench" }), await ask({ do: "hello" })];
+  const { set, faults, seed } = await ask({ do: "bench" });
   script.value =
     `# Replay with: ./run --check FILE${seed === 1 ? "" : ` --seed ${seed}`}\n` +
     "# The replay begins at power-on, with blank EEPROMs; adjust the waits where time does not matter.\n";
@@ -155,7 +211,12 @@ async function record(from) {
   if (Object.keys(set).length + Object.keys(faults).length > 0) add({ do: "bench", set, faults });
   since = from;
   recording.textContent = "recording";
+  keep();
 }
+
+const mayRecord = async () =>
+  since === null && !/^[^#]/m.test(script.value) ||
+  sure("A new recording takes the place of the script that stands here.", "Record");
 
 const running = () => ask({ do: "hello" }).then(({ pid }) => pid, () => null);
 
@@ -175,37 +236,24 @@ export const setupsTab = {
   id: "setups",
   title: "Set-ups",
   open(panel) {
-    document.querySelector(".bench").prepend(banner);
     panel.append(
       element("h2", {}, "Keep this bench"),
-      element("div", { class: "row" }, name,
-        element("button", {
-          class: "small",
-          onclick: () => attempt(async () => {
-            await ask({ do: "bench_save", name: name.value });
-            await refresh();
-          }),
-        }, "Save"),
-      ),
+      element("div", { class: "row" }, name, button("Save", save)),
       element("p", { class: "hint" },
         "Everything set on the bench, the faults, the specimen, both EEPROMs and the tuning record; not the files on SD card and USB stick. Restore starts the instrument again with them. A link carries settings and faults only."),
       element("table", {}, list),
       element("div", { class: "row" },
-        element("button", { class: "small", onclick: () => attempt(makeLink) }, "Link to this set-up"),
-        element("button", { class: "small", onclick: () => attempt(async () => {
-          await ask({ do: "bench", set: {}, faults: {} });
-          tell("sent", { do: "bench", set: {}, faults: {} });
-        }) }, "Untouched bench"),
+        button("Link to this set-up", makeLink),
+        button("Untouched bench", async () => {
+          if (await sure("Untouched: all settings and faults of the bench go.", "Untouched bench")) await setUp({}, {});
+        }),
       ),
       linkText,
       element("h2", {}, "Record a script"),
       element("div", { class: "row" },
-        element("button", {
-          class: "small", id: "record",
-          onclick: () => attempt(restartAndRecord),
-          title: "starts fct again, so that the script begins at power-on",
-        }, "Restart and record"),
-        element("button", { class: "small", onclick: () => attempt(() => record(virtualNow())) }, "Record from now"),
+        button("Restart and record", async () => (await mayRecord()) && restartAndRecord(),
+          { id: "record", title: "starts fct again, so that the script begins at power-on" }),
+        button("Record from now", async () => (await mayRecord()) && record(virtualNow())),
         element("button", {
           class: "small",
           onclick: () => stopRecording(""),

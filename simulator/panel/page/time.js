@@ -10,7 +10,7 @@ export function virtualNow() {
   return told.us / 1000 + (performance.now() - told.at) * told.speed;
 }
 
-async function look() {
+export async function look() {
   if (!running || document.hidden) return;
   try {
     const hello = await ask({ do: "hello" });
@@ -29,12 +29,15 @@ async function look() {
   }
 }
 
-function paint() {
-  const ms = Math.max(0, virtualNow());
-  const tenths = Math.floor(ms / 100);
-  const minutes = Math.floor(tenths / 600);
-  byId("clock").textContent = `${minutes}:${String(Math.floor(tenths / 10) % 60).padStart(2, "0")}.${tenths % 10}`;
+// "0:05.3", from an hour on "1:00:05.3".
+export function clockText(ms) {
+  const tenths = Math.floor(Math.max(0, ms) / 100);
+  const two = (number) => String(number).padStart(2, "0");
+  const hours = Math.floor(tenths / 36000), minutes = Math.floor(tenths / 600) % 60;
+  return `${hours > 0 ? `${hours}:${two(minutes)}` : minutes}:${two(Math.floor(tenths / 10) % 60)}.${tenths % 10}`;
 }
+
+const paint = () => (byId("clock").textContent = clockText(virtualNow()));
 
 on("status", (status) => {
   running = status.running;

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """usage: page_test.py K905 SCREENSHOTS: what a person does at the page, done by a headless Chromium."""
 
+import base64
 import os
 import signal
 import subprocess
@@ -93,10 +94,14 @@ class Page(unittest.TestCase):
             .move_to_element_with_offset(dial, 34, -34).move_to_element_with_offset(dial, 48, 0).release().perform(),
             "minus": lambda: (panel.get("#lcd").click(), ActionChains(panel.browser).send_keys("-").perform()),
         }
+        angles = {"wheel": "18deg", "button": "0deg"}  # one notch is one step
         for how, turn in turns.items():
             with self.subTest(how):
                 before = panel.picture(*TURNED)
                 turn()
+                if how in angles:
+                    self.assertEqual(angles[how], panel.browser.execute_script(
+                        "return arguments[0].style.getPropertyValue('--angle')", dial))
                 panel.until(lambda: panel.picture(*TURNED) != before, f"a turn by {how}", 10)
                 panel.until(lambda: panel.picture(*TURNED) == before, "the end of the flash", 10)
 
@@ -203,6 +208,133 @@ class Page(unittest.TestCase):
         panel.until(lambda: not ended.is_displayed() and panel.reads("Welcome to K905_FCT"), "the restart")
         self.assertEqual(33, panel.state()["optic"]["temperature"], "the bench is as it was left")
 
+    def events(self):
+        """Where the fibre's own events lie, as the open section shows it."""
+        return self.panel.browser.execute_script(
+            "return [...document.querySelectorAll(\"#panel-optics input[aria-label='at, metres']\")]"
+            ".filter((one) => one.offsetParent).map((one) => one.value)")
+
+    def test_power_off_shows_the_bench_as_it_is(self):
+        panel = self.panel
+        cells = lambda: panel.browser.find_elements(By.CSS_SELECTOR, ".map button")
+        says = lambda page: cells()[page].get_attribute("aria-label") or ""
+        panel.ask(do="set", name="optics.fibre", value=[{"at": 700, "loss": 0.5}, {"at": 900, "reflection": -40}])
+        panel.touch("Opticl_FCT", "OPM_FCT")
+        panel.touch("OPM_FCT", "Eeprom Check")
+        panel.tab("memory")
+        panel.until(lambda: "blank" in says(1), "the blank page")
+        panel.enter(panel.get("#panel-memory input[aria-label=bytes]"), "64")
+        panel.press("Arm")
+        panel.until(lambda: panel.state()["faults"], "the armed cut")
+        panel.touch("Eeprom Check")
+        panel.until(panel.get("#ended").is_displayed, "the power cut")
+        panel.until(lambda: "damaged" in says(1), "what the cut left of the page", 5)
+        panel.shot("off-memory")
+        panel.browser.refresh()
+        panel.until(lambda: panel.get("#ended").is_displayed(), "the notice in a page opened later")
+        panel.until(lambda: "damaged" in says(1), "the map there", 5)
+        cells()[1].click()
+        self.assertIn("00 01 02 03", panel.get("pre.hex").text)
+        panel.tab("board")
+        panel.until(panel.get("#panel-board input[type=checkbox]").is_selected, "the plug", 5)
+        self.assertIn("TP97", panel.get("table.rails").text)
+        panel.tab("optics")
+        panel.until(lambda: self.events() == ["700", "900"], "the fibre's own events", 5)
+        panel.enter(panel.get("input[aria-label='module temperature, °C']"), "41")
+        panel.tab("faults")
+        panel.get("#panel-faults input[id$='-sd.missing']").click()
+        panel.until(lambda: panel.state()["faults"] == {"sd.missing": True}, "the fault")
+        panel.until(lambda: panel.get("#tab-faults").text == "Faults 1", "its mark")
+        panel.shot("off-faults")
+        ActionChains(panel.browser).send_keys("1").perform()  # a key of the instrument: nothing is there
+        panel.get("#restart").click()
+        panel.shows()
+        self.assertEqual(41, panel.state()["optic"]["temperature"])
+        self.assertEqual({"sd.missing": True}, panel.state()["faults"])
+        self.assertEqual([], [one for one in panel.errors() if "409" not in one])
+
+    def test_a_slip_is_refused_where_it_happens(self):
+        panel = self.panel
+        panel.resize(390, 844)
+        before = panel.ask(do="bench")
+        fields = {
+            "optics": {"number of the module": ("", "x", "-1", "1.5"), "degrees a minute": ("", "e", "61"),
+                       "module temperature, °C": ("", "86")},
+            "mainboard": {"USB sticks": ("", "-", "9"), "clock of the instrument": ("", "9999-13-01 00:00:00")},
+            "board": {"TP97, volts": ("", "x", "11")},
+            "memory": {"bytes": ("", "x", "-1")},
+        }
+        for section, slips in fields.items():
+            panel.tab(section)
+            for label, texts in slips.items():
+                field = panel.get(f"#panel-{section} input[aria-label='{label}']:not([type=range])")
+                panel.until(lambda: field.get_attribute("value") != "", "the value as it is")
+                old = field.get_attribute("value")
+                for text in texts:
+                    with self.subTest(label, text=text):
+                        panel.enter(field, text)
+                        note = f"#panel-{section} .refusal"
+                        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, note), "the reason", 5)
+                        told = panel.get(note)
+                        self.assertRegex(told.text, "^[A-Z].+[.]$")
+                        self.assertNotIn("exception", told.text)
+                        wide = panel.browser.execute_script("return document.documentElement.clientWidth")
+                        self.assertLessEqual(told.rect["x"] + told.rect["width"], wide, "whole on a phone")
+                        near = abs(told.rect["y"] - field.rect["y"])
+                        self.assertLess(near, 60, "at the control")
+                        if "clock" not in label:
+                            self.assertEqual(old, field.get_attribute("value"))
+                        else:
+                            self.assertRegex(field.get_attribute("value"), "^2012-")
+                panel.browser.execute_script(
+                    "document.querySelectorAll('.refusal').forEach((one) => one.remove())")
+        self.assertEqual(before, panel.ask(do="bench"))
+        self.assertEqual([], [one for one in panel.errors() if "400" not in one])
+        panel.shot("slip")
+
+    def test_fields_follow_the_instrument(self):
+        panel = self.panel
+        panel.tab("optics")
+        panel.choose("#panel-optics select[aria-label=fibre]", "custom")
+        at = panel.get("#panel-optics input[aria-label='at, metres']")
+        panel.enter(at, "123")
+        panel.press("Connect this fibre")
+        panel.until(lambda: [event["at"] for event in panel.state()["optics"]["fibre_events"]] == [123, 1000, 1500],
+                    "the fibre")
+        panel.enter(panel.get("input[aria-label='end of the ramp, °C']"), "55")
+        panel.enter(panel.get("input[aria-label='degrees a minute']"), "0.15")
+        panel.until(lambda: panel.state()["module"].get("temperature_end") == 55, "the ramp")
+        panel.browser.refresh()
+        value = lambda label: panel.get(f"#panel-optics input[aria-label='{label}']").get_attribute("value")
+        panel.until(lambda: self.events() == ["123", "1000", "1500"], "the fibre after a reload", 5)
+        panel.until(lambda: (value("degrees a minute"), value("end of the ramp, °C")) == ("0.15", "55"),
+                    "the ramp after a reload", 5)
+        panel.ask(do="set", name="module.temperature_rate", value=0)
+        slider = panel.get("input[aria-label='module temperature']")
+        panel.browser.execute_script("arguments[0].focus()", slider)
+        panel.ask(do="set", name="module.temperature", value=61)
+        panel.until(lambda: slider.get_attribute("value") == "61", "the slider that has the focus", 5)
+        panel.tab("board")
+        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "[aria-label='TP97 just inside, low']"), "rails")
+        for edge, good in (("just below the good band", "bad"), ("just inside, low", "ok"),
+                           ("just inside, high", "ok"), ("just above the good band", "bad")):
+            panel.get(f"[aria-label='TP97 {edge}']").click()
+            volts = panel.get("input[aria-label='TP97, volts'][type=number]")
+            panel.until(lambda: good in volts.get_attribute("class") and panel.state()["board"]["held"] == ["TP97"], edge)
+        panel.shot("edges")
+        panel.get("[aria-label='Free TP97']").click()
+        panel.until(lambda: panel.state()["board"]["held"] == [], "the rail as the board makes it")
+        clock = panel.browser.execute_async_script(
+            "import('./time.js').then((m) => arguments[0]([59000, 3723400].map(m.clockText)))")
+        self.assertEqual(["0:59.0", "1:02:03.4"], clock)
+
+    def test_a_page_that_is_gone_lets_go(self):
+        panel = self.panel
+        panel.hold('[data-key="f1"]')
+        panel.until(lambda: panel.state()["keypad"]["down"] == ["f1"], "the key")
+        panel.browser.execute_script("window.onblur = null; location.reload()")
+        panel.until(lambda: panel.state()["keypad"]["down"] == [], "the release", 5)
+
     def test_crash_is_told(self):
         panel = self.panel
         os.kill(panel.ask(do="hello")["pid"], signal.SIGSEGV)
@@ -230,14 +362,19 @@ class Page(unittest.TestCase):
         panel.get("#panel-setups input[type=text]").send_keys("hot without card")
         panel.browser.find_element(By.XPATH, "//button[text()='Save']").click()
         panel.until(lambda: "hot without card" in panel.get("#panel-setups table").text, "the saved set-up")
-        panel.browser.find_element(By.XPATH, "//button[text()='Untouched bench']").click()
+        panel.press("Untouched bench", "no")
+        self.assertEqual({"sd.missing": True}, panel.state()["faults"], "it was asked first")
+        panel.press("Untouched bench", "yes")
         panel.until(lambda: panel.state()["optic"]["temperature"] == 25 and not panel.state()["faults"],
                     "the untouched bench")
-        panel.browser.find_element(By.XPATH, "//button[text()='Restore']").click()
+        panel.press("Remove", "no")
+        panel.press("Restore", "yes")
         panel.until(lambda: panel.ask(do="state").get("state", {}).get("optic", {}).get("temperature") == 41,
                     "the heat")
         panel.until(lambda: panel.state()["faults"] == {"sd.missing": True}, "the fault")
         panel.shot("restored")
+        panel.press("Remove", "yes")
+        panel.until(lambda: panel.ask(do="benches")["names"] == [], "the removal")
 
     def test_setup_is_of_its_specimen(self):
         panel = self.panel
@@ -261,16 +398,26 @@ class Page(unittest.TestCase):
         panel.browser.get(link)
         panel.until(lambda: panel.browser.find_elements(By.ID, "apply-link"), "the question")
         self.assertEqual("none", panel.state()["optics"]["fibre"], "nothing happens unasked")
+        self.assertIn("optics.fibre", panel.get("#link tbody").text)
         panel.get("#apply-link").click()
         panel.until(lambda: panel.state()["optics"]["fibre"] == "1.5 km", "the fibre")
+        with self.subTest("refused"):
+            bench = base64.urlsafe_b64encode(b'{"set":{"optics.fibre":"none","usb.sticks":99}}').decode().rstrip("=")
+            panel.browser.get("about:blank")
+            panel.browser.get(panel.url + "#bench=" + bench)
+            panel.until(lambda: panel.browser.find_elements(By.ID, "apply-link"), "the question")
+            panel.get("#apply-link").click()
+            panel.until(lambda: "usb.sticks is 0 to 8" in panel.get("#link").text, "the refusal")
+            self.assertEqual("1.5 km", panel.state()["optics"]["fibre"], "all of it or nothing")
 
     def test_damaged_link_is_told(self):
         panel = self.panel
-        for damage in ("bnVsbA", "WzFd", "eyJzZXQiOjF9"):  # null, [1], {"set":1}
+        for damage in ("bnVsbA", "WzFd", "eyJzZXQiOjF9", "eyJzZXQi", "", "%20"):  # null, [1], {"set":1}
             with self.subTest(damage=damage):
                 panel.browser.get("about:blank")
                 panel.browser.get(panel.url + "#bench=" + damage)
-                panel.until(lambda: "damaged" in panel.get("#message").text, "the message")
+                panel.until(lambda: panel.browser.find_elements(By.ID, "link") and
+                            "damaged" in panel.get("#link").text, "the message")
                 panel.until(lambda: panel.lit() > 1000, "the picture all the same")
                 self.assertFalse(panel.browser.find_elements(By.ID, "apply-link"))
 
@@ -301,6 +448,10 @@ class Page(unittest.TestCase):
         panel.until(lambda: "serial" in lines.text, "the first trace")
         before = panel.ask(do="hello")["pid"]
         panel.get("#restart-now").click()
+        panel.get("dialog .no").click()
+        self.assertEqual(before, panel.ask(do="hello")["pid"])
+        panel.get("#restart-now").click()
+        panel.get("dialog .yes").click()
         panel.until(lambda: panel.ask(do="hello").get("pid", before) != before and
                     panel.reads("Welcome to K905_FCT"), "the restart")
         panel.browser.find_element(By.XPATH, "//button[text()='Clear']").click()
@@ -313,6 +464,7 @@ class Page(unittest.TestCase):
         panel.ask(do="fault", name="module.eeprom_cut", value=200)
         before = panel.ask(do="hello")["pid"]
         panel.get("#restart-now").click()
+        panel.get("dialog .yes").click()
         panel.until(lambda: panel.ask(do="hello").get("pid", before) != before, "the restart")
         self.assertIn("module.eeprom_cut", panel.state()["faults"])
 
@@ -324,11 +476,14 @@ class Page(unittest.TestCase):
     def record_and_replay(self, button):
         panel = self.panel
         panel.tab("setups")
-        panel.browser.find_element(By.XPATH, f"//button[text()='{button}']").click()
+        panel.press(button, "yes" if panel.get("textarea.script").get_attribute("value") else None)
         recording = panel.get("#recording")
         panel.until(lambda: recording.text == "recording", "the recording")
         panel.until(lambda: panel.reads("Welcome to K905_FCT"), "the start screen")
         panel.touch("MainBoard_FCT", "Connect")
+        panel.browser.refresh()
+        recording = panel.get("#recording")
+        panel.until(lambda: recording.text == "recording", "the recording after a reload")
         panel.get("#panel-setups input[aria-label='expected text']").send_keys("Connect")
         panel.browser.find_element(By.XPATH, "//button[text()='Expect']").click()
         panel.browser.find_element(By.XPATH, "//*[@id='panel-setups']//button[text()='Stop']").click()

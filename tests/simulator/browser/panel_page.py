@@ -16,6 +16,7 @@ from selenium.webdriver.common.actions import interaction
 from selenium.webdriver.common.actions.action_builder import ActionBuilder
 from selenium.webdriver.common.actions.pointer_input import PointerInput
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
 
 WAIT = 60  # seconds, for what must come
@@ -71,6 +72,9 @@ class Panel:
 
     def open(self):
         self.browser.get(self.url)
+        self.shows()
+
+    def shows(self):
         self.until(lambda: self.reads("Welcome to K905_FCT"), "the start screen")
         self.until(lambda: self.lit() > 1000, "the picture of the start screen")
 
@@ -155,6 +159,17 @@ class Panel:
         first = PointerInput(interaction.POINTER_TOUCH, "first")
         second = PointerInput(interaction.POINTER_TOUCH, "second")
         return ActionBuilder(self.browser, mouse=first), first, second
+
+    def press(self, text, answer=None):
+        """A button of the open section by its text, and of what it then asks the answer."""
+        self.browser.find_element(By.XPATH, f"//section[not(@hidden)]//button[text()='{text}']").click()
+        if answer:
+            self.get(f"dialog .{answer}").click()
+
+    def enter(self, field, text):
+        """Instead of what stands in the field."""
+        field.send_keys(Keys.CONTROL, "a")
+        field.send_keys(Keys.BACKSPACE, text, Keys.TAB)
 
     def choose(self, selector, value):
         Select(self.get(selector)).select_by_value(value)

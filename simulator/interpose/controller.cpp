@@ -19,7 +19,8 @@ constexpr Micros kLook = 20'000;
 constexpr Micros kLongestLook = 10'000'000;
 // A thread that has not entered the system for this long in real time, while a client waits, will not do so.
 constexpr std::int64_t kHungSeconds = 30;
-constexpr Micros kLongest = 1'000'000'000'000;  // of virtual time that can be asked for at once
+constexpr Micros kLongest = 1'000'000'000'000;     // of virtual time that can be asked for at once
+constexpr Micros kLatest = 1'000'000'000'000'000;  // since power-on
 
 // So long, in real time, a running thread may take to enter the system.
 constexpr std::int64_t kSettleNs = kRealSecond / 2;
@@ -32,12 +33,16 @@ bool IsInput(const std::string& name, const Controller::Json& request) {
            (name == "bench" && (request.contains("set") || request.contains("faults")));
 }
 
-// Virtual milliseconds of a request, which must be there.
-Micros Milliseconds(const Controller::Json& request, const char* name) {
-    const double value = NumberOf(request, name);
-    if (!(value >= 0) || value > static_cast<double>(kLongest) / 1000)
+// A virtual time of a request, which must be there, in units of so many microseconds.
+Micros TimeOf(const Controller::Json& request, const char* name, int unit, Micros longest) {
+    const double value = NumberOf(request, name) * unit;
+    if (!(value >= 0) || value > static_cast<double>(longest))
         throw std::invalid_argument(std::string(name) + " is out of range");
-    return static_cast<Micros>(value * 1000);
+    return static_cast<Micros>(value);
+}
+
+Micros Milliseconds(const Controller::Json& request, const char* name) {
+    return TimeOf(request, name, 1000, kLongest);
 }
 
 Controller::Json Error(const std::string& text) {
@@ -132,7 +137,7 @@ std::optional<Controller::Json> Controller::Advance(int client, const Json& requ
     Motion motion;
     motion.client = client;
     progressSince_ = RealNow();
-    motion.limit = motion.nextLook = request.contains("to_us") ? request["to_us"].get<Micros>()
+    motion.limit = motion.nextLook = request.contains("to_us") ? TimeOf(request, "to_us", 1, kLatest)
                                                                : machine_.Now() + Milliseconds(request, "ms");
     motions_.push_back(std::move(motion));
     return std::nullopt;

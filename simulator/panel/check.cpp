@@ -132,6 +132,8 @@ void Job::Follow(Then what) {
 }
 
 void Job::Report(CheckResult result) {
+    if (!result.Passed() && !options_.outDir.empty())
+        result.at = bench_.KeepSession(options_.outDir);
     report_(result);
     results_.push_back(std::move(result));
 }

@@ -55,6 +55,8 @@ struct CheckResult {
     // JSON that "state" tells.
     std::vector<std::string> texts = {};
     std::string state = {};
+    // Of a failed step: where it is looked at again, "SESSION@RUN:SECONDS"; empty: nowhere.
+    std::string at = {};
     bool Passed() const { return wrong.empty(); }
 };
 

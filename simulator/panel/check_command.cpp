@@ -43,8 +43,11 @@ int RunCheckCommand(const CommandOptions& options) {
     for (const CheckResult& result : results)
         if (!result.Passed()) {
             ++failed;
-            if (!options.json)
-                std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
+            if (options.json)
+                continue;
+            std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
+            if (!result.at.empty())
+                std::printf("  the instrument at that moment: ./run --at '%s'\n", result.at.c_str());
         }
     if (!options.json)
         std::printf("\n%zu steps passed, %zu failed; screenshots: %s\n", results.size() - failed, failed,

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -343,6 +344,22 @@ const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
     if (process_->Wait(seconds).running)
         process_->Kill();
     return process_->Poll();
+}
+
+std::string Bench::KeepSession(const std::string& folder) {
+    const fs::path kept = fs::path(folder) / kSessionFile;
+    try {
+        fs::copy_file(stateDir_ + "/" + kSessionFile, kept, fs::copy_options::overwrite_existing);
+        const Session session = ReadSession(kept);
+        // Of a program that has ended, what came last.
+        const auto& inputs = session.runs.back().inputs;
+        const std::int64_t us = process_->Poll().running ? NowUs()
+                                : inputs.empty()         ? 0
+                                                         : inputs.back().atUs - 1;
+        return DescribeMoment(kept, {session.runs.size() - 1, std::max<std::int64_t>(us, 0)});
+    } catch (const std::exception&) {
+        return "";
+    }
 }
 
 std::string Bench::DescribeEnding() {

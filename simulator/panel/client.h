@@ -95,6 +95,9 @@ class Bench {
     // The calls that were counted up to that end, as "calls" tells them; null when none were.
     const nlohmann::json& LastCalls() const { return lastCalls_; }
     void Kill() { process_->Kill(); }
+    // Copies the session so far into that folder. Returns its present moment as `k905 panel --at` takes it;
+    // "" when there is none to be had.
+    std::string KeepSession(const std::string& folder);
     // "fct crashed (...); its last lines: ...".
     std::string DescribeEnding();
 

@@ -14,6 +14,7 @@ struct CommandOptions {
     std::string out;  // of `check`: folder of the screenshots
     int port = 8905;
     double speed = 1;
+    std::string at;  // of `panel`: a moment of a session
     unsigned seed = 1;
     unsigned bits = 16;
     bool keep = false;

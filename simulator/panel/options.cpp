@@ -32,6 +32,7 @@ constexpr Option kOptions[] = {
     {"--seed", "panel check", 0, 4294967295.0, true, "a whole number from 0 to 4294967295"},
     {"--bits", "panel check", 16, 32, true, "16, 24 or 32"},
     {"--state", "panel ctl", 1, 0, false, "a folder"},
+    {"--at", "panel", 1, 0, false, "SESSION@SECONDS or SESSION@RUN:SECONDS"},
     {"--out", "check", 1, 0, false, "a folder"},
     {"--job", "check", 1, 0, false, "main-board, module or all"},
     {"--until", "check", 1, 0, false, "the name of a step"},
@@ -56,6 +57,8 @@ void Store(const std::string& name, const std::string& text, double value, Comma
         options.bits = static_cast<unsigned>(value);
     else if (name == "--state")
         options.state = text;
+    else if (name == "--at")
+        options.at = text;
     else if (name == "--job")
         options.job = text;
     else if (name == "--until")
@@ -119,6 +122,9 @@ k905 panel    the instrument, live in the browser; Ctrl-C ends it
   --speed F     time passes F times as fast, 1 to 1000 (default 1)
   --seed N      another specimen: board and module spread, noise (default 1)
   --bits N      depth of the LCD: 16, 24 or 32 (default 16)
+  --at SESSION[@[RUN:]SECONDS]
+                at that moment of a session, and held there: run again from its power-on. A failed check tells the
+                moment; session.jsonl in a state folder is the session of that instrument
 
 k905 check    a whole job without a browser: touches the real buttons, presses the real keys, plugs fibres in,
               reads the results back from the screen, prints them as a table; exit status 0 only if every

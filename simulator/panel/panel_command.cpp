@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <thread>
 
 #include "simulator/panel/commands.h"
@@ -30,7 +31,14 @@ int RunPanelCommand(const CommandOptions& options) {
     bench.speed = options.speed;
     bench.seed = options.seed;
     bench.bits = options.bits;
-    PanelBench instrument(bench);
+    std::unique_ptr<PanelBench> made;
+    if (options.at.empty()) {
+        made = std::make_unique<PanelBench>(bench);
+    } else {
+        const MomentOf found = FindMoment(options.at);
+        made = std::make_unique<PanelBench>(bench, found.session, found.moment);
+    }
+    PanelBench& instrument = *made;
     PanelPast withPast(instrument);
     PanelServer server(withPast);
     const int port = server.Bind(options.port);

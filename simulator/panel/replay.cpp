@@ -94,6 +94,8 @@ std::vector<CheckResult> RunReplay(const ReplayOptions& options,
         }
         if (!worthARow)
             continue;
+        if (!result.Passed())
+            result.at = bench.KeepSession(options.outDir);
         results.push_back(result);
         report(result);
         if (!result.Passed())

@@ -104,9 +104,7 @@ const Session::Run& Rewind::RunOf(const Moment& moment) {
         session_ = ReadSession(file_);
         sessionSize_ = size;
     }
-    if (moment.run >= session_.runs.size())
-        throw Refused("the session has only " + std::to_string(session_.runs.size()) + " starts");
-    return session_.runs[moment.run];
+    return k905::RunOf(session_, moment.run);
 }
 
 // The one that stands nearest before it goes there; else a new one from the beginning.

@@ -1,6 +1,8 @@
 #include "simulator/panel/session.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -152,6 +154,46 @@ Session ReadSession(const std::string& file) {
     if (session.runs.empty())
         throw BenchError(file + ": holds no session");
     return session;
+}
+
+const Session::Run& RunOf(const Session& session, std::size_t run) {
+    const std::size_t runs = session.runs.size();
+    if (run >= runs)
+        throw Refused("the session has only " + std::to_string(runs) + (runs == 1 ? " start" : " starts"));
+    return session.runs[run];
+}
+
+std::string DescribeMoment(const std::string& file, const Moment& moment) {
+    char text[48];
+    std::snprintf(text, sizeof text, "@%zu:%.6f", moment.run + 1, static_cast<double>(moment.us) / 1e6);
+    return file + text;
+}
+
+MomentOf FindMoment(const std::string& text) {
+    const std::size_t at = text.rfind('@');
+    MomentOf found;
+    found.session = ReadSession(text.substr(0, at));
+    found.moment.run = found.session.runs.size() - 1;
+    std::string when = at == std::string::npos ? "" : text.substr(at + 1);
+    const std::size_t colon = when.find(':');
+    if (colon != std::string::npos) {
+        const std::string run = when.substr(0, colon);
+        if (run.empty() || run.find_first_not_of("0123456789") != std::string::npos || run.size() > 6 ||
+            std::stoul(run) < 1)
+            throw BenchError("\"" + run + "\" is no number of a start");
+        found.moment.run = std::stoul(run) - 1;
+        when = when.substr(colon + 1);
+    }
+    const auto& inputs = RunOf(found.session, found.moment.run).inputs;
+    found.moment.us = inputs.empty() ? 0 : inputs.back().atUs;
+    if (at == std::string::npos)
+        return found;
+    char* end = nullptr;
+    const double seconds = std::strtod(when.c_str(), &end);
+    if (when.empty() || *end != '\0' || !(seconds >= 0 && seconds < 1e9))
+        throw BenchError("\"" + when + "\" is no time in seconds since power-on");
+    found.moment.us = static_cast<std::int64_t>(seconds * 1e6 + 0.5);
+    return found;
 }
 
 void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, const nlohmann::json& start,

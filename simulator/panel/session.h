@@ -40,6 +40,18 @@ struct Moment {
     bool operator==(const Moment& other) const { return run == other.run && us == other.us; }
 };
 
+// Throws BenchError when the session has no such run.
+const Session::Run& RunOf(const Session& session, std::size_t run);
+
+// "SESSION@RUN:SECONDS", runs counted from 1; and back, where the run may be left out (the last) and the
+// time, too (the end of what is known). Throws BenchError with what is wrong.
+std::string DescribeMoment(const std::string& file, const Moment& moment);
+struct MomentOf {
+    Session session;
+    Moment moment;
+};
+MomentOf FindMoment(const std::string& text);
+
 constexpr const char* kSessionFile = "session.jsonl";  // in the state folder
 
 // Throws BenchError that names file and line. A last line without its end was never whole and counts as not

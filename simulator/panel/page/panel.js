@@ -4,6 +4,7 @@ import { act, ask, connect, on } from "./link.js";
 import { forgetHeld, releaseAll } from "./keys.js";
 import "./lcd.js";
 import "./time.js";
+import "./timeline.js";
 import { openBench } from "./bench.js";
 
 const message = byId("message");

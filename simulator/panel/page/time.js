@@ -14,7 +14,7 @@ export async function look() {
   if (!running || document.hidden) return;
   try {
     const hello = await ask({ do: "hello" });
-    told = { us: hello.now_us, at: performance.now(), speed: hello.paused ? 0 : hello.speed };
+    told = { us: hello.now_us, at: performance.now(), speed: hello.paused || hello.speed === "max" ? 0 : hello.speed };
     const pause = byId("pause");
     pause.setAttribute("aria-pressed", hello.paused);
     pause.textContent = hello.paused ? "Go on" : "Pause";
@@ -49,13 +49,15 @@ on("lost", () => {
   told.speed = 0;
 });
 
+const chosen = () => (byId("speed").value === "max" ? "max" : Number(byId("speed").value));
+
 byId("pause").addEventListener("click", async () => {
-  const factor = byId("pause").getAttribute("aria-pressed") === "true" ? Number(byId("speed").value) : 0;
+  const factor = byId("pause").getAttribute("aria-pressed") === "true" ? chosen() : 0;
   await act({ do: "speed", factor });
   look();
 });
 byId("speed").addEventListener("change", async ({ target }) => {
-  await act({ do: "speed", factor: Number(target.value) });
+  await act({ do: "speed", factor: chosen() });
   target.blur();
   look();
 });

@@ -83,7 +83,9 @@ TEST(Control, NonsenseIsAnsweredAndHarmsNobody) {
         R"({"do":"trace","action":"juggle"})",
         R"({"do":"trace","action":"read","thread":[]})",
         R"({"do":"trace","action":"read","kinds":7})",
-        R"({"do":"speed","factor":2})",
+        R"({"do":"speed","factor":-1})",
+        R"({"do":"speed","factor":"fast"})",
+        R"({"do":"advance","to_us":"soon"})",
     };
     for (const char* request : requests) {
         const Json reply = run.Client().AskLine(request);

@@ -33,6 +33,9 @@ TEST(Options, AreTaken) {
     EXPECT_EQ(2.5, panel.speed);
     EXPECT_EQ(7u, panel.seed);
     EXPECT_EQ(24u, panel.bits);
+    EXPECT_EQ("", ParseOptions("panel", {"--at", "x/session.jsonl@1:2.5"}, panel));
+    EXPECT_EQ("x/session.jsonl@1:2.5", panel.at);
+    EXPECT_NE("", Wrong("check", {"--at", "x"}));
     CommandOptions check;
     EXPECT_EQ("", ParseOptions("check", {"--keep", "--out", "shots"}, check));
     EXPECT_TRUE(check.keep);

@@ -156,15 +156,15 @@ TEST_F(Sessions, ALiveInstrumentIsReachedAgainToTheByte) {
 TEST_F(Sessions, GoOnAfterAPowerCutWithTheMemoriesAsItLeftThem) {
     {
         Bench live(Live(50));
-        ASSERT_TRUE(live.UntilText("Optical_FCT", 10'000));
-        live.Fault("module.eeprom_cut", 100);
-        live.Touch("Optical_FCT");
-        for (int i = 0; i < 200 && live.Status().running; ++i)
-            try {
-                live.Advance(100);
-            } catch (const BenchError&) {
-            }
-        ASSERT_FALSE(live.Status().running) << live.Describe();
+        ASSERT_TRUE(live.UntilText("Opticl_FCT", 10'000));
+        live.Touch("Opticl_FCT");
+        ASSERT_TRUE(live.UntilText("OPM_FCT", 10'000));
+        live.Touch("OPM_FCT");
+        ASSERT_TRUE(live.UntilText("Eeprom Check", 10'000));
+        live.Fault("module.eeprom_cut", 5);
+        live.Touch("Eeprom Check");
+        EXPECT_THROW(live.Advance(20'000), BenchError);
+        ASSERT_FALSE(live.Status().running);
     }
     const std::string torn = Content(folder_ + "/module.at24c512");
     BenchOptions again = Live(50);
@@ -183,6 +183,21 @@ TEST_F(Sessions, GoOnAfterAPowerCutWithTheMemoriesAsItLeftThem) {
     ASSERT_TRUE(after.GoTo(now));
     EXPECT_EQ(live.Screen().bytes, after.Instrument().Screen().bytes);
     EXPECT_EQ(live.Request({{"do", "state"}}), after.Instrument().Request({{"do", "state"}}));
+}
+
+TEST_F(Sessions, NameAMomentAndFindItAgain) {
+    Write(kSessionFile,
+          std::string(kOn) + "\n" + R"({"at_us":5000001,"request":{"do":"knob"}})" + "\n" + kOn + "\n");
+    EXPECT_EQ(File() + "@2:0.000123", DescribeMoment(File(), {1, 123}));
+    const auto at = [&](const std::string& text) { return FindMoment(File() + text).moment; };
+    EXPECT_EQ((Moment{1, 123}), at("@2:0.000123"));
+    EXPECT_EQ((Moment{0, 12'500'000}), at("@1:12.5"));
+    EXPECT_EQ((Moment{1, 7'000'000}), at("@7"));
+    EXPECT_EQ((Moment{0, 5'000'001}), FindMoment(File() + "@1:5.000001").moment);
+    EXPECT_EQ((Moment{1, 0}), at("")) << "the end of what is known";
+    for (const char* wrong : {"@", "@x", "@3:1", "@0:1", "@:1", "@1:", "@1:-1", "@1:1e10", "@1:1s", "@nan"})
+        EXPECT_THROW(at(wrong), BenchError) << wrong;
+    EXPECT_THROW(FindMoment(folder_ + "/none@1"), BenchError);
 }
 
 }  // namespace

@@ -1,0 +1,159 @@
+// The time line under the LCD: what the instrument has done since power-on, and the way back to any moment of it.
+import { element, sure } from "./dom.js";
+import { ask, on, tell } from "./link.js";
+import { clockText } from "./time.js";
+
+const kLookMs = 1000;
+const kKinds = {
+  hand: ["a hand", "#9fb0c6"],
+  bench: ["the bench", "#6fd0f0"],
+  fault: ["a fault", "#eda32a"],
+  power: ["power", "#ff8a6a"],
+  screen: ["a screen", "#6fd08c"],
+  acquisition: ["an acquisition", "#c9a0ff"],
+  eeprom: ["an EEPROM write", "#e8e07a"],
+};
+const kOfRequest = {
+  key: "hand", knob: "hand", touch: "hand", set: "bench", bench: "bench", fault: "fault", fail_call: "fault",
+  stop: "power", power_cut: "power",
+};
+
+let inputs = []; // of the start that is shown: {at_us, request}
+let history = []; // of the same: {kind, first_us, last_us, count}
+let end = 0; // microseconds, as far as it goes
+let past = null; // {run, at_us} while a moment of the past is shown
+let start = 0; // status.run: how often fct has been started
+let wanted = null; // the moment last asked for
+let asking = false;
+
+const seconds = (us) => clockText(us / 1000);
+
+const slider = element("input", { type: "range", min: 0, max: 1, step: 1, value: 1, "aria-label": "moment of the session" });
+const marks = element("div", { class: "marks" });
+const said = element("span", { class: "said", role: "status" });
+const range = element(
+  "select", { "aria-label": "how much of the session the line shows" },
+  element("option", { value: "0" }, "all"),
+  element("option", { value: "600" }, "10 min"),
+  element("option", { value: "60" }, "1 min"),
+);
+const button = (text, title, onclick) => element("button", { class: "small", title, "aria-label": title, onclick }, text);
+const back = button("⏮", "to the moment before the last input", () => jump(-1));
+const forth = button("⏭", "to the moment after the next input", () => jump(1));
+const toNow = button("Return to now", "leaves the past; the instrument goes on where it stood", () => leave("now"));
+const goOn = button("Go on from here", "gives up what came later", async () => {
+  if (await sure("Go on from this moment? What came later is given up; it stays in the state folder as a session of its own.", "Go on from here"))
+    leave("branch");
+});
+const line = element(
+  "section", { class: "timeline", "aria-label": "time line" },
+  back, element("div", { class: "line" }, marks, slider), forth, range, said, toNow, goOn,
+);
+document.querySelector(".screen").after(line);
+
+const position = () => (past ? past.at_us : end);
+const from = () => (range.value === "0" ? 0 : Math.max(0, Math.min(position(), end) - Number(range.value) * 1e6));
+const until = () => (range.value === "0" ? end : Math.min(end, from() + Number(range.value) * 1e6));
+
+function describe({ request }) {
+  const { do: what, ...rest } = request;
+  return [what, ...Object.values(rest).map((value) => (typeof value === "object" ? JSON.stringify(value) : value))].join(" ");
+}
+
+function show() {
+  const low = from(), high = Math.max(until(), low + 1);
+  slider.min = Math.floor(low / 1000);
+  slider.max = Math.ceil(high / 1000);
+  if (wanted === null) slider.value = Math.round(position() / 1000);
+  slider.setAttribute("aria-valuetext", seconds(position()));
+  said.textContent = past ? `the past: ${seconds(past.at_us)} of ${seconds(end)}` : seconds(end);
+  line.classList.toggle("past", past !== null);
+  toNow.hidden = goOn.hidden = past === null;
+  back.disabled = !inputs.some((input) => input.at_us <= position());
+  forth.disabled = past === null || !inputs.some((input) => input.at_us > past.at_us);
+  const all = [
+    ...history.map(({ kind, first_us, count }) => ({ kind, us: first_us, text: count > 1 ? `${kKinds[kind][0]}, ${count} together` : kKinds[kind][0] })),
+    ...inputs.map((input) => ({ kind: kOfRequest[input.request.do] ?? "bench", us: input.at_us, text: describe(input) })),
+  ].filter(({ us }) => us >= low && us <= high);
+  marks.replaceChildren(
+    ...all.slice(-600).map(({ kind, us, text }) =>
+      element("i", {
+        class: kind, title: `${seconds(us)} ${text}`,
+        style: `left: ${(100 * (us - low)) / (high - low)}%; background: ${kKinds[kind][1]}`,
+      })),
+  );
+}
+
+async function look() {
+  if (document.hidden || asking) return;
+  try {
+    const session = await ask({ do: "session", ...(past && { run: past.run }) });
+    inputs = session.inputs;
+    const current = session.run === session.runs.length - 1;
+    if (current && session.now_us !== undefined) end = session.now_us;
+    else end = Math.max(end, session.runs[session.run].last_us);
+    if (!past) history = (await ask({ do: "history" })).marks;
+  } catch {
+    // what is wrong with the instrument is told over its screen
+  }
+  show();
+}
+
+// Of several moments that are asked for while one is made only the last matters.
+async function go(us) {
+  wanted = Math.max(0, Math.round(us));
+  if (asking) return;
+  asking = true;
+  while (wanted !== null) {
+    const to = wanted;
+    try {
+      const { run, at_us } = await ask({ do: "rewind", to_us: to });
+      past = { run, at_us };
+      tell("problem", "");
+    } catch (error) {
+      tell("problem", error.message);
+    }
+    if (wanted === to) wanted = null;
+  }
+  asking = false;
+  show();
+}
+
+function jump(direction) {
+  const here = position();
+  if (direction > 0) {
+    const next = inputs.find((input) => input.at_us > here);
+    if (next) go(next.at_us);
+  } else {
+    const before = inputs.filter((input) => input.at_us <= here).pop();
+    if (before) go(before.at_us - 1);
+  }
+}
+
+async function leave(how) {
+  try {
+    await ask({ do: how });
+    past = null;
+  } catch (error) {
+    tell("problem", error.message);
+  }
+  look();
+}
+
+slider.addEventListener("input", () => go(Number(slider.value) * 1000));
+slider.addEventListener("keydown", (event) => {
+  const step = { ArrowLeft: -1e5, ArrowRight: 1e5, PageDown: -1e7, PageUp: 1e7 }[event.key];
+  if (!step) return;
+  event.preventDefault();
+  go(Math.min(position() + step, end));
+});
+range.addEventListener("change", show);
+
+on("status", (status) => {
+  if (status.run !== start) [start, inputs, history, end] = [status.run, [], [], 0];
+  past = status.past;
+  line.hidden = false;
+  look();
+});
+on("lost", () => (line.hidden = true));
+setInterval(look, kLookMs);

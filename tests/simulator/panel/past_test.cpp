@@ -1,0 +1,139 @@
+// The instrument behind the page and its past, on the real fct.
+#include "simulator/panel/panel_past.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace k905 {
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+
+class Past : public ::testing::Test {
+  protected:
+    static BenchOptions Fast() {
+        BenchOptions options;
+        options.speed = 1000;
+        return options;
+    }
+
+    json Ask(const json& request) {
+        json reply = past_.Ask(request);
+        EXPECT_TRUE(reply["ok"].get<bool>()) << request << reply;
+        return reply;
+    }
+    bool Sees(const std::string& text) {
+        const bool met = Ask({{"do", "until"}, {"text", text}, {"limit_ms", 3'600'000}})["met"];
+        EXPECT_TRUE(met) << text << Ask({{"do", "text"}}).dump(1);
+        return met;
+    }
+    bool Go(const std::string& control, const std::string& text) {
+        Ask({{"do", "touch"}, {"control", control}});
+        return Sees(text);
+    }
+    std::int64_t Now() { return Ask({{"do", "hello"}})["now_us"]; }
+    std::string Refusal(const json& request) {
+        try {
+            past_.Ask(request);
+        } catch (const BenchError& error) {
+            return error.what();
+        }
+        return "";
+    }
+    // What the loop of the launcher does, until another program runs.
+    void UntilRestarted() {
+        const unsigned run = past_.GetStatus().run;
+        for (int tries = 0; tries < 1000 && past_.GetStatus().run == run; ++tries) {
+            bench_.Watch();
+            past_.Watch();
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        ASSERT_EQ(run + 1, past_.GetStatus().run) << past_.GetStatus().how;
+    }
+
+    PanelBench bench_{Fast()};
+    PanelPast past_{bench_};
+};
+
+TEST_F(Past, ACalibrationThatFailedSinceTheBoardWasPulledPassesFromTheMomentBefore) {
+    ASSERT_TRUE(Sees("Opticl_FCT"));
+    ASSERT_TRUE(Go("Opticl_FCT", "OPM_Adjust"));
+    ASSERT_TRUE(Go("OPM_Adjust", "infomation eara!"));
+    ASSERT_TRUE(Go("Connect", "Connect Success!!!"));
+    Ask({{"do", "touch"}, {"control", "Vdd"}});
+    Ask({{"do", "set"}, {"name", "board.plugged"}, {"value", false}});
+    ASSERT_TRUE(Sees("Ajust try times out."));
+    const std::int64_t failed = Now();
+
+    const json inputs = Ask({{"do", "session"}})["inputs"];
+    ASSERT_EQ("board.plugged", inputs.back()["request"]["name"]);
+    const std::int64_t before = inputs.back()["at_us"].get<std::int64_t>() - 1;
+    EXPECT_EQ(before, Ask({{"do", "rewind"}, {"to_us", before}})["at_us"]);
+    EXPECT_EQ(before, past_.GetStatus().past->us);
+    EXPECT_EQ(before, Now());
+    EXPECT_TRUE(Ask({{"do", "state"}})["state"]["board"]["plugged"].get<bool>());
+    EXPECT_NE(bench_.StateDir(), past_.StateDir());
+
+    Ask({{"do", "branch"}});
+    UntilRestarted();
+    EXPECT_FALSE(past_.GetStatus().past);
+    EXPECT_EQ(bench_.StateDir(), past_.StateDir());
+    ASSERT_TRUE(Sees("Ad:  3.0V")) << "the first of the four voltages";
+    EXPECT_EQ(inputs.size() - 1, Ask({{"do", "session"}})["inputs"].size());
+    EXPECT_TRUE(fs::exists(bench_.StateDir() + "/session-1.jsonl"));
+    EXPECT_GT(failed, before);
+}
+
+TEST_F(Past, IsLookedAtWhileTheInstrumentStandsStillAndChangesNothing) {
+    ASSERT_TRUE(Sees("MainBoard_FCT"));
+    Ask({{"do", "touch"}, {"control", "MainBoard_FCT"}});
+    ASSERT_TRUE(Sees("battery voltage"));
+    Ask({{"do", "speed"}, {"factor", 20}});
+    Ask({{"do", "rewind"}, {"to_us", 1'000'000}});
+    const std::int64_t stands = bench_.Ask({{"do", "hello"}})["now_us"];
+    EXPECT_THAT(Ask({{"do", "text"}}).dump(), Not(HasSubstr("battery voltage")));
+    for (const char* change :
+         {R"({"do":"key","key":"f1"})", R"({"do":"fault","name":"sd.missing"})", R"({"do":"advance","ms":1})",
+          R"({"do":"speed","factor":1})", R"({"do":"bench","set":{},"faults":{}})", R"({"do":"power_cut"})"})
+        EXPECT_THAT(Refusal(json::parse(change)), HasSubstr("this is the past")) << change;
+    EXPECT_EQ(1'000'000, Now());
+    EXPECT_EQ(stands, bench_.Ask({{"do", "hello"}})["now_us"]);
+    EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", stands + 1}}), HasSubstr("still to come"));
+    EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", 0}, {"run", 1}}), HasSubstr("only 1 start"));
+    EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", -1}}), HasSubstr("whole number"));
+    EXPECT_EQ(1'000'000, past_.GetStatus().past->us) << "what was refused leaves the moment";
+
+    Ask({{"do", "now"}});
+    EXPECT_FALSE(past_.GetStatus().past);
+    EXPECT_GE(Now(), stands);
+    EXPECT_EQ(20, Ask({{"do", "hello"}})["speed"]);
+    EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("battery voltage"));
+    EXPECT_THAT(Refusal({{"do", "branch"}}), HasSubstr("no moment of the past"));
+}
+
+TEST_F(Past, OfTheStartBeforeIsReachedWhileThePowerIsOff) {
+    ASSERT_TRUE(Sees("MainBoard_FCT"));
+    const std::int64_t shown = Now();
+    Ask({{"do", "power_cut"}});
+    for (int tries = 0; tries < 1000 && past_.GetStatus().running; ++tries) {
+        bench_.Watch();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ASSERT_FALSE(past_.GetStatus().running);
+    Ask({{"do", "rewind"}, {"to_us", shown}});
+    EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("MainBoard_FCT"));
+    EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", shown + 3'600'000'000}}), HasSubstr("switched off"));
+    Ask({{"do", "branch"}});
+    UntilRestarted();
+    EXPECT_TRUE(past_.GetStatus().running);
+}
+
+}  // namespace
+}  // namespace k905

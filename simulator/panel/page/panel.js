@@ -2,6 +2,7 @@
 import { byId } from "./dom.js";
 import { act, ask, connect, on } from "./link.js";
 import { releaseAll } from "./keys.js";
+import "./layout.js";
 import "./lcd.js";
 import "./time.js";
 import { openBench } from "./bench.js";

@@ -3,6 +3,7 @@
 import { byId, element } from "./dom.js";
 import { ask, on } from "./link.js";
 import { showDown } from "./keys.js";
+import { recall, remember } from "./remember.js";
 import { boardTab } from "./tab_board.js";
 import { opticsTab } from "./tab_optics.js";
 import { memoryTab } from "./tab_memory.js";
@@ -28,11 +29,7 @@ function select(tab, focus) {
   }
   byId("panels").scrollTop = 0;
   if (focus) tab.button.focus();
-  try {
-    localStorage.setItem("tab", tab.id);
-  } catch {
-    // a page without a memory of its own
-  }
+  remember("tab", tab.id);
   tab.shown?.();
   look();
 }
@@ -79,12 +76,7 @@ export function openBench() {
     byId("panels").append(tab.panel);
     tab.open(tab.panel);
   }
-  let last = null;
-  try {
-    last = localStorage.getItem("tab");
-  } catch {
-    // see above
-  }
+  const last = recall("tab");
   select(tabs.find((tab) => tab.id === last) ?? tabs[0]);
   on("status", (status) => {
     connected = true;

@@ -59,13 +59,35 @@ function touch(action) {
   act({ do: "touch", action, ...first, ...(second && { x2: second.x, y2: second.y }) });
 }
 
+// Where a swipe on the LCD scrolls the page (panel.css), a first finger counts once it has rested or lifts.
+const kRestMs = 250;
+const kTapMs = 90;
+let resting = null; // {id, at, timer}
+const scrolls = () => getComputedStyle(lcd).touchAction !== "none";
+
+function press(id, at) {
+  fingers.set(id, at);
+  touch("down");
+}
+function rested() {
+  if (!resting) return;
+  clearTimeout(resting.timer);
+  press(resting.id, resting.at);
+  resting = null;
+}
+function lift(id) {
+  if (fingers.delete(id)) touch("move");
+}
+
 lcd.addEventListener("pointerdown", (event) => {
   if (event.button !== 0 || fingers.size === 2) return;
   event.preventDefault();
   document.activeElement?.blur(); // the keyboard is the instrument's again
   lcd.setPointerCapture(event.pointerId);
-  fingers.set(event.pointerId, place(event));
-  touch("down");
+  rested();
+  if (event.pointerType === "touch" && fingers.size === 0 && scrolls())
+    resting = { id: event.pointerId, at: place(event), timer: setTimeout(rested, kRestMs) };
+  else press(event.pointerId, place(event));
 });
 lcd.addEventListener("pointermove", (event) => {
   if (!fingers.has(event.pointerId)) return;
@@ -74,21 +96,26 @@ lcd.addEventListener("pointermove", (event) => {
   moveDue = event.timeStamp + 16;
   touch("move");
 });
-for (const kind of ["pointerup", "pointercancel"])
-  lcd.addEventListener(kind, (event) => {
-    if (!fingers.has(event.pointerId)) return;
-    if (kind === "pointerup") {
-      const last = fingers.get(event.pointerId), now = place(event);
-      if (last.x !== now.x || last.y !== now.y) {
-        fingers.set(event.pointerId, now);
-        touch("move");
-      }
-    }
-    fingers.delete(event.pointerId);
+lcd.addEventListener("pointerup", (event) => {
+  if (resting?.id === event.pointerId) {
+    rested();
+    setTimeout(() => lift(event.pointerId), kTapMs);
+    return;
+  }
+  const last = fingers.get(event.pointerId), now = place(event);
+  if (!last) return;
+  if (last.x !== now.x || last.y !== now.y) {
+    fingers.set(event.pointerId, now);
     touch("move");
-  });
-
-byId("scale").addEventListener("change", ({ target }) => {
-  lcd.style.setProperty("--scale", target.value);
-  document.body.classList.toggle("large", target.value !== "1");
+  }
+  lift(event.pointerId);
 });
+lcd.addEventListener("pointercancel", (event) => {
+  if (resting?.id === event.pointerId) {
+    clearTimeout(resting.timer);
+    resting = null;
+  }
+  lift(event.pointerId);
+});
+// A finger that counts is the instrument's: it no longer scrolls.
+lcd.addEventListener("touchmove", (event) => fingers.size > 0 && event.preventDefault(), { passive: false });

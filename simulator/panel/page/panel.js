@@ -2,6 +2,7 @@
 import { byId, sentence, sure } from "./dom.js";
 import { act, ask, connect, on } from "./link.js";
 import { forgetHeld, releaseAll } from "./keys.js";
+import "./layout.js";
 import "./lcd.js";
 import "./time.js";
 import "./timeline.js";

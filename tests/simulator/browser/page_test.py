@@ -24,6 +24,18 @@ SECTIONS = {
 }
 FAST = "50"  # speed of time for what takes long
 
+# What a finger is to meet and is smaller than 44 pixels. A label's area is its control's; the map of 512 pages is a
+# picture first.
+SMALL_TARGETS = """
+const small = [];
+for (const one of document.querySelectorAll("button, select, input, summary, textarea")) {
+  if (one.closest(".map") || !one.checkVisibility()) continue;
+  const box = (one.labels?.[0] ?? one).getBoundingClientRect();
+  if (Math.min(box.width, box.height) < 43.5)
+    small.push(`${one.tagName} ${one.textContent.slice(0, 20) || one.ariaLabel}: ${box.width} x ${box.height}`);
+}
+return small;"""
+
 
 class Page(unittest.TestCase):
     """One launcher and one page a test: none depends on what another left."""
@@ -495,24 +507,54 @@ class Page(unittest.TestCase):
         self.assertEqual(0, done.returncode, done.stdout)
         self.assertIn("1 steps passed", done.stdout)
 
-    def test_fits_a_tablet(self):
+    def test_fits_every_window(self):
         panel = self.panel
-        for width, height in ((1280, 720), (1024, 768), (768, 1024)):
+        panel.tab("board")
+        sizes = ((1920, 1080), (1280, 720), (1240, 800), (1024, 768), (768, 1024), (390, 844), (844, 390))
+        for width, height in sizes:
             with self.subTest(width=width):
                 panel.resize(width, height)
-                time.sleep(0.3)
                 wide = panel.browser.execute_script("return document.documentElement.scrollWidth")
                 self.assertLessEqual(wide, width, "nothing stands out at the side")
-                lcd = panel.get("#lcd").rect
+                panel.browser.execute_script("scrollTo(0, document.documentElement.scrollHeight)")
+                lcd = panel.seen("#lcd")
                 self.assertAlmostEqual(5 / 3, lcd["width"] / lcd["height"], delta=0.02)
+                self.assertTrue(lcd["top"] >= 0 and lcd["bottom"] <= height and lcd["right"] <= width,
+                                f"the screen is in view at the page's end, {lcd}")
+                if width >= 1240:
+                    self.assertLessEqual(panel.seen(".instrument")["bottom"], height, "so is the whole front")
+                    self.assertGreaterEqual(lcd["width"], 1200 if width == 1920 else 800)
                 panel.shot(f"width-{width}")
         panel.resize(1280, 720)
-        lcd = panel.get("#lcd").rect
-        self.assertEqual((800, 480), (lcd["width"], lcd["height"]))
+        self.assertEqual((800, 480), tuple(panel.get("#lcd").rect[side] for side in ("width", "height")))
         panel.resize(2600, 1600)
         for scale in ("2", "3"):
             panel.choose("#scale", scale)
             self.assertEqual(800 * int(scale), panel.get("#lcd").rect["width"])
+        panel.open()
+        self.assertEqual(2400, panel.get("#lcd").rect["width"], "the size is remembered")
+        panel.choose("#scale", "fit")
+        self.assertGreater(2300, panel.get("#lcd").rect["width"])
+
+    def test_phone(self):
+        panel = self.panel
+        panel.resize(390, 844, touch=True)
+        panel.open()
+        self.assertEqual(0, panel.seen("#lcd")["top"], "the screen comes first")
+        self.assertFalse(panel.get("#keys").is_displayed())
+        panel.swipe(117, 104, -60)  # begins on MainBoard_FCT
+        panel.until(lambda: panel.browser.execute_script("return scrollY") > 20, "a scroll from the screen", 5)
+        time.sleep(0.3)
+        self.assertTrue(panel.reads("Welcome to K905_FCT"), "a swipe touches nothing")
+        panel.swipe(117, 104, 0)  # a tap
+        panel.until(lambda: panel.reads("Connect"), "what a tap opens", 10)
+        panel.browser.execute_script("scrollTo(0, 0)")
+        panel.get("#unfold").click()
+        self.assertTrue(panel.get('[data-key="menu"]').is_displayed())
+        for section in SECTIONS:
+            with self.subTest(section):
+                panel.tab(section)
+                self.assertEqual([], panel.browser.execute_script(SMALL_TARGETS))
 
 
 if __name__ == "__main__":

@@ -66,9 +66,11 @@ class Panel:
         self.end_launcher()
         self.folder.cleanup()
 
-    def resize(self, width, height):
+    def resize(self, width, height, touch=False):
+        """The window's size; with `touch` of a device that has a touch screen and no mouse."""
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
-            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": touch})
+        self.browser.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": touch})
 
     def open(self):
         self.browser.get(self.url)
@@ -102,6 +104,11 @@ class Panel:
 
     def get(self, selector):
         return self.browser.find_element(By.CSS_SELECTOR, selector)
+
+    def seen(self, selector):
+        """Where it is in the window."""
+        return self.browser.execute_script(
+            "return document.querySelector(arguments[0]).getBoundingClientRect().toJSON()", selector)
 
     def lit(self):
         """Pixels of the page's LCD that are not black."""
@@ -170,6 +177,13 @@ class Panel:
         """Instead of what stands in the field."""
         field.send_keys(Keys.CONTROL, "a")
         field.send_keys(Keys.BACKSPACE, text, Keys.TAB)
+    def swipe(self, x, y, down):
+        """A finger is laid on a place of the window, goes so many pixels down, and lifts."""
+        steps = 4 if down else 0
+        for i in range(steps + 1):
+            self.browser.execute_cdp_cmd("Input.dispatchTouchEvent", {
+                "type": "touchMove" if i else "touchStart", "touchPoints": [{"x": x, "y": y + down * i / 4}]})
+        self.browser.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": "touchEnd", "touchPoints": []})
 
     def choose(self, selector, value):
         Select(self.get(selector)).select_by_value(value)

@@ -267,7 +267,7 @@ void PanelBench::Start(const std::function<std::unique_ptr<Bench>()>& make) {
     }
     const std::lock_guard<std::mutex> guard(mutex_);
     screen_ = std::move(screen);
-    status_ = {status_.run + 1, true, "", {}, {}};
+    status_ = {status_.run + 1, true, "", {}};
     settled_.notify_all();
     RememberPanel(options_.stateDir);
 }

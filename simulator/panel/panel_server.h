@@ -21,9 +21,9 @@ class PanelInstrument {
     struct Status {
         unsigned run = 0;  // how often fct has been started
         bool running = false;
-        std::string how;                 // how fct ended, in words; empty while it runs
-        std::vector<std::string> lines;  // the last lines that it wrote
-        std::optional<Moment> past;      // what is shown instead of it
+        std::string how;                  // how fct ended, in words; empty while it runs
+        std::vector<std::string> lines;   // the last lines that it wrote
+        std::optional<Moment> past = {};  // what is shown instead of it
         bool operator==(const Status& other) const {
             return run == other.run && running == other.running && how == other.how && lines == other.lines &&
                    past == other.past;

@@ -1,5 +1,5 @@
 // The time line under the LCD: what the instrument has done since power-on, and the way back to any moment of it.
-import { element, sure } from "./dom.js";
+import { byId, element, sure } from "./dom.js";
 import { ask, on, tell } from "./link.js";
 import { clockText } from "./time.js";
 
@@ -45,11 +45,8 @@ const goOn = button("Go on from here", "gives up what came later", async () => {
   if (await sure("Go on from this moment? What came later is given up; it stays in the state folder as a session of its own.", "Go on from here"))
     leave("branch");
 });
-const line = element(
-  "section", { class: "timeline", "aria-label": "time line" },
-  back, element("div", { class: "line" }, marks, slider), forth, range, said, toNow, goOn,
-);
-document.querySelector(".screen").after(line);
+const line = byId("timeline");
+line.append(back, element("div", { class: "line" }, marks, slider), forth, range, said, toNow, goOn);
 
 const position = () => (past ? past.at_us : end);
 const from = () => (range.value === "0" ? 0 : Math.max(0, Math.min(position(), end) - Number(range.value) * 1e6));

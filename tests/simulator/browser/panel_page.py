@@ -177,6 +177,7 @@ class Panel:
         """Instead of what stands in the field."""
         field.send_keys(Keys.CONTROL, "a")
         field.send_keys(Keys.BACKSPACE, text, Keys.TAB)
+
     def swipe(self, x, y, down):
         """A finger is laid on a place of the window, goes so many pixels down, and lifts."""
         steps = 4 if down else 0

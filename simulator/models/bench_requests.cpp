@@ -1,6 +1,5 @@
 #include "simulator/models/bench_requests.h"
 
-#include <map>
 #include <stdexcept>
 
 #include "simulator/models/host_file.h"

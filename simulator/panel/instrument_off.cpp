@@ -22,8 +22,9 @@ Instrument::Options Prepared(const BenchOptions& options, const nlohmann::json& 
 }  // namespace
 
 InstrumentOff::InstrumentOff(const BenchOptions& options, const nlohmann::json& bench)
-    : instrument_(world_, Prepared(options, bench)),
-      requests_(world_, instrument_, Prepared(options, bench), nullptr) {
+    : options_(Prepared(options, bench)),
+      instrument_(world_, options_),
+      requests_(world_, instrument_, options_, nullptr) {
     requests_.Keep();
 }
 

@@ -19,6 +19,7 @@ class InstrumentOff {
 
   private:
     StillWorld world_;
+    const Instrument::Options options_;
     Instrument instrument_;
     BenchRequests requests_;
 };

@@ -122,7 +122,7 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& request) {
 
 nlohmann::json PanelBench::AskInstrument(const nlohmann::json& request) {
     std::unique_lock<std::mutex> guard(mutex_);
-    settled_.wait_for(guard, kSettle, [this] { return status_.running || off_; });
+    settled_.wait_for(guard, kSettle, [this] { return status_.running || off_ || leaving_; });
     if (!status_.running) {
         if (off_ && BenchRequests::Knows(request["do"]))
             return off_->Ask(request);
@@ -175,7 +175,7 @@ void PanelBench::Watch() {
     }
     if (!wish.what.empty()) {
         const nlohmann::json left = BenchAsLeft();
-        End();
+        StopRun();
         SwitchOff();
         if (wish.what == "moment") {
             GoOnFromMoment(wish.moment);
@@ -221,6 +221,15 @@ void PanelBench::GoOnFromMoment(const Moment& moment) {
 }
 
 void PanelBench::End() {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        leaving_ = true;
+    }
+    settled_.notify_all();
+    StopRun();
+}
+
+void PanelBench::StopRun() {
     if (!bench_)
         return;
     SetEnded("fct is being ended");

@@ -39,6 +39,7 @@ class PanelBench final : public PanelInstrument {
 
     // Sees whether fct has ended, and does what the server's threads wished for.
     void Watch();
+    // For good; nobody waits for another start.
     void End();
 
   private:
@@ -58,6 +59,7 @@ class PanelBench final : public PanelInstrument {
     void SetEnded(const std::string& how);
     nlohmann::json AskInstrument(const nlohmann::json& request);
     bool EndsNow();
+    void StopRun();
     void SwitchOff();
     nlohmann::json BenchAsLeft();
     nlohmann::json KeptBench() const;
@@ -69,6 +71,7 @@ class PanelBench final : public PanelInstrument {
     std::mutex mutex_;                 // guards what follows
     std::condition_variable settled_;  // fct runs, or the models without it
     std::unique_ptr<InstrumentOff> off_;
+    bool leaving_ = false;
     std::unique_ptr<ScreenView> screen_;
     Status status_;
     WishedFor wish_;

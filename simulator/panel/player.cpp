@@ -28,11 +28,15 @@ bool Player::GoTo(std::int64_t us) {
     if (us < nowUs_)
         throw BenchError("the instrument has gone beyond that moment");
     for (; done_ < inputs_.size() && inputs_[done_].atUs <= us; ++done_) {
-        if (!AdvanceTo(inputs_[done_].atUs))
+        const Session::Input& input = inputs_[done_];
+        const std::string what = input.request["do"];
+        const bool last = what == "stop" || what == "power_cut";
+        if (last && input.atUs == us)
+            break;  // there is still something to be seen
+        if (!AdvanceTo(input.atUs))
             return false;
-        const std::string what = inputs_[done_].request["do"];
-        bench_->Ask(inputs_[done_].request);
-        if (what == "stop" || what == "power_cut")
+        bench_->Ask(input.request);
+        if (last)
             return false;
     }
     return AdvanceTo(us);

@@ -123,9 +123,13 @@ void Rewind::Make(const Moment& moment) {
     consider(shownPlayer_);
     Follower goes =
         nearest != nullptr ? std::move(*nearest) : Follower{moment.run, std::make_unique<Player>(run)};
+    if (nearest == &shownPlayer_) {  // until it has arrived it is nowhere
+        const std::lock_guard<std::mutex> guard(mutex_);
+        shown_.reset();
+    }
     goes.player->Learn(run);
     if (!goes.player->GoTo(moment.us))
-        throw BenchError("the instrument was switched off before that moment");
+        throw Refused("the instrument was switched off before that moment");
     Bench& bench = goes.player->Instrument();
     auto screen = std::make_shared<ScreenView>(bench.Pid(), run.bits);
     const std::lock_guard<std::mutex> guard(mutex_);

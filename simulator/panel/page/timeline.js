@@ -75,7 +75,7 @@ function show() {
   marks.replaceChildren(
     ...all.slice(-600).map(({ kind, us, text }) =>
       element("i", {
-        class: kind, title: `${seconds(us)} ${text}`,
+        title: `${seconds(us)} ${text}`,
         style: `left: ${(100 * (us - low)) / (high - low)}%; background: ${kKinds[kind][1]}`,
       })),
   );

@@ -22,6 +22,7 @@ class LaunchedBench : public ::testing::Test {
         setenv("XDG_RUNTIME_DIR", ::testing::TempDir().c_str(), 1);
         BenchOptions options;
         options.stepped = false;
+        options.speed = 10;
         instrument_ = std::make_unique<PanelBench>(options);
     }
     json Ask(const json& request) { return instrument_->Ask(request); }

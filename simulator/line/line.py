@@ -5,6 +5,8 @@ import contextlib
 import hashlib
 import json
 import os
+import pathlib
+import re
 import signal
 import sys
 import threading
@@ -19,8 +21,12 @@ from curves import Stopped
 from records import LineError
 
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SOURCES = ("gui", "device", "measure", "screens", "assets", "simulator/interpose", "simulator/models", "simulator/panel",
-           "simulator/line/specimen.py", "simulator/line/measurements.py", "simulator/line/curves.py")
+# What a verdict depends on. Not the compiler and the system's libraries: machines that share a line are to be alike.
+SOURCES = ("CMakeLists.txt", "CMakePresets.json", "cmake", "gui", "device", "measure", "screens", "assets",
+           "simulator/CMakeLists.txt", "simulator/interpose", "simulator/models", "simulator/panel",
+           "simulator/line/cases.py", "simulator/line/specimen.py", "simulator/line/measurements.py",
+           "simulator/line/curves.py")
+NO_SOURCES = re.compile(r"^simulator/panel/page/|(^|/)[.#]|~$|/__pycache__/")  # nor the page, nor what editors leave
 FORMAT = 2
 INTERRUPTED = 130
 
@@ -103,18 +109,15 @@ def arguments_of(words):
     return parser.parse_args(words)
 
 
-def fingerprint():
+def fingerprint(tree=TREE):
     """Of all that a verdict depends on: results of different programs do not belong together."""
     digest = hashlib.sha256()
     for top in SOURCES:
-        path = os.path.join(TREE, top)
-        files = [path] if os.path.isfile(path) else sorted(
-            os.path.join(folder, name) for folder, _, names in os.walk(path) for name in names)
-        for file in files:
-            if file.endswith((".cpp", ".h", ".c", ".py", ".hex", ".png", ".txt", ".map")):
-                digest.update(os.path.relpath(file, TREE).encode() + b"\0")
-                with open(file, "rb") as content:
-                    digest.update(content.read())
+        path = pathlib.Path(tree, top)
+        for file in sorted(path.rglob("*")) if path.is_dir() else [path]:
+            name = file.relative_to(tree).as_posix()
+            if file.is_file() and not NO_SOURCES.search(name):
+                digest.update(name.encode() + b"\0" + file.read_bytes())
     return digest.hexdigest()[:16]
 
 

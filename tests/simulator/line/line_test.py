@@ -458,11 +458,11 @@ class Line(unittest.TestCase):
         near = {side: {rail: limit + volts for rail, limit in sweep.limits.items()} for side, volts in (("inside", -0.002), ("outside", 0.002))}
         with unittest.mock.patch.multiple(curves, HALVINGS=4, CERTAIN=2, POINTS=5, REPEATS=3):
             found = curves.measure(dataclasses.replace(sweep, **near), specimen.Runner(K905, 2, "module", until=sweep.step), lambda: False)
-        self.assertEqual({"TP109", "TP111", "TP114"}, set(found["curve"]))
+        self.assertEqual({"TP18", "TP16", "TP17"}, set(found["curve"]))
         for rail, points in found["curve"].items():
             self.assertAlmostEqual(sweep.limits[rail], figures.fit(points).middle, delta=0.001)
         shown = report.operating([{"case": cases.CURVE + sweep.name, **found}])
-        self.assertIn("<td>TP109, module&#x27;s supplies, high</td><td>1.10786</td>", shown)
+        self.assertIn("<td>TP18, module&#x27;s supplies, high</td><td>1.10786</td>", shown)
         self.assertEqual(1, shown.count("<svg"))
 
     def test_probit_s_answer_is_that_of_a_search_over_a_fine_grid(self):
@@ -510,6 +510,24 @@ class Line(unittest.TestCase):
         self.assertLess(passed["shifted"], 5)
         self.assertGreater(capable["usual"], 1.33)
         self.assertLess(capable["shifted"], 0.5)
+
+    def test_another_picture_or_compiler_option_is_another_program_and_the_page_is_not(self):
+        def written(name, text):
+            os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+            with open(self.path(name), "w") as file:
+                file.write(text)
+            return line.fingerprint(self.folder)
+
+        for name in line.SOURCES:
+            if "." in name:
+                written(name, "")
+        whole = written("assets/svg/icons.svg", "<svg/>")
+        for name in ("simulator/panel/page/link.js", "gui/.paint.cpp.swp", "gui/paint.cpp~", "gui/__pycache__/x.pyc", "docs/line.md"):
+            self.assertEqual(whole, written(name, "x"), name)
+        for name in ("assets/svg/icons.svg", "assets/svg/new.css", "CMakePresets.json", "cmake/k905.cmake", "simulator/panel/client.cpp",
+                     "simulator/line/cases.py"):
+            whole, before = written(name, "x"), whole
+            self.assertNotEqual(before, whole, name)
 
     def test_numbers_of_specimens_are_read_and_wrong_ones_refused(self):
         self.assertEqual([1, 2, 3, 7], line.whole_numbers("7,1-3,2"))

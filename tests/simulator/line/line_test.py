@@ -266,16 +266,18 @@ class Line(unittest.TestCase):
         read = numpy.array([float(row["value"]) for row in own])
         low, high = float(own[0]["low"]), float(own[0]["high"])
         middle, scatter = read.mean(), read.std(ddof=1)
-        self.assert_shows(page, f"mean {report.number(middle, 6)}, deviation {report.number(scatter, 3)} V")
+        self.assert_shows(page, f"mean {report.number(middle, 6)} V, deviation {report.number(1000 * scatter, 3)} mV")
         capable = min(high - middle, middle - low) / (3 * scatter)
         self.assert_shows(page, f"Cpk {report.number(capable, 3)} ")
         pairs = numpy.array([[float(row["value"]) for row in own if row["specimen"] == str(one)] for one in range(1, 21)])
         again = numpy.sqrt(pairs.var(axis=1, ddof=1).mean())
-        self.assert_shows(page, f"<td>{report.number(again, 3)}</td>")
+        self.assert_shows(page, f"<td>{report.number(1000 * again, 3)} mV</td>")
         error = max((read - numpy.array([float(row["truth"]) for row in own])).tolist(), key=abs)
-        self.assert_shows(page, f"<td>{report.number(error, 3)}</td>")
+        self.assert_shows(page, f"<td>{report.number(1000 * error, 3)}</td><td>mV</td>")
         far = own[int(numpy.argmin(numpy.minimum(read - low, high - read)))]
-        self.assert_shows(page, f"{report.number(float(far['value']), 6)} <code>./run --seed {far['specimen']}</code>")
+        self.assert_shows(page, f"farthest out: <span class=one>{report.exact(float(far['value']))} V <code>./run --seed {far['specimen']}</code>")
+        failing = ", ".join(f"<code>./run --seed {one}</code>" for one in (5, 10, 15))
+        self.assert_shows(page, f"<td class=text>{failing}, 1 more</td>")
         self.assertNotRegex(page, "https?://(?!www.w3.org|purl.org|creativecommons.org)")  # names of formats only
 
     def test_a_verdict_is_held_against_the_truth_and_a_second_try_counts(self):
@@ -292,15 +294,55 @@ class Line(unittest.TestCase):
                 record(2, 0, False, dict(rail, value=2.1, truth=2.2), dict(loop, value=2.0, truth=1.9)),
                 record(2, 1, False, dict(rail, value=1.5, truth=1.5), dict(loop, value=2.1, truth=2.1))]
         values = {value.name: value for value in report.collect(done)}
-        shown = report.wrong_verdicts(list(values.values()))
+        shown = " ".join(report.wrong_verdicts(list(values.values()), done).split())
+        self.assertIn("Of 1 runs that passed, 1 have a value that is truly outside its limits; of 3 that failed, 1 have no such value.", shown)
         self.assertIn("Of 2 values, 2 had a verdict", shown)
         self.assertIn("<td>rail</td><td>2</td><td>1</td><td>2</td><td>1</td>", shown)
         self.assertIn("<td>loop</td><td>2</td><td>1</td><td>2</td><td>2</td>", shown)
         self.assertEqual([2.01, 1.99, 2.1, 1.5], values["rail"].judged())
         self.assertEqual([1.5, 2.04, 1.9, 2.1], values["loop"].judged())
-        summary = report.summary({"specimens": "1-2", "job": "module", "until": "", "bench": {}, "repeat": 2}, done)
+        summary = report.summary({"specimens": "1-2", "job": "module", "until": "", "bench": {}, "repeat": 2, "program": "x"}, done)
         self.assertIn("<td>First-pass yield</td><td class=text>0 of 2 = 0.00 %", summary)
         self.assertIn("<td>Yield, if one of 2 tries is enough</td><td class=text>1 of 2 = 50.00 %", summary)
+
+    def test_calibrations_are_shown_with_their_errors_in_numbers_that_read_well(self):
+        import numpy
+        import report
+
+        def record(number, *values):
+            return {"specimen": number, "run": 0, "passed": True, "steps": [{"step": "Adjust", "passed": True}],
+                    "values": [dict(zip(("step", "name", "unit", "value", "truth", "low", "high", "target"), ("Adjust", *value)))
+                               for value in values]}
+
+        done = [record(number, ("VDD 3.0 V", "V", 3.0, 3.0 + 0.001 * number, 2.95, 3.05, 3.0),
+                       ("VDD 1.5 V", "V", 1.5, 1.5 - 0.002 * number, 1.45, 1.55, 1.5), ("VDD 1.5 V code", "codes", 1050 + number, 1050),
+                       ("setting at 0 degrees", "codes", 4000 + number, 4000), ("breakdown slope", "codes a degree", 10.0 - 0.2 * number, 10.0),
+                       ("temperature", "degrees", 25.0, 25.0)) for number in range(1, 31)]
+        values = report.collect(done)
+        found = report.calibrations(values, done)
+        self.assertEqual(["VDD, all targets", "setting at 0 degrees", "breakdown slope", "breakdown at 25 degrees"], [one.name for one in found])
+        numbers = numpy.arange(1, 31)
+        errors = numpy.concatenate([numbers, -2.0 * numbers])  # mV
+        supply, *_, slope, warm = found
+        command = "<code>./run --seed 30</code>"
+        self.assertEqual(["VDD, all targets", "true - target", f"{errors.mean():.1f}", f"{errors.std(ddof=1):.1f}", "-60.0", "mV", command],
+                         supply.row())
+        self.assertEqual((-0.05, 0.05), supply.limits)
+        self.assertEqual(["found - true", "-3.10", f"{0.2 * numbers.std(ddof=1):.2f}", "-6.00", "codes a degree", command], slope.row()[1:])
+        self.assertEqual((-120, 30), warm.largest())  # 30 - 25 x 6
+        shown = report.calibration_errors(found)
+        self.assertEqual(4, shown.count("<svg"))
+        self.assertIn(f"<p>largest (&#9650;) -60.0 mV {command}</p>", shown)
+        rest = report.truths(values, found)
+        self.assertEqual([True, True, True, False, False], [f"<td>{name}</td>" in rest for name in
+                         ("VDD 1.5 V", "VDD 1.5 V code", "temperature", "breakdown slope", "setting at 0 degrees")])
+        self.assertIn("<td>0.00</td><td>0.00</td><td>0.00</td><td>degrees</td><td>-</td>", rest)
+        # Numbers as they read best.
+        self.assertEqual(["1.20 V", "-0.259 mV", "6.10 µV", "0.00 V", "12.0 codes", "173 mm"], [report.quantity(value, unit) for value, unit in (
+            (1.2, "V"), (-2.59e-4, "V"), (6.1e-6, "V"), (0.0, "V"), (12, "codes"), (0.173, "m"))])
+        self.assertEqual(["-115", "-34", "0"], report.alike(-115.2, -34.0, 0.2))
+        self.assertEqual(["39.9", "2539", "1.00235", "-"], [report.exact(value) for value in (39.9, 2539, 1.0023469, None)])
+        self.assertEqual(["1.00", "0.999", "1.00e-06"], [report.number(value, 3) for value in (0.9996, 0.9994, 1e-6)])
 
     def test_statistics_are_those_of_the_tables(self):
         import figures

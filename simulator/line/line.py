@@ -285,7 +285,7 @@ def run_missing(options, wanted, done):
         for number, handler in handlers.items():
             signal.signal(number, handler)
     progress.end()
-    for problem in problems:
+    for problem in dict.fromkeys(problems):
         warn(problem)
     if progress.done < len(wanted):
         warn(f"{len(wanted) - progress.done} of {len(wanted)} are missing; --resume goes on")

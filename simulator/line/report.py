@@ -39,8 +39,11 @@ class Value:
 
     def judged(self):
         """What is held against the limits: the reading; of an adjustment what it reached, as its loop ends at
-        any reading within them."""
-        return [row[3] for row in self.rows] if self.target is not None else self.values()
+        any reading within them. Of the first run of each specimen: further ones are no others."""
+        return [row[3] if self.target is not None else row[2] for row in self.first()]
+
+    def first(self):
+        return [row for row in self.rows if row[1] == 0]
 
     def error_name(self):
         """A calibration finds, a check reads."""
@@ -137,8 +140,8 @@ def cycle_times(done):
     rows = [(step, figures.mean(minutes), max(minutes)) for step, minutes in times.items()]
     rows.sort(key=lambda row: -row[1])
     short = [row for row in rows if row[1] < LEAST_SHARE * whole]
-    rows = rows[:len(rows) - len(short)]
-    if short:
+    if len(short) > 1:
+        rows = rows[:len(rows) - len(short)]
         rows.append((f"{len(short)} others together", sum(row[1] for row in short), None))
     text = table(["step", "mean, minutes", "longest, minutes", "share"],
                  [[html.escape(step), f"{middle:.3f}", "-" if longest is None else f"{longest:.3f}",
@@ -167,11 +170,13 @@ def one_value(value):
     if value.low is not None:
         target = f", target {exact(value.target)} {unit}" if value.target is not None else ""
         lines.append(f"limits {exact(value.low)} to {exact(value.high)} {unit}{target}")
-        lines.append(f"of the {which}: Cp {index_text(figures.cp(judged, *limits))}, "
-                     f"Cpk {index_text(figures.cpk(judged, *limits))}")
+        if figures.deviation(judged):
+            lines.append(f"of the {which}: Cp {index_text(figures.cp(judged, *limits))}, "
+                         f"Cpk {index_text(figures.cpk(judged, *limits))}")
     if len(set(judged)) > 1:
-        far = figures.farthest([(row[0], one, *limits) for row, one in zip(value.rows, judged)])
-        lines.append(f"{which} farthest out: " + " ".join(
+        far = figures.farthest([(row[0], one, *limits) for row, one in zip(value.first(), judged)])
+        out = "out" if value.low is not None else "from the mean"
+        lines.append(f"{which} farthest {out}: " + ", ".join(
             f"<span class=one>{exact(one)} {unit} {opens(specimen)}</span>" for specimen, one in far))
     label = f"{'found' if value.unit in FOUND else 'read'}, {value.unit}"
     shown = limits if value.low is not None else ()
@@ -355,7 +360,7 @@ def curve_plot(sweep, fits):
             axes.plot([factor * x for x in grid], [100 * line.good(x) for x in grid], color=GREY, linewidth=1)
         if sweep.limits:
             axes.axvline(0, color=RED)
-        axes.set_xlabel(f"true value{' - limit' if sweep.limits else ''}, {unit}")
+        axes.set_xlabel(f"{'true value - limit' if sweep.limits else 'laser weaker by'}, {unit}")
         axes.set_ylabel("good, %")
 
     return picture(draw, 4, 2)
@@ -452,7 +457,8 @@ def page(settings, everything):
                 calibration_errors(found), drift(done), truths(values, found))
     if settings["repeat"] > 1:
         section("Repeatability", """<p>The same specimens measured again, with other noise: what part of the
-            tolerance the measuring itself uses.</p>""", repeats(values))
+            tolerance the measuring itself uses. Cp and Cpk elsewhere are of the first runs.</p>""",
+                repeats(values))
     swept = [record for record in everything if record["case"].startswith(cases.CURVE)]
     if swept:
         section("Operating curves", f"""<p>Specimen {swept[0]["specimen"]}, its true value moved through the

@@ -81,7 +81,7 @@ def smaller(unit, largest):
 def alike(*values):
     """Texts of numbers with the decimals that the largest of them has."""
     places = len(number(max(values, key=abs), 3).partition(".")[2])
-    return [f"{value:.{places}f}" for value in values]
+    return [f"{round(value, places) + 0.0:.{places}f}" for value in values]  # no -0.0
 
 
 def quantity(value, unit, digits=3):
@@ -134,7 +134,10 @@ def distribution(values, label, limits=(), target=None, worst=None):
 
     def draw(axes):
         ends = [*values, *limits]
-        bars(axes, values, ((max(ends) - min(ends)) or 1) / 60)
+        if max(ends) == min(ends):
+            ends = [ends[0] - 1, ends[0] + 1]
+            axes.set_xlim(*ends)
+        bars(axes, values, (max(ends) - min(ends)) / 60)
         for limit in limits:
             axes.axvline(limit, color=RED)
         if target is not None:

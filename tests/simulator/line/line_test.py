@@ -239,13 +239,15 @@ class Line(unittest.TestCase):
                   "signal.signal(signal.SIGXFSZ, signal.SIG_IGN)\n"
                   "resource.setrlimit(resource.RLIMIT_FSIZE, (1500, 1500))\n"
                   "sys.exit(line.main(sys.argv[1:]))\n")
-        words = ["--program", STUB, "--specimens", "1-9", "--jobs", "1", "--out", self.path("a")]
+        words = ["--program", STUB, "--specimens", "1-9", "--jobs", "3", "--out", self.path("a")]
         done = subprocess.run([sys.executable, "-B", "-c", script, *words], capture_output=True, text=True,
                               env=dict(os.environ, PYTHONPATH=os.path.dirname(LINE)))
         self.assertEqual(1, done.returncode, done.stderr)
-        self.assertRegex(done.stderr, "cannot be written: (File too large|no room); --resume goes on when it can")
+        told = re.findall("cannot be written: (?:File too large|no room); --resume goes on when it can", done.stderr)
+        self.assertTrue(told)
+        self.assertEqual(sorted(set(told)), sorted(told), "once each")
         held = self.records_of("a")
-        self.assertEqual(list(range(1, 1 + len(held))), [number for _, number, _ in sorted(held)])
+        self.assertLessEqual({number for _, number, _ in held}, set(range(1, 10)))
         self.assertIn(len(held), (1, 2, 3, 4))
 
     def test_the_report_has_the_numbers_of_the_results(self):
@@ -267,14 +269,15 @@ class Line(unittest.TestCase):
         low, high = float(own[0]["low"]), float(own[0]["high"])
         middle, scatter = read.mean(), read.std(ddof=1)
         self.assert_shows(page, f"mean {report.number(middle, 6)} V, deviation {report.number(1000 * scatter, 3)} mV")
-        capable = min(high - middle, middle - low) / (3 * scatter)
+        first = numpy.array([float(row["value"]) for row in own if row["run"] == "0"])  # further runs are no other specimens
+        capable = min(high - first.mean(), first.mean() - low) / (3 * first.std(ddof=1))
         self.assert_shows(page, f"Cpk {report.number(capable, 3)} ")
         pairs = numpy.array([[float(row["value"]) for row in own if row["specimen"] == str(one)] for one in range(1, 21)])
         again = numpy.sqrt(pairs.var(axis=1, ddof=1).mean())
         self.assert_shows(page, f"<td>{report.number(1000 * again, 3)} mV</td>")
         error = max((read - numpy.array([float(row["truth"]) for row in own])).tolist(), key=abs)
         self.assert_shows(page, f"<td>{report.number(1000 * error, 3)}</td><td>mV</td>")
-        far = own[int(numpy.argmin(numpy.minimum(read - low, high - read)))]
+        far = own[::2][int(numpy.argmin(numpy.minimum(first - low, high - first)))]
         self.assert_shows(page, f"farthest out: <span class=one>{report.exact(float(far['value']))} V <code>./run --seed {far['specimen']}</code>")
         failing = ", ".join(f"<code>./run --seed {one}</code>" for one in (5, 10, 15))
         self.assert_shows(page, f"<td class=text>{failing}, 1 more</td>")
@@ -299,8 +302,8 @@ class Line(unittest.TestCase):
         self.assertIn("Of 2 values, 2 had a verdict", shown)
         self.assertIn("<td>rail</td><td>2</td><td>1</td><td>2</td><td>1</td>", shown)
         self.assertIn("<td>loop</td><td>2</td><td>1</td><td>2</td><td>2</td>", shown)
-        self.assertEqual([2.01, 1.99, 2.1, 1.5], values["rail"].judged())
-        self.assertEqual([1.5, 2.04, 1.9, 2.1], values["loop"].judged())
+        self.assertEqual([2.01, 2.1], values["rail"].judged())  # of the first runs
+        self.assertEqual([1.5, 1.9], values["loop"].judged())
         summary = report.summary({"specimens": "1-2", "job": "module", "until": "", "bench": {}, "repeat": 2, "program": "x"}, done)
         self.assertIn("<td>First-pass yield</td><td class=text>0 of 2 = 0.00 %", summary)
         self.assertIn("<td>Yield, if one of 2 tries is enough</td><td class=text>1 of 2 = 50.00 %", summary)
@@ -340,7 +343,7 @@ class Line(unittest.TestCase):
         # Numbers as they read best.
         self.assertEqual(["1.20 V", "-0.259 mV", "6.10 µV", "0.00 V", "12.0 codes", "173 mm"], [report.quantity(value, unit) for value, unit in (
             (1.2, "V"), (-2.59e-4, "V"), (6.1e-6, "V"), (0.0, "V"), (12, "codes"), (0.173, "m"))])
-        self.assertEqual(["-115", "-34", "0"], report.alike(-115.2, -34.0, 0.2))
+        self.assertEqual(["-115", "-34", "0"], report.alike(-115.2, -34.0, -0.2))
         self.assertEqual(["39.9", "2539", "1.00235", "-"], [report.exact(value) for value in (39.9, 2539, 1.0023469, None)])
         self.assertEqual(["1.00", "0.999", "1.00e-06"], [report.number(value, 3) for value in (0.9996, 0.9994, 1e-6)])
 

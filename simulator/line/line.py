@@ -126,13 +126,20 @@ def failed(record):
     return not record["case"] and not record["passed"]
 
 
+def weight(name):
+    """About how many specimens' whole jobs a case takes as long as: a curve is some 500 runs of a part of one."""
+    return 50 if name.startswith(cases.CURVE) else 1
+
+
 class Progress:
     """A bar on a terminal, a line now and then otherwise."""
 
     EVERY = 10  # seconds between plain lines
 
-    def __init__(self, done, failed, whole, out=sys.stderr):
-        self.out, self.whole, self.first, self.done, self.failed = out, whole, done, done, failed
+    def __init__(self, done, wanted, out=sys.stderr):
+        self.out, self.whole, self.first, self.done = out, len(wanted), len(done), len(done)
+        self.failed, self.gone = sum(map(failed, done.values())), 0
+        self.left = sum(weight(name) for name, *_ in wanted) - sum(weight(name) for name, *_ in done)
         self.bar, self.runs, self.lock = out.isatty(), 0, threading.RLock()
         self.began = self.told = time.monotonic()
         self.tell()
@@ -141,6 +148,8 @@ class Progress:
         with self.lock:
             self.done += 1
             self.failed += failed(record)
+            self.gone += weight(record["case"])
+            self.left -= weight(record["case"])
             if self.bar or time.monotonic() - self.told >= self.EVERY:
                 self.tell()
 
@@ -157,7 +166,7 @@ class Progress:
         rate = ran / took if took > 0 else 0
         text = f"{self.done} of {self.whole}, {self.failed} failed"
         if ran:
-            left = round((self.whole - self.done) / rate)
+            left = round(self.left * took / self.gone)
             pace = f"{rate:.1f} a second" if rate >= 0.1 else f"{60 * rate:.1f} a minute"
             text += f", {pace}, {left // 60}:{left % 60:02d} left"
         if self.runs > self.done:  # curves
@@ -231,7 +240,7 @@ def run_missing(options, wanted, done):
     if options.resume:
         records.write_results(options.out, done)  # without damaged lines and a half one at the end
     missing = [case for key, case in wanted.items() if key not in done]
-    progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
+    progress = Progress(done, wanted)
     done.clear()  # the file has them; so many specimens take no more memory than few
     stop, interrupted, at_once = threading.Event(), threading.Event(), threading.Event()
     running = set()

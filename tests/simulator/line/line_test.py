@@ -5,6 +5,7 @@ line_test.py K905 [TEST...]
 """
 import csv
 import dataclasses
+import io
 import math
 import os
 import re
@@ -172,6 +173,20 @@ class Line(unittest.TestCase):
         told = self.run_line("--specimens", "1-50", "--jobs", 2, "--out", self.path("a"), status=1, program="/nonexistent/k905")
         self.assertLessEqual(told.count("cannot be started: No such file or directory"), 4)
         self.assertIn("50 of 50 are missing", told)
+
+    def test_a_curve_takes_its_time_in_what_is_left(self):
+        out, now = io.StringIO(), 0
+        with unittest.mock.patch("time.monotonic", side_effect=lambda: now):
+            wanted = [("", number, 0) for number in range(1, 11)] + [("curve x", 1, 0), ("curve y", 1, 0)]
+            progress = line.Progress({("", 1, 0): {"case": "", "passed": False}}, wanted, out)
+            for name in ("", "", "curve x"):
+                now += 20
+                progress.add({"case": name, "passed": True})
+        told = out.getvalue().splitlines()
+        self.assertEqual("1 of 12, 1 failed", told[0])
+        # A curve stands for 50 specimens: 108 are left after the first in 20 s, 57 after 52 in 60 s.
+        self.assertEqual(["1 of 12, 1 failed", "2 of 12, 1 failed, 3.0 a minute, 36:00 left", "4 of 12, 1 failed, 3.0 a minute, 1:06 left"],
+                         [told[0], told[1], told[3]])
 
     def test_repeats_of_a_specimen_differ_in_noise_only(self):
         run = specimen.Runner(K905, 5, "main-board", until="Voltages")

@@ -39,11 +39,15 @@ class Value:
 
     def judged(self):
         """What is held against the limits: the reading; of an adjustment what it reached, as its loop ends at
-        any reading within them. Of the first run of each specimen: further ones are no others."""
+        any reading within them. Once of each specimen: its further runs are no others."""
         return [row[3] if self.target is not None else row[2] for row in self.first()]
 
     def first(self):
-        return [row for row in self.rows if row[1] == 0]
+        """The row of each specimen's first run that came so far."""
+        found = {}
+        for row in self.rows:
+            found.setdefault(row[0], row)
+        return list(found.values())
 
     def error_name(self):
         """A calibration finds, a check reads."""

@@ -319,6 +319,8 @@ class Line(unittest.TestCase):
         self.assertIn("<td>loop</td><td>2</td><td>1</td><td>2</td><td>2</td>", shown)
         self.assertEqual([2.01, 2.1], values["rail"].judged())  # of the first runs
         self.assertEqual([1.5, 1.9], values["loop"].judged())
+        late = report.collect([record(3, 1, True, dict(rail, value=1.2, truth=1.2))])[0]  # run 0 did not come so far
+        self.assertEqual([1.2], late.judged())
         summary = report.summary({"specimens": "1-2", "job": "module", "until": "", "bench": {}, "repeat": 2, "program": "x"}, done)
         self.assertIn("<td>First-pass yield</td><td class=text>0 of 2 = 0.00 %", summary)
         self.assertIn("<td>Yield, if one of 2 tries is enough</td><td class=text>1 of 2 = 50.00 %", summary)

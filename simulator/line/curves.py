@@ -8,7 +8,7 @@ import re
 from dataclasses import dataclass
 from typing import Callable, Dict, Optional
 
-from measurements import MAIN_BOARD_LIMITS, MODULE_LIMITS, MODULE_NAMES
+from measurements import ADC_LIMITS, MAIN_BOARD_LIMITS, MODULE_LIMITS, rail_of
 
 HALVINGS = 12  # of the range, until the change of the verdict is found
 CERTAIN = 8  # runs that agree, beyond which a verdict counts as certain
@@ -29,21 +29,22 @@ class Sweep:
     origin: Callable = lambda _: 0.0  # of the models' state: what is added to what is set, for the true value
 
 
-def rails(name, job, step, limits, side, shown=None):
+def rails(name, job, step, limits, side):
     """The supplies of a board at one of their limits."""
     middle = {rail: (low + high) / 2 for rail, (low, high) in limits.items()}
     limit = {rail: pair[side] for rail, pair in limits.items()}
-    return Sweep(name, job, step, "V", lambda rail: rf"^OK +{(shown or {}).get(rail, rail)}: ",
-                 lambda values: {"set": {f"board.rail.{rail}": volts for rail, volts in values.items()}},
+    return Sweep(name, job, step, "V", lambda rail: rf"^OK +{rail}: ",
+                 lambda values: {"set": {f"board.rail.{rail_of(rail)}": volts for rail, volts in values.items()}},
                  middle, {rail: limit[rail] + 0.2 * (limit[rail] - middle[rail]) for rail in limits}, limit)
 
 
 _ADC = "ADC"
 
 
-def _adc(name, limit, outside):
+def _adc(name, side, outside):
     return Sweep(name, "main-board", "ADC", "V", lambda _: r"^ ?OK! result",
-                 lambda values: {"faults": {"adc.wrong": {"offset": values[_ADC]}}}, {_ADC: 0.0}, {_ADC: outside}, {_ADC: limit},
+                 lambda values: {"faults": {"adc.wrong": {"offset": values[_ADC]}}},
+                 {_ADC: 0.0}, {_ADC: outside}, {_ADC: ADC_LIMITS[side]},
                  lambda state: state["optics"]["dark_volts"])
 
 
@@ -56,10 +57,10 @@ def _light(wavelength):
 SWEEPS = (
     rails("main board's supplies, low", "main-board", "Voltages", MAIN_BOARD_LIMITS, 0),
     rails("main board's supplies, high", "main-board", "Voltages", MAIN_BOARD_LIMITS, 1),
-    rails("module's supplies, low", "module", "OPM voltages", MODULE_LIMITS, 0, MODULE_NAMES),
-    rails("module's supplies, high", "module", "OPM voltages", MODULE_LIMITS, 1, MODULE_NAMES),
-    _adc("ADC, low", 0.2, -0.15),
-    _adc("ADC, high", 0.3, 0.15),
+    rails("module's supplies, low", "module", "OPM voltages", MODULE_LIMITS, 0),
+    rails("module's supplies, high", "module", "OPM voltages", MODULE_LIMITS, 1),
+    _adc("ADC, low", 0, -0.15),
+    _adc("ADC, high", 1, 0.15),
     _light(1310),
     _light(1550),
     Sweep("fibre's length", "module", "Fibre offset", "m", lambda _: "Adjust Success",

@@ -31,7 +31,7 @@ import sys
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from measurements import MAIN_BOARD_LIMITS, MODULE_LIMITS
+from measurements import MAIN_BOARD_LIMITS, MODULE_LIMITS, rail_of
 
 MAIN_BOARD, MODULE = "main-board", "module"
 
@@ -74,7 +74,7 @@ def beside_limits(job, limits, sees, whose=""):
     """Each rail just outside both limits, and just inside them."""
     for rail, (low, high) in limits.items():
         for side, limit, out in (("low", low, -BESIDE), ("high", high, BESIDE)):
-            name = f"board.rail.{rail}"
+            name = f"board.rail.{rail_of(rail)}"
             yield Defect(job, f"{whose}{rail} too {side}", sees, f"{BESIDE_TEXT} outside its limit {limit} V",
                          set={name: round(limit + out, 5)})
             yield Defect(job, f"{whose}{rail} almost too {side}", (),
@@ -84,7 +84,8 @@ def beside_limits(job, limits, sees, whose=""):
 
 def dead_rails(job, rails, sees, whose=""):
     for rail in rails:
-        yield Defect(job, f"{whose}{rail} dead", sees, "reads 0 V", set={f"board.rail.{rail}": 0.0})
+        yield Defect(job, f"{whose}{rail} dead", sees, "reads 0 V",
+                     set={f"board.rail.{rail_of(rail)}": 0.0})
 
 
 def dead_keys():

@@ -5,6 +5,8 @@ import contextlib
 import hashlib
 import json
 import os
+import pathlib
+import re
 import signal
 import sys
 import threading
@@ -19,8 +21,12 @@ from curves import Stopped
 from records import LineError
 
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SOURCES = ("gui", "device", "measure", "screens", "assets", "simulator/interpose", "simulator/models", "simulator/panel",
-           "simulator/line/specimen.py", "simulator/line/measurements.py", "simulator/line/curves.py")
+# What a verdict depends on. Not the compiler and the system's libraries: machines that share a line are to be alike.
+SOURCES = ("CMakeLists.txt", "CMakePresets.json", "cmake", "gui", "device", "measure", "screens", "assets",
+           "simulator/CMakeLists.txt", "simulator/interpose", "simulator/models", "simulator/panel",
+           "simulator/line/cases.py", "simulator/line/specimen.py", "simulator/line/measurements.py",
+           "simulator/line/curves.py")
+NO_SOURCES = re.compile(r"^simulator/panel/page/|(^|/)[.#]|~$|/__pycache__/")  # nor the page, nor what editors leave
 FORMAT = 2
 INTERRUPTED = 130
 
@@ -103,18 +109,15 @@ def arguments_of(words):
     return parser.parse_args(words)
 
 
-def fingerprint():
+def fingerprint(tree=TREE):
     """Of all that a verdict depends on: results of different programs do not belong together."""
     digest = hashlib.sha256()
     for top in SOURCES:
-        path = os.path.join(TREE, top)
-        files = [path] if os.path.isfile(path) else sorted(
-            os.path.join(folder, name) for folder, _, names in os.walk(path) for name in names)
-        for file in files:
-            if file.endswith((".cpp", ".h", ".c", ".py", ".hex", ".png", ".txt", ".map")):
-                digest.update(os.path.relpath(file, TREE).encode() + b"\0")
-                with open(file, "rb") as content:
-                    digest.update(content.read())
+        path = pathlib.Path(tree, top)
+        for file in sorted(path.rglob("*")) if path.is_dir() else [path]:
+            name = file.relative_to(tree).as_posix()
+            if file.is_file() and not NO_SOURCES.search(name):
+                digest.update(name.encode() + b"\0" + file.read_bytes())
     return digest.hexdigest()[:16]
 
 
@@ -123,13 +126,20 @@ def failed(record):
     return not record["case"] and not record["passed"]
 
 
+def weight(name):
+    """About how many specimens' whole jobs a case takes as long as: a curve is some 500 runs of a part of one."""
+    return 50 if name.startswith(cases.CURVE) else 1
+
+
 class Progress:
     """A bar on a terminal, a line now and then otherwise."""
 
     EVERY = 10  # seconds between plain lines
 
-    def __init__(self, done, failed, whole, out=sys.stderr):
-        self.out, self.whole, self.first, self.done, self.failed = out, whole, done, done, failed
+    def __init__(self, done, wanted, out=sys.stderr):
+        self.out, self.whole, self.first, self.done = out, len(wanted), len(done), len(done)
+        self.failed, self.gone = sum(map(failed, done.values())), 0
+        self.left = sum(weight(name) for name, *_ in wanted) - sum(weight(name) for name, *_ in done)
         self.bar, self.runs, self.lock = out.isatty(), 0, threading.RLock()
         self.began = self.told = time.monotonic()
         self.tell()
@@ -138,6 +148,8 @@ class Progress:
         with self.lock:
             self.done += 1
             self.failed += failed(record)
+            self.gone += weight(record["case"])
+            self.left -= weight(record["case"])
             if self.bar or time.monotonic() - self.told >= self.EVERY:
                 self.tell()
 
@@ -154,7 +166,7 @@ class Progress:
         rate = ran / took if took > 0 else 0
         text = f"{self.done} of {self.whole}, {self.failed} failed"
         if ran:
-            left = round((self.whole - self.done) / rate)
+            left = round(self.left * took / self.gone)
             pace = f"{rate:.1f} a second" if rate >= 0.1 else f"{60 * rate:.1f} a minute"
             text += f", {pace}, {left // 60}:{left % 60:02d} left"
         if self.runs > self.done:  # curves
@@ -228,7 +240,7 @@ def run_missing(options, wanted, done):
     if options.resume:
         records.write_results(options.out, done)  # without damaged lines and a half one at the end
     missing = [case for key, case in wanted.items() if key not in done]
-    progress = Progress(len(done), sum(map(failed, done.values())), len(wanted))
+    progress = Progress(done, wanted)
     done.clear()  # the file has them; so many specimens take no more memory than few
     stop, interrupted, at_once = threading.Event(), threading.Event(), threading.Event()
     running = set()
@@ -282,7 +294,7 @@ def run_missing(options, wanted, done):
         for number, handler in handlers.items():
             signal.signal(number, handler)
     progress.end()
-    for problem in problems:
+    for problem in dict.fromkeys(problems):
         warn(problem)
     if progress.done < len(wanted):
         warn(f"{len(wanted) - progress.done} of {len(wanted)} are missing; --resume goes on")

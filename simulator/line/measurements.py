@@ -7,7 +7,7 @@ from dataclasses import dataclass
 from typing import Callable, Optional
 
 
-# Volts, exclusive. The module's test points are those of the rails that feed it.
+# Volts, exclusive. Names are those of the step's screen.
 MAIN_BOARD_LIMITS = {
     "TP97": (1.01909, 1.12636),
     "TP103": (0.97251, 1.07488),
@@ -24,11 +24,18 @@ MAIN_BOARD_LIMITS = {
     "TP68": (0.93373, 1.14123),
 }
 MODULE_LIMITS = {
-    "TP109": (1.0023469, 1.1078570),
-    "TP111": (0.98560506, 1.0893530),
-    "TP114": (0.98560596, 1.0893539),
+    "TP18": (1.0023469, 1.1078570),
+    "TP16": (0.98560506, 1.0893530),
+    "TP17": (0.98560596, 1.0893539),
 }
-MODULE_NAMES = {"TP109": "TP18", "TP111": "TP16", "TP114": "TP17"}  # as the module's screen calls them
+ADC_LIMITS = (0.2, 0.3)
+# Where the module's supplies are read: the models have these points by the main board's names.
+_MODULE_RAILS = {"TP18": "TP109", "TP16": "TP111", "TP17": "TP114"}
+
+
+def rail_of(name):
+    """The models' name of a supply."""
+    return _MODULE_RAILS.get(name, name)
 
 
 @dataclass(frozen=True)
@@ -44,10 +51,10 @@ class Measurement:
     base: int = 10  # of the number: 10 or 16
 
 
-def _rail(step, name, low, high, rail=None):
+def _rail(step, name, low, high):
     """A supply at the measurement board, as `OK  TP97:   1.06650V` or `F.  TP97: ...`."""
-    return Measurement(step, name, "V", rf"^(?:OK|F\.) +{name}: +(-?[0-9.]+)V", lambda state, _: state["board"]["rails"][rail or name],
-                       low, high)
+    return Measurement(step, name, "V", rf"^(?:OK|F\.) +{name}: +(-?[0-9.]+)V",
+                       lambda state, _: state["board"]["rails"][rail_of(name)], low, high)
 
 
 def _on_line(volts, code):
@@ -78,9 +85,9 @@ _BELOW_BREAKDOWN = 15  # codes: the first APD setting below the breakdown at 0 d
 
 MEASUREMENTS = [
     *(_rail("Voltages", rail, *limits) for rail, limits in MAIN_BOARD_LIMITS.items()),
-    Measurement("ADC", "ADC", "V", r"OK! result = (-?[0-9.]+)", _optics("dark_volts"), 0.2, 0.3),
+    Measurement("ADC", "ADC", "V", r"OK! result = (-?[0-9.]+)", _optics("dark_volts"), *ADC_LIMITS),
     Measurement("Battery", "battery level", "%", r"^battery level = ([0-9]+)%", lambda state, _: state["power"]["level"]),
-    *(_rail("OPM voltages", MODULE_NAMES[rail], *limits, rail) for rail, limits in MODULE_LIMITS.items()),
+    *(_rail("OPM voltages", rail, *limits) for rail, limits in MODULE_LIMITS.items()),
     Measurement("Temperature", "temperature", "degrees", r"^Temperature = (-?[0-9.]+)", lambda state, _: state["optic"]["temperature"]),
     *_loop("Adjust APD", "APD", (45.0, 40.0, 35.0, 30.0, 25.0), 0.1),
     *_loop("Adjust VDD", "VDD", (3.0, 2.5, 2.0, 1.5), 0.05),

@@ -62,7 +62,7 @@ std::string Value(const char* bytes, Kind kind) {
 std::vector<std::string> RecordLines(const std::string& file) {
     char record[sizeof(OPM_TUNING)];
     if (!std::ifstream(file, std::ios::binary).read(record, sizeof record))
-        throw BenchError(file + ": no tuning record is stored");
+        throw BenchError(file.substr(file.rfind('/') + 1) + ": no tuning record is stored");
     std::vector<std::string> lines;
     for (const Field& field : kFields)
         for (int i = 0; i < field.count; ++i) {

@@ -13,6 +13,9 @@
 #include <set>
 #include <thread>
 
+#include "simulator/panel/check_record.h"
+#include "simulator/panel/control_client.h"
+
 namespace k905 {
 namespace {
 
@@ -68,6 +71,16 @@ TEST(CheckSteps, HaveNamesOfTheirOwnAndLookForSomething) {
         // On a screen that shows nothing nothing passes.
         EXPECT_FALSE(Judge(step, {}, {}).Passed()) << step.name;
     }
+}
+
+TEST(RecordLines, NameAMissingFileWithoutTheFolderThatEachJobHasAnotherOf) {
+    std::string said;
+    try {
+        RecordLines("/nonexistent/k905-x/tuning.bin");
+    } catch (const BenchError& error) {
+        said = error.what();
+    }
+    EXPECT_EQ(said, "tuning.bin: no tuning record is stored");
 }
 
 TEST(Table, WrapsLongReadingsIntoItsColumns) {

@@ -49,7 +49,8 @@ static unsigned uiCurPosition[TOUCH_AXES][TOUCH_POINTS] = {};  // points of the 
 static unsigned uiCurId = 0;                 // point being reported; TOUCH_POINTS: no room for it
 static int64_t lLasttime = 0;                // of the last emitted event, microseconds
 static unsigned uiEventValue = NO_POSITION;  // packed position of the press, or none
-static unsigned uiMTCenter = 0;              // packed centre of the last two-point touch
+
+unsigned uiMTCenter = 0;
 
 static GUITOUCH* pCurrTouch = nullptr;
 

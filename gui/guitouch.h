@@ -46,5 +46,8 @@ GUITOUCH* GetCurrTouch();
 // a record; -2 if memory is short; -3 on a record that has no meaning (the half-decoded event is dropped); -4
 // if the event queue is full.
 int CustomTouchFunc(GUITOUCH* pTouchObj);
+// Centre of the last two-point touch, x in bits 16 and up, y in the low 16 bits. CustomTouchFunc writes it,
+// under the object's mutex.
+extern unsigned uiMTCenter;
 // Body of the touch thread; the argument is the GUITOUCH. ThreadEnd wakes it from a blocked read.
 void* DefaultTouchThread(void* pThreadArg);

@@ -201,7 +201,7 @@ static void ReleaseOutputs(int iLine) {
 }
 
 static OPM_REG_VALUE* RegValueOf(int32_t iWaveLen) {
-    return iWaveLen >= 0 && iWaveLen < WAVE_LEN_MAX ? &OpmRegValue[iWaveLen] : nullptr;
+    return static_cast<unsigned>(iWaveLen) < WAVE_LEN_MAX ? &OpmRegValue[iWaveLen] : nullptr;
 }
 
 // The search of the adjust screen. True when the zero was found, with the code in result; iStatus is then the

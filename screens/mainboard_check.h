@@ -41,8 +41,8 @@ void MainBoardShowSummary();
 
 // Supply voltages at the test points.
 void MainBoardFCTShow();
-// True when a reading in volts lies within the band of test point iPoint (0 to MAINBOARD_POINTS - 1).
-bool MainBoardPointPasses(int iPoint, float fValue);
+// True when a reading in volts lies within the band of test point uiPoint (0 to MAINBOARD_POINTS - 1).
+bool MainBoardPointPasses(unsigned uiPoint, float fValue);
 // ADC path: one acquisition.
 void AdcCheck();
 // Whether its result in volts passes: the limits themselves fail.

@@ -19,8 +19,8 @@ static const VOLTAGE_POINT VoltagePoints[MAINBOARD_POINTS] = {
     {ADC_3_3V_A_TP14, "TP68:", 0.93373f, 1.14123f},
 };
 
-bool MainBoardPointPasses(int iPoint, float fValue) {
-    return iPoint >= 0 && iPoint < MAINBOARD_POINTS && VoltagePasses(VoltagePoints[iPoint], fValue);
+bool MainBoardPointPasses(unsigned uiPoint, float fValue) {
+    return uiPoint < MAINBOARD_POINTS && VoltagePasses(VoltagePoints[uiPoint], fValue);
 }
 
 void MainBoardFCTShow() {

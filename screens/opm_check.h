@@ -41,8 +41,8 @@ void OpmResetDataFonts();
 
 // Three supply voltages. Returns the result of the last request (codes of OPMGetZhijuAdcValue).
 int32_t OPMFCTShow();
-// Whether a reading of supply voltage iPoint (0 to 2), in volts, passes: the limits themselves fail.
-bool OpmVoltagePasses(int iPoint, float fValue);
+// Whether a reading of supply voltage uiPoint (0 to 2), in volts, passes: the limits themselves fail.
+bool OpmVoltagePasses(unsigned uiPoint, float fValue);
 
 // Pulse widths at four test points. No button is bound to it. Returns the result of the last request.
 int32_t OPMFCTPulseWidthShow();

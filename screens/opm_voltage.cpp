@@ -17,8 +17,8 @@ constexpr int VOLTAGES = sizeof(Voltages) / sizeof(Voltages[0]);
 constexpr uint16_t VDD_CODE = 760;  // at which the supplies are judged
 constexpr unsigned SETTLE_MS = 500;
 
-bool OpmVoltagePasses(int iPoint, float fValue) {
-    return iPoint >= 0 && iPoint < VOLTAGES && VoltagePasses(Voltages[iPoint], fValue);
+bool OpmVoltagePasses(unsigned uiPoint, float fValue) {
+    return uiPoint < VOLTAGES && VoltagePasses(Voltages[uiPoint], fValue);
 }
 
 int32_t OPMFCTShow() {

@@ -215,6 +215,5 @@ int FrmKeyCheckExit(void*) {
     printf("%s    %d\n", "FrmKeyCheckExit", 1);
     DestroyScreenControls(KeyCheckScreen);
     printf("%s    %d\n", "FrmKeyCheckExit", 2);
-    FreeScreenStrings(KeyCheckScreen);
     return 0;
 }

@@ -305,7 +305,7 @@ void DestroyScreenControls(const SCREEN& Screen) {
         DestroyFont(Row.ppFont);
 }
 
-void FreeScreenStrings(const SCREEN& Screen) {
+static void FreeScreenStrings(const SCREEN& Screen) {
     for (const SCREEN_STRING& Row : Screen.Strings) {
         for (unsigned i = 0; i < Row.uiCount; ++i) {
             free(Row.ppString[i]);

@@ -180,7 +180,6 @@ int ShowDataLine(const SCREEN_DATA_LINES& Lines, const char* pInfo, int iLine);
 void DropHandlers();  // every registration
 void DropScreenMessages(const SCREEN& Screen);
 void DestroyScreenControls(const SCREEN& Screen);
-void FreeScreenStrings(const SCREEN& Screen);
 
 // ---- Rows ----
 

@@ -69,6 +69,16 @@ class Event : public testing::Test {
         CreateWindow(0, 0, 800, 480, test::DoNothing, test::DoNothing, test::DoNothing, nullptr, nullptr);
 };
 
+TEST(EventCodes, HaveTheirNumbers) {
+    const int codes[] = {GUIEVENT_KEY_DOWN,   GUIEVENT_KEY_UP,    GUIEVENT_TCH_DOWN, GUIEVENT_TCH_UP,
+                         GUIEVENT_KNOB_CLOCK, GUIEVENT_KNOB_ANTI, GUIEVENT_TCH_MOVE, GUIEVENT_TCH_TWO};
+    int number = 0;
+    for (const int code : codes)
+        EXPECT_EQ(++number, code);
+    EXPECT_EQ(8, number);
+    EXPECT_EQ(1, GUIEVENT_TYP_INPUT);
+}
+
 TEST_F(Event, CreationReleasesWhatItMade) {
     EXPECT_EQ(CreateEvent(1, nullptr), nullptr);
     EXPECT_EQ(CreateEvent(-1, test::NoThread), nullptr);

@@ -243,6 +243,12 @@ TEST(Fbmap, FlushOfNoMapDoesNothing) {
     EXPECT_EQ(CustomFbmapFunc(nullptr), 0);
 }
 
+TEST(Fbmap, ModesHaveTheirNumbers) {
+    EXPECT_EQ(GUIFBMAP_DIRECT, 1);
+    EXPECT_EQ(GUIFBMAP_BUFFERED, 2);
+    EXPECT_EQ(GUIFBMAP_SHARED, 3);
+}
+
 TEST(Fbmap, DirectModesDrawOnTheDeviceAndOnlyClearTheRequest) {
     Device device;
     for (int type : {GUIFBMAP_DIRECT, GUIFBMAP_SHARED}) {

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "gui/guiconvert.h"
+#include "gui/guipixel.h"
 #include "tests/gui/screen_fixture.h"
 #include "tests/support/failing_calls.h"
 
@@ -56,6 +57,13 @@ struct Image {
 };
 
 }  // namespace
+
+// Where it is wrong, the same pixels are drawn, one by one.
+TEST(Pixel, EveryFourthByteBeginsAWord) {
+    alignas(uint32_t) const uint8_t bytes[8] = {};
+    for (unsigned i = 0; i < sizeof(bytes); ++i)
+        EXPECT_EQ(i % 4 == 0, OnWord(bytes + i)) << i;
+}
 
 TEST(Image, IsDisplayedWholeAtTheOriginWithoutColours) {
     GUIIMAGE* image = CreateImage(13, 5, 1);

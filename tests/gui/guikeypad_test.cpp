@@ -39,6 +39,16 @@ class Keypad : public testing::Test {
     GUIEVENT* event = CreateEvent(2, test::NoThread);
 };
 
+TEST(KeyCodes, AreTheDriversNumbers) {
+    const int keys[] = {GUIKEY_MENU,  GUIKEY_F1,    GUIKEY_F2,    GUIKEY_F3,    GUIKEY_F4,   GUIKEY_F5,
+                        GUIKEY_ESC,   GUIKEY_FILE,  GUIKEY_SCALE, GUIKEY_SETUP, GUIKEY_UP,   GUIKEY_LEFT,
+                        GUIKEY_ENTER, GUIKEY_RIGHT, GUIKEY_DOWN,  GUIKEY_REALT, GUIKEY_KNOB, GUIKEY_AVG};
+    int code = 0;
+    for (const int key : keys)
+        EXPECT_EQ(++code, key);
+    EXPECT_EQ(18, code);
+}
+
 TEST_F(Keypad, DecodesKeysAndKnob) {
     static const struct {
         uint32_t word;

@@ -53,6 +53,23 @@ class Message : public testing::Test {
     int a = 0, b = 0, out = 0;
 };
 
+TEST(MessageCodes, HaveTheirNumbers) {
+    const struct {
+        int number, code;
+    } rows[] = {
+        {1, GUIMESSAGE_TYP_SCHED},    {2, GUIMESSAGE_TYP_WND},       {1, GUIMESSAGE_SCH_EXIT},
+        {2, GUIMESSAGE_SCH_CALL},     {3, GUIMESSAGE_SCH_DONE},      {4, GUIMESSAGE_WND_INIT},
+        {5, GUIMESSAGE_WND_EXIT},     {6, GUIMESSAGE_WND_PAINT},     {7, GUIMESSAGE_WND_LOOP},
+        {10, GUIMESSAGE_LOOP_ENABLE}, {11, GUIMESSAGE_LOOP_DISABLE}, {12, GUIMESSAGE_ERR_PROC},
+        {13, GUIMESSAGE_KEY_DOWN},    {14, GUIMESSAGE_KEY_UP},       {15, GUIMESSAGE_TCH_DOWN},
+        {16, GUIMESSAGE_TCH_UP},      {17, GUIMESSAGE_KNOB_CLOCK},   {18, GUIMESSAGE_KNOB_ANTI},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.number, row.code);
+    EXPECT_EQ(5, GUICOMP_PICTURE);
+    EXPECT_EQ(8, GUICOMP_WINDOW);
+}
+
 TEST_F(Message, CreationReleasesWhatItMade) {
     const int runs = test::FailEachCall(
         [] {

@@ -138,16 +138,19 @@ TEST_F(Touch, ReportsMovesAtMostEvery60Milliseconds) {
     EXPECT_EQ(ReadEventQueue(event), nullptr);
 }
 
-TEST_F(Touch, ReportsTheDistanceOfTwoPoints) {
+TEST_F(Touch, ReportsTheDistanceOfTwoPointsAndKeepsTheirCentre) {
     Point(500, 10);
     Point(200, 25);
     Frame();
     ExpectEvent(GUIEVENT_TCH_TWO, 300, 15);
+    // Halves are rounded towards the second point.
+    EXPECT_EQ(350u << 16 | 18, uiMTCenter);
     now += 70000;
     Point(200, 25);
     Point(500, 10);
     Frame();
     ExpectEvent(GUIEVENT_TCH_TWO, 300, 15);
+    EXPECT_EQ(350u << 16 | 17, uiMTCenter);
 }
 
 TEST_F(Touch, ASecondPointTurnsAPressIntoATwoPointTouch) {

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <limits.h>
 #include <linux/rtc.h>
 #include <unistd.h>
 
@@ -306,7 +307,7 @@ TEST(VoltageBand, ReadingOfExactlyALimitFails) {
                  {0.98315f, 1.08664f}, {0.98315f, 1.08664f}, {0.95311f, 1.05344f}, {0.96259f, 1.06391f},
                  {1.00235f, 1.10786f}, {1.00235f, 1.10786f}, {0.93373f, 1.14123f}, {0.93373f, 1.14123f},
                  {0.93373f, 1.14123f}};
-    int point = 0;
+    unsigned point = 0;
     for (const auto& band : bands) {
         EXPECT_FALSE(MainBoardPointPasses(point, band.low)) << point;
         EXPECT_TRUE(MainBoardPointPasses(point, std::nextafter(band.low, 2.0f))) << point;
@@ -315,7 +316,7 @@ TEST(VoltageBand, ReadingOfExactlyALimitFails) {
         EXPECT_FALSE(MainBoardPointPasses(point, std::nanf(""))) << point;
         ++point;
     }
-    EXPECT_FALSE(MainBoardPointPasses(-1, 1.04f));
+    EXPECT_FALSE(MainBoardPointPasses(UINT_MAX, 1.04f));
     EXPECT_FALSE(MainBoardPointPasses(13, 1.04f));
 }
 

@@ -1,3 +1,5 @@
+#include <limits.h>
+
 #include <cmath>
 
 #include "device/common_opt.h"
@@ -105,7 +107,7 @@ TEST_F(OpmFct, VoltageLimitsThemselvesFail) {
     const struct {
         float low, high;
     } bands[] = {{1.0023469f, 1.1078570f}, {0.98560506f, 1.0893530f}, {0.98560596f, 1.0893539f}};
-    int point = 0;
+    unsigned point = 0;
     for (const auto& band : bands) {
         EXPECT_FALSE(OpmVoltagePasses(point, band.low)) << point;
         EXPECT_TRUE(OpmVoltagePasses(point, std::nextafter(band.low, 2.0f))) << point;
@@ -116,7 +118,7 @@ TEST_F(OpmFct, VoltageLimitsThemselvesFail) {
         ++point;
     }
     EXPECT_FALSE(OpmVoltagePasses(3, 1.05f));
-    EXPECT_FALSE(OpmVoltagePasses(-1, 1.05f));
+    EXPECT_FALSE(OpmVoltagePasses(UINT_MAX, 1.05f));
 }
 
 TEST_F(OpmFct, VoltageCheckReadsThreeChannels) {

@@ -3,10 +3,13 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "device/common_opt.h"
 #include "gui/guifbmap.h"
 #include "gui/guiglobal.h"
 #include "gui/guikeypad.h"
+#include "gui/guimessage.h"
 #include "gui/guischeduler.h"
 #include "gui/guitouch.h"
 #include "measure/adjust.h"
@@ -17,7 +20,10 @@
 
 namespace test {
 
+static std::atomic<int> failedHandlers{0};
+
 ScreenTest::ScreenTest() {
+    failedHandlers = 0;
     PowerOn();
     testing::internal::CaptureStdout();
 }
@@ -57,6 +63,7 @@ void ScreenTest::PowerOff() {
 
 ScreenTest::~ScreenTest() {
     PowerOff();
+    EXPECT_EQ(failedHandlers_, failedHandlers) << "handlers of messages that tell of a failure";
     // The report of a failure was captured too.
     Printed();
     testing::internal::GetCapturedStdout();
@@ -234,3 +241,16 @@ Picture Mosaic(const std::vector<Picture>& pictures, unsigned columns) {
 }
 
 }  // namespace test
+
+// The linker's names of ExecMessageProc, and of what stands in its place.
+extern "C" {
+int __real__Z15ExecMessageProcPK15GUIMESSAGE_ITEMP10GUIMESSAGE(const GUIMESSAGE_ITEM*, GUIMESSAGE*);
+int __wrap__Z15ExecMessageProcPK15GUIMESSAGE_ITEMP10GUIMESSAGE(const GUIMESSAGE_ITEM*, GUIMESSAGE*);
+}
+
+int __wrap__Z15ExecMessageProcPK15GUIMESSAGE_ITEMP10GUIMESSAGE(const GUIMESSAGE_ITEM* item,
+                                                               GUIMESSAGE* messages) {
+    const int result = __real__Z15ExecMessageProcPK15GUIMESSAGE_ITEMP10GUIMESSAGE(item, messages);
+    test::failedHandlers += result == -3;
+    return result;
+}

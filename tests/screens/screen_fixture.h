@@ -76,6 +76,8 @@ class ScreenTest : public testing::Test {
     std::string Printed();
 
     std::unique_ptr<k905::LinkedInstrument> linked_;
+    // Handlers of messages that are to tell of a failure: the window thread does not ask, and goes on.
+    int failedHandlers_ = 0;
 
   private:
     void PowerOff();

@@ -97,6 +97,11 @@ TEST_F(OpmRegisters, CodeTables) {
     const uint16_t resistor[] = {0, 1, 2, 3};
     EXPECT_EQ(0, memcmp(frontAmp, FrontAmpCode, sizeof(frontAmp)));
     EXPECT_EQ(0, memcmp(resistor, ResistorCode, sizeof(resistor)));
+    EXPECT_EQ(0, WAVE_LEN_1310);
+    EXPECT_EQ(1, WAVE_LEN_1550);
+    EXPECT_EQ(2, WAVE_LEN_1625);
+    EXPECT_EQ(3, WAVE_LEN_MAX);
+    EXPECT_EQ(2048, APD_REST_CODE);
 }
 
 TEST_F(OpmRegisters, PhaseTableIsWrittenWithItsFirstEntryLast) {

@@ -3,11 +3,11 @@
 // each write, each wait, each read (7 bytes for a voltage, 11 with a pulse width).
 #include "device/serial_link.h"
 
+#include <endian.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "device/opm_status.h"
-#include "gui/guiendian.h"
 #include "tests/fuzz/input_device.h"
 
 using fuzz::Holds;
@@ -21,6 +21,12 @@ bool IsCode(int32_t result) {
            result == OPM_ERR_SERIAL_WRITE;
 }
 
+uint32_t BigEndian(const uint8_t* bytes) {
+    uint32_t value = 0;
+    memcpy(&value, bytes, sizeof value);
+    return be32toh(value);
+}
+
 // A measurement came out so, in answer to the last read.
 void CheckReading(int32_t result, AdcChanel channel, uint8_t length, float value, uint32_t width,
                   const fuzz::InputDevice& device) {
@@ -30,10 +36,10 @@ void CheckReading(int32_t result, AdcChanel channel, uint8_t length, float value
         return;
     }
     const uint8_t* reply = device.LastRead();
-    const uint32_t bits = GetBe32(reply + 2);
+    const uint32_t bits = BigEndian(reply + 2);
     Holds(device.LastCount() == length + 1 && reply[1] == channel, "the reply is as long and of the channel");
     Holds(memcmp(&value, &bits, sizeof value) == 0, "the value is the reply's");
-    Holds(width == (length == LONG_REPLY && reply[0] == LONG_REPLY ? GetBe32(reply + 6) : kNoWidth),
+    Holds(width == (length == LONG_REPLY && reply[0] == LONG_REPLY ? BigEndian(reply + 6) : kNoWidth),
           "the width is the reply's");
 }
 

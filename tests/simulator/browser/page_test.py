@@ -12,6 +12,7 @@ import unittest
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 
 sys.dont_write_bytecode = True  # the sources stay clean
 from panel_page import Panel
@@ -535,6 +536,35 @@ class Page(unittest.TestCase):
         self.assertEqual(2400, panel.get("#lcd").rect["width"], "the size is remembered")
         panel.choose("#scale", "fit")
         self.assertGreater(2300, panel.get("#lcd").rect["width"])
+
+    def test_time_line(self):
+        panel = self.panel
+        panel.touch("MainBoard_FCT", "Connect")
+        time.sleep(0.5)
+        before = panel.picture()
+        panel.touch("Key Check", "Anti")
+        panel.until(lambda: len(panel.browser.find_elements(By.CSS_SELECTOR, "#timeline .marks i")) >= 4, "marks")
+        self.assertFalse(panel.get("#timeline").get_attribute("class").endswith("past"))
+        panel.get('#timeline [title="to the moment before the last input"]').click()
+        panel.until(lambda: "the past" in panel.get("#timeline .said").text, "the past")
+        panel.until(lambda: panel.picture() == before, "its picture")
+        panel.shot("past")
+        moment = panel.ask(do="hello")["now_us"]
+        panel.get('[data-key="f1"]').click()
+        panel.until(lambda: "This is the past" in panel.get("#message").text, "why a key does nothing")
+        slider = panel.get("#timeline input")
+        slider.send_keys(Keys.ARROW_LEFT)
+        panel.until(lambda: panel.ask(do="hello")["now_us"] == moment - 100_000, "a tenth of a second back")
+        panel.press("Return to now")
+        panel.until(lambda: panel.reads("Anti"), "the instrument itself")
+        self.assertEqual("", panel.get("#message").text)
+        slider.send_keys(Keys.HOME)
+        panel.until(lambda: panel.texts() == [], "power-on")
+        panel.get('#timeline [title="to the moment after the next input"]').click()
+        panel.until(lambda: panel.reads("Welcome to K905_FCT"), "the start screen again")
+        panel.press("Go on from here", "yes")
+        panel.until(lambda: panel.reads("Voltage Check"), "what the touch opens")
+        self.assertEqual(1, len(panel.ask(do="session")["inputs"]))
 
     def test_phone(self):
         panel = self.panel

@@ -144,7 +144,9 @@ class Panel:
     # ---- What hands do
 
     def tab(self, name):
-        self.get("#tab-" + name).click()
+        tab = self.get("#tab-" + name)
+        self.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", tab)  # from under the LCD
+        tab.click()
 
     def touch(self, control, text=None):
         """A touch, and what the screen must read then."""

@@ -30,7 +30,7 @@ static void ConvertBits(const GUIIMAGE* pImgObj, GUIFBMAP* pFbmapObj) {
     const unsigned uiWidth = pImgObj->uiDispWidth, uiHeight = pImgObj->uiDispHeight;
     if (pImgObj->uiFgColor == COLOR_NONE)
         return;
-    if (pImgObj->uiBgColor != COLOR_NONE && uiWidth > 0 && uiHeight > 0)
+    if (pImgObj->uiBgColor != COLOR_NONE)
         PaintBlock<Bits>(PixelValue<Bits>(pImgObj->uiBgColor, nullptr), pImgObj->uiPlaceX, pImgObj->uiPlaceY,
                          pImgObj->uiPlaceX + uiWidth - 1, pImgObj->uiPlaceY + uiHeight - 1, pFbmapObj);
     const uint32_t uiForeground = PixelValue<Bits>(pImgObj->uiFgColor, nullptr);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <string>
@@ -252,6 +254,30 @@ TEST(String, CatAppends) {
     EXPECT_EQ(StringCat(&text, empty), before);
     EXPECT_EQ(counting.Count(), 0) << "nothing to append, nothing allocated";
     free(text);
+}
+
+TEST(String, IsNotReadBeyondItsEnd) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    uint8_t* end = static_cast<uint8_t*>(pages) + page;
+    ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+    // The last units of what may be read.
+    GUICHAR* last = reinterpret_cast<GUICHAR*>(end) - 3;
+    last[0] = 'e', last[1] = 'f', last[2] = 0;
+    GUICHAR* text = TransString("ab");
+    EXPECT_EQ(StringCmp(last, last), 0);
+    EXPECT_EQ(StringCat(&text, last), text);
+    EXPECT_EQ(Text(text), u"abef");
+    EXPECT_EQ(StringCpy(&text, last), text);
+    EXPECT_EQ(Text(text), u"ef");
+    free(text);
+    char* bytes = reinterpret_cast<char*>(end) - 3;
+    memcpy(bytes, "gh", 3);
+    text = TransString(bytes);
+    EXPECT_EQ(Text(text), u"gh");
+    free(text);
+    munmap(pages, 2 * page);
 }
 
 TEST(String, CopyAndCatLeaveTheDestinationOnFailure) {

@@ -241,6 +241,20 @@ TEST_P(ImageOn, IsClippedAtTheRightAndBottomEdgeAndStaysClipped) {
     }
 }
 
+TEST_P(ImageOn, ADisplaySizeOfNothingDrawsNothing) {
+    for (unsigned depth : {1u, 8u, 24u}) {
+        const Image image(61, 4, depth);  // as wide as the screen
+        SetImageColor(0xFF00FF, 0x00FF00, image.object);
+        SetImagePalette(screen.Palette(), image.object);
+        image->uiDispWidth = 0;
+        EXPECT_EQ(DisplayImage(image.object), 0);
+        image->uiDispWidth = 61;
+        image->uiDispHeight = 0;
+        EXPECT_EQ(DisplayImage(image.object), 0);
+        EXPECT_TRUE(screen.Untouched()) << depth;
+    }
+}
+
 TEST_P(ImageOn, OffTheScreenIsRefused) {
     const Image image(4, 4, 24);
     const unsigned places[][2] = {{61, 0}, {0, 43}, {0xFFFFFFFF, 0}, {0, 0xFFFFFFFF}};

@@ -191,6 +191,9 @@ TEST_F(Window, CurrentWindowIsSetHeldAndDropped) {
     EXPECT_EQ(GetCurrWindow(), window);
     EXPECT_EQ(DropCurrWindow(window), 0);
     EXPECT_EQ(GetCurrWindow(), nullptr);
+    EXPECT_EQ(SetCurrWindow(window), 0);
+    EXPECT_EQ(InitCurrWindow(), 0);
+    EXPECT_EQ(GetCurrWindow(), nullptr);
     EXPECT_EQ(DestroyWindow(&other), 0);
 }
 

@@ -64,6 +64,23 @@ TEST_F(Pace, OfTheThreadsThatLookForWork) {
     DestroyWindow(&window);
 }
 
+TEST_F(Pace, OfOneThatWaitsForTheEndOfAnother) {
+    const std::vector<long> every10 = {10, 10, 10};
+    GUITHREAD busy = GUITHREAD_NONE;
+    const THREADFUNC untilTheEnd = [](void*) -> void* {
+        while (GetExitFlag() != 1)
+            sched_yield();
+        return nullptr;
+    };
+    ASSERT_EQ(0, ThreadCreate(&busy, untilTheEnd, nullptr));
+    const THREADFUNC endOther = [](void* other) -> void* {
+        ThreadEnd(static_cast<GUITHREAD*>(other));
+        return nullptr;
+    };
+    EXPECT_EQ(every10, PausesOf(endOther, &busy, 3));
+    EXPECT_EQ(GUITHREAD_NONE, busy);
+}
+
 TEST_F(Pace, OfTheReadersOfADeviceThatGivesTooLittle) {
     const std::vector<long> every50 = {50, 50, 50};
     // At its end at once, so that every read is short: for the touch reader within an event, for the keypad

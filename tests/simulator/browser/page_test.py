@@ -325,6 +325,16 @@ class Page(unittest.TestCase):
         panel.touch("Connect")
         lines = panel.get("#panel-trace pre")
         panel.until(lambda: "serial" in lines.text, "the first trace")
+        search = panel.get("#panel-trace input[type=search]")
+        search.send_keys("serial -tx")
+        panel.until(lambda: "rx" in lines.text and "tx" not in lines.text, "what the words leave")
+        search.clear()
+        search.send_keys(" ")
+        box = panel.browser.find_element(By.XPATH, "//*[@id='panel-trace']//label[contains(., 'serial')]/input")
+        box.click()
+        self.assertNotIn("serial", lines.text, "a kind that is unticked leaves")
+        box.click()
+        self.assertIn("serial", lines.text, "and comes back")
         before = panel.ask(do="hello")["pid"]
         panel.get("#restart-now").click()
         panel.until(lambda: panel.ask(do="hello").get("pid", before) != before and

@@ -45,6 +45,13 @@ function wantedBy(line) {
     word.length > 1 && word[0] === "-" ? !low.includes(word.slice(1)) : low.includes(word));
 }
 
+// Every section tells while recording goes on.
+function told(recording) {
+  state.textContent = recording ? "recording" : "stopped";
+  traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
+  traceTab.button.title = recording ? "recording" : "";
+}
+
 function paint() {
   const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
   list.textContent = lines.filter(wantedBy).join("\n");
@@ -55,7 +62,7 @@ async function start() {
   const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
   await ask({ do: "trace", action: "start" });
   next = from;
-  state.textContent = "recording";
+  told(true);
 }
 
 // The fct of a restart counts its lines from 0, and records nothing unasked.
@@ -67,7 +74,7 @@ on("status", (status) => {
 
 async function stop() {
   next = null;
-  state.textContent = "stopped";
+  told(false);
   await ask({ do: "trace", action: "stop" });
 }
 

@@ -325,6 +325,7 @@ class Page(unittest.TestCase):
         panel.touch("Connect")
         lines = panel.get("#panel-trace pre")
         panel.until(lambda: "serial" in lines.text, "the first trace")
+        self.assertIn("●", panel.get("#tab-trace").text, "the sign of a recording")
         search = panel.get("#panel-trace input[type=search]")
         search.send_keys("serial -tx")
         panel.until(lambda: "rx" in lines.text and "tx" not in lines.text, "what the words leave")

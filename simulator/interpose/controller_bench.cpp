@@ -8,8 +8,6 @@ namespace {
 
 using Json = Controller::Json;
 
-constexpr std::size_t kMostSamples = 65536;
-
 }  // namespace
 
 Json Controller::Bench(const Json& request) {
@@ -20,21 +18,18 @@ Json Controller::Bench(const Json& request) {
 Json Controller::Samples() {
     Guard guard(machine_.lock);
     Instrument::Parts& parts = machine_.Hardware().Inside();
-    const Json fpga = parts.fpga.State();
-    const OpticsInput input = OpticsInputFrom(parts.fpga.Values(), parts.Temperature(),
-                                              parts.InjectedSignal(), parts.InjectedChannel());
+    const auto& [input, count] = parts.fpga.LastAcquired();
     const Json optics = parts.optics.State(input);
-    const Registers& registers = parts.fpga.Values();
-    const std::size_t wanted = std::size_t{registers[kRegSampleCountHigh]} << 16 | registers[kRegSampleCount];
-    std::vector<std::uint16_t> samples(fpga["acquisitions"] == 0 ? 0 : std::min(wanted, kMostSamples));
+    std::vector<std::uint16_t> samples(count);
     samples.resize(parts.fpga.Fetch(samples.data(), samples.size()));
     const double step = optics["metres_per_sample"];
     const double first = (static_cast<double>(input.delay) - Optics::kLeadIn) * step -
                          parts.optics.OffsetSamples() * kFinestStep;
-    return {{"acquisition", fpga["acquisitions"]},
+    return {{"acquisition", parts.fpga.State()["acquisitions"]},
             {"metres_per_sample", step},
             {"first_metres", first},
             {"wavelength", optics["wavelength"]},
+            {"pulse_nanoseconds", optics["pulse_nanoseconds"]},
             {"samples", samples}};
 }
 

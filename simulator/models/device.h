@@ -27,7 +27,8 @@ class World {
     // `kind` is its first word's group for filtering: "reg", "fpga", "data", "i2c", "serial", "ioctl",
     // "shell", "sleep", "file".
     virtual void Trace(const char* kind, const std::string& line) = 0;
-    // Something happened that a person looks for in the history of the instrument: "acquisition", "eeprom", "screen".
+    // Something happened that a person looks for in the history of the instrument: "acquisition", "eeprom",
+    // "screen".
     virtual void Mark(const char*) {}
     // False: a trace line would be dropped. What is traced often asks first and saves the formatting.
     virtual bool Tracing() const { return true; }

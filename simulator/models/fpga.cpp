@@ -96,10 +96,10 @@ void Fpga::Write(std::uint16_t index, std::uint16_t value) {
         finishedAt_ = now + AcquisitionTime();
         ++acquisitions_;
         world_.Mark("acquisition");
-        const OpticsInput input =
-            OpticsInputFrom(registers_, surroundings_.Temperature(), surroundings_.InjectedSignal(),
-                            surroundings_.InjectedChannel());
-        const auto samples = optics_.Acquire(input, SampleCount());
+        acquired_.input = OpticsInputFrom(registers_, surroundings_.Temperature(),
+                                          surroundings_.InjectedSignal(), surroundings_.InjectedChannel());
+        acquired_.samples = SampleCount();
+        const auto samples = optics_.Acquire(acquired_.input, acquired_.samples);
         std::copy(samples.begin(), samples.end(), memory_.begin());
     } else if (value == kAcquireTransfer && acquisition_ != Acquisition::kIdle) {
         acquisition_ = Acquisition::kTransferring;

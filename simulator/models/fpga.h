@@ -38,6 +38,13 @@ class Fpga {
     // Copies up to `count` samples; returns how many. Beyond what was acquired comes old content.
     std::size_t Fetch(std::uint16_t* samples, std::size_t count) const;
 
+    // How the last acquisition was made; no samples before the first.
+    struct Acquired {
+        OpticsInput input;
+        std::size_t samples;
+    };
+    const Acquired& LastAcquired() const { return acquired_; }
+
     const Registers& Values() const { return registers_; }
     // Microseconds that the set-up registers imply for an acquisition and for the transfer of its samples.
     Micros AcquisitionTime() const;
@@ -66,6 +73,7 @@ class Fpga {
     Micros finishedAt_ = 0, readyAt_ = 0;
     std::vector<std::uint16_t> memory_;
     std::uint64_t acquisitions_ = 0;
+    Acquired acquired_ = {};
 
     int stuckValue_ = -1;
     std::uint16_t stuckIndex_ = 0, underStuck_ = 0;  // what was written last comes back when the fault goes

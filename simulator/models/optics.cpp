@@ -234,6 +234,12 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
     const ApdState apd = Apd(input);
     const LaserSetup laser = Laser(input);
     const double atZero = BreakdownCode(0);
+    nlohmann::json events = nlohmann::json::array();
+    for (const FibreEvent& event : fibre_.events) {
+        events.push_back({{"at", event.at}, {"loss", event.loss}});
+        if (event.reflection > kNoReflection)
+            events.back()["reflection"] = event.reflection;
+    }
     // Volts at code 0, volts a code.
     const auto line = [&](Dac dac, double (*volts)(unsigned, double)) {
         const double low = volts(seed_, Code(dac, 0)), high = volts(seed_, Code(dac, kDacMask));

@@ -1,13 +1,12 @@
-// The optical module and what is at its port; the last acquisition as a plot.
+// The optical module and what is at its port; its acquisitions and its breakdown as plots.
 import { element, numberField, show } from "./dom.js";
-import { ask, file, on, set } from "./link.js";
+import { ask, file, set } from "./link.js";
+import { acquisitionParts, keepTrace, redrawAcquisition, showFibre } from "./plot_acquisition.js";
+import { apdParts, forgetApd, showApd } from "./plot_apd.js";
 import { faultSwitches } from "./tab_faults.js";
 import { decodeTuning } from "./records.js";
 
 const kFibres = ["none", "5 m", "1 km", "1.5 km"];
-const kFinest = 0.04; // metres a sample
-const kLeadIn = 512; // samples before the pulse, which a calibration does not count
-const kDarkFrom = 10, kDarkTo = 500; // samples before the pulse: the dark level
 
 const fibre = element(
   "select",
@@ -104,136 +103,7 @@ const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
 const facts = element("p", { class: "hint num" });
-
-// ---- The plots.
-
-const kMark = "#eda32a";
-const kPlotLook = { gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never" };
-
-// A line from top to bottom at `x` of the plot, with its name; false when that is out of sight.
-function mark(canvas, area, plot, x, text, row = 0) {
-  const at = plot.toDomXCoord(x);
-  if (at < area.x || at > area.x + area.w) return false;
-  canvas.strokeStyle = canvas.fillStyle = kMark;
-  canvas.beginPath();
-  canvas.moveTo(at, area.y);
-  canvas.lineTo(at, area.y + area.h);
-  canvas.stroke();
-  canvas.fillText(text, at + 3, area.y + 10 + 12 * row);
-  return true;
-}
-
-// The last acquisition.
-
-const kNone = "None yet. Opt check and Signal chain make one.";
-const kHowToRead = "Point at the trace to read it; drag to zoom, double click for all of it.";
-const holder = element("div", { class: "plot", id: "plot", hidden: true });
-const cursor = element("p", { class: "num hint", id: "cursor" }, kNone);
-const scale = element(
-  "select", { "aria-label": "scale of the plot", hidden: true, onchange: () => draw() },
-  element("option", { value: "lin" }, "linear (ADC codes)"),
-  element("option", { value: "log" }, "5 log10 (dB)"),
-);
-let graph = null;
-let trace = null; // the last reply to "samples"
-let offset = null; // of the tuning record, samples; 0 or null: not calibrated
-let truth = 0; // where the port really is, in the same samples
-let acquisition = 0;
-let positions = []; // of peaks, as a calibration prints them: samples of the last acquisition
-let found = 0; // when
-
-on("output", ({ bytes }) => {
-  for (const [, peak, at] of new TextDecoder().decode(bytes).matchAll(/Position\[(\d+)\]=(\d+)/g)) {
-    positions[Number(peak)] = Number(at);
-    found = performance.now();
-  }
-  if (performance.now() - found < 100) draw(true);
-});
-
-const metres = (i) => trace.first_metres + i * trace.metres_per_sample;
-
-function darkLevel(samples) {
-  const part = samples.slice(kDarkFrom, Math.min(kDarkTo, samples.length));
-  return part.reduce((sum, v) => sum + v, 0) / Math.max(1, part.length);
-}
-
-function draw(keepZoom = false) {
-  const none = !trace || trace.samples.length < 2;
-  if (holder.hidden !== none) {
-    holder.hidden = scale.hidden = none;
-    cursor.textContent = none ? kNone : kHowToRead;
-  }
-  if (none || holder.clientWidth === 0) return;
-  const log = scale.value === "log";
-  const dark = darkLevel(trace.samples);
-  const points = trace.samples
-    .map((v, i) => [metres(i), log ? 5 * Math.log10(Math.max(1, dark - v)) : v])
-    .slice(1);
-  const marks = (canvas, area, plot) => {
-    canvas.strokeStyle = canvas.fillStyle = kMark;
-    let row = 0; // names of close ones stay legible
-    const vertical = (x, text) => (row += mark(canvas, area, plot, x, text, row));
-    vertical(0, "port");
-    if (offset) vertical((offset - truth) * kFinest, "calibrated");
-    positions.forEach((at, i) => at > 0 && vertical(metres(at + kLeadIn), `peak ${i}`));
-    if (!log) {
-      const y = plot.toDomYCoord(dark);
-      canvas.beginPath();
-      canvas.moveTo(area.x, y);
-      canvas.lineTo(area.x + area.w, y);
-      canvas.stroke();
-      canvas.fillText("dark " + dark.toFixed(0), area.x + area.w - 70, y - 3);
-    }
-  };
-  const options = {
-    file: points, labels: ["m", log ? "dB" : "code"], colors: ["#6fd0f0"], strokeWidth: 1,
-    ...kPlotLook, underlayCallback: marks,
-    highlightCallback: (event, x, [point]) => {
-      cursor.textContent = `${x.toFixed(2)} m   ${point.yval.toFixed(log ? 2 : 0)} ${log ? "dB" : "(ADC code)"}`;
-    },
-  };
-  if (!graph) graph = new Dygraph(holder, points, options);
-  else graph.updateOptions({ ...options, ...(!keepZoom && { dateWindow: null, valueRange: [null, null] }) });
-  graph.resize();
-}
-
-// ---- The breakdown over the temperature: what the module does, and what its tuning record makes of it.
-
-const curveHolder = element("div", { class: "plot", id: "curve" });
-const curveText = element("p", { class: "num hint", id: "curve-text" });
-let curve = null;
-let curveKey = "";
-
-function drawCurve({ optics, optic, fpga }, apd) {
-  if (curveHolder.clientWidth === 0) return;
-  const now = optic.temperature;
-  const applied = parseInt(fpga.registers.apd, 16);
-  const key = JSON.stringify([optics.breakdown_code_at_zero, now.toFixed(1), applied, apd, curveHolder.clientWidth]);
-  if (key === curveKey) return;
-  curveKey = key;
-  const breaks = (t) => optics.breakdown_code_at_zero + t * optics.breakdown_codes_per_degree;
-  const works = (t) => (apd ? apd.code + (t - apd.at) * apd.perDegree : null);
-  const points = [kColdest, kHottest].map((t) => [t, breaks(t), works(t)]);
-  const marks = (canvas, area, plot) => {
-    if (!mark(canvas, area, plot, now, "now")) return;
-    const y = Math.min(Math.max(plot.toDomYCoord(applied), area.y), area.y + area.h);
-    canvas.beginPath();
-    canvas.arc(plot.toDomXCoord(now), y, 4, 0, 2 * Math.PI);
-    canvas.fill();
-  };
-  const options = {
-    file: points, labels: ["°C", "breakdown", "working point stored"], colors: ["#6fd0f0", "#7ddb8a"], strokeWidth: 1.5,
-    ...kPlotLook, underlayCallback: marks,
-  };
-  if (!curve) curve = new Dygraph(curveHolder, points, options);
-  else curve.updateOptions(options);
-  curve.resize();
-  curveText.textContent =
-    `Blue: breaks down, code ${breaks(now).toFixed(0)} at ${now.toFixed(1)} °C. Dot: code applied now, ${applied}` +
-    (applied > breaks(now) ? ", beyond breakdown. " : ". ") +
-    (apd ? `Green: working point of the tuning record, code ${works(now).toFixed(0)}, ` +
-      `${(breaks(now) - works(now)).toFixed(0)} below the breakdown.` : "No tuning record is stored.");
-}
+let acquisition = 0; // that was looked at last
 
 export const opticsTab = {
   id: "optics",
@@ -257,19 +127,17 @@ export const opticsTab = {
       ),
       element("div", { class: "row" }, element("label", {}, "module number", seed)),
       facts,
-      element("h2", {}, "Last acquisition"),
-      element("div", { class: "row" }, scale),
-      holder, cursor,
+      element("h2", {}, "Last acquisitions"),
+      ...acquisitionParts,
       element("h2", {}, "APD codes over the temperature"),
-      curveHolder, curveText,
+      ...apdParts,
       element("h2", {}, "Faults"),
       faultSwitches((name) => /^(optic|optics|adc)\./.test(name)),
     );
-    holder.addEventListener("dblclick", () => draw());
   },
   shown() {
-    draw(true);
-    curveKey = "";
+    redrawAcquisition();
+    forgetApd();
   },
   async look({ optics, optic, fpga, module, off }) {
     const fitted = JSON.stringify([optics.fibre, optics.fibre_events]);
@@ -295,17 +163,11 @@ export const opticsTab = {
       `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
     const bytes = optic.tuning_stored ? await file("tuning.bin") : null;
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
-    drawCurve({ optics, optic, fpga }, record?.apd);
+    showApd({ optics, optic, fpga }, record?.apd);
+    showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
     if (fpga.acquisitions === acquisition || fpga.acquisition === "running") return;
     acquisition = fpga.acquisitions;
-    if (acquisition === 0) {
-      trace = null; // gone with the power
-      return draw();
-    }
-    if (performance.now() - found > 1000) positions = [];
-    trace = await ask({ do: "samples" });
-    truth = optics.offset_samples;
-    offset = record ? record.offset : null;
-    draw(true);
+    if (acquisition === 0) return; // gone with the power
+    keepTrace(await ask({ do: "samples" }));
   },
 };

@@ -10,11 +10,11 @@ const registers = {
   "0x30000022": "DELAY_HIGH", "0x30000024": "DELAY_LOW", "0x3000002e": "ACQUIRE", "0x30000030": "PULSE_MODE",
   "0x30000032": "MEMORY", "0x30000082": "SPEAKER_ON", "0x30000084": "SPEAKER_TONE",
 };
-const kShown = 2000; // lines on the page
+const kShown = 5000; // lines on the page
 const kAtOnce = 1000; // lines of one reply
 
 const list = element("pre", { class: "log", tabindex: 0, "aria-label": "hardware trace" });
-const search = element("input", { type: "search", placeholder: "search", "aria-label": "search the trace" });
+const search = element("input", { type: "search", placeholder: "word -word", "aria-label": "words to show, -word to leave out" });
 const state = element("span", { class: "hint" });
 const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
@@ -33,10 +33,28 @@ const decode = (line) =>
     return known ? `${text}   ${known}` : text;
   });
 
+// A line is "seconds thread kind what": see the hardware trace.
+const kindOf = (line) => line.split(" ").filter(Boolean)[2];
+
+// Words that a line must have, and "-word" that it must not.
+function wantedBy(line) {
+  const box = boxes.get(kindOf(line));
+  if (box && !box.checked) return false;
+  const low = line.toLowerCase();
+  return search.value.toLowerCase().split(/\s+/).filter(Boolean).every((word) =>
+    word.length > 1 && word[0] === "-" ? !low.includes(word.slice(1)) : low.includes(word));
+}
+
+// Every section tells while recording goes on.
+function told(recording) {
+  state.textContent = recording ? "recording" : "stopped";
+  traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
+  traceTab.button.title = recording ? "recording" : "";
+}
+
 function paint() {
-  const wanted = search.value.toLowerCase();
   const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
-  list.textContent = lines.filter((line) => line.toLowerCase().includes(wanted)).join("\n");
+  list.textContent = lines.filter(wantedBy).join("\n");
   if (atEnd) list.scrollTop = list.scrollHeight;
 }
 
@@ -44,7 +62,7 @@ async function start() {
   const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
   await ask({ do: "trace", action: "start" });
   next = from;
-  state.textContent = "recording";
+  told(true);
 }
 
 // The fct of a restart counts its lines from 0, and records nothing unasked.
@@ -56,20 +74,15 @@ on("status", (status) => {
 
 async function stop() {
   next = null;
-  state.textContent = "stopped";
+  told(false);
   await ask({ do: "trace", action: "stop" });
 }
 
 async function follow() {
   if (next === null) return;
-  const wanted = [...boxes].filter(([, box]) => box.checked).map(([kind]) => kind);
-  const reply = await ask({
-    do: "trace", action: "read", from: next, limit: kAtOnce,
-    ...(wanted.length < kinds.length && { kinds: wanted.length > 0 ? wanted : ["none"] }),
-  });
+  const reply = await ask({ do: "trace", action: "read", from: next, limit: kAtOnce });
   if (next === null) return;
-  const everyKind = wanted.length === kinds.length;
-  const missed = everyKind ? Math.max(0, reply.next - next - reply.lines.length) : 0;
+  const missed = Math.max(0, reply.next - next - reply.lines.length);
   next = reply.next;
   if (reply.lines.length === 0) return;
   if (missed > 0) lines.push(`... ${missed} lines left out; Download all has what is kept`);
@@ -83,7 +96,7 @@ export const traceTab = {
   id: "trace",
   title: "Trace",
   open(panel) {
-    for (const kind of kinds) boxes.set(kind, element("input", { type: "checkbox", checked: true }));
+    for (const kind of kinds) boxes.set(kind, element("input", { type: "checkbox", checked: true, onchange: paint }));
     panel.append(
       element(
         "div", { class: "row" },

@@ -20,7 +20,7 @@ from panel_page import Panel
 KEYS = ("menu f1 f2 f3 f4 f5 file esc scale setup up left enter right down realt knob avg").split()
 TURNED = (535, 190, 240, 100)  # of the key check: the pictures of both turns
 SECTIONS = {
-    "board": "Rails", "optics": "Last acquisition", "memory": "Tuning record", "mainboard": "Straps",
+    "board": "Rails", "optics": "Last acquisitions", "memory": "Tuning record", "mainboard": "Straps",
     "logs": "Standard output", "trace": "Record", "faults": "Clear all", "setups": "Keep this bench",
 }
 FAST = "50"  # speed of time for what takes long
@@ -170,6 +170,19 @@ class Page(unittest.TestCase):
             ActionChains(panel.browser).move_to_element_with_offset(panel.get("#plot"), 20, 0).perform()
             panel.until(lambda: unit in panel.get("#cursor").text, f"the cursor's level in {unit}")
             panel.shot("plot-" + scale)
+        self.assertIn("1550 nm", panel.get("#kept-traces").text)
+        self.assertIn("1500", panel.get("#true-events").text)
+        measured = lambda: panel.get("#measured").text
+        self.assertRegex(measured(), r"distance 120\d\.\d+ m")
+        per_kilometre = float(measured().split("fitted line ")[1].split()[0])
+        self.assertAlmostEqual(0.19, per_kilometre, delta=0.1)  # the fibre at 1550 nm
+        for key, grown in ((Keys.ARROW_LEFT, lambda now, old: now > old), (Keys.ARROW_RIGHT, lambda now, old: now < old)):
+            before = float(measured().split("distance ")[1].split()[0])
+            panel.get("#plot .cursor").send_keys(key, key)
+            self.assertTrue(grown(float(measured().split("distance ")[1].split()[0]), before), "A is moved by arrow keys")
+        before = measured()
+        ActionChains(panel.browser).drag_and_drop_by_offset(panel.get("#plot .cursor"), 40, 0).perform()
+        self.assertNotEqual(before, measured(), "A is dragged")
         now = lambda: panel.get("#curve-text").text
         panel.until(lambda: "No tuning record is stored" in now(), "the breakdown over the temperature")
         panel.ask(do="set", name="module.temperature", value=55)
@@ -459,6 +472,17 @@ class Page(unittest.TestCase):
         panel.touch("Connect")
         lines = panel.get("#panel-trace pre")
         panel.until(lambda: "serial" in lines.text, "the first trace")
+        self.assertIn("●", panel.get("#tab-trace").text, "the sign of a recording")
+        search = panel.get("#panel-trace input[type=search]")
+        search.send_keys("serial -tx")
+        panel.until(lambda: "rx" in lines.text and "tx" not in lines.text, "what the words leave")
+        search.clear()
+        search.send_keys(" ")
+        box = panel.browser.find_element(By.XPATH, "//*[@id='panel-trace']//label[contains(., 'serial')]/input")
+        box.click()
+        self.assertNotIn("serial", lines.text, "a kind that is unticked leaves")
+        box.click()
+        self.assertIn("serial", lines.text, "and comes back")
         before = panel.ask(do="hello")["pid"]
         panel.get("#restart-now").click()
         panel.get("dialog .no").click()

@@ -1,0 +1,67 @@
+// What the plots of the page have in common.
+
+export const kMark = "#eda32a";
+export const kPlotLook = { gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never", xLabelHeight: 16, yLabelWidth: 16 };
+
+// A line from top to bottom at `x` of the plot, with its name; false when that is out of sight.
+export function mark(canvas, area, plot, x, text, row = 0) {
+  const at = plot.toDomXCoord(x);
+  if (at < area.x || at > area.x + area.w) return false;
+  canvas.strokeStyle = canvas.fillStyle = kMark;
+  canvas.beginPath();
+  canvas.moveTo(at, area.y);
+  canvas.lineTo(at, area.y + area.h);
+  canvas.stroke();
+  canvas.fillText(text, at + 3, area.y + 10 + 12 * row);
+  return true;
+}
+
+// A line from side to side at `y`, with its name at the right.
+export function level(canvas, area, plot, y, text) {
+  const at = plot.toDomYCoord(y);
+  if (at < area.y || at > area.y + area.h) return;
+  canvas.strokeStyle = canvas.fillStyle = kMark;
+  canvas.beginPath();
+  canvas.moveTo(area.x, at);
+  canvas.lineTo(area.x + area.w, at);
+  canvas.stroke();
+  canvas.fillText(text, area.x + area.w - canvas.measureText(text).width - 4, at - 3);
+}
+
+// The plot in `holder` as it stands, with lines of text below it: a PNG.
+export function picture(holder, lines) {
+  const box = holder.getBoundingClientRect();
+  const scale = devicePixelRatio, below = 18 * lines.length + 8;
+  const out = document.createElement("canvas");
+  out.width = box.width * scale;
+  out.height = (box.height + below) * scale;
+  const canvas = out.getContext("2d");
+  canvas.scale(scale, scale);
+  canvas.fillStyle = "#192130";
+  canvas.fillRect(0, 0, box.width, box.height + below);
+  for (const part of holder.querySelectorAll("canvas")) {
+    const { left, top, width, height } = part.getBoundingClientRect();
+    canvas.drawImage(part, left - box.left, top - box.top, width, height);
+  }
+  canvas.textAlign = "center";
+  canvas.textBaseline = "middle";
+  for (const text of holder.querySelectorAll(".dygraph-axis-label, .dygraph-label, .cursor:not([hidden])")) {
+    const at = text.getBoundingClientRect();
+    const { color, font } = getComputedStyle(text);
+    canvas.save();
+    canvas.fillStyle = color;
+    canvas.font = font;
+    if (text.classList.contains("cursor")) {
+      canvas.fillRect(at.left - box.left + at.width / 2, at.top - box.top, 1, at.height);
+      canvas.translate(at.left - box.left + at.width / 2 + 8, at.top - box.top + 8);
+    } else canvas.translate(at.left - box.left + at.width / 2, at.top - box.top + at.height / 2);
+    if (text.matches(".dygraph-ylabel")) canvas.rotate(-Math.PI / 2);
+    canvas.fillText(text.textContent, 0, 0);
+    canvas.restore();
+  }
+  canvas.fillStyle = "#e3ecf4";
+  canvas.font = "12px sans-serif";
+  canvas.textAlign = "left";
+  lines.forEach((line, i) => canvas.fillText(line, 8, box.height + 10 + 18 * i));
+  return new Promise((resolve) => out.toBlob(resolve, "image/png"));
+}

@@ -234,23 +234,20 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
     const ApdState apd = Apd(input);
     const LaserSetup laser = Laser(input);
     const double atZero = BreakdownCode(0);
-    nlohmann::json events = nlohmann::json::array();
-    for (const FibreEvent& event : fibre_.events) {
-        events.push_back({{"at", event.at}, {"loss", event.loss}});
-        if (event.reflection > kNoReflection)
-            events.back()["reflection"] = event.reflection;
-    }
+    const auto events = [](const Fibre& fibre) {
+        nlohmann::json list = nlohmann::json::array();
+        for (const FibreEvent& event : fibre.events) {
+            list.push_back({{"at", event.at}, {"loss", event.loss}});
+            if (event.reflection > kNoReflection)
+                list.back()["reflection"] = event.reflection;
+        }
+        return list;
+    };
     // Volts at code 0, volts a code.
     const auto line = [&](Dac dac, double (*volts)(unsigned, double)) {
         const double low = volts(seed_, Code(dac, 0)), high = volts(seed_, Code(dac, kDacMask));
         return nlohmann::json{low, (high - low) / kDacMask};
     };
-    nlohmann::json events = nlohmann::json::array();
-    for (const FibreEvent& event : plugged_.events) {
-        events.push_back({{"at", event.at}, {"loss", event.loss}});
-        if (event.reflection > kNoReflection)
-            events.back()["reflection"] = event.reflection;
-    }
     return {{"seed", seed_},
             {"dark_volts", DarkVolts(input)},
             {"dark_code", AdcCode(DarkVolts(input))},
@@ -267,7 +264,8 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"apd_current", apd.current},
             {"fibre", fibre_.name},
             {"fibre_length", fibre_.End()},
-            {"fibre_events", events},
+            {"fibre_events", events(fibre_)},
+            {"true_events", events(plugged_)},
             {"light_on_link", light_},
             {"port_loss", spread_.portLoss + connectorLoss_},
             {"path_broken", pathBroken_},

@@ -251,7 +251,7 @@ export function keepTrace(reply) {
 
 // `calibrated`: the tuning record's offset, null without one.
 export function showFibre(optics, calibrated) {
-  const events = optics.fibre_events;
+  const events = optics.true_events;
   const now = { fibre: { length: optics.fibre_length, events }, port: { calibrated, truth: optics.offset_samples } };
   if (JSON.stringify(now) === JSON.stringify({ fibre, port })) return;
   if (now.fibre.length !== fibre.length) {

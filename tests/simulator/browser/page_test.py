@@ -108,9 +108,9 @@ class Page(unittest.TestCase):
             "minus": lambda: (panel.get("#lcd").click(), ActionChains(panel.browser).send_keys("-").perform()),
         }
         angles = {"wheel": "18deg", "button": "0deg"}  # one notch is one step
+        before = panel.picture(*TURNED)
         for how, turn in turns.items():
             with self.subTest(how):
-                before = panel.picture(*TURNED)
                 turn()
                 if how in angles:
                     self.assertEqual(angles[how], panel.browser.execute_script(

@@ -85,10 +85,11 @@ TEST(Live, WhatComesFromOutsideIsKeptWithItsTimeAndFeltWhileTheProgramStandsStil
     ASSERT_EQ(21u, kept.size()) << "what was refused, and what only looks, is not kept";
     std::int64_t last = 0;
     for (const Json& line : kept) {
-        EXPECT_GT(line["at_us"], last);
+        EXPECT_GE(line["at_us"], last);
         last = line["at_us"];
         EXPECT_FALSE(line.contains("unsettled")) << line;
     }
+    EXPECT_GT(last, 0);
     EXPECT_EQ("knob", kept[0]["request"]["do"]);
     EXPECT_EQ("power_cut", kept[20]["request"]["do"]);
 }

@@ -63,13 +63,15 @@ class Past : public ::testing::Test {
 };
 
 TEST_F(Past, ACalibrationThatFailedSinceTheBoardWasPulledPassesFromTheMomentBefore) {
-    Ask({{"do", "speed"}, {"factor", "max"}});  // three time-outs a try
     ASSERT_TRUE(Sees("Opticl_FCT"));
     ASSERT_TRUE(Go("Opticl_FCT", "OPM_Adjust"));
     ASSERT_TRUE(Go("OPM_Adjust", "infomation eara!"));
     ASSERT_TRUE(Go("Connect", "Connect Success!!!"));
+    Ask({{"do", "speed"}, {"factor", 0}});
     Ask({{"do", "touch"}, {"control", "Vdd"}});
+    Ask({{"do", "advance"}, {"ms", 1000}});
     Ask({{"do", "set"}, {"name", "board.plugged"}, {"value", false}});
+    Ask({{"do", "speed"}, {"factor", "max"}});  // three time-outs a try
     ASSERT_TRUE(Sees("Ajust try times out."));
     const std::int64_t failed = Now();
 

@@ -116,7 +116,8 @@ async function go(us) {
   show();
 }
 
-function jump(direction) {
+async function jump(direction) {
+  await look();
   const here = position();
   if (direction > 0) {
     const next = inputs.find((input) => input.at_us > here);

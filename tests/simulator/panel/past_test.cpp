@@ -69,7 +69,7 @@ TEST_F(Past, ACalibrationThatFailedSinceTheBoardWasPulledPassesFromTheMomentBefo
     ASSERT_TRUE(Go("Connect", "Connect Success!!!"));
     Ask({{"do", "speed"}, {"factor", 0}});
     Ask({{"do", "touch"}, {"control", "Vdd"}});
-    Ask({{"do", "advance"}, {"ms", 1000}});
+    ASSERT_TRUE(Sees("AD Value"));
     Ask({{"do", "set"}, {"name", "board.plugged"}, {"value", false}});
     Ask({{"do", "speed"}, {"factor", "max"}});  // three time-outs a try
     ASSERT_TRUE(Sees("Ajust try times out."));

@@ -148,6 +148,7 @@ class Page(unittest.TestCase):
         panel.touch("OPM_Adjust", "infomation eara!")
         panel.touch("Connect", "Connect Success!!!")
         panel.tab("board")
+        panel.choose("#speed", "0.5")  # it takes a second
         panel.touch("Vdd", "AD Value")
         panel.shot("calibration")
         self.faster()

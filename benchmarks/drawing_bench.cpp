@@ -6,6 +6,7 @@
 //        drawing_bench items               the items' numbers, pixels and names
 //        drawing_bench run ITEM WHO COUNT  draws one item COUNT times; WHO: 0 this program, 1 pixman, 2 SDL
 
+#include <endian.h>
 #include <pixman.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -22,7 +23,6 @@
 
 #include "gui/guibase.h"
 #include "gui/guidraw.h"
-#include "gui/guiendian.h"
 #include "gui/guifbmap.h"
 #include "gui/guifont.h"
 #include "gui/guiimage.h"
@@ -73,11 +73,10 @@ GUITEXT *text, *captions[CAPTIONS];
 GUIFONT* OpenFont() {
     const int descriptor = memfd_create("font", 0);
     FILE* file = fdopen(descriptor, "wb");
-    uint8_t header[32] = {};
-    const uint32_t words[] = {GUIFONT_FILE_TYPE, 0,   GUIFONT_FILE_FORMAT, 0, GLYPH_SIDE,
-                              GLYPH_SIDE,        128, sizeof(header)};
-    for (int i = 0; i < 8; ++i)
-        PutLe32(words[i], header + 4 * i);
+    uint32_t header[] = {GUIFONT_FILE_TYPE, 0, GUIFONT_FILE_FORMAT, 0, GLYPH_SIDE, GLYPH_SIDE, 128, 0};
+    header[7] = sizeof(header);
+    for (uint32_t& word : header)
+        word = htole32(word);
     fwrite(header, 1, sizeof(header), file);
     for (int i = 0; i < 128; ++i)
         fwrite(LETTER, 1, sizeof(LETTER), file);

@@ -25,11 +25,13 @@ constexpr Micros kLatest = 1'000'000'000'000'000;  // since power-on
 // So long, in real time, a running thread may take to enter the system.
 constexpr std::int64_t kSettleNs = kRealSecond / 2;
 
-// Whether a request is something that the instrument can feel.
+// Whether a request is something that the instrument can feel. Asked until the last moment of the process,
+// when static objects are gone.
 bool IsInput(const std::string& name, const Controller::Json& request) {
-    static const std::set<std::string> kInputs = {"key",   "knob",      "touch", "set",
-                                                  "fault", "fail_call", "stop",  "power_cut"};
-    return kInputs.count(name) != 0 ||
+    constexpr const char* kInputs[] = {"key",   "knob",      "touch", "set",
+                                       "fault", "fail_call", "stop",  "power_cut"};
+    return std::any_of(std::begin(kInputs), std::end(kInputs),
+                       [&](const char* one) { return name == one; }) ||
            (name == "bench" && (request.contains("set") || request.contains("faults")));
 }
 

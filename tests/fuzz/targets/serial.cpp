@@ -36,9 +36,10 @@ void CheckReading(int32_t result, AdcChanel channel, uint8_t length, float value
         return;
     }
     const uint8_t* reply = device.LastRead();
-    const uint32_t bits = BigEndian(reply + 2);
+    uint32_t bits = 0;
+    memcpy(&bits, &value, sizeof bits);
     Holds(device.LastCount() == length + 1 && reply[1] == channel, "the reply is as long and of the channel");
-    Holds(memcmp(&value, &bits, sizeof value) == 0, "the value is the reply's");
+    Holds(bits == BigEndian(reply + 2), "the value is the reply's");
     Holds(width == (length == LONG_REPLY && reply[0] == LONG_REPLY ? BigEndian(reply + 6) : kNoWidth),
           "the width is the reply's");
 }

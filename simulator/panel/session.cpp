@@ -1,6 +1,7 @@
 #include "simulator/panel/session.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -192,7 +193,7 @@ MomentOf FindMoment(const std::string& text) {
     const double seconds = std::strtod(when.c_str(), &end);
     if (when.empty() || *end != '\0' || !(seconds >= 0 && seconds < 1e9))
         throw BenchError("\"" + when + "\" is no time in seconds since power-on");
-    found.moment.us = static_cast<std::int64_t>(seconds * 1e6 + 0.5);
+    found.moment.us = std::llround(seconds * 1e6);
     return found;
 }
 

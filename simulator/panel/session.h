@@ -22,7 +22,8 @@ struct Session {
         std::int64_t atUs = 0;
         nlohmann::json request;
     };
-    struct Run {  // from a power-on to its end
+    // From a power-on to its end.
+    struct Run {  // NOLINT(bugprone-exception-escape): making a null JSON value throws nothing
         unsigned seed = 1;
         unsigned bits = 16;
         nlohmann::json start;  // bench and faults then, or null

@@ -22,7 +22,13 @@ constexpr int kClient = 1;
 
 class Bench {
   public:
-    Bench() : folder_(MakeFolder()), machine_(Options(folder_)), controller_(machine_) { SetBack(); }
+    Bench() : folder_(MakeFolder()), machine_(Options(folder_)), controller_(machine_) {
+        // There is no program that comes to stand still: no input waits for that.
+        k905::Guard guard(machine_.lock);
+        machine_.SteppedRun()->Grant(k905::kNever);
+        guard.unlock();
+        SetBack();
+    }
     ~Bench() {
         std::error_code ignored;
         std::filesystem::remove_all(folder_, ignored);

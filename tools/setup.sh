@@ -3,7 +3,7 @@
 
 # Packages of the build itself; of the production line; those that the tests need besides.
 build_packages=(g++ cmake ninja-build libpng-dev nlohmann-json3-dev libboost-dev libboost-context-dev libjs-dygraphs
-  librsvg2-bin libfreetype-dev unifont fonts-liberation)
+  librsvg2-bin libfreetype-dev cmark-gfm unifont fonts-liberation)
 line_packages=(python3 python3-matplotlib python3-scipy)
 test_packages=(libgtest-dev libgmock-dev clang-format chromium chromium-driver python3-selenium parallel "${line_packages[@]}")
 # The address sanitizer's build and the fuzzers: clang, its sanitizers and libFuzzer, and what names lines in their reports.

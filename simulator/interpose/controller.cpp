@@ -70,14 +70,17 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
             {"knob", [&] { return Knob(request); }},
             {"touch", [&] { return Touch(request); }},
             {"advance", [&] { return Advance(client, request); }},
+            {"wait", [&] { return Advance(client, request); }},
             {"until", [&] { return Until(client, request); }},
+            {"expect", [&] { return Expect(client, request); }},
             {"screenshot", [&] { return Screenshot(request); }},
             {"text", [&] { return Text(request); }},
             {"controls", [&] { return Controls(); }},
-            {"samples", [&] { return Samples(); }},
+            {"samples", [&] { return Samples(request); }},
             {"speed", [&] { return Speed(request); }},
             {"trace", [&] { return Trace(request); }},
             {"history", [&] { return History(); }},
+            {"watch", [&] { return Watch(request); }},
             {"threads", [&] { return Threads(); }},
             {"calls", [&] { return Calls(request); }},
             {"fail_call", [&] { return FailCall(request); }},
@@ -121,7 +124,7 @@ bool Controller::Settle() {
 }
 
 // Keeps what has come from outside, with its time. A file that is complete at any moment; the world stands
-// still, so it may take its time.
+// still, so it may take its time. Where it has not come into the file, the next line that does tells so.
 void Controller::Record(const Json& request, bool settled) {
     Guard guard(machine_.lock);
     const SteppedExecution* stepped = machine_.SteppedRun();
@@ -131,7 +134,12 @@ void Controller::Record(const Json& request, bool settled) {
     Json line = {{"at_us", machine_.Now()}, {"request", request}};
     if (!settled)
         line["unsettled"] = true;
-    host::AppendFile(machine_.Configuration().instrument.stateDir + "/session.jsonl", line.dump() + "\n");
+    if (!kept_)
+        line["lost"] = true;
+    const std::string file = machine_.Configuration().instrument.stateDir + "/session.jsonl";
+    if (!host::AppendFile(file, line.dump() + "\n") && std::exchange(kept_, false))
+        dprintf(STDERR_FILENO, "simulator: %s cannot be written: this run cannot be gone through again\n",
+                file.c_str());
 }
 
 std::optional<Controller::Json> Controller::Advance(int client, const Json& request) {
@@ -149,9 +157,8 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     Motion motion;
     motion.client = client;
     if (request.contains("text")) {
-        motion.kind = Motion::Kind::kText;
-        motion.text = WordOf(request, "text");
-        Reader();  // tells now if there is no font to read with
+        motion.kind = Motion::Kind::kExpect;
+        motion.expectation = std::make_shared<Expectation>(Json{{"text", WordOf(request, "text")}});
     } else if (request.contains("idle_ms")) {
         motion.kind = Motion::Kind::kIdle;
         motion.idle = Milliseconds(request, "idle_ms");
@@ -161,6 +168,21 @@ std::optional<Controller::Json> Controller::Until(int client, const Json& reques
     } else {
         return Error("until what? One of \"text\", \"idle_ms\", \"exit\"");
     }
+    return Begin(std::move(motion), request);
+}
+
+std::optional<Controller::Json> Controller::Expect(int client, const Json& request) {
+    Motion motion;
+    motion.client = client;
+    motion.kind = Motion::Kind::kExpect;
+    motion.expectation = std::make_shared<Expectation>(request);
+    motion.tells = true;
+    return Begin(std::move(motion), request);
+}
+
+std::optional<Controller::Json> Controller::Begin(Motion motion, const Json& request) {
+    if (motion.expectation && motion.expectation->IsOfTexts())
+        Reader();  // tells now if there is no font to read with
     Guard guard(machine_.lock);
     const Micros now = machine_.Now();
     motion.limit = now + (request.contains("limit_ms") ? Milliseconds(request, "limit_ms") : 60'000'000);
@@ -177,8 +199,8 @@ bool Controller::IsMet(Motion& motion) {
         case Motion::Kind::kAdvance:
         case Motion::Kind::kExit:
             return false;
-        case Motion::Kind::kText:
-            return Shows(motion.text);
+        case Motion::Kind::kExpect:
+            return motion.expectation->IsMet(machine_.Hardware(), TextsFor(*motion.expectation));
         case Motion::Kind::kIdle:
             break;
     }
@@ -187,16 +209,68 @@ bool Controller::IsMet(Motion& motion) {
     return machine_.Now() - motion.lastChange >= motion.idle;
 }
 
-bool Controller::Shows(const std::string& text) {
-    const std::vector<TextRun> runs = ReadScreen();
-    return std::any_of(runs.begin(), runs.end(),
-                       [&](const TextRun& run) { return run.text.find(text) != std::string::npos; });
+// Those on the screen, where it is about them.
+Expectation::Texts Controller::TextsFor(const Expectation& expectation) {
+    Expectation::Texts texts;
+    if (expectation.IsOfTexts())
+        for (const TextRun& run : ReadScreen())
+            texts.push_back({run.x, run.y, run.text});
+    return texts;
+}
+
+// Lock held. Which pixels of the text's place have its colour, row by row: "1", else "0". So it is the same
+// text whatever lies behind it.
+std::string Controller::InkOf(const TextRun& run) const {
+    const Framebuffer& screen = machine_.Hardware().Screen();
+    const unsigned bytes = screen.Bits() / 8;
+    const std::uint32_t c = run.color;
+    const std::uint32_t ink =
+        bytes == 2 ? (c >> 8 & 0xF800) | (c >> 5 & 0x07E0) | (c >> 3 & 0x001F) : c & 0xFFFFFF;
+    std::string mask;
+    for (unsigned y = static_cast<unsigned>(run.y);
+         y < std::min(static_cast<unsigned>(run.y) + TextRun::kHeight, screen.Height()); ++y)
+        for (unsigned x = static_cast<unsigned>(run.x);
+             x < std::min(static_cast<unsigned>(run.x + run.width), screen.Width()); ++x) {
+            const std::uint8_t* pixel = screen.Pixels() + (std::size_t{y} * screen.Width() + x) * bytes;
+            std::uint32_t value = pixel[0] | std::uint32_t{pixel[1]} << 8;
+            if (bytes > 2)
+                value |= std::uint32_t{pixel[2]} << 16;
+            mask += value == ink ? '1' : '0';
+        }
+    return mask;
+}
+
+// Lock held.
+void Controller::LookAtWatched() {
+    const Micros now = machine_.Now();
+    const bool shown = InkOf(watched_->run) == watched_->ink;
+    if (shown && !watched_->shown) {
+        watched_->since = now;
+        watched_->thread = machine_.SteppedRun()->LastRun();
+    }
+    watched_->shown = shown;
+    if (!shown)
+        watched_->before = now;
+}
+
+// Lock held. The world does not stand still for it.
+void Controller::WatchOn() {
+    machine_.timers.At(machine_.Now() + watched_->every, [this, number = watches_] {
+        if (number != watches_)
+            return;
+        LookAtWatched();
+        WatchOn();
+    });
 }
 
 Controller::Json Controller::MotionReply(const Motion& motion, bool met) {
     Json reply = {{"ok", true}, {"now_us", machine_.Now()}};
     if (motion.kind != Motion::Kind::kAdvance)
         reply["met"] = met;
+    if (motion.tells) {
+        reply["expected"] = motion.expectation->Expected();
+        reply["found"] = motion.expectation->Found(machine_.Hardware(), TextsFor(*motion.expectation));
+    }
     if (SteppedExecution* stepped = machine_.SteppedRun()) {
         reply["quiet"] = stepped->Quiet();
         reply["stuck"] = stepped->Stuck();
@@ -218,7 +292,7 @@ std::vector<std::pair<int, Controller::Json>> Controller::FinishMotions() {
         }
         if (now >= motion->nextLook) {
             Micros step = motion->kind == Motion::Kind::kExit ? 50 * kLook : kLook;
-            if (motion->kind == Motion::Kind::kText)
+            if (motion->kind == Motion::Kind::kExpect)
                 step = std::clamp((now - motion->begin) / 200, kLook, kLongestLook);
             motion->nextLook = std::min(motion->limit, now + step);
         }

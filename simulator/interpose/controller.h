@@ -15,6 +15,7 @@
 #include "simulator/interpose/screen_image.h"
 #include "simulator/interpose/screen_text.h"
 #include "simulator/models/bench_requests.h"
+#include "simulator/models/expectation.h"
 
 namespace k905 {
 
@@ -52,14 +53,25 @@ class Controller {
     // A request under way: time passes until its condition is met or its limit is reached.
     struct Motion {
         int client = -1;
-        enum class Kind { kAdvance, kText, kIdle, kExit } kind = Kind::kAdvance;
+        enum class Kind { kAdvance, kExpect, kIdle, kExit } kind = Kind::kAdvance;
         Micros begin = 0;
         Micros limit = 0;
         Micros nextLook = 0;
-        std::string text;
+        std::shared_ptr<const Expectation> expectation;
+        bool tells = false;  // what was expected and found
         Micros idle = 0;
         Micros lastChange = 0;
         ScreenCopy screen;  // as it was at the last look (kIdle)
+    };
+
+    // A text that is looked for again and again, whatever else goes on: since when it stands on the screen.
+    struct Watched {
+        TextRun run;
+        std::string ink;  // as InkOf tells it
+        Micros every = 0;
+        bool shown = false;
+        Micros since = 0, before = -1;  // first look that saw it, last one that did not (-1: none)
+        int thread = -1;                // that ran before it was seen
     };
 
     Json Hello();
@@ -68,14 +80,19 @@ class Controller {
     Json Touch(const Json& request);
     std::optional<Json> Advance(int client, const Json& request);
     std::optional<Json> Until(int client, const Json& request);
+    std::optional<Json> Expect(int client, const Json& request);
     Json Screenshot(const Json& request);
     Json Text(const Json& request);
     Json Controls();
     Json Bench(const Json& request);
-    Json Samples();
+    Json Samples(const Json& request);
     Json Speed(const Json& request);
     Json Trace(const Json& request);
     Json History();
+    Json Watch(const Json& request);
+    void LookAtWatched();
+    void WatchOn();
+    std::string InkOf(const TextRun& run) const;
     Json Threads();
     Json Calls(const Json& request);
     Json FailCall(const Json& request);
@@ -86,7 +103,8 @@ class Controller {
     void Record(const Json& request, bool settled);
 
     bool IsMet(Motion& motion);
-    bool Shows(const std::string& text);
+    std::optional<Json> Begin(Motion motion, const Json& request);
+    Expectation::Texts TextsFor(const Expectation& expectation);
     ScreenReader& Reader();
     std::vector<TextRun> ReadScreen();
     Json MotionReply(const Motion& motion, bool met);
@@ -98,10 +116,13 @@ class Controller {
     BenchRequests bench_;
     std::unique_ptr<ScreenReader> reader_;
     std::vector<Motion> motions_;
-    LiveTime live_;  // stepped only
+    std::optional<Watched> watched_;  // stepped only
+    unsigned watches_ = 0;            // begun and ended: an older one's timer does nothing
+    LiveTime live_;                   // stepped only
     ParkingPlace still_;
     ScreenCopy screen_;  // of a look that is over: the next one copies only what differs
     std::function<void()> afterReply_;
+    bool kept_ = true;  // every input is in the session's file
     std::uint64_t progress_ = 0;
     std::int64_t progressSince_ = 0;
 };

@@ -6,6 +6,7 @@
 #include "simulator/interpose/product_calls.h"
 #include "simulator/interpose/screen_controls.h"
 #include "simulator/interpose/signals.h"
+#include "simulator/models/explain.h"
 #include "simulator/models/framebuffer.h"
 #include "simulator/models/json_values.h"
 
@@ -85,6 +86,7 @@ Json Controller::Hello() {
     const Machine::Options& options = machine_.Configuration();
     Json reply = {{"mode", machine_.Stepped() ? "stepped" : "paced"},
                   {"now_us", machine_.Now()},
+                  {"kept", kept_},
                   {"seed", options.instrument.seed},
                   {"bits", options.instrument.bits},
                   {"pid", getpid()}};
@@ -186,16 +188,23 @@ Json Controller::Text(const Json& request) {
     Reader();  // its font is read before the world has to wait
     Guard guard(machine_.lock);
     const std::vector<TextRun> all = ReadScreen();
+    std::vector<std::string> inks;
+    if (SwitchOf(request, "ink", false))
+        for (const TextRun& run : all)
+            inks.push_back(InkOf(run));
     const int width = Whole(request, "w", static_cast<int>(machine_.Hardware().Screen().Width()));
     const int height = Whole(request, "h", static_cast<int>(machine_.Hardware().Screen().Height()));
     guard.unlock();
     Json runs = Json::array();
-    for (const TextRun& run : all) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const TextRun& run = all[i];
         if (run.x < x || run.x - x >= width || run.y < y || run.y - y >= height)
             continue;
         char color[16];
         snprintf(color, sizeof color, "%06X", run.color & 0xFFFFFFu);
         runs.push_back({{"x", run.x}, {"y", run.y}, {"w", run.width}, {"color", color}, {"text", run.text}});
+        if (!inks.empty())
+            runs.back()["ink"] = inks[i];
     }
     return {{"runs", runs}};
 }
@@ -260,14 +269,23 @@ Json Controller::Trace(const Json& request) {
             request.contains("thread") ? TraceThreads(request["thread"]) : std::set<int>();
         const auto kinds = request.value("kinds", std::set<std::string>());
         const bool plain = SwitchOf(request, "plain", false);
+        const bool explain = SwitchOf(request, "explain", false);
         Json lines = Json::array();
         const std::size_t most = Count(request, "limit", 0);
         const unsigned long from = Count(request, "from", 0);
+        if (request.contains("from"))
+            trace.CloseCounts();
         for (const TraceLog::Entry& entry : trace.Select(kinds, threads, from, most)) {
-            const std::string count = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
+            std::string behind = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
+            if (explain) {
+                const std::string asked =
+                    entry.kind == "serial" ? trace.Before(entry.number, entry.kind) : "";
+                const std::string means = ExplainTrace(entry.line, asked);
+                behind += (means.empty() ? "" : "   ") + means;
+            }
             lines.push_back(
                 (plain ? "" : TimeText(entry.time) + " " + machine_.threads.Label(entry.thread) + " ") +
-                entry.line + count);
+                entry.line + behind);
         }
         return {{"lines", lines}, {"dropped", trace.Dropped()}, {"next", trace.Added()}};
     } else {
@@ -283,6 +301,45 @@ Json Controller::History() {
         list.push_back(
             {{"kind", mark.kind}, {"first_us", mark.first}, {"last_us", mark.last}, {"count", mark.count}});
     return {{"marks", list}};
+}
+
+Json Controller::Watch(const Json& request) {
+    if (!machine_.Stepped())
+        return Result("only a stepped instrument watches");
+    Watched watched;
+    const bool begins = request.contains("ink");
+    const bool ends = !begins && request.contains("every_us");
+    if (ends && request["every_us"] != 0)
+        return Result("\"every_us\" 0 ends it");
+    if (begins) {
+        watched.ink = WordOf(request, "ink");
+        watched.run.x = Whole(request, "x");
+        watched.run.y = Whole(request, "y");
+        watched.run.width = Whole(request, "w");
+        watched.run.color =
+            static_cast<std::uint32_t>(WholeFrom("0x" + WordOf(request, "color")).value_or(~0u));
+        watched.every = Whole(request, "every_us", 20'000);
+        if (watched.every < 1 || watched.run.x < 0 || watched.run.y < 0 || watched.run.width < 0 ||
+            watched.ink.find('1') == std::string::npos)
+            return Result("what is watched is a run of the reply to text with ink");
+    }
+    Guard guard(machine_.lock);
+    if (begins || ends)
+        ++watches_;
+    if (begins) {
+        watched_ = std::move(watched);
+        WatchOn();
+    }
+    if (!watched_)
+        return Result("no text is watched");
+    LookAtWatched();
+    Json reply = {{"shown", watched_->shown},
+                  {"since_us", watched_->since},
+                  {"before_us", watched_->before},
+                  {"thread", machine_.threads.Label(watched_->thread)}};
+    if (ends)
+        watched_.reset();
+    return reply;
 }
 
 Json Controller::Threads() {

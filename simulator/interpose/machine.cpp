@@ -78,6 +78,10 @@ void Machine::Trace(const char* kind, const std::string& line) {
         trace.Add(Now(), threadContext.self != nullptr ? threadContext.self->ordinal : -1, kind, line);
 }
 
+std::string Machine::Actor() const {
+    return threadContext.self != nullptr ? threads.Label(threadContext.self->ordinal) : "";
+}
+
 void Machine::SendSignal(int signal) {
     ProductThread* main = threads.ByOrdinal(0);
     if (main == nullptr || main->state == ThreadState::kDone || !HasSignalHandler(signal)) {

@@ -60,6 +60,7 @@ class Machine final : public World {
     Micros Now() const override { return stepped_ ? stepped_->Now() : paced_->Now(); }
     void Trace(const char* kind, const std::string& line) override;
     bool Tracing() const override { return trace.Recording(); }
+    std::string Actor() const override;
     void Mark(const char* kind) override { marks.Add(kind, Now()); }
 
     // Sends a signal to the product as the kernel would: to its main thread when it has a handler for it,

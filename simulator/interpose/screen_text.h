@@ -19,6 +19,11 @@ struct TextRun {
     int x = 0, y = 0, width = 0;
     std::uint32_t color = 0;  // 0x00RRGGBB, one of the inks asked for
     std::string text;         // UTF-8
+
+    static constexpr int kHeight = 16;
+    bool Covers(int atX, int atY) const {
+        return atX >= x && atX < x + width && atY >= y && atY < y + kHeight;
+    }
 };
 
 class ScreenReader {

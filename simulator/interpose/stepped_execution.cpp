@@ -80,6 +80,7 @@ ProductThread* SteppedExecution::ChooseNext() {
     running_ = ready_.front();
     ready_.pop_front();
     running_->state = ThreadState::kRunning;
+    lastRun_ = running_->ordinal;
     sliceStart_ = now_;
     return running_;
 }

@@ -28,6 +28,8 @@ class SteppedExecution final : public Execution {
     Micros Limit() const { return limit_; }
     // The world is to come to stand still at once: at the next entry of the running thread into the system.
     void Hold() { limit_ = now_; }
+    // The thread that ran last; so far main.
+    int LastRun() const { return lastRun_; }
     // True while nothing moves: the limit is reached, or nobody can ever run again.
     bool Frozen() const { return frozen_; }
     // True when every thread waits, so that only time or input can go on.
@@ -80,6 +82,7 @@ class SteppedExecution final : public Execution {
     Micros limit_ = 0;
     bool frozen_ = false;
     ProductThread* running_ = nullptr;  // also while it stands at the limit
+    int lastRun_ = 0;                   // its ordinal
     std::deque<ProductThread*> ready_;
     std::vector<ProductThread*> waiting_;  // in the order in which they began: so end waits that end together
     Micros sliceStart_ = 0;

@@ -54,4 +54,12 @@ std::vector<TraceLog::Entry> TraceLog::Select(const std::set<std::string>& kinds
     return selected;
 }
 
+std::string TraceLog::Before(unsigned long number, const std::string& kind) const {
+    const unsigned long first = entries_.empty() ? number : entries_.front().number;  // one a number
+    for (unsigned long at = std::min<unsigned long>(number, first + entries_.size()); at > first; --at)
+        if (const Entry& entry = entries_[at - 1 - first]; entry.kind == kind)
+            return entry.line;
+    return "";
+}
+
 }  // namespace k905

@@ -33,6 +33,12 @@ class TraceLog {
     // Lines recorded so far, the number of the next one.
     unsigned long Added() const { return added_; }
 
+    // Lines that are there are not counted further: somebody who goes on from here has read them.
+    void CloseCounts() { last_.clear(); }
+
+    // The line of that kind before line `number`; "" when there is none.
+    std::string Before(unsigned long number, const std::string& kind) const;
+
     // Entries in order of their beginning; those of the kinds (empty: all) and of the threads (empty: all)
     // given, from number `from` on, the last `most` of them (0: all).
     std::vector<Entry> Select(const std::set<std::string>& kinds, const std::set<int>& threads,

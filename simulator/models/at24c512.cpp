@@ -46,7 +46,7 @@ void At24c512::Stop() {
                                  refused ? " (protected)" : ""));
         if (!refused) {
             world_.Mark("eeprom");
-            cells_.Program(transferStart_, pageBuffer_, world_.Now());
+            cells_.Program(transferStart_, pageBuffer_, world_.Now(), {world_.Now(), world_.Actor()});
         }
     }
     pageBuffer_.clear();

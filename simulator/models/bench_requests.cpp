@@ -4,6 +4,7 @@
 
 #include "simulator/models/host_file.h"
 #include "simulator/models/json_values.h"
+#include "simulator/models/origin.h"
 #include "simulator/models/parts.h"
 #include "simulator/models/still_world.h"
 
@@ -68,7 +69,7 @@ BenchRequests::BenchRequests(World& world, Instrument& instrument, const Instrum
 }
 
 bool BenchRequests::Knows(const std::string& what) {
-    for (const char* own : {"set", "fault", "faults", "quantities", "bench", "state"})
+    for (const char* own : {"set", "fault", "faults", "quantities", "bench", "state", "origin"})
         if (what == own)
             return true;
     return false;
@@ -84,6 +85,8 @@ Json BenchRequests::Do(const Json& request) {
         return Bench(request);
     if (what == "state")
         return {{"state", instrument_.State()}};
+    if (what == "origin")
+        return OriginOf(instrument_, request);
     if (what == "faults")
         return Faults();
     Json list = Json::array();

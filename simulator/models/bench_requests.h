@@ -19,7 +19,7 @@ class BenchRequests {
     BenchRequests(World& world, Instrument& instrument, const Instrument::Options& options,
                   std::function<void()> changed);
 
-    // set, fault, faults, quantities, bench, state.
+    // set, fault, faults, quantities, bench, state, origin.
     static bool Knows(const std::string& what);
     // The reply to one of them. Throws std::invalid_argument when the request itself is wrong. Lock held.
     Json Do(const Json& request);

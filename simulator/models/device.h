@@ -30,6 +30,8 @@ class World {
     // Something happened that a person looks for in the history of the instrument: "acquisition", "eeprom",
     // "screen".
     virtual void Mark(const char*) {}
+    // What the trace calls the thread of the product that is at work; "" when none is.
+    virtual std::string Actor() const { return ""; }
     // False: a trace line would be dropped. What is traced often asks first and saves the formatting.
     virtual bool Tracing() const { return true; }
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 namespace k905 {
@@ -36,7 +37,8 @@ std::uint8_t EepromCells::Read(std::size_t address) const {
     return static_cast<std::uint8_t>(dataLines_.Carry(stuck != stuck_.end() ? stuck->second : held));
 }
 
-void EepromCells::Program(std::size_t address, const std::vector<std::uint8_t>& bytes, Micros now) {
+void EepromCells::Program(std::size_t address, const std::vector<std::uint8_t>& bytes, Micros now,
+                          const Writer& writer) {
     if (dead_ || bytes.empty())
         return;
     const std::size_t first = address % kSize / kPage * kPage;
@@ -48,13 +50,23 @@ void EepromCells::Program(std::size_t address, const std::vector<std::uint8_t>& 
         const std::size_t at = addressLines_.Carry(first + (address + i) % kPage);
         Byte*& place = taken[at % kPage];
         if (place == nullptr)
-            place = &cycle_.emplace_back(Byte{at, file_.Data()[at], bytes[i]});
+            place = &cycle_.emplace_back(Byte{at, file_.Data()[at], bytes[i], {}});
         else
             place->after = bytes[i];
     }
     const std::size_t page = cycle_.front().address / kPage * kPage;
     for (const Byte& byte : cycle_)
         file_.Data()[byte.address] = byte.after;
+    noted_ = origins_ && origins_->Reserve(page, kPage);
+    if (noted_) {
+        CellOrigin origin;
+        origin.at = writer.at;
+        origin.first = static_cast<std::uint16_t>(address);
+        origin.count = static_cast<std::uint16_t>(bytes.size());
+        origin.how = CellOrigin::kWritten;
+        std::strncpy(origin.thread, writer.thread.c_str(), sizeof origin.thread - 1);
+        NoteOrigins(origin);
+    }
     ++writes_[page / kPage];
     cycleStart_ = now;
     cycleEnd_ = now + kWriteCycle;
@@ -72,6 +84,18 @@ void EepromCells::Program(std::size_t address, const std::vector<std::uint8_t>& 
     programmed_ += static_cast<std::uint64_t>(count);
     if (cutAfter_ >= 0)
         cutAfter_ -= count;
+}
+
+// A byte that is given the value that it has comes from where it came from.
+void EepromCells::NoteOrigins(const CellOrigin& origin) {
+    for (Byte& byte : cycle_) {
+        CellOrigin& kept = origins_->At(byte.address);
+        byte.origin = kept;
+        if (kept.how != CellOrigin::kAsFound && byte.before == byte.after)
+            continue;
+        kept = origin;
+        kept.before = byte.before;
+    }
 }
 
 void EepromCells::Cut(Micros now) {
@@ -108,6 +132,12 @@ void EepromCells::Tear(std::size_t programmed, Damage damage) {
         else if (damage == Damage::kHalfByte && i == programmed)
             left = static_cast<std::uint8_t>((byte.before & mask) | (byte.after & ~mask));
         file_.Data()[byte.address] = left;
+        if (!noted_ || left == byte.after)
+            continue;
+        if (left == byte.before)
+            origins_->At(byte.address) = byte.origin;
+        else
+            origins_->At(byte.address).how = CellOrigin::kTorn;
     }
     cycle_.clear();
 }

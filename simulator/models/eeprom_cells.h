@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "simulator/models/cell_origins.h"
 #include "simulator/models/chance.h"
 #include "simulator/models/device.h"
 #include "simulator/models/host_file.h"
@@ -31,11 +33,21 @@ class EepromCells {
     // `name`, a literal, keys the chance of damaged bits. A fresh part holds 0xFF everywhere.
     EepromCells(const std::string& imagePath, unsigned seed, const char* name);
 
+    // From here on it is kept in that file which write each cell's value comes from.
+    void KeepOrigins(const std::string& path) { origins_ = std::make_unique<CellOrigins>(path, kSize); }
+    CellOrigins* Origins() { return origins_.get(); }
+
+    // Who has the cells written, and when it began to.
+    struct Writer {
+        Micros at;
+        std::string thread;
+    };
     std::uint8_t Read(std::size_t address) const;
     // Starts a write cycle at time `now`: bytes in the order they arrived, the first at `address`, wrapping
     // within the page. More bytes than a page overwrite the first ones in the page buffer. Nothing happens
     // without bytes.
-    void Program(std::size_t address, const std::vector<std::uint8_t>& bytes, Micros now);
+    void Program(std::size_t address, const std::vector<std::uint8_t>& bytes, Micros now,
+                 const Writer& writer = {});
     bool Busy(Micros now) const { return dead_ || now < cycleEnd_; }
 
     // The supply goes away now. Of a cycle under way the share of bytes is programmed that its time allowed.
@@ -71,15 +83,19 @@ class EepromCells {
     struct Byte {
         std::size_t address;
         std::uint8_t before, after;
+        CellOrigin origin = {};  // of `before`
     };
     struct Lines {
         unsigned low = 0, high = 0;  // bits stuck at each level
         std::size_t Carry(std::size_t value) const { return (value & ~std::size_t{low}) | high; }
     };
     std::uint8_t WornBits(std::size_t address) const;
+    void NoteOrigins(const CellOrigin& origin);
     void Tear(std::size_t programmed, Damage damage);
 
     host::MappedFile file_;
+    std::unique_ptr<CellOrigins> origins_;
+    bool noted_ = false;  // those of the cycle
     const char* name_;
     Chance chance_;
     std::uint64_t wornKey_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "simulator/models/register_names.h"
 #include "simulator/models/text.h"
 
 namespace k905 {
@@ -21,16 +22,19 @@ Fpga::Fpga(World& world, Optics& optics, At24c512& eeprom, const ModuleSurroundi
 
 void Fpga::BeginConfiguration() {
     configured_ = false;
-    registers_ = {};
-    acquisition_ = Acquisition::kIdle;
-    HoldStuck();
+    Clear();
 }
 
 void Fpga::Configure() {
     configured_ = true;
-    registers_ = {};
-    acquisition_ = Acquisition::kIdle;
     std::fill(memory_.begin(), memory_.end(), std::uint16_t{0});
+    Clear();
+}
+
+void Fpga::Clear() {
+    registers_ = {};
+    origins_ = {};
+    acquisition_ = Acquisition::kIdle;
     HoldStuck();
 }
 
@@ -81,11 +85,13 @@ void Fpga::HoldStuck() {
 void Fpga::Write(std::uint16_t index, std::uint16_t value) {
     if (!configured_ || index >= kRegisterCount)
         return;
-    if (stuckValue_ >= 0 && index == stuckIndex_) {
-        underStuck_ = value;
+    const bool stuck = stuckValue_ >= 0 && index == stuckIndex_;
+    std::uint16_t& held = stuck ? underStuck_ : registers_[index];
+    if (!origins_[index] || held != value)
+        origins_[index] = Written{world_.Now(), value, held, world_.Actor()};
+    held = value;
+    if (stuck)
         return;
-    }
-    registers_[index] = value;
     if (index == kRegControlOut)
         DriveLines();
     if (index != kRegAcquire)
@@ -96,11 +102,13 @@ void Fpga::Write(std::uint16_t index, std::uint16_t value) {
         finishedAt_ = now + AcquisitionTime();
         ++acquisitions_;
         world_.Mark("acquisition");
-        acquired_.input = OpticsInputFrom(registers_, surroundings_.Temperature(),
-                                          surroundings_.InjectedSignal(), surroundings_.InjectedChannel());
-        acquired_.samples = SampleCount();
-        const auto samples = optics_.Acquire(acquired_.input, acquired_.samples);
-        std::copy(samples.begin(), samples.end(), memory_.begin());
+        const OpticsInput input =
+            OpticsInputFrom(registers_, surroundings_.Temperature(), surroundings_.InjectedSignal(),
+                            surroundings_.InjectedChannel());
+        lastLit_ = optics_.Lit(input);
+        Acquired& acquired = acquired_[static_cast<std::size_t>(lastLit_)];
+        acquired = {acquisitions_, input, optics_.Acquire(input, SampleCount())};
+        std::copy(acquired.samples.begin(), acquired.samples.end(), memory_.begin());
     } else if (value == kAcquireTransfer && acquisition_ != Acquisition::kIdle) {
         acquisition_ = Acquisition::kTransferring;
         readyAt_ = std::max(now, finishedAt_) + TransferTime();
@@ -136,33 +144,20 @@ std::size_t Fpga::Fetch(std::uint16_t* samples, std::size_t count) const {
 }
 
 nlohmann::json Fpga::State() const {
-    static constexpr struct {
-        const char* name;
-        Register index;
-    } kNamed[] = {
-        {"control_out", kRegControlOut},
-        {"current0", kRegCurrent0},
-        {"current1", kRegCurrent1},
-        {"att0", kRegAtt0},
-        {"att1", kRegAtt1},
-        {"vdd", kRegVdd},
-        {"apd", kRegApd},
-        {"apd_bias", kRegApdBias},
-        {"pulse", kRegPulse},
-        {"sample_count", kRegSampleCount},
-        {"averages", kRegAverages},
-        {"period", kRegPeriod},
-        {"pulse_mode", kRegPulseMode},
-        {"memory", kRegMemory},
-    };
     nlohmann::json values = nlohmann::json::object();
-    for (const auto& entry : kNamed)
-        values[entry.name] = Text("0x%04x", static_cast<unsigned>(registers_[entry.index]));
+    for (const RegisterName& one : kRegisterNames)
+        if (one.count == 1)
+            values[one.name] = Text("0x%04x", static_cast<unsigned>(registers_[one.index]));
     static constexpr const char* kPhaseNames[] = {"idle", "running", "transferring"};
+    nlohmann::json last = nlohmann::json::object();
+    for (std::size_t lit = 0; lit < kWavelengths; ++lit)
+        if (acquired_[lit].number > 0)
+            last[kWavelengthNames[lit]] = acquired_[lit].number;
     return {{"configured", configured_},
             {"registers", values},
             {"acquisition", kPhaseNames[static_cast<int>(acquisition_)]},
             {"acquisitions", acquisitions_},
+            {"last_acquisitions", last},
             {"visible_light", (registers_[kRegControlOut] & kOutVisibleLight) != 0},
             {"speaker", registers_[kRegSpeakerOn] != 0},
             {"speaker_tone", registers_[kRegSpeakerTone]}};

@@ -1,8 +1,11 @@
 // The FPGA: configuration, register file, acquisition engine with its sample memory, and the lines it drives.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "simulator/models/at24c512.h"
@@ -35,15 +38,26 @@ class Fpga {
 
     std::uint16_t Read(std::uint16_t index);
     void Write(std::uint16_t index, std::uint16_t value);
+    // The write that gave a register its present value. None: nobody has written it since the configuration.
+    struct Written {
+        Micros at = 0;
+        std::uint16_t value = 0, before = 0;
+        std::string thread;
+    };
+    const std::optional<Written>& Origin(std::uint16_t index) const { return origins_.at(index); }
+    bool Stuck(std::uint16_t index) const { return stuckValue_ >= 0 && stuckIndex_ == index; }
     // Copies up to `count` samples; returns how many. Beyond what was acquired comes old content.
     std::size_t Fetch(std::uint16_t* samples, std::size_t count) const;
 
-    // How the last acquisition was made; no samples before the first.
+    // The last acquisition, and the last one at a wavelength, for who looks at the bench: how it was made,
+    // which one of all it was (the first is 1), and its samples. Number 0: there was none.
     struct Acquired {
+        std::uint64_t number;
         OpticsInput input;
-        std::size_t samples;
+        std::vector<std::uint16_t> samples;
     };
-    const Acquired& LastAcquired() const { return acquired_; }
+    const Acquired& LastAcquired() const { return LastAcquired(lastLit_); }
+    const Acquired& LastAcquired(Wavelength lit) const { return acquired_[static_cast<std::size_t>(lit)]; }
 
     const Registers& Values() const { return registers_; }
     // Microseconds that the set-up registers imply for an acquisition and for the transfer of its samples.
@@ -60,6 +74,7 @@ class Fpga {
   private:
     enum class Acquisition { kIdle, kRunning, kTransferring };
     void DriveLines();
+    void Clear();
     void HoldStuck();
     std::size_t SampleCount() const;
 
@@ -69,11 +84,13 @@ class Fpga {
     const ModuleSurroundings& surroundings_;
     bool configured_ = false;
     Registers registers_ = {};
+    std::array<std::optional<Written>, kRegisterCount> origins_;
     Acquisition acquisition_ = Acquisition::kIdle;
     Micros finishedAt_ = 0, readyAt_ = 0;
     std::vector<std::uint16_t> memory_;
     std::uint64_t acquisitions_ = 0;
-    Acquired acquired_ = {};
+    std::array<Acquired, kWavelengths> acquired_ = {};
+    Wavelength lastLit_ = Wavelength::kNone;
 
     int stuckValue_ = -1;
     std::uint16_t stuckIndex_ = 0, underStuck_ = 0;  // what was written last comes back when the fault goes

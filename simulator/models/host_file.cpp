@@ -36,7 +36,10 @@ bool Write(const std::string& path, int how, const std::string& content) {
     const int fd = OpenRaw(path, O_WRONLY | O_CREAT | how | O_NOFOLLOW, 0644);
     if (fd < 0)
         return false;
+    const long before = syscall(SYS_lseek, fd, 0, SEEK_END);
     const bool whole = WriteAll(fd, content.data(), content.size());
+    if (!whole && before >= 0)
+        SetSize(fd, static_cast<std::size_t>(before));  // no part of it
     Close(fd);
     return whole;
 }
@@ -145,7 +148,8 @@ std::vector<std::string> List(const std::string& directory) {
     return names;
 }
 
-MappedFile::MappedFile(const std::string& path, std::size_t size, std::uint8_t fill) : size_(size) {
+MappedFile::MappedFile(const std::string& path, std::size_t size, std::uint8_t fill)
+    : path_(path), size_(size) {
     const int fd = OpenRaw(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0644);
     if (fd < 0)
         throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
@@ -156,11 +160,22 @@ MappedFile::MappedFile(const std::string& path, std::size_t size, std::uint8_t f
     Close(fd);
     if (data_ == nullptr)
         throw std::runtime_error("cannot map " + path);
-    std::memset(data_ + old, fill, size - old);
+    if (fill != 0)  // which the new part of a file has by itself, without taking room
+        std::memset(data_ + old, fill, size - old);
 }
 
 MappedFile::~MappedFile() {
     Unmap(data_, size_);
+}
+
+bool MappedFile::Reserve(std::size_t at, std::size_t count) const {
+    const int fd = OpenRaw(path_, O_RDWR | O_NOFOLLOW);
+    if (fd < 0)
+        return false;
+    const bool reserved =
+        fallocate(fd, 0, static_cast<off_t>(at), static_cast<off_t>(count)) == 0 || errno == EOPNOTSUPP;
+    Close(fd);
+    return reserved;
 }
 
 int MakeMemory(const char* name) {

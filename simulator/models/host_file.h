@@ -36,8 +36,11 @@ class MappedFile {
     std::uint8_t* Data() { return data_; }
     const std::uint8_t* Data() const { return data_; }
     std::size_t Size() const { return size_; }
+    // Whether these bytes have room on the disk: writing into a hole for which there is none would be SIGBUS.
+    bool Reserve(std::size_t at, std::size_t count) const;
 
   private:
+    std::string path_;
     std::uint8_t* data_ = nullptr;
     std::size_t size_ = 0;
 };

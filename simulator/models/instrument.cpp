@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "simulator/models/host_file.h"
+#include "simulator/models/origin.h"
 #include "simulator/models/parts.h"
 
 namespace k905 {
@@ -66,6 +67,8 @@ Instrument::Parts::Parts(World& theWorld, const Options& options)
         if (onPowerCut)
             onPowerCut();
     };
+    for (const NamedMemory& memory : kNamedMemories)
+        Cells(memory.name).KeepOrigins(options.stateDir + "/" + memory.image + kOriginsOf);
     moduleEeprom.Cells().OnCut(cut);
     mainboardEeprom.Cells().OnCut(cut);
 }

@@ -1,11 +1,12 @@
 // Faults of the optical module: its drivers, FPGA, converters and optics.
 #include <algorithm>
 #include <iterator>
-#include <optional>
 #include <utility>
 #include <vector>
 
 #include "simulator/models/fault_rows.h"
+#include "simulator/models/json_values.h"
+#include "simulator/models/register_names.h"
 
 namespace k905 {
 
@@ -14,40 +15,19 @@ namespace {
 using Parts = Instrument::Parts;
 using nlohmann::json;
 
-// A register by byte address or index, as a number or as text ("0x3000002e").
-bool RegisterIndex(const json& value, std::uint16_t& index) {
-    std::uint64_t number = 0;
-    if (value.is_number_integer()) {
-        if (value < 0)
-            return false;
-        number = value.get<std::uint64_t>();
-    } else if (value.is_string()) {
-        const std::string text = value.get<std::string>();
-        char* end = nullptr;
-        number = std::strtoull(text.c_str(), &end, 0);
-        if (text.empty() || *end != '\0' || text[0] == '-')
-            return false;
-    } else {
-        return false;
-    }
-    if (number >= kRegisterBase)
-        number = (number - kRegisterBase) / 2;
-    index = static_cast<std::uint16_t>(number);
-    return number < kRegisterCount;
-}
-
 std::string RegisterStuck(Parts& parts, bool on, const json& value) {
     if (!on) {
         parts.fpga.SetStuck(0, -1);
         return "";
     }
-    std::uint16_t index = 0;
-    const json none;
-    const json& stuck = value.is_object() && value.contains("value") ? value["value"] : none;
-    if (!value.is_object() || !value.contains("register") || !RegisterIndex(value["register"], index) ||
-        !stuck.is_number_integer() || stuck < 0 || stuck > 0xFFFF)
-        return "optic.register_stuck takes {\"register\": address, \"value\": 0..65535}";
-    parts.fpga.SetStuck(index, stuck.get<int>());
+    const auto member = [&](const char* name) {
+        return value.is_object() ? value.value(name, json()) : json();
+    };
+    const auto index = FindRegister(member("register"));
+    const json stuck = member("value");
+    if (!index || !WholeInRange(stuck, 0, 0xFFFF))
+        return "optic.register_stuck takes {\"register\": address or name, \"value\": 0..65535}";
+    parts.fpga.SetStuck(*index, stuck.get<int>());
     return "";
 }
 

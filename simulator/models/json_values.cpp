@@ -1,6 +1,9 @@
 #include "simulator/models/json_values.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace k905 {
@@ -44,6 +47,20 @@ bool SwitchOf(const nlohmann::json& request, const char* name, bool otherwise) {
     if (!request[name].is_boolean())
         Refuse(name, "must be true or false");
     return request[name].get<bool>();
+}
+
+std::optional<std::uint64_t> WholeFrom(const nlohmann::json& value) {
+    if (value.is_number_integer())
+        return value < 0 ? std::nullopt : std::optional(value.get<std::uint64_t>());
+    if (!value.is_string())
+        return std::nullopt;
+    const std::string text = value.get<std::string>();
+    if (text.empty() || std::isdigit(static_cast<unsigned char>(text[0])) == 0)
+        return std::nullopt;
+    char* end = nullptr;
+    errno = 0;
+    const std::uint64_t number = std::strtoull(text.c_str(), &end, 0);
+    return *end != '\0' || errno != 0 ? std::nullopt : std::optional(number);
 }
 
 std::string ReasonOf(const std::exception& error) {

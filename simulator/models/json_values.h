@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ std::string WordOf(const nlohmann::json& request, const char* name);
 std::string WordOf(const nlohmann::json& request, const char* name, const std::string& otherwise);
 double NumberOf(const nlohmann::json& request, const char* name);
 bool SwitchOf(const nlohmann::json& request, const char* name, bool otherwise);
+
+// A number from 0 on, as such or as text ("0x3000002e"); nothing: it is none.
+std::optional<std::uint64_t> WholeFrom(const nlohmann::json& value);
 
 // What was thrown over a request, for a person: the JSON library's own words are for programmers.
 std::string ReasonOf(const std::exception& error);

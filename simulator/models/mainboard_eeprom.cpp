@@ -105,7 +105,7 @@ int MainboardEeprom::Write(const i2c_msg& message, bool last) {
                              Protected() ? " (protected)" : ""));
     if (!Protected()) {
         world_.Mark("eeprom");
-        cells_.Program(address_, bytes, busTime_);
+        cells_.Program(address_, bytes, busTime_, {world_.Now(), world_.Actor()});
     }
     const std::size_t page = address_ / EepromCells::kPage * EepromCells::kPage;
     address_ = static_cast<std::uint16_t>(page + (address_ + bytes.size()) % EepromCells::kPage);

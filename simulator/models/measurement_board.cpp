@@ -6,22 +6,12 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "simulator/models/board_frames.h"
 #include "simulator/models/text.h"
 
 namespace k905 {
 
 namespace {
-
-enum Command : std::uint8_t {
-    kConnect = 7,
-    kGetAdc = 2,
-    kGetFixtureAdc = 8,
-    kGetPulseWidth = 9,
-    kVoltage1 = 13,
-    kVoltage0 = 14,
-    kChannel6300 = 15,
-    kChannel6307 = 18,
-};
 
 constexpr Micros kCharacterTime =
     10 * 1000000 / MeasurementBoard::kBaud + 1;  // 86.8 microseconds, rounded up
@@ -225,7 +215,7 @@ void MeasurementBoard::Frame(const std::vector<std::uint8_t>& frame, Micros at) 
     if (!plugged_)
         return;
     if (frame.size() == 3 && command == kConnect) {
-        Reply({6, kConnect, 0, 0, 0, 0, 0}, std::max(at, busyUntil_) + kCommandTime);
+        Reply({kShortReply, kConnect, 0, 0, 0, 0, 0}, std::max(at, busyUntil_) + kCommandTime);
     } else if (frame.size() == 4 && command >= kVoltage1 && command <= kChannel6307) {
         busyUntil_ = std::max(at, busyUntil_) + kCommandTime;
         Switch(command);
@@ -233,11 +223,11 @@ void MeasurementBoard::Frame(const std::vector<std::uint8_t>& frame, Micros at) 
                (command == kGetAdc || command == kGetFixtureAdc || command == kGetPulseWidth)) {
         const std::uint8_t channel = frame[2];
         const double volts = Volts(channel);
-        std::vector<std::uint8_t> reply = {6, channel};
+        std::vector<std::uint8_t> reply = {kShortReply, channel};
         const double noise = (volts * kReadingNoise + kNoiseFloor) * noise_.Normal() * readingError_.noise;
         PutBigEndian(reply, FloatBits(volts * readingError_.gain + readingError_.offset + noise));
         if (command == kGetPulseWidth) {
-            reply[0] = 10;
+            reply[0] = kLongReply;
             PutBigEndian(reply, PulseWidth(channel));
         }
         reply.push_back(0);

@@ -221,6 +221,10 @@ std::vector<std::uint16_t> Optics::Acquire(const OpticsInput& input, std::size_t
     return samples;
 }
 
+Wavelength Optics::Lit(const OpticsInput& input) const {
+    return Laser(input).wavelength;
+}
+
 double Optics::BreakdownCode(double temperature) const {
     return ApdCode(seed_, BreakdownVolts(Diode(), temperature));
 }
@@ -230,7 +234,6 @@ double Optics::OffsetSamples() const {
 }
 
 nlohmann::json Optics::State(const OpticsInput& input) const {
-    static constexpr const char* kWavelengths[] = {"1310", "1550", "1625", "none"};
     const ApdState apd = Apd(input);
     const LaserSetup laser = Laser(input);
     const double atZero = BreakdownCode(0);
@@ -271,7 +274,7 @@ nlohmann::json Optics::State(const OpticsInput& input) const {
             {"path_broken", pathBroken_},
             {"laser_enabled", (input.current1 & 1) != 0},
             {"laser_watts", laserOff_ ? 0.0 : laser.watts * laserPower_ * spread_.laserFactor},
-            {"wavelength", kWavelengths[static_cast<int>(laser.wavelength)]},
+            {"wavelength", kWavelengthNames[static_cast<int>(laser.wavelength)]},
             {"wavelength_code", input.current1 >> 6 & 3},
             {"pulse_code", input.pulse},
             {"pulse_nanoseconds", laser.nanoseconds},

@@ -113,6 +113,9 @@ class Optics {
     // `count` ADC codes of one acquisition. Sample 0 is the converter's stale first conversion.
     std::vector<std::uint16_t> Acquire(const OpticsInput& input, std::size_t count);
 
+    // What the laser lights at, whatever is selected.
+    Wavelength Lit(const OpticsInput& input) const;
+
     // APD code at which this module breaks down, not a whole number.
     double BreakdownCode(double temperature) const;
     // Samples of the finest time base from the end of the lead-in to the pulse at the port.

@@ -18,6 +18,8 @@ inline double Ratio(double decibels) {
 }
 
 enum class Wavelength { k1310, k1550, k1625, kNone };
+constexpr const char* kWavelengthNames[] = {"1310", "1550", "1625", "none"};
+constexpr std::size_t kWavelengths = sizeof kWavelengthNames / sizeof kWavelengthNames[0];
 
 constexpr double kNoReflection = -200;  // dB
 constexpr double kOpenEnd = -14.5;      // dB: Fresnel reflection of a flat end in air, index 1.468

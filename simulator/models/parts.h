@@ -38,6 +38,11 @@ struct Instrument::Parts : ModuleSurroundings {
     // What a bench setting and the faults that lie over it come to together. "" or the error text.
     std::string ApplyMedia();
 
+    // Of the EEPROM that the trace calls so: module, mainboard.
+    EepromCells& Cells(const std::string& memory) {
+        return memory == "module" ? moduleEeprom.Cells() : mainboardEeprom.Cells();
+    }
+
     World& world;
     Storage storage;
     Framebuffer screen;

@@ -333,23 +333,41 @@ void Job::End() {
 constexpr std::size_t kStepWidth = 18;
 constexpr std::size_t kSeenWidth = 64;
 
+std::size_t Characters(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
 std::string Padded(std::string text, std::size_t width) {
-    std::size_t shown = 0;  // characters, not bytes
-    for (const char c : text)
-        shown += (c & 0xC0) != 0x80;
+    const std::size_t shown = Characters(text);
     return text.append(shown < width ? width - shown : 0, ' ');
 }
 
-// Lines of at most `width` bytes, broken after a semicolon where there is one.
-std::vector<std::string> Wrapped(std::string text, std::size_t width) {
-    std::vector<std::string> lines;
-    while (text.size() > width) {
-        const std::size_t semicolon = text.rfind("; ", width - 2);
-        const std::size_t end = semicolon == std::string::npos ? width : semicolon + 2;
-        lines.push_back(text.substr(0, end));
-        text.erase(0, end);
+// Lines of at most `width` characters, broken after a semicolon where there is one, or at a blank.
+std::vector<std::string> Wrapped(const std::string& text, std::size_t width) {
+    std::vector<std::string> lines(1);
+    std::size_t shown = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::string& line = lines.back();
+        const bool begins = (text[i] & 0xC0) != 0x80;  // a character, of one byte or more
+        if (text[i] == '\n' || (begins && shown == width)) {
+            std::string rest;
+            if (text[i] != '\n') {
+                std::size_t end = line.rfind("; ");
+                end = end != std::string::npos ? end + 1 : line.rfind(' ');
+                if (end != std::string::npos && end > 0) {
+                    rest = line.substr(end + 1);
+                    line.resize(end + 1);
+                }
+                rest += text[i];
+            }
+            shown = Characters(rest);
+            lines.push_back(rest);
+            continue;
+        }
+        line += text[i];
+        shown += begins;
     }
-    lines.push_back(text);
     return lines;
 }
 
@@ -368,21 +386,23 @@ bool IsCheckStep(const std::string& name) {
     return false;
 }
 
-std::string TableHead() {
-    return Padded("step", kStepWidth) + " | " + Padded("read back from the screen", kSeenWidth) +
-           " | result\n" + std::string(kStepWidth + 1, '-') + "+" + std::string(kSeenWidth + 2, '-') +
-           "+-------\n";
+std::string TableHead(const std::string& step, const std::string& seen) {
+    return Padded(step, kStepWidth) + " | " + Padded(seen, kSeenWidth) + " | result\n" +
+           std::string(kStepWidth + 1, '-') + "+" + std::string(kSeenWidth + 2, '-') + "+-------\n";
 }
 
 std::string TableRows(const CheckResult& result) {
+    const std::vector<std::string> steps = Wrapped(result.step, kStepWidth);
+    const std::vector<std::string> seen = Wrapped(result.seen, kSeenWidth);
+    const auto row = [](const std::vector<std::string>& column, std::size_t i) {
+        return i < column.size() ? column[i] : std::string();
+    };
     std::string rows;
-    std::string step = result.step;
-    std::string verdict = result.Passed() ? "passed" : "FAILED";
-    for (const std::string& line : Wrapped(result.seen, kSeenWidth)) {
-        rows += Padded(step, kStepWidth) + " | " + Padded(line, kSeenWidth) + " | " + verdict + "\n";
-        step.clear();
-        verdict.clear();
-    }
+    for (std::size_t i = 0; i < std::max(steps.size(), seen.size()); ++i)
+        rows += Padded(row(steps, i), kStepWidth) + " | " + Padded(row(seen, i), kSeenWidth) + " |" +
+                (i > 0             ? "\n"
+                 : result.Passed() ? " passed\n"
+                                   : " FAILED\n");
     return rows;
 }
 
@@ -395,7 +415,7 @@ std::string JsonRow(const CheckResult& result) {
         {"seconds", result.seconds},
         {"texts", result.texts},
         {"state", result.state.empty() ? nlohmann::json() : nlohmann::json::parse(result.state)}};
-    return row.dump() + "\n";
+    return row.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace k905

@@ -85,7 +85,8 @@ bool IsCheckStep(const std::string& name);
 std::vector<TextRun> Paragraphs(const std::vector<TextRun>& runs);
 
 // A result as rows of the table "step | read back from the screen | result", wrapped to its columns.
-std::string TableHead();
+std::string TableHead(const std::string& step = "step",
+                      const std::string& seen = "read back from the screen");
 std::string TableRows(const CheckResult& result);
 // The same as one line of JSON, for programs: step, passed, seen, wrong, seconds, texts, state.
 std::string JsonRow(const CheckResult& result);

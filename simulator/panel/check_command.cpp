@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "simulator/panel/check.h"
 #include "simulator/panel/commands.h"
@@ -22,22 +23,20 @@ int RunCheckCommand(const CommandOptions& options) {
     if (shots)
         check.outDir = std::filesystem::absolute(options.out.empty() ? "build/check" : options.out).string();
     if (options.keep) {
-        std::string folder = (std::filesystem::temp_directory_path() / "k905-check-XXXXXX").string();
-        if (mkdtemp(folder.data()) == nullptr)
-            throw BenchError(folder + ": cannot be made");
-        check.bench.stateDir = folder;
-        std::fprintf(options.json ? stderr : stdout, "state folder: %s\n", folder.c_str());
+        check.bench.stateDir = StateFolder("", true).Path();
+        std::fprintf(options.json ? stderr : stdout, "state folder: %s\n", check.bench.stateDir.c_str());
     }
 
-    if (!options.json)
-        std::fputs(TableHead().c_str(), stdout);
+    const bool job = options.script.empty();
+    bool headed = options.json;
     const auto report = [&](const CheckResult& result) {
+        if (!std::exchange(headed, true))
+            std::fputs((job ? TableHead() : TableHead("line", "found")).c_str(), stdout);
         std::fputs((options.json ? JsonRow(result) : TableRows(result)).c_str(), stdout);
         std::fflush(stdout);
     };
     const std::vector<CheckResult> results =
-        options.script.empty() ? RunCheck(check, report)
-                               : RunReplay({check.bench, options.script, check.outDir}, report);
+        job ? RunCheck(check, report) : RunReplay({check.bench, options.script, check.outDir}, report);
 
     std::size_t failed = 0;
     for (const CheckResult& result : results)
@@ -45,13 +44,15 @@ int RunCheckCommand(const CommandOptions& options) {
             ++failed;
             if (options.json)
                 continue;
-            std::printf("\n%s FAILED: %s\n", result.step.c_str(), result.wrong.c_str());
+            std::printf("\n%s%s\n", job ? (result.step + " FAILED: ").c_str() : "", result.wrong.c_str());
+            if (!job && std::filesystem::exists(check.outDir + "/" + kFailedScreen))
+                std::printf("  the screen at that moment: %s/%s\n", check.outDir.c_str(), kFailedScreen);
             if (!result.at.empty())
                 std::printf("  the instrument at that moment: ./run --at '%s'\n", result.at.c_str());
         }
     if (!options.json)
-        std::printf("\n%zu steps passed, %zu failed; screenshots: %s\n", results.size() - failed, failed,
-                    check.outDir.c_str());
+        std::printf("\n%zu steps passed, %zu failed; screenshots%s: %s\n", results.size() - failed, failed,
+                    job ? "" : " and session", check.outDir.c_str());
     return failed == 0 && !results.empty() ? 0 : 1;
 }
 

@@ -15,6 +15,8 @@
 #include <sstream>
 #include <thread>
 
+#include "simulator/models/origin.h"
+
 namespace fs = std::filesystem;
 
 namespace k905 {
@@ -35,32 +37,6 @@ void MustExist(const std::string& path, const char* what, const char* target) {
                          target + ")");
 }
 
-std::string TemporaryFolder() {
-    std::string name = (fs::temp_directory_path() / "k905-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
-        throw BenchError(name + ": cannot be made: " + std::strerror(errno));
-    return name;
-}
-
-// Temporary state folders, and who runs in each (0: nobody yet).
-std::mutex temporaryLock;
-std::map<std::string, pid_t>& Temporary() {
-    static std::map<std::string, pid_t> folders;
-    return folders;
-}
-
-void NoteTemporary(const std::string& folder, pid_t pid) {
-    const std::lock_guard<std::mutex> guard(temporaryLock);
-    Temporary()[folder] = pid;
-}
-
-void RemoveTemporary(const std::string& folder) {
-    const std::lock_guard<std::mutex> guard(temporaryLock);
-    Temporary().erase(folder);
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-}
-
 std::string Number(double value) {
     std::ostringstream text;
     text << value;
@@ -74,34 +50,13 @@ BuildFolder BuildFolder::OfThisProgram() {
     return {build / "bin/fct", build / "lib/libk905.so", build / "app/fct"};
 }
 
-void LeaveNothingBehindOnSignals() {
-    sigset_t ends;
-    sigemptyset(&ends);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&ends, signal);
-    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-    std::thread([ends] {
-        int signal = 0;
-        sigwait(&ends, &signal);
-        temporaryLock.lock();  // for good: nobody else begins or ends an instrument
-        for (const auto& [folder, pid] : Temporary()) {
-            siginfo_t gone = {};
-            if (pid != 0 && kill(pid, SIGKILL) == 0)
-                waitid(P_PID, static_cast<id_t>(pid), &gone, WEXITED | WNOWAIT);
-            std::error_code ignored;
-            fs::remove_all(folder, ignored);
-        }
-        ::signal(signal, SIG_DFL);
-        pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
-        raise(signal);
-    }).detach();
-}
-
-Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
+Bench::Bench(const BenchOptions& options)
+    : folder_(options.stateDir, options.keepState), bits_(options.bits) {
     MustExist(options.build.program, "program", "fct");
     MustExist(options.build.preload, "simulator library", "k905_preload");
     MustExist(options.build.app, "folder of font and bitmaps", "assets");
     try {
+        auto filling = StateFolder::Fill();
         PrepareState(options);
         std::map<std::string, std::string> environment = options.environment;
         environment["LD_PRELOAD"] = K905_PRELOAD_FIRST + options.build.preload;
@@ -112,21 +67,19 @@ Bench::Bench(const BenchOptions& options) : bits_(options.bits) {
             environment["ASAN_OPTIONS"] =
                 std::string(own != nullptr ? own : "") + ":allocator_release_to_os_interval_ms=-1";
         }
-        environment["K905_STATE"] = stateDir_;
+        environment["K905_STATE"] = StateDir();
         environment["K905_APP"] = options.build.app;
         environment["K905_MODE"] = options.stepped ? "stepped" : "paced";
         if (!options.stepped)
             environment["K905_SPEED"] = Number(options.speed);
         environment["K905_SEED"] = std::to_string(options.seed);
         environment["K905_BITS"] = std::to_string(options.bits);
-        process_ = std::make_unique<Process>(options.build.program, stateDir_ + "/console.log", environment);
-        if (removeState_)
-            NoteTemporary(stateDir_, Pid());
+        process_ = std::make_unique<Process>(options.build.program, StateDir() + "/console.log", environment);
+        folder_.RunBy(Pid());
+        filling.unlock();
         Connect(options);
     } catch (...) {
         process_.reset();
-        if (removeState_)
-            RemoveTemporary(stateDir_);
         throw;
     }
 }
@@ -135,23 +88,9 @@ Bench::~Bench() {
     screen_.reset();
     control_.reset();
     process_.reset();
-    if (removeState_)
-        RemoveTemporary(stateDir_);
 }
 
 void Bench::PrepareState(const BenchOptions& options) {
-    if (options.stateDir.empty()) {
-        stateDir_ = TemporaryFolder();
-        removeState_ = !options.keepState;
-        if (removeState_)
-            NoteTemporary(stateDir_, 0);
-    } else {
-        stateDir_ = fs::absolute(options.stateDir);
-        std::error_code error;
-        fs::create_directories(stateDir_, error);
-        if (error)
-            throw BenchError(stateDir_ + ": cannot be made: " + error.message());
-    }
     // What an earlier run left goes away, but a run that is still alive keeps its folder.
     bool alive = true;
     try {
@@ -160,15 +99,17 @@ void Bench::PrepareState(const BenchOptions& options) {
         alive = false;
     }
     if (alive)
-        throw BenchError(stateDir_ + ": another instrument is running in this state folder");
+        throw BenchError(StateDir() + ": another instrument is running in this state folder");
     for (const char* leftover : {"/control.sock", "/console.log", "/start.json"})
-        fs::remove(stateDir_ + leftover);
+        fs::remove(StateDir() + leftover);
+    for (const NamedMemory& memory : kNamedMemories)
+        fs::remove(StateDir() + "/" + memory.image + kOriginsOf);
     if (options.files)
-        LayOut(*options.files, stateDir_);
+        LayOut(*options.files, StateDir());
     if (!options.start.is_null())
-        std::ofstream(stateDir_ + "/start.json") << options.start.dump(2) << '\n';
+        std::ofstream(StateDir() + "/start.json") << options.start.dump(2) << '\n';
     if (options.stepped)
-        KeepPowerOn(stateDir_, options.seed, options.bits, options.start, options.sameSession);
+        KeepPowerOn(StateDir(), options.seed, options.bits, options.start, options.sameSession);
 }
 
 void Bench::Connect(const BenchOptions& options) {
@@ -196,8 +137,8 @@ void Bench::Connect(const BenchOptions& options) {
 nlohmann::json Bench::Ask(const nlohmann::json& request) {
     try {
         return control_->Ask(request);
-    } catch (const BenchError& error) {
-        // A closed connection is the first that is seen of a crash; the exit status follows in a moment.
+    } catch (const ConnectionClosed&) {
+        // The first that is seen of a crash; the exit status follows in a moment.
         if (!process_->Wait(2).running)
             throw BenchError(DescribeEnding());
         throw;
@@ -315,7 +256,7 @@ void Bench::Screenshot(const std::string& path) {
 }
 
 std::string Bench::Console() const {
-    std::ifstream in(stateDir_ + "/console.log", std::ios::binary);
+    std::ifstream in(StateDir() + "/console.log", std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -349,7 +290,7 @@ const Ending& Bench::Stop(double seconds, std::int64_t* tookUs) {
 std::string Bench::KeepSession(const std::string& folder) {
     const fs::path kept = fs::path(folder) / kSessionFile;
     try {
-        fs::copy_file(stateDir_ + "/" + kSessionFile, kept, fs::copy_options::overwrite_existing);
+        fs::copy_file(StateDir() + "/" + kSessionFile, kept, fs::copy_options::overwrite_existing);
         const Session session = ReadSession(kept);
         // Of a program that has ended, what came last.
         const auto& inputs = session.runs.back().inputs;
@@ -364,7 +305,7 @@ std::string Bench::KeepSession(const std::string& folder) {
 
 std::string Bench::DescribeEnding() {
     std::string text = "fct " + process_->Poll().Describe();
-    const std::vector<std::string> lines = LastLines(stateDir_ + "/console.log", kLastLines);
+    const std::vector<std::string> lines = LastLines(StateDir() + "/console.log", kLastLines);
     text += lines.empty() ? "; it wrote nothing" : "; its last lines:";
     for (const std::string& line : lines)
         text += "\n  " + line;

@@ -16,6 +16,7 @@
 #include "simulator/panel/process.h"
 #include "simulator/panel/screen_view.h"
 #include "simulator/panel/session.h"
+#include "simulator/panel/state_folder.h"
 
 namespace k905 {
 
@@ -53,8 +54,8 @@ class Bench {
     Bench(const Bench&) = delete;
     Bench& operator=(const Bench&) = delete;
 
-    const std::string& StateDir() const { return stateDir_; }
-    std::string ControlSocket() const { return stateDir_ + "/control.sock"; }
+    const std::string& StateDir() const { return folder_.Path(); }
+    std::string ControlSocket() const { return StateDir() + "/control.sock"; }
     pid_t Pid() const { return process_->Pid(); }
 
     // One request of the control protocol. A connection that breaks is reported as what it means: how fct
@@ -106,8 +107,7 @@ class Bench {
     void Connect(const BenchOptions& options);
     bool Until(nlohmann::json condition, int limitMs);
 
-    std::string stateDir_;
-    bool removeState_ = false;
+    StateFolder folder_;
     unsigned bits_;
     nlohmann::json leftBehind_;
     nlohmann::json lastCalls_;
@@ -115,10 +115,6 @@ class Bench {
     std::unique_ptr<ControlClient> control_;
     std::unique_ptr<ScreenView> screen_;
 };
-
-// From here on SIGINT, SIGTERM and SIGHUP end the program with nothing left behind: the instruments that run
-// are killed, temporary state folders removed. To be called before the first thread is started.
-void LeaveNothingBehindOnSignals();
 
 // Whether `text` stands in one of the runs.
 bool Shows(const std::vector<TextRun>& runs, const std::string& text);

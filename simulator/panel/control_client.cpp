@@ -41,10 +41,11 @@ ControlClient::~ControlClient() {
         close(fd_);
 }
 
+template <typename Error>
 void ControlClient::Fail(const std::string& what) {
     close(fd_);
     fd_ = -1;
-    throw BenchError(path_ + ": " + what);
+    throw Error(path_ + ": " + what);
 }
 
 void ControlClient::Send(const std::string& line) {
@@ -53,7 +54,8 @@ void ControlClient::Send(const std::string& line) {
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            Fail(std::string("the instrument has closed the connection: ") + std::strerror(errno));
+            Fail<ConnectionClosed>(std::string("the instrument has closed the connection: ") +
+                                   std::strerror(errno));
         sent += static_cast<std::size_t>(n);
     }
 }
@@ -85,7 +87,7 @@ std::string ControlClient::Receive(int timeoutSeconds) {
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            Fail("the instrument has closed the connection");
+            Fail<ConnectionClosed>("the instrument has closed the connection");
         received_.append(block, static_cast<std::size_t>(n));
     }
 }
@@ -94,7 +96,7 @@ std::vector<nlohmann::json> ControlClient::AskAll(const std::vector<nlohmann::js
                                                   int timeoutSeconds) {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (fd_ < 0)
-        throw BenchError(path_ + ": the connection has been lost");
+        throw ConnectionClosed(path_ + ": the connection has been lost");
     std::string lines;
     for (const nlohmann::json& request : requests)
         lines += request.dump() + '\n';

@@ -21,6 +21,10 @@ struct Refused : BenchError {
 struct NotNow : BenchError {
     using BenchError::BenchError;
 };
+// By whoever was asked, who may have ended.
+struct ConnectionClosed : BenchError {
+    using BenchError::BenchError;
+};
 
 class ControlClient {
   public:
@@ -42,6 +46,7 @@ class ControlClient {
   private:
     void Send(const std::string& line);
     std::string Receive(int timeoutSeconds);
+    template <typename Error = BenchError>
     [[noreturn]] void Fail(const std::string& what);
 
     std::mutex mutex_;

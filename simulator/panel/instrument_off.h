@@ -14,7 +14,10 @@ class InstrumentOff {
     // memories open. Throws std::runtime_error when the folder cannot be had or `bench` is not taken.
     InstrumentOff(const BenchOptions& options, const nlohmann::json& bench);
 
-    // One of the requests that BenchRequests knows, refused in the words of a running instrument.
+    // What needs no power: the bench itself, and an expectation of memories and models, which is looked at
+    // once.
+    static bool Answers(const nlohmann::json& request);
+    // One of these, refused in the words of a running instrument.
     nlohmann::json Ask(const nlohmann::json& request);
 
   private:

@@ -138,7 +138,8 @@ k905 check    a whole job without a browser: touches the real buttons, presses t
   --json        a line of JSON a step instead of the table, with the virtual seconds that the step took and what
                 the models held then
   --keep        keep the instrument's state folder, and say where it is
-  SCRIPT        instead of the job: replay a script that was recorded at the page, and check its texts
+  SCRIPT        instead of the job: do what a script says (examples/*.jsonl, or recorded at the page), and check what
+                it expects
 
 k905 ctl JSON...   sends requests to a running instrument and prints the replies, one a line
 k905 ctl WORD...   one request in words; `k905 ctl help` lists them, `k905 ctl completion` is for bash to source

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "simulator/panel/commands.h"
+#include "simulator/panel/last_panel.h"
 #include "simulator/panel/panel_past.h"
 
 namespace k905 {
@@ -13,6 +14,22 @@ namespace k905 {
 namespace {
 
 constexpr long kLookNs = 50'000'000;  // how often fct's end and the wish for a restart are looked for
+
+// Lets `k905 ctl` find it from each start to its end, and tells of that.
+void Announce(PanelBench& instrument, unsigned& announced) {
+    const PanelInstrument::Status status = instrument.GetStatus();
+    const unsigned run = status.running ? status.run : 0;
+    if (run == announced)
+        return;
+    announced = run;
+    if (run != 0)
+        return RememberPanel(instrument.StateDir());
+    ForgetPanel(instrument.StateDir());
+    std::printf("%s\n", status.how.c_str());
+    for (const std::string& line : status.lines)
+        std::printf("  %s\n", line.c_str());
+    std::fflush(stdout);
+}
 
 }  // namespace
 
@@ -39,6 +56,8 @@ int RunPanelCommand(const CommandOptions& options) {
         made = std::make_unique<PanelBench>(bench, found.session, found.moment);
     }
     PanelBench& instrument = *made;
+    unsigned announced = 0;
+    Announce(instrument, announced);
     PanelPast withPast(instrument);
     PanelServer server(withPast);
     const int port = server.Bind(options.port);
@@ -49,10 +68,13 @@ int RunPanelCommand(const CommandOptions& options) {
     const timespec pause = {0, kLookNs};
     while (sigtimedwait(&ends, nullptr, &pause) < 0) {
         instrument.Watch();
+        Announce(instrument, announced);
         withPast.Watch();
     }
+    withPast.End();
     server.Stop();
     serving.join();
+    ForgetPanel(instrument.StateDir());
     instrument.End();
     return 0;
 }

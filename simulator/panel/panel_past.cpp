@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "simulator/panel/origin_finder.h"
+
 namespace k905 {
 
 namespace {
@@ -9,8 +11,8 @@ namespace {
 using nlohmann::json;
 
 constexpr unsigned kTellEvery = 20;  // watches
-constexpr const char* kLooks[] = {"hello",  "text",       "controls", "state", "samples",   "threads",
-                                  "faults", "quantities", "trace",    "calls", "screenshot"};
+constexpr const char* kLooks[] = {"hello",  "text",       "controls", "state", "samples",    "threads",
+                                  "faults", "quantities", "trace",    "calls", "screenshot", "history"};
 
 // What leaves an instrument as it is.
 bool Looks(const json& request) {
@@ -29,7 +31,20 @@ std::int64_t Whole(const json& request, const char* name, std::int64_t otherwise
 
 }  // namespace
 
-PanelPast::PanelPast(PanelBench& live) : live_(live), rewind_(std::make_shared<Rewind>(live.StateDir())) {}
+PanelPast::PanelPast(PanelBench& live)
+    : live_(live),
+      session_(live.StateDir() + "/" + kSessionFile),
+      rewind_(std::make_shared<Rewind>(live.StateDir())) {}
+
+Session PanelPast::SessionNow() {
+    const std::lock_guard<std::mutex> guard(sessionMutex_);
+    return session_.Read();
+}
+
+std::size_t PanelPast::Starts() {
+    const std::lock_guard<std::mutex> guard(sessionMutex_);
+    return session_.Read().runs.size();
+}
 
 std::shared_ptr<Rewind> PanelPast::Past() {
     const std::lock_guard<std::mutex> guard(mutex_);
@@ -52,6 +67,8 @@ json PanelPast::Ask(const json& request) {
     const std::string what = request["do"];
     if (what == "session")
         return TellSession(request);
+    if (what == "origin")
+        return TellOrigin(request);
     if (what == "rewind")
         return ShowMoment(request);
     const auto shown = Past()->Now();
@@ -70,7 +87,14 @@ json PanelPast::Ask(const json& request) {
         return live_.Ask(request);
     if (!Looks(request))
         throw NotNow("this is the past: return to now first, or go on from here");
-    return ControlClient(shown->stateDir + "/control.sock").Ask(request);
+    try {
+        return ControlClient(shown->stateDir + "/control.sock").Ask(request);
+    } catch (const BenchError&) {
+        const auto still = Past()->Now();
+        if (still && still->stateDir == shown->stateDir)
+            throw;
+        throw NotNow("that moment is no longer shown");
+    }
 }
 
 void PanelPast::Look(FrameLog& frames) {
@@ -87,24 +111,44 @@ std::string PanelPast::StateDir() {
 
 // The starts, and of one of them (the last, unless told) the inputs from a number on.
 json PanelPast::TellSession(const json& request) {
-    const Session session = ReadSession(live_.StateDir() + "/" + kSessionFile);
+    json reply = {{"ok", true}, {"runs", json::array()}, {"inputs", json::array()}};
+    // Asked before the lock is taken: whoever waits for the instrument holds up nobody.
+    if (live_.GetStatus().running)
+        reply["now_us"] = live_.Ask({{"do", "hello"}})["now_us"];
+    const std::lock_guard<std::mutex> guard(sessionMutex_);
+    const Session& session = session_.Read();
     const std::size_t last = session.runs.size() - 1;
     const auto run = static_cast<std::size_t>(Whole(request, "run", static_cast<std::int64_t>(last)));
     const auto& inputs = RunOf(session, run).inputs;
-    json reply = {{"ok", true}, {"run", run}, {"runs", json::array()}, {"inputs", json::array()}};
+    reply["run"] = run;
     for (const Session::Run& each : session.runs)
-        reply["runs"].push_back(
-            {{"inputs", each.inputs.size()}, {"last_us", each.inputs.empty() ? 0 : each.inputs.back().atUs}});
+        reply["runs"].push_back({{"inputs", each.inputs.size()},
+                                 {"last_us", each.inputs.empty() ? 0 : each.inputs.back().atUs},
+                                 {"exact", each.exact}});
     for (auto i = static_cast<std::size_t>(Whole(request, "from", 0)); i < inputs.size(); ++i)
         reply["inputs"].push_back({{"at_us", inputs[i].atUs}, {"request", inputs[i].request}});
-    if (live_.GetStatus().running)
-        reply["now_us"] = live_.Ask({{"do", "hello"}})["now_us"];
     return reply;
+}
+
+json PanelPast::TellOrigin(const json& request) {
+    const std::unique_lock<std::mutex> guard(originMutex_, std::try_to_lock);
+    if (!guard.owns_lock())
+        throw NotNow("another search is under way");
+    const auto shown = Past()->Now();
+    OriginQuestion question;
+    question.request = request;
+    question.run = shown ? shown->moment.run : Starts() - 1;
+    question.ask = [&](const json& what) {
+        return shown ? ControlClient(shown->stateDir + "/control.sock").Ask(what) : live_.Ask(what);
+    };
+    question.stopped = [this] { return ended_.load(); };
+    question.session = [this] { return SessionNow(); };
+    return FindOrigin(question);
 }
 
 // The instrument itself stands still meanwhile.
 json PanelPast::ShowMoment(const json& request) {
-    const std::size_t starts = ReadSession(live_.StateDir() + "/" + kSessionFile).runs.size();
+    const std::size_t starts = Starts();
     const Moment moment = {
         static_cast<std::size_t>(Whole(request, "run", static_cast<std::int64_t>(starts) - 1)),
         Whole(request, "to_us", 0)};
@@ -116,10 +160,13 @@ json PanelPast::ShowMoment(const json& request) {
             live_.Ask({{"do", "speed"}, {"factor", 0}});
         }
     }
-    if (moment.run + 1 == starts && live_.GetStatus().running &&
-        moment.us > live_.Ask({{"do", "hello"}})["now_us"].get<std::int64_t>())
-        throw Refused("that moment is still to come");
     try {
+        if (moment.run + 1 == starts && live_.GetStatus().running) {
+            const json hello = live_.Ask({{"do", "hello"}});
+            if (moment.us > hello["now_us"].get<std::int64_t>())
+                throw Refused("that moment is still to come");
+            MustBeExact(hello["kept"] == true);
+        }
         Past()->Show(moment);
     } catch (const BenchError&) {
         if (!Past()->Now())
@@ -152,9 +199,8 @@ void PanelPast::Watch() {
     if (++watches_ % kTellEvery != 0)
         return;
     try {
-        const Session session = ReadSession(live_.StateDir() + "/" + kSessionFile);
         const json hello = live_.Ask({{"do", "hello"}});
-        Past()->Follow({session.runs.size() - 1, hello["now_us"]});
+        Past()->Follow({Starts() - 1, hello["now_us"]});
     } catch (const std::exception&) {
         // it may be gone by now; the next start is looked at again
     }

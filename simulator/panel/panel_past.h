@@ -2,6 +2,7 @@
 // has been at.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -17,23 +18,33 @@ class PanelPast final : public PanelInstrument {
 
     Status GetStatus() override;
     void Restart() override;
-    // Besides what the instrument knows: session, rewind, now, branch. While a moment of the past is shown,
-    // what looks is asked there, and what would change it is refused.
+    // Besides what the instrument knows: session, origin, rewind, now, branch. While a moment of the past is
+    // shown, what looks is asked there, and what would change it is refused.
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
     std::string StateDir() override;
 
     // Lets those that run along behind follow; now and then, from the thread that watches the instrument.
     void Watch();
+    // Searches under way are broken off.
+    void End() { ended_ = true; }
 
   private:
     std::shared_ptr<Rewind> Past();
     nlohmann::json TellSession(const nlohmann::json& request);
+    nlohmann::json TellOrigin(const nlohmann::json& request);
     nlohmann::json ShowMoment(const nlohmann::json& request);
     void Return();
 
+    Session SessionNow();
+    std::size_t Starts();
+
     PanelBench& live_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex sessionMutex_;
+    SessionFile session_;
+    std::atomic<bool> ended_{false};
+    std::mutex originMutex_;  // one search at a time
+    std::mutex mutex_;        // guards what follows
     std::shared_ptr<Rewind> rewind_;
     nlohmann::json heldAt_;  // speed to go on with, back from the past; null: it is not held for it
     unsigned watches_ = 0;   // this and what follows: the watching thread's

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <nlohmann/json.hpp>
 
+#include "simulator/models/json_values.h"
 #include "simulator/panel/control_client.h"
 #include "simulator/panel/instrument_files.h"
 #include "simulator/panel/page_files.h"
@@ -64,6 +65,16 @@ std::string Decode(const std::string& text) {
         i += 2;
     }
     return out.find('\0') == std::string::npos ? out : "";
+}
+
+// The example scripts that are served as files of the page.
+nlohmann::json ExampleNames() {
+    const std::string folder = "/examples/";
+    nlohmann::json names = nlohmann::json::array();
+    for (std::size_t i = 0; i < kPageFileCount; ++i)
+        if (const std::string path = kPageFiles[i].path; path.rfind(folder, 0) == 0)
+            names.push_back(path.substr(folder.size()));
+    return names;
 }
 
 }  // namespace
@@ -213,6 +224,8 @@ WebReply PanelServer::Serve(const WebRequest& request) {
     }
     if (path == "/status")
         return Answer(200, Describe(instrument_.GetStatus()));
+    if (path == "/examples")
+        return Answer(200, {{"ok", true}, {"names", ExampleNames()}});
     if (path == "/files") {
         nlohmann::json list = nlohmann::json::array();
         for (const InstrumentFile& file : ListInstrumentFiles(instrument_.StateDir()))
@@ -252,9 +265,10 @@ WebReply PanelServer::ServeApi(const WebRequest& request) {
     } catch (const Refused& error) {
         return Refuse(400, error.what());
     } catch (const NotNow& error) {
-        return Refuse(409, error.what());
-    } catch (const BenchError& error) {
-        return Refuse(502, error.what());
+        // Nothing is wrong with a page that asks while the power goes; its browser would write that down.
+        return Refuse(page != 0 ? 200 : 409, error.what());
+    } catch (const std::exception& error) {
+        return Refuse(502, ReasonOf(error));
     }
 }
 

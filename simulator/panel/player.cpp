@@ -20,6 +20,8 @@ Player::Player(const Session::Run& run, BenchOptions options)
     : inputs_(run.inputs), bench_(std::make_unique<Bench>(As(run, std::move(options)))) {}
 
 void Player::Learn(const Session::Run& run) {
+    if (run.inputs.size() < inputs_.size())
+        throw BenchError("the session is another one by now");
     inputs_.insert(inputs_.end(), run.inputs.begin() + static_cast<std::ptrdiff_t>(inputs_.size()),
                    run.inputs.end());
 }

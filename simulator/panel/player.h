@@ -17,7 +17,7 @@ class Player {
     // Throws BenchError for a time that lies behind.
     bool GoTo(std::int64_t us);
     std::int64_t NowUs() const { return nowUs_; }
-    // More inputs of the same run: those after the ones that it knows.
+    // More inputs of the same run: those after the ones that it knows. Throws BenchError if it has fewer.
     void Learn(const Session::Run& run);
 
     Bench& Instrument() { return *bench_; }

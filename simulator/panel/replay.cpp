@@ -1,70 +1,166 @@
 #include "simulator/panel/replay.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
+
+#include "simulator/panel/panel_bench.h"
+
+namespace fs = std::filesystem;
 
 namespace k905 {
 
 namespace {
 
-constexpr const char* kStarted = "MainBoard_FCT";  // on the start screen
-constexpr int kStartMs = 10'000;                   // for it to come; with some faults it never does
-constexpr int kStillMs = 500;                      // from then on
-constexpr int kExpectMs = 60'000;                  // for an expected text, where the script does not tell
+using nlohmann::json;
 
-int Milliseconds(const nlohmann::json& request, const char* name, int otherwise) {
-    const nlohmann::json value = request.value(name, nlohmann::json(otherwise));
-    if (!value.is_number() || value < 0 || value > 100'000'000)
-        throw BenchError(std::string("\"") + name + "\" is no time in milliseconds");
-    return static_cast<int>(value.get<double>());
+constexpr std::size_t kLargestScript = 4 << 20;  // bytes
+constexpr std::size_t kQuoted = 80;              // of a line that is no request
+
+// The beginning of a line, for a message: the file may be anything.
+std::string Readable(std::string line) {
+    const bool more = line.size() > kQuoted;
+    line.resize(std::min(line.size(), kQuoted));
+    for (char& c : line)
+        c = std::isprint(static_cast<unsigned char>(c)) != 0 ? c : '?';
+    return line + (more ? "..." : "");
 }
 
-// One line of the script; true when it is worth a row of the table.
-bool DoLine(Bench& bench, const nlohmann::json& request, const std::string& outDir, CheckResult& result) {
-    const std::string what = request["do"];
-    if (what == "wait") {
-        bench.Advance(Milliseconds(request, "ms", 0));
-        return false;
+bool Checks(const ScriptLine& line) {
+    return line.request["do"] == "expect" || line.request["do"] == "screenshot";
+}
+
+// What an image of the screen is called in the out folder.
+std::string PlainName(const json& request) {
+    std::string name = request.value("path", json()).is_string() ? request["path"] : "";
+    if (name.empty() || fs::path(name) != fs::path(name).filename() || name[0] == '.')
+        throw Refused("\"path\" must be a plain file name");
+    return name;
+}
+
+class Replay {
+  public:
+    explicit Replay(const ReplayOptions& options) : options_(options), lines_(ReadScript(options.script)) {
+        std::error_code error;
+        fs::create_directories(options_.outDir, error);
+        if (error)
+            throw BenchError(options_.outDir + ": cannot be made: " + error.message());
+        fs::remove(fs::path(options_.outDir) / kFailedScreen, error);
+        if (std::none_of(lines_.begin(), lines_.end(), Checks))
+            throw BenchError(options_.script +
+                             ": checks nothing: it has no line \"expect\" and no \"screenshot\"");
     }
-    if (what == "expect") {
-        const std::string text = request.at("text").get<std::string>();
-        result.step = "expect \"" + text + "\"";
-        result.seen = text;
-        if (!bench.UntilText(text, Milliseconds(request, "limit_ms", kExpectMs))) {
-            result.seen = "";
-            result.wrong = "the text did not come; on the screen:\n" + bench.Describe();
+
+    std::vector<CheckResult> Run(const std::function<void(const CheckResult&)>& report) {
+        std::vector<CheckResult> results;
+        SwitchOn();
+        for (const ScriptLine& line : lines_) {
+            CheckResult result = Do(line);
+            if (!result.Passed()) {
+                result.at = instrument_->KeepSession(options_.outDir);
+                Screen(kFailedScreen);
+            }
+            if (!Checks(line) && result.Passed())
+                continue;
+            report(result);
+            results.push_back(result);
+            if (!result.Passed())
+                return results;
         }
-        return true;
+        instrument_->KeepSession(options_.outDir);
+        return results;
     }
-    if (what == "screenshot") {
-        const std::filesystem::path name = request.at("path").get<std::string>();
-        if (name.empty() || name != name.filename())
-            throw BenchError("\"path\" must be a plain file name");
-        bench.Screenshot((std::filesystem::path(outDir) / name).string());
-        result.seen = name.string();
-        return true;
+
+  private:
+    std::string Place(const ScriptLine& line) const {
+        return options_.script + ":" + std::to_string(line.number) + ": ";
     }
-    const nlohmann::json reply = bench.Ask(request);
-    if (!reply.value("ok", false))
-        result.wrong = reply.value("error", "refused");
-    return !result.Passed();
-}
+
+    void SwitchOn() {
+        BenchOptions bench = options_.bench;
+        const bool set = lines_[0].request["do"] == "bench";
+        if (set) {
+            bench.start = lines_[0].request;  // also what matters at start-up
+            bench.start.erase("do");
+        }
+        try {
+            instrument_ = std::make_unique<PanelBench>(bench);
+            instrument_->UntilStarted();
+        } catch (const BenchError& error) {
+            throw BenchError((set ? Place(lines_[0]) : "") + error.what());
+        }
+    }
+
+    json Screen(const std::string& name) {
+        const std::string path = fs::absolute(fs::path(options_.outDir) / name);
+        try {
+            return instrument_->Ask({{"do", "screenshot"}, {"path", path}});
+        } catch (const BenchError& error) {
+            return {{"ok", false}, {"error", error.what()}};
+        }
+    }
+
+    CheckResult Do(const ScriptLine& line) {
+        const std::string what = line.request["do"];
+        CheckResult result;
+        result.step = std::to_string(line.number) + " " + what;
+        try {
+            json request = line.request;
+            json reply;
+            if (what == "screenshot") {
+                result.seen = PlainName(request);
+                reply = Screen(result.seen);
+            } else {
+                request["wait"] = true;
+                reply = instrument_->Ask(request);
+            }
+            if (!reply.value("ok", false))
+                throw BenchError(reply.value("error", "refused"));
+            if (what != "expect")
+                return result;
+            const std::string expected = reply["expected"], found = reply["found"];
+            result.seen = expected + ": " + found;
+            if (reply["met"] == true)
+                return result;
+            result.seen = "expected: " + expected + "\nfound: " + found;
+            result.wrong = Place(line) + "expected " + expected + ", found " + found;
+        } catch (const std::exception& error) {
+            result.seen = error.what();
+            result.wrong = Place(line) + error.what();
+            if (!instrument_->Crashed())
+                return result;
+            for (const std::string& last : instrument_->GetStatus().lines)
+                result.wrong += "\n  " + last;
+        }
+        return result;
+    }
+
+    const ReplayOptions& options_;
+    const std::vector<ScriptLine> lines_;
+    std::unique_ptr<PanelBench> instrument_;
+};
 
 }  // namespace
 
 std::vector<ScriptLine> ReadScript(const std::string& file) {
-    std::ifstream in(file);
-    if (!in)
+    std::ifstream in(file, std::ios::binary);
+    if (!in || fs::is_directory(file))
         throw BenchError(file + ": cannot be read");
     std::vector<ScriptLine> lines;
     std::string text;
+    std::size_t size = 0;
     for (int number = 1; std::getline(in, text); ++number) {
+        size += text.size() + 1;
+        if (size > kLargestScript)
+            throw BenchError(file + ":" + std::to_string(number) + ": a script has at most " +
+                             std::to_string(kLargestScript >> 20) + " MiB");
         const std::size_t first = text.find_first_not_of(" \t\r");
         if (first == std::string::npos || text[first] == '#')
             continue;
-        nlohmann::json request = nlohmann::json::parse(text, nullptr, false);
+        json request = json::parse(text, nullptr, false);
         if (!request.is_object() || !request.contains("do") || !request["do"].is_string())
-            throw BenchError(file + ":" + std::to_string(number) + ": not a request: " + text);
+            throw BenchError(file + ":" + std::to_string(number) + ": not a request: " + Readable(text));
         lines.push_back({number, std::move(request)});
     }
     return lines;
@@ -72,40 +168,7 @@ std::vector<ScriptLine> ReadScript(const std::string& file) {
 
 std::vector<CheckResult> RunReplay(const ReplayOptions& options,
                                    const std::function<void(const CheckResult&)>& report) {
-    const std::vector<ScriptLine> lines = ReadScript(options.script);
-    std::filesystem::create_directories(options.outDir);
-    BenchOptions started = options.bench;
-    if (!lines.empty() && lines[0].request["do"] == "bench") {
-        started.start = lines[0].request;  // also what matters at start-up
-        started.start.erase("do");
-    }
-    Bench bench(started);
-    if (bench.UntilText(kStarted, kStartMs))
-        bench.UntilIdle(kStillMs, kStartMs);
-    std::vector<CheckResult> results;
-    for (const ScriptLine& line : lines) {
-        CheckResult result;
-        result.step = "line " + std::to_string(line.number) + ": " + line.request["do"].get<std::string>();
-        bool worthARow = true;
-        try {
-            worthARow = DoLine(bench, line.request, options.outDir, result);
-        } catch (const std::exception& error) {
-            result.wrong = error.what();
-        }
-        if (!worthARow)
-            continue;
-        if (!result.Passed())
-            result.at = bench.KeepSession(options.outDir);
-        results.push_back(result);
-        report(result);
-        if (!result.Passed())
-            break;
-    }
-    if (results.empty())
-        throw BenchError(
-            options.script +
-            ": was gone through, but checks nothing: it has no line \"expect\" and no \"screenshot\"");
-    return results;
+    return Replay(options).Run(report);
 }
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// `k905 check SCRIPT`: replays what hands did at the page, on a fresh instrument in stepped time.
+// `k905 check SCRIPT`: does what a script says, on a fresh instrument in stepped time.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ namespace k905 {
 struct ReplayOptions {
     BenchOptions bench;  // stepped
     std::string script;  // file
-    std::string outDir;  // for the screenshots; made if missing
+    std::string outDir;  // for screenshots and session; made if missing
 };
 
 struct ScriptLine {
@@ -21,19 +21,17 @@ struct ScriptLine {
     nlohmann::json request;
 };
 
-// A script is one request of the control interface a line; empty lines and those that begin with '#' say
-// nothing. Besides it knows
-//   {"do": "wait", "ms": n}                        virtual time passes
-//   {"do": "expect", "text": t, "limit_ms": n}     the text stands on the screen within that time (default
-//   60000)
-//   {"do": "screenshot", "path": "name.png"}       into the out folder
-// If it begins with {"do": "bench", ...}, the instrument starts on that bench.
-// Throws BenchError with file and line when one of its lines is no request.
+constexpr const char* kFailedScreen = "failed.png";  // in the out folder: the screen at a line that failed
+
+// A script is one request of the launcher's control interface a line; empty lines and those that begin with
+// '#' say nothing. Throws BenchError with file and line when one of its lines is no request.
 std::vector<ScriptLine> ReadScript(const std::string& file);
 
-// Replays it from the moment when the start screen stands still. A result for each expected text, each
-// screenshot and each refused request; a crash, or a text that does not come, ends the replay. Throws
-// BenchError when the instrument cannot be started.
+// Does it from the moment when the start screen stands still; of a first line "bench" the instrument is
+// switched on with that bench. Each line is done when all is done that follows from it ("wait" is added). A
+// result for each expectation and each screenshot, and for the line that fails, which ends the script: what
+// is wrong begins with file and line. Throws BenchError when the script cannot be read, checks nothing, or
+// the instrument cannot be started.
 std::vector<CheckResult> RunReplay(const ReplayOptions& options,
                                    const std::function<void(const CheckResult&)>& report);
 

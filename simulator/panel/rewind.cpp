@@ -1,7 +1,6 @@
 #include "simulator/panel/rewind.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace k905 {
 
@@ -9,9 +8,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How far behind, in virtual time.
+// How far behind, in virtual time: the instrument itself; a moment that is shown (the first of them).
 constexpr std::int64_t kBehindUs[] = {3'000'000, 30'000'000, 300'000'000};
+constexpr std::size_t kBehindShown = 2;
 constexpr auto kLookEvery = std::chrono::seconds(1);
+constexpr auto kBreath = std::chrono::milliseconds(10);
+// Who goes from moment to moment is not held up.
+constexpr auto kSettled = std::chrono::milliseconds(400);
 // Of real time, at most, for each of them at a time: whoever wants a moment does not wait for longer.
 constexpr auto kFollowFor = std::chrono::milliseconds(50);
 constexpr std::int64_t kFollowStepUs = 10'000'000;
@@ -19,7 +22,7 @@ constexpr std::int64_t kFollowStepUs = 10'000'000;
 }  // namespace
 
 Rewind::Rewind(const std::string& stateDir)
-    : file_(stateDir + "/" + kSessionFile), followers_(std::size(kBehindUs)) {
+    : session_(stateDir + "/" + kSessionFile), followers_(std::size(kBehindUs)), behindShown_(kBehindShown) {
     worker_ = std::thread([this] { Work(); });
 }
 
@@ -64,6 +67,7 @@ std::optional<Rewind::Shown> Rewind::Now() {
 }
 
 void Rewind::Work() {
+    const auto called = [this] { return end_ || leave_ || (wanted_ && !result_); };
     std::unique_lock<std::mutex> guard(mutex_);
     while (!end_) {
         if (wanted_ && !result_) {
@@ -78,41 +82,39 @@ void Rewind::Work() {
             guard.lock();
             result_ = wrong;
             done_.notify_all();
+            wake_.wait_for(guard, kSettled, called);
             continue;
         }
         if (leave_) {
             leave_ = false;
             shownPlayer_ = {};
+            behindShown_ = std::vector<Follower>(kBehindShown);
         }
-        if (live_ && !shown_) {
-            const Moment now = *live_;
+        bool thereAll = true;
+        if (shown_ || live_) {
+            const Moment now = shown_ ? shown_->moment : *live_;
+            std::vector<Follower>& followers = shown_ ? behindShown_ : followers_;
             guard.unlock();
-            FollowBehind(now);
+            // While a moment is shown the instrument stands still and needs no processor.
+            thereAll = FollowBehind(now, followers) || &followers == &followers_;
             guard.lock();
         }
-        wake_.wait_for(guard, kLookEvery, [this] { return end_ || leave_ || (wanted_ && !result_); });
+        wake_.wait_for(guard, thereAll ? kLookEvery : kBreath, called);
     }
     guard.unlock();
     followers_.clear();
+    behindShown_.clear();
     shownPlayer_ = {};
 }
 
 const Session::Run& Rewind::RunOf(const Moment& moment) {
-    std::error_code none;
-    const std::uintmax_t size = std::filesystem::file_size(file_, none);
-    if (size != sessionSize_ || session_.runs.empty()) {
-        session_ = ReadSession(file_);
-        sessionSize_ = size;
-    }
-    return k905::RunOf(session_, moment.run);
+    return k905::RunOf(session_.Read(), moment.run);
 }
 
 // The one that stands nearest before it goes there; else a new one from the beginning.
 void Rewind::Make(const Moment& moment) {
     const Session::Run& run = RunOf(moment);
-    if (!run.exact)
-        throw BenchError(
-            "this run cannot be gone through again: something came from outside while the program computed");
+    MustBeExact(run.exact);
     Follower* nearest = nullptr;
     const auto consider = [&](Follower& follower) {
         if (follower.player && follower.run == moment.run && follower.player->NowUs() <= moment.us &&
@@ -120,6 +122,7 @@ void Rewind::Make(const Moment& moment) {
             nearest = &follower;
     };
     std::for_each(followers_.begin(), followers_.end(), consider);
+    std::for_each(behindShown_.begin(), behindShown_.end(), consider);
     consider(shownPlayer_);
     Follower goes =
         nearest != nullptr ? std::move(*nearest) : Follower{moment.run, std::make_unique<Player>(run)};
@@ -137,11 +140,14 @@ void Rewind::Make(const Moment& moment) {
     shownPlayer_ = std::move(goes);
 }
 
-void Rewind::FollowBehind(const Moment& now) {
-    for (std::size_t i = 0; i < followers_.size(); ++i)
+// Whether they are all where they should be.
+bool Rewind::FollowBehind(const Moment& now, std::vector<Follower>& followers) {
+    bool thereAll = true;
+    for (std::size_t i = 0; i < followers.size(); ++i)
         try {
-            Follower& follower = followers_[i];
-            if (follower.player && follower.run != now.run)
+            Follower& follower = followers[i];
+            // One that has gone too far is of no use any more.
+            if (follower.player && (follower.run != now.run || follower.player->NowUs() > now.us))
                 follower = {};
             const std::int64_t target = now.us - kBehindUs[i];
             if (target <= 0)
@@ -154,9 +160,11 @@ void Rewind::FollowBehind(const Moment& now) {
             while (follower.player->NowUs() < target && Clock::now() < until)
                 if (!follower.player->GoTo(std::min(target, follower.player->NowUs() + kFollowStepUs)))
                     break;
-        } catch (const BenchError&) {
-            followers_[i] = {};  // whoever wants a moment of this session is told why there is none
+            thereAll = thereAll && follower.player->NowUs() >= target;
+        } catch (const std::exception&) {
+            followers[i] = {};  // whoever wants a moment of this session is told why there is none
         }
+    return thereAll;
 }
 
 }  // namespace k905

@@ -1,5 +1,5 @@
 // The past of an instrument: any moment of its session, on another instrument that is run forward to it. A
-// few run along some way behind, so that a step back is short.
+// few run along some way behind, so that a step back is short; behind a moment that is shown, too.
 #pragma once
 
 #include <condition_variable>
@@ -45,15 +45,14 @@ class Rewind {
 
     void Work();
     void Make(const Moment& moment);
-    void FollowBehind(const Moment& now);
+    bool FollowBehind(const Moment& now, std::vector<Follower>& followers);
     const Session::Run& RunOf(const Moment& moment);
 
-    const std::string file_;
     // The worker's: a program ends with the thread that started it.
+    SessionFile session_;
     std::vector<Follower> followers_;  // the place in it tells how far behind
+    std::vector<Follower> behindShown_;
     Follower shownPlayer_;
-    Session session_;
-    std::uintmax_t sessionSize_ = 0;
 
     std::mutex mutex_;  // guards what follows
     std::condition_variable wake_;

@@ -127,7 +127,7 @@ void AddLine(const std::string& text, Session& session) {
     }
     Session::Run& run = session.runs.at(session.runs.size() - 1);
     run.inputs.push_back({line.at("at_us"), line.at("request")});
-    run.exact = run.exact && !line.contains("unsettled");
+    run.exact = run.exact && !line.contains("unsettled") && !line.contains("lost");
 }
 
 void Append(const std::string& file, const std::string& text) {
@@ -139,22 +139,36 @@ void Append(const std::string& file, const std::string& text) {
 
 }  // namespace
 
-Session ReadSession(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
+const Session& SessionFile::Read() {
+    std::ifstream in(path_, std::ios::binary);
     if (!in)
-        throw BenchError(file + ": cannot be read");
-    Session session;
-    std::string line;
-    for (int number = 1; std::getline(in, line) && !in.eof(); ++number) {
-        try {
-            AddLine(line, session);
-        } catch (const std::exception&) {
-            throw BenchError(file + ":" + std::to_string(number) + ": this is no line of a session");
-        }
+        throw BenchError(path_ + ": cannot be read");
+    // It may be another one by now.
+    std::string line(last_.size(), '\0');
+    in.seekg(end_ - static_cast<std::streamoff>(last_.size()));
+    if (!in.read(line.data(), static_cast<std::streamsize>(line.size())) || line != last_) {
+        *this = SessionFile(path_);
+        in.clear();
+        in.seekg(0);
     }
-    if (session.runs.empty())
-        throw BenchError(file + ": holds no session");
-    return session;
+    for (; std::getline(in, line) && !in.eof(); ++lines_) {
+        try {
+            AddLine(line, session_);
+        } catch (const std::exception&) {
+            const int number = lines_ + 1;
+            *this = SessionFile(path_);
+            throw BenchError(path_ + ":" + std::to_string(number) + ": this is no line of a session");
+        }
+        last_ = line + "\n";
+        end_ = in.tellg();
+    }
+    if (session_.runs.empty())
+        throw BenchError(path_ + ": holds no session");
+    return session_;
+}
+
+Session ReadSession(const std::string& file) {
+    return SessionFile(file).Read();
 }
 
 const Session::Run& RunOf(const Session& session, std::size_t run) {
@@ -162,6 +176,13 @@ const Session::Run& RunOf(const Session& session, std::size_t run) {
     if (run >= runs)
         throw Refused("the session has only " + std::to_string(runs) + (runs == 1 ? " start" : " starts"));
     return session.runs[run];
+}
+
+void MustBeExact(bool exact) {
+    if (!exact)
+        throw BenchError(
+            "this run cannot be gone through again: something came from outside while the program computed, "
+            "or could not be kept");
 }
 
 std::string DescribeMoment(const std::string& file, const Moment& moment) {
@@ -227,8 +248,12 @@ void WriteSession(const std::string& file, const Session& session, std::size_t c
         const Session::Run& run = session.runs[i];
         text += PowerOnLine(run, before);
         before = run.files;
-        for (const Session::Input& input : run.inputs)
-            text += json{{"at_us", input.atUs}, {"request", input.request}}.dump() + "\n";
+        for (const Session::Input& input : run.inputs) {
+            json line = {{"at_us", input.atUs}, {"request", input.request}};
+            if (!run.exact && &input == &run.inputs.back())
+                line["unsettled"] = true;
+            text += line.dump() + "\n";
+        }
     }
     if (count > 0)
         Append(file, text);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ios>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -29,7 +30,7 @@ struct Session {
         nlohmann::json start;  // bench and faults then, or null
         StateFiles files;      // as they were then
         std::vector<Input> inputs;
-        bool exact = true;  // false: an input came at a moment that cannot be found again
+        bool exact = true;  // false: an input came at a moment that cannot be found again, or was not kept
     };
     std::vector<Run> runs;
 };
@@ -41,8 +42,27 @@ struct Moment {
     bool operator==(const Moment& other) const { return run == other.run && us == other.us; }
 };
 
-// Throws BenchError when the session has no such run.
+// The session in a file that grows: of what was read before only what is new is read.
+class SessionFile {
+  public:
+    explicit SessionFile(std::string path) : path_(std::move(path)) {}
+
+    // As it is now. Throws BenchError that names file and line. A last line without its end was never whole
+    // and counts as not written.
+    const Session& Read();
+
+  private:
+    std::string path_;
+    Session session_;
+    std::streamoff end_ = 0;  // of the last whole line that was read
+    std::string last_;        // that line
+    int lines_ = 0;
+};
+
+// Throws BenchError when the session has no such run; when a run that is not exact is to be gone through
+// again.
 const Session::Run& RunOf(const Session& session, std::size_t run);
+void MustBeExact(bool exact);
 
 // "SESSION@RUN:SECONDS", runs counted from 1; and back, where the run may be left out (the last) and the
 // time, too (the end of what is known). Throws BenchError with what is wrong.
@@ -55,8 +75,7 @@ MomentOf FindMoment(const std::string& text);
 
 constexpr const char* kSessionFile = "session.jsonl";  // in the state folder
 
-// Throws BenchError that names file and line. A last line without its end was never whole and counts as not
-// written.
+// The whole of it, as SessionFile reads it.
 Session ReadSession(const std::string& file);
 
 // The power-on of an instrument in `stateDir`: goes on with the session there, or begins one. Throws

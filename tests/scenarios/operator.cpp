@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+
 namespace k905 {
 
 namespace {
@@ -14,9 +18,52 @@ BenchOptions With(const Faults& faults, unsigned seed) {
     return options;
 }
 
+// Those at work in this test.
+std::vector<Operator*>& AtWork() {
+    static std::vector<Operator*> persons;
+    return persons;
+}
+
+// Keeps their sessions as soon as something fails. What GoogleTest calls then holds a lock of its own.
+class KeepsSessions : public ::testing::EmptyTestEventListener {
+    void OnTestStart(const ::testing::TestInfo& test) override {
+        name_ = std::string(test.test_suite_name()) + "." + test.name();
+        std::replace(name_.begin(), name_.end(), '/', '-');
+    }
+    void OnTestPartResult(const ::testing::TestPartResult& result) override {
+        if (!result.failed())
+            return;
+        for (std::size_t i = 0; i < AtWork().size(); ++i) {
+            const std::filesystem::path folder = std::filesystem::path(K905_BINARY_DIR) / "sessions" /
+                                                 (name_ + (i > 0 ? "-" + std::to_string(i) : ""));
+            std::error_code ignored;
+            std::filesystem::create_directories(folder, ignored);
+            std::cout << WhereItIs(AtWork()[i]->At().KeepSession(folder)) << std::endl;
+        }
+    }
+    std::string name_;
+};
+
+[[maybe_unused]] const bool listens = [] {
+    ::testing::UnitTest::GetInstance()->listeners().Append(new KeepsSessions);
+    return true;
+}();
+
 }  // namespace
 
-Operator::Operator(const Faults& faults, unsigned seed) : bench_(With(faults, seed)) {}
+std::string WhereItIs(const std::string& at) {
+    return at.empty() ? "" : "\nThe instrument at that moment: ./run --at '" + at + "'";
+}
+
+Operator::Operator(const Faults& faults, unsigned seed) : Operator(With(faults, seed)) {}
+
+Operator::Operator(const BenchOptions& options) : bench_(options) {
+    AtWork().push_back(this);
+}
+
+Operator::~Operator() {
+    AtWork().erase(std::find(AtWork().begin(), AtWork().end(), this));
+}
 
 bool Operator::Sees(const std::string& text, int limitMs) {
     if (bench_.UntilText(text, limitMs))

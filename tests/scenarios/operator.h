@@ -11,11 +11,19 @@ namespace k905 {
 
 using Faults = std::map<std::string, nlohmann::json>;
 
+// For the message of a test that has failed: the command that looks at that moment again.
+std::string WhereItIs(const std::string& at);
+
+// When a test fails while it is there, the message tells the moment, and the session is kept in
+// build/.../sessions.
 class Operator {
   public:
     // A fresh instrument at power-on, with these faults from the start.
     explicit Operator(const Faults& faults = {}, unsigned seed = 1);
-    explicit Operator(const BenchOptions& options) : bench_(options) {}
+    explicit Operator(const BenchOptions& options);
+    ~Operator();
+    Operator(const Operator&) = delete;
+    Operator& operator=(const Operator&) = delete;
 
     Bench& At() { return bench_; }
 

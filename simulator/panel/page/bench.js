@@ -1,7 +1,7 @@
 // The bench: its sections as tabs. A section is {id, title, open(panel), look?(state), shown?()}; the one that
 // is open is given the state of the models twice a second, also while the power is `off`: the launcher always knows it.
 import { byId, element } from "./dom.js";
-import { ask, on } from "./link.js";
+import { ask, on, tell } from "./link.js";
 import { showDown } from "./keys.js";
 import { recall, remember } from "./remember.js";
 import { boardTab } from "./tab_board.js";
@@ -12,8 +12,9 @@ import { logsTab } from "./tab_logs.js";
 import { traceTab } from "./tab_trace.js";
 import { faultsTab, followFaults } from "./tab_faults.js";
 import { setupsTab } from "./tab_setups.js";
+import { scriptsTab } from "./tab_scripts.js";
 
-const tabs = [boardTab, opticsTab, memoryTab, mainBoardTab, logsTab, traceTab, faultsTab, setupsTab];
+const tabs = [boardTab, opticsTab, memoryTab, mainBoardTab, logsTab, traceTab, faultsTab, setupsTab, scriptsTab];
 const kLookMs = 500;
 let current = null;
 let connected = false, running = false;
@@ -34,6 +35,11 @@ function select(tab, focus) {
   look();
 }
 
+export function openSection(id) {
+  select(tabs.find((tab) => tab.id === id));
+  current.button.scrollIntoView({ block: "nearest" });
+}
+
 async function look() {
   if (!current || busy || document.hidden || !connected) return;
   busy = true;
@@ -42,9 +48,10 @@ async function look() {
     markFaults(Object.keys(state.faults).length);
     await followFaults(state.faults);
     showDown(state.keypad.down);
+    tell("state", { ...state, off: !running });
     if (running || current !== traceTab) await current.look?.({ ...state, off: !running }); // a trace is the running program's
-  } catch {
-    // what is wrong is told over the screen
+  } catch (error) {
+    if (error.constructor !== Error) console.error(error); // what is wrong with a request is told over the screen
   }
   busy = false;
 }

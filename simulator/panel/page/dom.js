@@ -14,6 +14,15 @@ export function element(tag, attributes = {}, ...children) {
   return made;
 }
 
+// What shows a value of the state of the models, at that path: a script can expect it.
+export const shows = (path, text) => element("span", { "data-state": path }, text);
+
+// A sentence of such values and text between them; what still says the same stays.
+export function showSentence(holder, ...parts) {
+  const made = element("span", {}, ...parts);
+  if (made.textContent !== holder.textContent) holder.replaceChildren(...made.childNodes);
+}
+
 export const byId = (id) => document.getElementById(id);
 
 export function download(name, content, type = "text/plain") {
@@ -27,10 +36,14 @@ export function download(name, content, type = "text/plain") {
 // instrument under way that does not know of it yet.
 
 const kUnderWay = 400; // ms
+const kSelected = 3000; // ms from what a person has selected to what is typed over it
 const editedUntil = new WeakMap(); // field -> when it follows again
 const shown = new WeakMap(); // field -> what the instrument told last
 
 addEventListener("input", ({ target }) => editedUntil.set(target, Infinity), true);
+addEventListener("select", ({ target }) => {
+  if (!(editedUntil.get(target) > performance.now())) editedUntil.set(target, performance.now() + kSelected);
+}, true);
 for (const kind of ["change", "blur"])
   addEventListener(kind, ({ target }) => {
     if (editedUntil.has(target)) editedUntil.set(target, performance.now() + kUnderWay);
@@ -73,6 +86,16 @@ export function complain(control, text) {
   const place = control.closest("td, .fault");
   if (place) place.append(note);
   else (control.closest("label") ?? control).after(note);
+}
+
+// What goes wrong with `work` is told at the control.
+export async function attempt(control, work) {
+  try {
+    await work();
+    complain(control, "");
+  } catch (error) {
+    complain(control, error.message);
+  }
 }
 
 // A field for a number. `send(value, field)` gets what is entered; what is none, or out of range, is refused at the

@@ -7,8 +7,10 @@ const released = new Map(); // key -> when this page let go of it
 const kOwnMs = 1000; // so long, what the instrument told may still be this page's own press
 const buttons = new Map([...document.querySelectorAll("[data-key]")].map((button) => [button.dataset.key, button]));
 
+const isOff = () => !byId("ended").hidden; // then keys and knob are dead
+
 function hold(key, down, send = true) {
-  if (held.has(key) === down) return;
+  if (held.has(key) === down || (down && isOff())) return;
   if (down) held.add(key);
   else {
     held.delete(key);
@@ -46,7 +48,7 @@ for (const [key, button] of buttons) {
     button.addEventListener(kind, () => hold(key, false));
   // A screen reader clicks without a pointer.
   button.addEventListener("click", (event) => {
-    if (event.detail === 0 && event.pointerType === "") act({ do: "key", key, action: "press" });
+    if (!isOff() && event.detail === 0 && event.pointerType === "") act({ do: "key", key, action: "press" });
   });
 }
 
@@ -57,11 +59,26 @@ const keyboard = {
 };
 const byCode = new Map(); // physical key -> instrument key that it holds
 
-addEventListener("keydown", (event) => {
+// Whether the PC's keys are the instrument's: not while a control of the page has the focus.
+function instrumentHasKeys() {
   const focus = document.activeElement;
-  const onKey = focus?.dataset?.key;
-  if (event.ctrlKey || event.altKey || event.metaKey || !byId("ended").hidden) return;
-  if (focus && focus !== document.body && !onKey) return; // the bench's own controls
+  return !isOff() && (!focus || focus === document.body || Boolean(focus.dataset?.key));
+}
+
+export function showActing() {
+  const acts = instrumentHasKeys() && document.hasFocus();
+  byId("acts").textContent = acts ? "on" : "off";
+  byId("acts").className = acts ? "ok" : "";
+  byId("acts").parentElement.title = acts
+    ? "The PC's keys are the instrument's now"
+    : "The PC's keys are not the instrument's now; click its screen to give them to it";
+  document.querySelector(".screen").classList.toggle("acting", acts);
+}
+for (const kind of ["focusin", "focusout", "focus", "blur"]) addEventListener(kind, () => setTimeout(showActing));
+
+addEventListener("keydown", (event) => {
+  const onKey = document.activeElement?.dataset?.key;
+  if (event.ctrlKey || event.altKey || event.metaKey || !instrumentHasKeys()) return;
   const name = event.key.toLowerCase();
   let key = keyboard[name];
   if (onKey && (name === " " || name === "enter")) key = onKey;
@@ -92,7 +109,7 @@ let drag = null; // {id, at: degrees, left over}
 function turn(steps) {
   angle += steps * kStep;
   dial.style.setProperty("--angle", angle + "deg");
-  act({ do: "knob", steps });
+  if (!isOff()) act({ do: "knob", steps });
 }
 
 for (const button of document.querySelectorAll("[data-turn]"))

@@ -65,7 +65,8 @@ const kTapMs = 90;
 let resting = null; // {id, at, timer}
 const scrolls = () => getComputedStyle(lcd).touchAction !== "none";
 
-function press(id, at) {
+// A finger by its name: the pointer's number, or what stands for one.
+export function press(id, at) {
   fingers.set(id, at);
   touch("down");
 }
@@ -75,7 +76,7 @@ function rested() {
   press(resting.id, resting.at);
   resting = null;
 }
-function lift(id) {
+export function lift(id) {
   if (fingers.delete(id)) touch("move");
 }
 

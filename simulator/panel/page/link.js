@@ -4,13 +4,16 @@ import { complain, revert } from "./dom.js";
 const hearers = {};
 
 // Events: "frame" (ArrayBuffer), "status" (object), "lost", "output" ({fresh, bytes}), "sent" (request), "done"
-// (request that was answered), "problem" (text).
+// (request that was not refused), "problem" (text), "state" (of the models, with `off`: there is no power).
 export function on(name, hearer) {
   (hearers[name] ??= []).push(hearer);
 }
 export function tell(name, value) {
   for (const hearer of hearers[name] ?? []) hearer(value);
 }
+
+const toPeople = (reason) =>
+  /does not run: .*signal 9/.test(reason) ? "the power is off; Restart switches the instrument on" : reason;
 
 let page; // this page's number with the launcher, which lets go of what the page holds when it is gone
 
@@ -27,9 +30,12 @@ export async function ask(request) {
   } catch {
     throw new Error("the launcher does not answer");
   }
-  if (!reply.ok) throw new Error(reply.error ?? "refused");
+  if (!reply.ok) throw new Error(toPeople(reply.error ?? "refused"));
   return reply;
 }
+
+// The number of fct's process, another one after each start; null: the power is off.
+export const processNow = () => ask({ do: "hello" }).then(({ pid }) => pid, () => null);
 
 // What hands do goes one after the other, so that a release never overtakes its press. Of several moves that wait, and
 // of several values for one thing, only the last matters.
@@ -63,7 +69,7 @@ async function sendAll() {
     if (control) complain(control, wrong);
     if (control && wrong) revert(control);
     tell("problem", control ? "" : wrong);
-    tell("done", request);
+    if (!wrong) tell("done", request);
     resolve(wrong === "");
   }
   sending = false;

@@ -1,20 +1,28 @@
 // The front panel and its bench: puts the parts together and says whether fct runs.
 import { byId, sentence, sure } from "./dom.js";
 import { act, ask, connect, on } from "./link.js";
-import { forgetHeld, releaseAll } from "./keys.js";
+import { forgetHeld, releaseAll, showActing } from "./keys.js";
 import "./layout.js";
 import "./lcd.js";
+import "./lcd_reader.js";
+import "./signs.js";
 import "./time.js";
 import "./timeline.js";
+import "./origin.js";
 import { openBench } from "./bench.js";
 
 const message = byId("message");
 on("problem", (text) => (message.textContent = text && sentence(text)));
 
+let ran = false;
+
 function showStatus(running, how, advice, lines, restartable) {
+  if (running !== ran) for (const note of document.querySelectorAll(".refusal")) note.remove(); // of before
+  ran = running;
   byId("power").classList.toggle("off", !running);
   byId("power").setAttribute("aria-label", running ? "running" : "not running");
   byId("ended").hidden = running;
+  showActing();
   if (running) {
     message.textContent = "";
     return;
@@ -62,5 +70,6 @@ for (const [id, request, question] of [
     act(request);
   });
 
+byId("skip").addEventListener("click", () => byId("port").focus());
 openBench(ask);
 connect();

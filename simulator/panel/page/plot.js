@@ -1,7 +1,12 @@
 // What the plots of the page have in common.
 
-export const kMark = "#eda32a";
-export const kPlotLook = { gridLineColor: "#2d3850", axisLineColor: "#5d7294", legend: "never", xLabelHeight: 16, yLabelWidth: 16 };
+const kMark = "#eda32a";
+// One finger on a plot scrolls the page, two zoom.
+const own = Dygraph.defaultInteractionModel;
+const byTwo = (handle) => (event, ...more) => event.touches.length > 1 && handle(event, ...more);
+export const kHands = { ...own, touchstart: byTwo(own.touchstart), touchmove: byTwo(own.touchmove) };
+
+export const kPlotLook = { interactionModel: kHands, gridLineColor: "#2d3850", axisLineColor: "#9fb0c6", legend: "never", xLabelHeight: 16, yLabelWidth: 16 };
 
 // A line from top to bottom at `x` of the plot, with its name; false when that is out of sight.
 export function mark(canvas, area, plot, x, text, row = 0) {

@@ -2,7 +2,7 @@
 import { download, element } from "./dom.js";
 import { on } from "./link.js";
 import { between, csvOf, floorOf, lastMetre, levelAt, levelOf, merge, metresAt, sampleAt, traceFrom } from "./acquisition.js";
-import { kPlotLook, level, mark, picture } from "./plot.js";
+import { kHands, kPlotLook, level, mark, picture } from "./plot.js";
 
 const kFinest = 0.04; // metres a sample
 const kLeadIn = 512; // samples before the pulse, which a calibration does not count
@@ -12,9 +12,10 @@ const kOther = "#9fb0c6"; // no laser lit
 const kEvent = "#7ddb8a";
 
 const kNone = "None yet. Opt check and Signal chain make one.";
-const kHowTo =
-  "Drag to zoom, double click to fit the fibre. A and B are dragged, or moved by arrow keys (Shift: a sample); " +
-  "+ and − zoom there, 0 fits.";
+const kHowTo = matchMedia("(pointer: coarse)").matches
+  ? "Two fingers zoom, Fit shows the fibre. A and B are dragged."
+  : "Drag to zoom, double click to fit the fibre. A and B are dragged, or moved by arrow keys (Shift: a sample); " +
+    "+ and − zoom there, 0 fits.";
 
 const holder = element("div", { class: "plot tall", id: "plot", role: "group", "aria-label": "traces", hidden: true });
 const pointed = element("p", { class: "num hint", id: "cursor" }, kNone);
@@ -55,7 +56,7 @@ let found = 0; // when
 export const acquisitionParts = [tools, kept, holder, measured, pointed, eventTable];
 
 const isLog = () => scale.value === "log";
-const newest = () => traces[traces.length - 1];
+const newest = () => traces.findLast((trace) => !trace.hidden) ?? traces[traces.length - 1];
 const shown = () => traces.filter((trace) => !trace.hidden);
 const colourOf = ({ wavelength }) => kColours[wavelength] ?? kOther;
 const nameOf = ({ number, wavelength }) => `${number}: ` + (wavelength in kColours ? `${wavelength} nm` : "no light");
@@ -147,7 +148,7 @@ function showCursors() {
   }
   const [a, b] = cursors.map(({ at }) => at);
   const { distance, loss, perKilometre, fitted: line } = between(trace, a, b);
-  const told = (value, unit, digits) => (value === null ? `–` : value.toFixed(digits)) + ` ${unit}`;
+  const told = (value, unit, digits) => (value === null ? `–` : value.toFixed(digits)) + `\u00a0${unit}`;
   measured.textContent =
     `A ${a.toFixed(2)} m   B ${b.toFixed(2)} m   distance ${told(distance, "m", 2)}   ` +
     (loss === null ? "below the noise" :
@@ -203,7 +204,7 @@ function draw(anew = false) {
     underlayCallback: marks,
     drawCallback: (plot) => plot === graph && showCursors(),
     zoomCallback: (from, to) => (view = [from, to]),
-    interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: fit },
+    interactionModel: { ...kHands, dblclick: fit },
     highlightCallback: (event, x, found_) => {
       pointed.textContent = `${x.toFixed(2)} m   ` +
         found_.map(({ name, yval }) => `${name}  ${yval.toFixed(log ? 2 : 0)} ${log ? "dB" : "(ADC code)"}`).join("   ");
@@ -237,14 +238,18 @@ function listKept() {
   );
 }
 
-// Of each wavelength the newest is shown unasked.
+// Of each wavelength the newest is shown unasked, while its fibre is plugged in. `reply.start`: of the instrument, which
+// begins to count at each. One that is there already comes again after a way into the past.
 export function keepTrace(reply) {
   if (reply.samples.length < 2) return;
-  const trace = traceFrom(reply);
+  const trace = { ...traceFrom(reply), start: reply.start, fibre: fibre.length };
   if (performance.now() - found > 1000) positions = [];
+  traces = traces.filter((other) => ["start", "wavelength", "number"].some((name) => other[name] !== trace[name]));
   const alike = traces.filter((other) => other.wavelength === trace.wavelength);
-  for (const other of alike) other.hidden = true;
-  traces = [...traces.filter((other) => other !== alike[alike.length - kKept]), trace];
+  for (const other of traces) other.hidden ||= alike.includes(other) || other.fibre !== trace.fibre;
+  traces = traces.filter((other) => other !== alike[alike.length - kKept]);
+  const later = traces.findIndex(({ start, number }) => start === trace.start && number > trace.number);
+  traces.splice(later < 0 ? traces.length : later, 0, trace);
   listKept();
   draw();
 }

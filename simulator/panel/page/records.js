@@ -14,7 +14,7 @@ const table = new Uint32Array(256).map((_, n) => {
 });
 
 // CRC-32C, initial value 0, no final inversion.
-export function crc32c(bytes) {
+function crc32c(bytes) {
   let crc = 0;
   for (const byte of bytes) crc = table[(crc ^ byte) & 255] ^ (crc >>> 8);
   return crc >>> 0;
@@ -25,16 +25,25 @@ const u32 = (bytes, at) => (u16(bytes, at) | (u16(bytes, at + 2) << 16)) >>> 0;
 const hex = (value, digits) => "0x" + value.toString(16).padStart(digits, "0");
 const isBlank = (bytes) => bytes.every((byte) => byte === bytes[0]) && (bytes[0] === 0xff || bytes[0] === 0);
 
-// Fields of a record: [offset, size, name].
-const group = (at, name) =>
-  ["base_addr", "part_size", "part_count", "index", "err"].map((field, i) => [at + 2 * i, 2, `${name}_${field}`]);
+// Fields of a record: [offset, size, name, what the number is].
+const plain = (unit) => (value) => `${value} ${unit}`;
+const kindOf = {
+  base_addr: () => "address", part_size: plain("bytes"), part_count: plain("parts"), index: plain("in use"),
+  err: (value) => (value === 0 ? "none damaged" : "a bit for each damaged part"),
+};
+const group = (at, name, fields = Object.keys(kindOf)) =>
+  fields.map((field, i) => [at + 2 * i, 2, `${name}_${field}`, kindOf[field]]);
+const sum = () => "CRC-32C";
+const seal = [124, 4, "crc_self", sum];
 const moduleFields = [
   ...group(0, "module"), ...group(10, "syspara"), ...group(20, "crc"),
-  [30, 2, "buff_base_addr"], [32, 2, "buff_part_size"], [34, 2, "buff_part_count"], [36, 2, "buff_err"],
-  [124, 4, "crc_self"],
+  ...group(30, "buff", ["base_addr", "part_size", "part_count", "err"]), seal,
 ];
-const checksumFields = [...Array.from({ length: kEntries }, (_, e) => [4 * e, 4, `crc[${e}]`]), [124, 4, "crc_self"]];
-const slotFields = [[0, 2, "state"], [2, 2, "page_addr"], [124, 4, "crc_self"]]; // of a slot's second page
+const checksumFields = [...Array.from({ length: kEntries }, (_, e) => [4 * e, 4, `crc[${e}]`, sum]), seal];
+// Of a slot's second page.
+const slotFields = [
+  [0, 2, "state", (value) => (value === kPending ? "pending" : "empty")], [2, 2, "page_addr", (value) => `page ${value}`], seal,
+];
 
 // The module record in force: of the first copy that is good; null when there is none.
 export function moduleRecord(image) {
@@ -53,7 +62,10 @@ export function describePage(image, number, record) {
   const bytes = page(image, number);
   const told = (region, health, text, fields = []) => ({
     region, health, text,
-    fields: fields.map(([at, size, name]) => [name, hex(size === 2 ? u16(bytes, at) : u32(bytes, at), 2 * size)]),
+    fields: fields.map(([at, size, name, kind]) => {
+      const value = size === 2 ? u16(bytes, at) : u32(bytes, at);
+      return [name, `${hex(value, 2 * size)}  ${kind(value)}`];
+    }),
   });
   if (number < 4) {
     if (isBlank(bytes)) return told("module record", "blank", `copy ${number}, never written`);
@@ -97,17 +109,23 @@ export function describePage(image, number, record) {
   return told("journal", isBlank(whole.subarray(0, 128)) ? "blank" : "spare", `slot ${slot}, ${half}: empty`, fields);
 }
 
+const kDacVolts = 2.5 / 4096; // a code
+
 // The 96 bytes of the tuning record: {rows: [[name, text]], offset, apd}. apd: the working point next to the breakdown,
-// DAC code at a temperature and its change a degree.
-export function decodeTuning(bytes) {
+// DAC code at a temperature and its change a degree. The lines are those of the module, [volts at code 0, volts a code].
+export function decodeTuning(bytes, { vdd_line, apd_line } = {}) {
   const view = new DataView(bytes.buffer, bytes.byteOffset, 96);
-  const code = (at) => hex(view.getUint32(at, true) & 0xffff, 4);
+  const code = (at, line) => {
+    const value = view.getUint32(at, true) & 0xffff;
+    const [from, each] = line ?? [0, kDacVolts];
+    return `${hex(value, 4)}  ${(from + value * each).toFixed(3)} V${line ? "" : " at its DAC"}`;
+  };
   const rows = [["Att0", code(0)], ["Att1", code(4)]];
   for (let i = 0; i < 4; ++i) rows.push([`ApdBias[${i}]`, code(8 + 4 * i)]);
-  for (let i = 0; i < 4; ++i) rows.push([`VddValue[${i}]`, code(24 + 4 * i)]);
+  for (let i = 0; i < 4; ++i) rows.push([`VddValue[${i}]`, code(24 + 4 * i, vdd_line)]);
   rows.push(["TemperatureSet", view.getFloat32(40, true).toFixed(2) + " °C"]);
-  for (let i = 0; i < 6; ++i) rows.push([`ApdVoltageSet[${i}]`, code(44 + 4 * i)]);
-  for (let i = 0; i < 6; ++i) rows.push([`TempCoefficient[${i}]`, view.getFloat32(68 + 4 * i, true).toFixed(4)]);
+  for (let i = 0; i < 6; ++i) rows.push([`ApdVoltageSet[${i}]`, code(44 + 4 * i, apd_line)]);
+  for (let i = 0; i < 6; ++i) rows.push([`TempCoefficient[${i}]`, view.getFloat32(68 + 4 * i, true).toFixed(4) + " codes a degree"]);
   const offset = view.getInt32(92, true);
   rows.push(["OffsetPoint", `${offset} samples`]);
   const apd = {

@@ -1,5 +1,5 @@
 // The measurement board: its plug, its rails and what is wrong with its link.
-import { element, numberField, show } from "./dom.js";
+import { element, numberField, show, shows, showSentence } from "./dom.js";
 import { set } from "./link.js";
 import { faultSwitches } from "./tab_faults.js";
 
@@ -27,7 +27,7 @@ function addRow(name, volts) {
     type: "range", min: 0, max: kMost, step: 0.001, "aria-label": `${name}, volts`,
     oninput: () => hold(Number(slider.value), slider),
   });
-  const value = numberField({ label: `${name}, volts`, min: 0, max: 10, step: 0.001 }, hold);
+  const value = numberField({ label: `${name}, volts`, min: 0, max: 10, step: 0.001, "data-state": `board.rails.${name}` }, hold);
   const free = element(
     "button",
     {
@@ -86,10 +86,13 @@ export const boardTab = {
   },
   look({ board, off }) {
     show(plug, board.plugged);
-    link.textContent = `requests ${board.frames}, replies ${board.replies}`;
-    analog.textContent = off ? "The power is off." :
-      `Vdd ${board.vdd.toFixed(3)} V   Apd ${board.apd.toFixed(2)} V   ` +
-      `Att0 ${(board.att0 * 1000).toFixed(1)} mV   Att1 ${(board.att1 * 1000).toFixed(1)} mV`;
+    showSentence(link,
+      shows("board.frames", `requests ${board.frames}`), ", ", shows("board.replies", `replies ${board.replies}`));
+    showSentence(analog, ...(off ? ["The power is off."] : [
+      shows("board.vdd", `Vdd ${board.vdd.toFixed(3)} V`), "   ", shows("board.apd", `Apd ${board.apd.toFixed(2)} V`), "   ",
+      shows("board.att0", `Att0 ${(board.att0 * 1000).toFixed(1)} mV`), "   ",
+      shows("board.att1", `Att1 ${(board.att1 * 1000).toFixed(1)} mV`),
+    ]));
     for (const [name, volts] of Object.entries(board.rails)) {
       const row = rows.get(name) ?? addRow(name, volts);
       show(row.slider, volts.toFixed(3));

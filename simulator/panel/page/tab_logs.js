@@ -1,6 +1,7 @@
 // What fct wrote: its output live, and its files on SD card and USB stick, with its trace dumps plotted.
 import { download, element } from "./dom.js";
 import { file, on } from "./link.js";
+import { kPlotLook } from "./plot.js";
 
 const kKept = 200_000; // characters of the output
 
@@ -31,10 +32,12 @@ function numbersIn(text) {
   return words.length >= 50 && numbers.every(Number.isFinite) ? numbers : null;
 }
 
+const called = (path) => path.replace(/^root/, "");
+
 async function openFile(path) {
   const bytes = await file(path);
   if (!bytes) return;
-  viewTitle.textContent = path.replace(/^root/, "");
+  viewTitle.textContent = called(path);
   const binary = bytes.subarray(0, 4096).includes(0);
   const text = binary ? "" : new TextDecoder("gbk").decode(bytes);
   const numbers = numbersIn(text);
@@ -42,10 +45,11 @@ async function openFile(path) {
   view.hidden = Boolean(numbers);
   view.textContent = binary ? `${bytes.length} bytes, not text; download it.` : text.slice(-kKept);
   view.scrollTop = view.scrollHeight;
+  viewTitle.scrollIntoView({ block: "start" });
   if (!numbers) return;
   graph?.destroy();
   graph = new Dygraph(plot, numbers.map((v, i) => [i, v]), {
-    labels: ["sample", "code"], colors: ["#6fd0f0"], strokeWidth: 1, gridLineColor: "#2d3850", legend: "follow",
+    labels: ["sample", "code"], colors: ["#6fd0f0"], strokeWidth: 1, ...kPlotLook, legend: "follow",
   });
 }
 
@@ -59,13 +63,13 @@ async function list() {
     ...found.map(({ path, size: bytes }) =>
       element(
         "tr", {},
-        element("th", { scope: "row" }, path.replace(/^root/, "")),
+        element("th", { scope: "row" }, called(path)),
         element("td", { class: "num" }, size(bytes)),
-        element("td", {}, element("button", { class: "small", onclick: () => openFile(path) }, "Show")),
+        element("td", {}, element("button", { class: "small", "aria-label": `Show ${called(path)}`, onclick: () => openFile(path) }, "Show")),
         element(
           "td", {},
           element("button", {
-            class: "small",
+            class: "small", "aria-label": `Download ${called(path)}`,
             onclick: async () =>
               download(path.split("/").pop(), (await file(path)) ?? "", "application/octet-stream"),
           }, "Download"),
@@ -84,7 +88,11 @@ export const logsTab = {
       output,
       element(
         "div", { class: "row" },
-        element("button", { class: "small", onclick: () => download("console.txt", output.textContent) }, "Download"),
+        element(
+          "button",
+          { class: "small", "aria-label": "Download the output", onclick: () => download("console.txt", output.textContent) },
+          "Download",
+        ),
       ),
       element("h2", {}, "Files"),
       element("p", { class: "hint" }, "The test log is on the SD card (fct_log.txt), trace dumps on the USB stick."),

@@ -1,26 +1,27 @@
 // The main board's surroundings: straps, card and stick, clock, supply and battery.
-import { element, numberField, show } from "./dom.js";
+import { element, numberField, show, shows, showSentence } from "./dom.js";
 import { set } from "./link.js";
+import { valueAt } from "./script.js";
 import { faultSwitches } from "./tab_faults.js";
 
 const followers = []; // (state) => void
 
-function check(label, name, from) {
+function check(label, name, path = name) {
   const box = element("input", { type: "checkbox", onchange: () => set(name, box.checked, box) });
-  followers.push((state) => show(box, from(state)));
-  return element("label", {}, box, label);
+  followers.push((state) => show(box, valueAt(state, path)));
+  return element("label", { "data-state": path }, box, label);
 }
 
 function strap(pin) {
   const box = element("input", { type: "checkbox", onchange: () => set("straps." + pin, box.checked ? 1 : 0, box) });
   followers.push(({ straps }) => show(box, straps[pin].level === 1));
-  return element("label", {}, box, pin.toUpperCase() + " high");
+  return element("label", { "data-state": `straps.${pin}.level` }, box, pin.toUpperCase() + " high");
 }
 
-function number(label, name, most, from) {
+function number(label, name, most, path = name) {
   const input = numberField({ label, min: 0, max: most, step: 1, whole: true }, (value, field) => set(name, value, field));
-  followers.push((state) => show(input, from(state)));
-  return element("label", {}, label, input);
+  followers.push((state) => show(input, valueAt(state, path)));
+  return element("label", { "data-state": path }, label, input);
 }
 
 const time = element("input", {
@@ -29,10 +30,13 @@ const time = element("input", {
 followers.push(({ rtc }) => show(time, rtc.time));
 const lines = element("p", { class: "hint" });
 followers.push(({ fpga, shell, fpga_loader: loader, keypad }) => {
-  lines.textContent =
-    `FPGA ${fpga.configured ? "configured" : "not configured"} (${loader.received} bytes loaded); ` +
-    `modules ${shell.modules.join(", ") || "none"}; visible light ${fpga.visible_light ? "on" : "off"}; ` +
-    `speaker ${fpga.speaker ? "tone " + fpga.speaker_tone : "off"}; keys held: ${keypad.down.join(", ") || "none"}`;
+  showSentence(lines,
+    shows("fpga.configured", `FPGA ${fpga.configured ? "configured" : "not configured"}`), " (",
+    shows("fpga_loader.received", `${loader.received} bytes loaded`), "); ",
+    shows("shell.modules", `modules ${shell.modules.join(", ") || "none"}`), "; ",
+    shows("fpga.visible_light", `visible light ${fpga.visible_light ? "on" : "off"}`), "; ",
+    shows(fpga.speaker ? "fpga.speaker_tone" : "fpga.speaker", `speaker ${fpga.speaker ? "tone " + fpga.speaker_tone : "off"}`), "; ",
+    shows("keypad.down", `keys held: ${keypad.down.join(", ") || "none"}`));
 });
 
 export const mainBoardTab = {
@@ -46,19 +50,19 @@ export const mainBoardTab = {
       element("h2", {}, "SD card and USB stick"),
       element(
         "div", { class: "row" },
-        check("SD card in its slot", "sd.present", ({ storage }) => storage.sd.present),
-        number("USB sticks", "usb.sticks", 8, ({ storage }) => storage.usb.sticks),
+        check("SD card in its slot", "sd.present", "storage.sd.present"),
+        number("USB sticks", "usb.sticks", 8, "storage.usb.sticks"),
       ),
       element("h2", {}, "Clock"),
       element("div", { class: "row" }, time, element("span", { class: "hint" }, "YYYY-MM-DD hh:mm:ss")),
       element("h2", {}, "Supply and battery record"),
       element(
         "div", { class: "row" },
-        check("mains adapter", "power.dc", ({ power }) => power.dc),
-        check("battery", "power.bat", ({ power }) => power.bat),
-        check("full", "power.full", ({ power }) => power.full),
-        number("type", "power.type", 3, ({ power }) => power.type),
-        number("level", "power.level", 255, ({ power }) => power.level),
+        check("mains adapter", "power.dc"),
+        check("battery", "power.bat"),
+        check("full", "power.full"),
+        number("type", "power.type", 3),
+        number("level", "power.level", 255),
       ),
       element("h2", {}, "What the board does"),
       lines,

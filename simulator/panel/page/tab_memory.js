@@ -1,14 +1,15 @@
 // The module's EEPROM page by page, the tuning record, and the power cut.
-import { download, element, numberField, show } from "./dom.js";
+import { complain, download, element, numberField, show } from "./dom.js";
 import { act, fault, file } from "./link.js";
+import { askOrigin } from "./origin.js";
 import { decodeTuning, describePage, kPages, kPageSize, moduleRecord, page } from "./records.js";
 
-const colours = {
-  valid: { "module record": "#6fd0f0", parameters: "#4f9a6a", checksums: "#5d82c8", journal: "#8a72c0" },
-  blank: { "module record": "#27414d", parameters: "#24372f", checksums: "#28344f", journal: "#322c47", unused: "#1c2230" },
-  damaged: "#e0523a", pending: "#eda32a", spare: "#4a5770",
+// A page that is blank is hollow in the colour of its region; the others differ in more than their colour, too (panel.css).
+const regions = {
+  "module record": "#6fd0f0", parameters: "#5fb37c", checksums: "#7d9fe0", journal: "#a992e0", unused: "#9fb0c6",
 };
-const colourOf = ({ region, health }) => colours[health][region] ?? colours[health];
+const colours = { damaged: "#ff7a5c", pending: "#eda32a", spare: "#9fb0c6" };
+const colourOf = ({ region, health }) => colours[health] ?? regions[region];
 
 const map = element("div", { class: "map", role: "group", "aria-label": "pages of the EEPROM" });
 const summary = element("p", { class: "hint" });
@@ -24,8 +25,25 @@ const damage = element(
   element("option", { value: "half" }, "one byte half programmed"),
   element("option", { value: "page" }, "the page spoilt"),
 );
+const memory = element(
+  "select", { "aria-label": "memory of the byte" },
+  element("option", { value: "module" }, "the module's EEPROM"),
+  element("option", { value: "mainboard" }, "the main board's EEPROM"),
+);
+const address = element("input", {
+  type: "text", size: "7", value: "0x0000", "aria-label": "address of the byte",
+  onchange: () => {
+    const at = wantedByte();
+    complain(address, at === null ? "address of the byte: a whole number from 0 to 65535, or 0x0000 to 0xffff, is expected" : "");
+    if (at === null) address.value = hexAddress(chosen);
+    else choose(at);
+  },
+});
+const origin = element("div", { class: "answer" });
+const kHexAt = 6; // letters before the first byte of a line
 const cells = [];
 let image = null;
+let chosen = 0; // byte that is asked about
 let open = -1;
 
 function hexLines(data, from) {
@@ -38,6 +56,46 @@ function hexLines(data, from) {
   return lines.join("\n");
 }
 
+const hexAddress = (at) => "0x" + at.toString(16).padStart(4, "0");
+function wantedByte() {
+  const at = /^\s*(0x[0-9a-f]+|\d+)\s*$/i.test(address.value) ? Number(address.value) : NaN;
+  return at >= 0 && at < kPages * kPageSize ? at : null;
+}
+
+function choose(at) {
+  chosen = at;
+  address.value = hexAddress(at);
+  if (memory.value === "module") showPage(Math.floor(at / kPageSize));
+}
+
+// Of the open page as it is written out; the chosen byte is marked. What is unchanged stays, as does what a person selects
+// in it.
+let painted = "";
+function paintDump() {
+  const text = hexLines(page(image, open), open * kPageSize);
+  const at = chosen - open * kPageSize;
+  if (painted === text + at + memory.value) return;
+  painted = text + at + memory.value;
+  if (memory.value !== "module" || at < 0 || at >= kPageSize) {
+    dump.textContent = text;
+    return;
+  }
+  const from = Math.floor(at / 16) * (text.indexOf("\n") + 1) + kHexAt + 3 * (at % 16);
+  dump.replaceChildren(text.slice(0, from), element("mark", {}, text.slice(from, from + 2)), text.slice(from + 2));
+}
+
+// The byte under a click, from the place of its letters: the font's are all as wide.
+function byteAt(event) {
+  const range = document.createRange();
+  range.selectNodeContents(dump);
+  const box = range.getBoundingClientRect();
+  const lines = dump.textContent.split("\n");
+  const row = Math.floor(((event.clientY - box.top) * lines.length) / box.height);
+  const column = Math.floor(((event.clientX - box.left) * lines[0].length) / box.width) - kHexAt;
+  const at = Math.floor(column / 3);
+  return row >= 0 && row < lines.length && at >= 0 && at < 16 ? open * kPageSize + row * 16 + at : null;
+}
+
 function showPage(number) {
   open = number;
   cells.forEach((cell, i) => cell.classList.toggle("open", i === number));
@@ -45,7 +103,7 @@ function showPage(number) {
   const what = describePage(image, number, moduleRecord(image));
   heading.textContent = `Page ${number}: ${what.region}, ${what.health}. ${what.text}`;
   dump.hidden = false;
-  dump.textContent = hexLines(page(image, number), number * kPageSize);
+  paintDump();
   fields.replaceChildren(
     ...what.fields.map(([name, value]) =>
       element("tr", {}, element("th", {}, name), element("td", { class: "num" }, value)),
@@ -63,10 +121,11 @@ async function read(state) {
     cells.forEach((cell, number) => {
       const what = describePage(image, number, inForce);
       count[what.health] = (count[what.health] ?? 0) + 1;
-      const colour = colourOf(what);
-      if (cell.colour === colour) return;
-      cell.colour = colour;
-      cell.style.setProperty("--c", colour);
+      const looks = `${what.health} of ${what.region}`;
+      if (cell.looks === looks) return;
+      cell.looks = looks;
+      cell.style.setProperty("--c", colourOf(what));
+      cell.className = what.health + (number === open ? " open" : "");
       cell.setAttribute("aria-label", `page ${number}, ${what.region}, ${what.health}`);
       cell.title = `page ${number}: ${what.region}, ${what.health}`;
     });
@@ -75,7 +134,7 @@ async function read(state) {
       : "The store has not been opened yet: there is no module record.";
     if (open >= 0) showPage(open);
   }
-  const rows = record && record.length >= 96 ? decodeTuning(record).rows : [];
+  const rows = record && record.length >= 96 ? decodeTuning(record, state.optics).rows : [];
   tuning.replaceChildren(
     ...rows.map(([name, value]) =>
       element("tr", {}, element("th", {}, name), element("td", { class: "num" }, value)),
@@ -89,7 +148,7 @@ export const memoryTab = {
   title: "Memory",
   open(panel) {
     for (let number = 0; number < kPages; ++number) {
-      const cell = element("button", { onclick: () => showPage(number), tabindex: number === 0 ? "0" : "-1" });
+      const cell = element("button", { onclick: () => (memory.value = "module", choose(number * kPageSize)), tabindex: number === 0 ? "0" : "-1" });
       cells.push(cell);
     }
     map.append(...cells);
@@ -100,7 +159,15 @@ export const memoryTab = {
       cells[next].focus();
       event.preventDefault();
     });
-    const key = (colour, text) => element("span", {}, element("i", { style: `--c:${colour}` }), text);
+    dump.addEventListener("click", (event) => {
+      const at = byteAt(event);
+      if (at === null) return;
+      memory.value = "module";
+      choose(at);
+    });
+    memory.addEventListener("change", () => open >= 0 && image && paintDump());
+    const key = (colour, health, text) =>
+      element("span", {}, element("i", { class: health, style: `--c:${colour}` }), text);
     panel.append(
       element("h2", {}, "Power"),
       element(
@@ -121,11 +188,24 @@ export const memoryTab = {
       map,
       element(
         "p", { class: "key-colours" },
-        ...Object.entries(colours.valid).map(([region, colour]) => key(colour, region)),
-        key(colours.damaged, "damaged"), key(colours.pending, "pending journal slot"),
-        key(colours.spare, "not in use"), key(colours.blank.parameters, "blank (dark)"),
+        ...Object.entries(regions).filter(([region]) => region !== "unused").map(([region, colour]) => key(colour, "valid", region)),
+        key(colours.damaged, "damaged", "damaged"), key(colours.pending, "pending", "pending journal slot"),
+        key(colours.spare, "spare", "not in use"), key(regions.parameters, "blank", "blank (hollow)"),
       ),
       summary, heading, dump,
+      element(
+        "div", { class: "row" },
+        "Byte", address, "of", memory,
+        element(
+          "button",
+          {
+            class: "small", "aria-label": "What wrote this byte?",
+            onclick: ({ target }) => askOrigin({ memory: memory.value, at: chosen }, target, origin),
+          },
+          "What wrote this?",
+        ),
+      ),
+      origin,
       element("table", {}, fields),
       element(
         "div", { class: "row" },

@@ -1,10 +1,11 @@
 // The optical module and what is at its port; its acquisitions and its breakdown as plots.
 import { element, numberField, show } from "./dom.js";
-import { ask, file, set } from "./link.js";
+import { ask, file, on, set } from "./link.js";
 import { acquisitionParts, keepTrace, redrawAcquisition, showFibre } from "./plot_acquisition.js";
 import { apdParts, forgetApd, showApd } from "./plot_apd.js";
 import { faultSwitches } from "./tab_faults.js";
 import { decodeTuning } from "./records.js";
+import { shownRun } from "./timeline.js";
 
 const kFibres = ["none", "5 m", "1 km", "1.5 km"];
 
@@ -20,7 +21,7 @@ const fibre = element(
   ...kFibres.map((name) => element("option", { value: name }, name)),
   element("option", { value: "custom" }, "custom"),
 );
-const length = element("span", { class: "hint" });
+const length = element("span", { class: "hint", "data-state": "optics.fibre_length" });
 let connected = ""; // the fibre when last looked at; what is chosen here stays until another is connected
 const events = element("tbody");
 const custom = element("div", { hidden: true });
@@ -31,22 +32,30 @@ function eventRow(at, loss, reflection) {
     show(made, value);
     return made;
   };
+  const names = ["at, metres", "loss, dB", "reflection, dB"];
   const inputs = [
-    field(at, "at, metres", { min: 0, max: 200000 }),
-    field(loss, "loss, dB", { min: 0, max: 100, step: 0.1 }),
-    field(reflection, "reflection, dB", { min: -100, max: 0, step: 1, optional: true }),
+    field(at, names[0], { min: 0, max: 200000 }),
+    field(loss, names[1], { min: 0, max: 100, step: 0.1 }),
+    field(reflection, names[2], { min: -100, max: 0, step: 1, optional: true }),
   ];
+  const remove = element("button", { class: "small", onclick: () => (row.remove(), numberEvents()) }, "Remove");
   const row = element(
     "tr", {},
     ...inputs.map((input) => element("td", {}, input)),
-    element("td", {}, element("button", { class: "small", onclick: () => row.remove() }, "Remove")),
+    element("td", {}, remove),
   );
   row.values = () => {
     const [at, loss, reflection] = inputs.map((input) => (input.value === "" ? null : Number(input.value)));
     return { at, loss, ...(reflection !== null && { reflection }) };
   };
+  row.named = (number) => {
+    remove.setAttribute("aria-label", `Remove event ${number}`);
+    inputs.forEach((input, i) => input.setAttribute("aria-label", `event ${number}, ${names[i]}`));
+  };
   events.append(row);
+  numberEvents();
 }
+const numberEvents = () => [...events.children].forEach((row, i) => row.named(i + 1));
 
 custom.append(
   element(
@@ -85,7 +94,7 @@ const temperature = element("input", {
 const kColdest = -40, kHottest = 85; // of the module
 const degrees = numberField({ label: "module temperature, °C", min: kColdest, max: kHottest, step: 0.1 },
   (value, field) => set("module.temperature", value, field));
-const now = element("span", { class: "num", id: "degrees" });
+const now = element("span", { class: "num", id: "degrees", "data-state": "module.temperature" });
 // A ramp goes on to its end, where there is one; else for ever.
 const rate = numberField({ label: "degrees a minute", min: -60, max: 60, step: 0.05 }, () => setRamp(rate));
 const end = numberField({ label: "end of the ramp, °C", min: kColdest, max: kHottest, step: 1, optional: true },
@@ -103,7 +112,9 @@ const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
 const facts = element("p", { class: "hint num" });
-let acquisition = 0; // that was looked at last
+let run = 0; // how often fct has been started
+on("status", (status) => (run = status.run));
+let seen = { of: "" }; // the acquisition that was looked at last, by wavelength; of which start
 
 export const opticsTab = {
   id: "optics",
@@ -156,18 +167,25 @@ export const opticsTab = {
     ramp.textContent = module.temperature_rate === 0 ? "" : "the temperature changes by itself";
     show(seed, optics.seed);
     show(light, optics.light_on_link > 0);
+    const volts = (code) => optics.apd_line[0] + code * optics.apd_line[1];
     facts.textContent = off ? "The power is off." :
-      `APD ${optics.apd_volts.toFixed(2)} V, gain ${optics.apd_gain.toFixed(2)}; breaks down at code ` +
-      `${optics.breakdown_code.toFixed(0)} now, ${optics.breakdown_code_at_zero.toFixed(0)} at 0 °C and ` +
-      `${optics.breakdown_codes_per_degree.toFixed(2)} more a degree; dark code ${optics.dark_code}; ` +
+      `APD ${optics.apd_volts.toFixed(2)} V, gain ${optics.apd_gain.toFixed(2)}; breaks down at DAC code ` +
+      `${optics.breakdown_code.toFixed(0)} (${volts(optics.breakdown_code).toFixed(2)} V) now, ` +
+      `${optics.breakdown_code_at_zero.toFixed(0)} at 0 °C and ` +
+      `${optics.breakdown_codes_per_degree.toFixed(2)} codes more a degree; dark level ADC code ${optics.dark_code}; ` +
       `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
     const bytes = optic.tuning_stored ? await file("tuning.bin") : null;
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
     showApd({ optics, optic, fpga }, record?.apd);
     showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
-    if (fpga.acquisitions === acquisition || fpga.acquisition === "running") return;
-    acquisition = fpga.acquisitions;
-    if (acquisition === 0) return; // gone with the power
-    keepTrace(await ask({ do: "samples" }));
+    const last = fpga.last_acquisitions, start = shownRun(), of = `${run} ${start}`;
+    if (fpga.acquisition === "running" || start < 0) return;
+    if (seen.of !== of) seen = { of }; // acquisitions are counted from 1 again
+    for (const [wavelength, number] of Object.entries(last).sort(([, one], [, other]) => one - other)) {
+      if (seen[wavelength] === number) continue;
+      const reply = await ask({ do: "samples", wavelength });
+      seen[wavelength] = reply.acquisition; // which may be a later one
+      keepTrace({ ...reply, start });
+    }
   },
 };

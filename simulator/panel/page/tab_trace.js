@@ -1,96 +1,209 @@
 // The hardware trace, live: what fct does to registers, buses and the serial line.
-import { download, element } from "./dom.js";
+import { attempt, download, element } from "./dom.js";
 import { ask, on } from "./link.js";
+import { askOrigin } from "./origin.js";
 
 const kinds = ["reg", "fpga", "data", "i2c", "serial", "ioctl", "shell", "sleep", "file"];
-const registers = {
-  "0x30000002": "CTRLOUT", "0x3000000a": "CURRENT0", "0x3000000c": "CURRENT1", "0x3000000e": "ATT0",
-  "0x30000010": "ATT1", "0x30000012": "VDD", "0x30000014": "APD", "0x30000016": "APD_BIAS", "0x30000018": "PULSE",
-  "0x3000001a": "SAMPLES", "0x3000001c": "SAMPLES_HIGH", "0x3000001e": "AVERAGES", "0x30000020": "PERIOD",
-  "0x30000022": "DELAY_HIGH", "0x30000024": "DELAY_LOW", "0x3000002e": "ACQUIRE", "0x30000030": "PULSE_MODE",
-  "0x30000032": "MEMORY", "0x30000082": "SPEAKER_ON", "0x30000084": "SPEAKER_TONE",
-};
-const kShown = 5000; // lines on the page
-const kAtOnce = 1000; // lines of one reply
+const kKept = 20000; // lines on the page
+const kRows = 3000; // of them, or groups of them, in the list
+const kAtOnce = 2000; // lines of one reply
+const kLongestGroup = 6; // lines that repeat together
+const kFewest = 3; // times that a group is there before it is shown as one
+const kUnfolded = 600; // lines of a group that is opened
 
-const list = element("pre", { class: "log", tabindex: 0, "aria-label": "hardware trace" });
+const list = element("div", { class: "log trace", role: "listbox", tabindex: 0, "aria-label": "hardware trace" });
 const search = element("input", { type: "search", placeholder: "word -word", "aria-label": "words to show, -word to leave out" });
+const collapse = element("input", { type: "checkbox", checked: true, onchange: () => paint() });
 const state = element("span", { class: "hint" });
+const button = (text, work) => element("button", { class: "small", onclick: ({ target }) => attempt(target, work) }, text);
+const record = button("Record", () => start()), end = button("Stop", () => stop());
+const register = element("div", { class: "row", hidden: true });
+const origin = element("div", { class: "answer" });
 const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
-let lines = [];
+let lines = []; // {id, text, kind, rest}: `rest` is what makes two lines equal
+let ids = 0;
+let rows = new Map(); // group's name -> its element
+const unfolded = new Set();
+let selected = null; // id of the line
 
-// Phase table entries are 32 registers in a row.
-function name(address) {
-  const number = Number(address);
-  if (number >= 0x30000034 && number < 0x30000074) return `PHASE[${(number - 0x30000034) / 2}]`;
-  return registers[address] ?? "";
+// A line is "seconds thread word ...": see the hardware trace. Mostly the word is the kind.
+const kKindOf = { temp: "ioctl", rtc: "ioctl", tuning: "file", power: "file" };
+function parse(text) {
+  const [, word] = text.match(/^\s*\S+ \S+ (\S+)/) ?? [null, ""];
+  return { id: ++ids, text, kind: kKindOf[word] ?? word, rest: text.replace(/^\s*\S+ /, "") };
 }
 
-const decode = (line) =>
-  line.replace(/^(.*?\breg (?:read|write) (0x[0-9a-f]{8}).*)$/, (all, text, address) => {
-    const known = name(address);
-    return known ? `${text}   ${known}` : text;
-  });
-
-// A line is "seconds thread kind what": see the hardware trace.
-const kindOf = (line) => line.split(" ").filter(Boolean)[2];
-
-// Words that a line must have, and "-word" that it must not.
-function wantedBy(line) {
-  const box = boxes.get(kindOf(line));
-  if (box && !box.checked) return false;
-  const low = line.toLowerCase();
-  return search.value.toLowerCase().split(/\s+/).filter(Boolean).every((word) =>
-    word.length > 1 && word[0] === "-" ? !low.includes(word.slice(1)) : low.includes(word));
+// Words that a line must have, and "-word" that it must not; of the kinds that are ticked.
+function filter() {
+  const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
+  return ({ kind, text }) => {
+    if (boxes.has(kind) && !boxes.get(kind).checked) return false;
+    const low = text.toLowerCase();
+    return words.every((word) => (word.length > 1 && word[0] === "-" ? !low.includes(word.slice(1)) : low.includes(word)));
+  };
 }
 
-// Every section tells while recording goes on.
-function told(recording) {
-  state.textContent = recording ? "recording" : "stopped";
-  traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
-  traceTab.button.title = recording ? "recording" : "";
+// Lines in groups {first, size, times}: what comes several times in a row is one group, `size` lines `times` over.
+function grouped(shown) {
+  const groups = [];
+  for (let at = 0; at < shown.length;) {
+    let best = { first: at, size: 1, times: 1 };
+    for (let size = 1; size <= kLongestGroup && at + size * kFewest <= shown.length; ++size) {
+      let end = at + size;
+      while (end < shown.length && shown[end].rest === shown[end - size].rest) ++end;
+      const times = Math.floor((end - at) / size);
+      if (times >= kFewest && times * size > best.times * best.size) best = { first: at, size, times };
+    }
+    groups.push(best);
+    at += best.size * best.times;
+  }
+  return groups;
+}
+
+const line = ({ id, text, rest }) =>
+  element("div", { role: "option", class: /^\S+ reg /.test(rest) ? "reg" : null, "data-id": id, "aria-selected": String(id === selected) }, text);
+
+// A group's element. It grows in place, so that who has the focus in it keeps it.
+function row(shown, { first, size }) {
+  const begin = shown[first];
+  const open = unfolded.has(begin.id);
+  const rest = shown.slice(first + 1, first + size).map((one) => one.rest);
+  const head = element(
+    "div", { class: "group" },
+    element("button", {
+      class: "small", "aria-expanded": String(open), "aria-label": open ? "fold" : "show the lines",
+      onclick: () => {
+        if (!unfolded.delete(begin.id)) unfolded.add(begin.id);
+        paint();
+      },
+    }, open ? "▾" : "▸"),
+    line({ ...begin, text: [begin.text, ...rest].join(" / ") }),
+    element("b", {}),
+  );
+  if (open) head.append(element("div", { class: "lines" }), element("i", { hidden: true }, "... more; Download all has them"));
+  return head;
+}
+
+function grow(head, shown, { first, size, times }) {
+  const last = shown[first + size * times - 1];
+  head.querySelector("b").textContent = `× ${times}, to ${last.text.trim().split(" ")[0]}`;
+  const inside = head.querySelector(".lines");
+  if (!inside) return;
+  const there = inside.childElementCount;
+  inside.append(...shown.slice(first + there, first + Math.min(size * times, kUnfolded)).map(line));
+  head.querySelector("i").hidden = size * times <= kUnfolded;
 }
 
 function paint() {
   const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
-  list.textContent = lines.filter(wantedBy).join("\n");
+  const shown = lines.filter(filter());
+  const groups = (collapse.checked ? grouped(shown) : shown.map((_, first) => ({ first, size: 1, times: 1 }))).slice(-kRows);
+  const made = new Map();
+  for (const group of groups) {
+    const { id } = shown[group.first];
+    const repeats = group.times > 1;
+    const name = repeats ? `${id} ${group.size} ${unfolded.has(id)}` : id;
+    const there = rows.get(name) ?? (repeats ? row(shown, group) : line(shown[group.first]));
+    if (repeats) grow(there, shown, group);
+    made.set(name, there);
+  }
+  for (const [name, old] of rows) if (!made.has(name)) old.remove();
+  rows = made;
+  let place = list.firstChild;
+  for (const one of made.values())
+    if (one === place) place = place.nextSibling;
+    else list.insertBefore(one, place);
   if (atEnd) list.scrollTop = list.scrollHeight;
+}
+
+// The register of the chosen line, and where its present value comes from.
+function select(id) {
+  selected = id;
+  for (const one of list.querySelectorAll("[role=option]")) one.setAttribute("aria-selected", String(Number(one.dataset.id) === id));
+  const found = lines.find((one) => one.id === id);
+  const [, address] = found?.rest.match(/\breg (?:read|write) (0x[0-9a-f]{8})/) ?? [];
+  register.hidden = !address;
+  if (!address) return;
+  const [, known = ""] = found.rest.match(/   ([^ ]+)/) ?? [];
+  register.replaceChildren(
+    element("span", {}, `${address} ${known}`),
+    element(
+      "button",
+      {
+        class: "small", "aria-label": "What wrote this register?",
+        onclick: ({ target }) => askOrigin({ register: address }, target, origin),
+      },
+      "What wrote this?",
+    ),
+  );
+}
+
+// Every section tells while recording goes on.
+function told() {
+  const recording = next !== null;
+  record.disabled = end.disabled = past;
+  state.textContent = past ? "A moment of the past is shown: return to now to record." : recording ? "recording" : "stopped";
+  traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
+  traceTab.button.title = recording ? "recording" : "";
 }
 
 async function start() {
   const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
   await ask({ do: "trace", action: "start" });
   next = from;
-  told(true);
+  told();
 }
 
 // The fct of a restart counts its lines from 0, and records nothing unasked.
 let run = null;
+let past = false; // that is shown: its instrument has a trace of its own
 on("status", (status) => {
-  if (status.running && status.run !== run && next !== null) start().catch(() => (next = null));
+  past = status.past !== null;
+  told();
+  if (past || !status.running || status.run === run) return;
   run = status.run;
+  if (next !== null) start().catch(ended);
 });
 
-async function stop() {
+function ended() {
   next = null;
-  told(false);
+  told();
+}
+
+async function stop() {
+  ended();
   await ask({ do: "trace", action: "stop" });
 }
 
 async function follow() {
-  if (next === null) return;
-  const reply = await ask({ do: "trace", action: "read", from: next, limit: kAtOnce });
-  if (next === null) return;
+  if (next === null || past) return;
+  const reply = await ask({ do: "trace", action: "read", from: next, limit: kAtOnce, explain: true });
+  if (next === null || past) return;
   const missed = Math.max(0, reply.next - next - reply.lines.length);
   next = reply.next;
   if (reply.lines.length === 0) return;
-  if (missed > 0) lines.push(`... ${missed} lines left out; Download all has what is kept`);
-  lines = lines.concat(reply.lines.map(decode)).slice(-kShown);
+  if (missed > 0) lines.push(parse(`... ${missed} lines left out; Download all has what is kept`));
+  lines = lines.concat(reply.lines.map(parse)).slice(-kKept);
   paint();
 }
 
 search.addEventListener("input", paint);
+list.addEventListener("click", ({ target }) => {
+  const one = target.closest("[role=option]");
+  if (one) select(Number(one.dataset.id));
+});
+list.addEventListener("keydown", (event) => {
+  const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
+  if (!step || event.target !== list) return;
+  event.preventDefault();
+  const all = [...list.querySelectorAll("[role=option]")];
+  const at = all.findIndex((one) => Number(one.dataset.id) === selected);
+  const to = all[at < 0 ? all.length - 1 : Math.min(all.length - 1, Math.max(0, at + step))];
+  if (!to) return;
+  select(Number(to.dataset.id));
+  to.scrollIntoView({ block: "nearest" });
+});
 
 export const traceTab = {
   id: "trace",
@@ -100,25 +213,21 @@ export const traceTab = {
     panel.append(
       element(
         "div", { class: "row" },
-        element("button", { class: "small", onclick: () => start().catch(() => {}) }, "Record"),
-        element("button", { class: "small", onclick: () => stop().catch(() => {}) }, "Stop"),
-        element("button", { class: "small", onclick: () => { lines = []; paint(); } }, "Clear"),
-        element(
-          "button",
-          {
-            class: "small",
-            onclick: async () => {
-              const all = await ask({ do: "trace", action: "read" });
-              download("trace.txt", all.lines.map(decode).join("\n") + "\n");
-            },
-          },
-          "Download all",
-        ),
+        record, end,
+        element("button", { class: "small", onclick: () => { lines = []; select(null); paint(); } }, "Clear"),
+        button("Download all", async () => {
+          const all = await ask({ do: "trace", action: "read", explain: true });
+          download("trace.txt", all.lines.join("\n") + "\n");
+        }),
         search, state,
       ),
-      element("div", { class: "row" }, ...kinds.map((kind) => element("label", {}, boxes.get(kind), kind))),
-      list,
-      element("p", { class: "hint" }, "Record shows what fct does to the hardware: virtual seconds, thread, what it did; equal lines in a row are counted."),
+      element(
+        "div", { class: "row" },
+        ...kinds.map((kind) => element("label", {}, boxes.get(kind), kind)),
+        element("label", { title: "what comes again and again is one line with a count" }, collapse, "collapse repeats"),
+      ),
+      list, register, origin,
+      element("p", { class: "hint" }, "Record shows what fct does to the hardware: virtual seconds, thread, what it did, and what that means. Choose a register's line to ask what wrote its present value."),
     );
   },
   look: follow,

@@ -14,12 +14,13 @@ export async function look() {
   if (!running || document.hidden) return;
   try {
     const hello = await ask({ do: "hello" });
-    told = { us: hello.now_us, at: performance.now(), speed: hello.paused || hello.speed === "max" ? 0 : hello.speed };
+    const still = hello.paused || hello.speed === 0; // or moved by a script
+    told = { us: hello.now_us, at: performance.now(), speed: still || hello.speed === "max" ? 0 : hello.speed };
     const pause = byId("pause");
-    pause.setAttribute("aria-pressed", hello.paused);
-    pause.textContent = hello.paused ? "Go on" : "Pause";
+    pause.setAttribute("aria-pressed", still);
+    pause.textContent = still ? "Go on" : "Pause";
     const speed = byId("speed");
-    if (!hello.paused && document.activeElement !== speed) {
+    if (!still && document.activeElement !== speed) {
       const text = String(hello.speed);
       if (![...speed.options].some((option) => option.value === text)) speed.add(new Option(text + " x", text));
       speed.value = text;
@@ -49,15 +50,17 @@ on("lost", () => {
   told.speed = 0;
 });
 
-const chosen = () => (byId("speed").value === "max" ? "max" : Number(byId("speed").value));
+// What the person wants: the speed that is chosen, and whether time is held all the same.
+export const speedChosen = () => (byId("speed").value === "max" ? "max" : Number(byId("speed").value));
+export const held = () => byId("pause").getAttribute("aria-pressed") === "true";
 
 byId("pause").addEventListener("click", async () => {
-  const factor = byId("pause").getAttribute("aria-pressed") === "true" ? chosen() : 0;
+  const factor = held() ? speedChosen() : 0;
   await act({ do: "speed", factor });
   look();
 });
 byId("speed").addEventListener("change", async ({ target }) => {
-  await act({ do: "speed", factor: chosen() });
+  await act({ do: "speed", factor: speedChosen() });
   target.blur();
   look();
 });

@@ -22,8 +22,11 @@ let inputs = []; // of the start that is shown: {at_us, request}
 let history = []; // of the same: {kind, first_us, last_us, count}
 let end = 0; // microseconds, as far as it goes
 let past = null; // {run, at_us} while a moment of the past is shown
+let running = false;
 let start = 0; // status.run: how often fct has been started
-let wanted = null; // the moment last asked for
+let starts = []; // of the session: {inputs, last_us}
+let told = -1; // the start that inputs and history are of
+let wanted = null; // the moment last asked for: {run, to_us}
 let asking = false;
 
 const seconds = (us) => clockText(us / 1000);
@@ -45,14 +48,22 @@ const goOn = button("Go on from here", "gives up what came later", async () => {
   if (await sure("Go on from this moment? What came later is given up; it stays in the state folder as a session of its own.", "Go on from here"))
     leave("branch");
 });
+const chosen = element("select", {
+  "aria-label": "start of the instrument", hidden: true,
+  onchange: () => {
+    const run = Number(chosen.value);
+    if (run === starts.length - 1) leave("now");
+    else go(starts[run].last_us, run);
+  },
+});
 const line = byId("timeline");
-line.append(back, element("div", { class: "line" }, marks, slider), forth, range, said, toNow, goOn);
+line.append(chosen, back, element("div", { class: "line" }, marks, slider), forth, range, said, toNow, goOn);
 
 const position = () => (past ? past.at_us : end);
 const from = () => (range.value === "0" ? 0 : Math.max(0, Math.min(position(), end) - Number(range.value) * 1e6));
 const until = () => (range.value === "0" ? end : Math.min(end, from() + Number(range.value) * 1e6));
 
-function describe({ request }) {
+export function describe({ request }) {
   const { do: what, ...rest } = request;
   return [what, ...Object.values(rest).map((value) => (typeof value === "object" ? JSON.stringify(value) : value))].join(" ");
 }
@@ -64,6 +75,10 @@ function show() {
   if (wanted === null) slider.value = Math.round(position() / 1000);
   slider.setAttribute("aria-valuetext", seconds(position()));
   said.textContent = past ? `the past: ${seconds(past.at_us)} of ${seconds(end)}` : seconds(end);
+  chosen.hidden = starts.length < 2;
+  if (chosen.length !== starts.length)
+    chosen.replaceChildren(...starts.map((_, run) => element("option", { value: String(run) }, `start ${run + 1}`)));
+  if (document.activeElement !== chosen || wanted === null) chosen.value = String(shownRun());
   line.classList.toggle("past", past !== null);
   toNow.hidden = goOn.hidden = past === null;
   back.disabled = !inputs.some((input) => input.at_us <= position());
@@ -81,31 +96,57 @@ function show() {
   );
 }
 
-async function look() {
+// Of the starts of the session, counted from 0.
+export const shownRun = () => (past ? past.run : starts.length - 1);
+
+// Only what is new is asked for; of an earlier start the marks reach as far as it has been shown. What is shown may be
+// another start by the time of the answer: that is left to the next look.
+async function lookOnce() {
   if (document.hidden || asking) return;
+  const subject = () => `${start} ${past?.run}`;
+  const asked = subject();
   try {
-    const session = await ask({ do: "session", ...(past && { run: past.run }) });
-    inputs = session.inputs;
+    const request = { do: "session", ...(past && { run: past.run }) };
+    let session = await ask({ ...request, from: inputs.length });
+    if (subject() !== asked) return;
+    if (session.run !== told) {
+      [told, inputs, history, end] = [session.run, [], [], 0];
+      session = await ask({ ...request, run: told });
+      if (subject() !== asked) return;
+    }
+    inputs = inputs.concat(session.inputs);
+    starts = session.runs;
     const current = session.run === session.runs.length - 1;
     if (current && session.now_us !== undefined) end = session.now_us;
-    else end = Math.max(end, session.runs[session.run].last_us);
-    if (!past) history = (await ask({ do: "history" })).marks;
+    else end = Math.max(end, session.runs[session.run].last_us, past ? past.at_us : 0);
+    if (past ? !current : running) {
+      const { marks } = await ask({ do: "history" });
+      if (subject() !== asked) return;
+      if (!past || marks.length > history.length) history = marks;
+    }
   } catch {
     // what is wrong with the instrument is told over its screen
   }
   show();
 }
 
+// One look at a time. Who asks for one during another gets the next, which sees what is so by then.
+let last = Promise.resolve(), next = null;
+const look = () => (next ??= last.finally(() => {
+  next = null;
+  return (last = lookOnce());
+}));
+
 // Of several moments that are asked for while one is made only the last matters.
-async function go(us) {
-  wanted = Math.max(0, Math.round(us));
+async function go(us, run = shownRun()) {
+  wanted = { run, to_us: Math.max(0, Math.round(us)) };
   if (asking) return;
   asking = true;
   while (wanted !== null) {
     const to = wanted;
     try {
-      const { run, at_us } = await ask({ do: "rewind", to_us: to });
-      past = { run, at_us };
+      const there = await ask({ do: "rewind", ...to });
+      past = { run: there.run, at_us: there.at_us };
       tell("problem", "");
     } catch (error) {
       tell("problem", error.message);
@@ -113,8 +154,13 @@ async function go(us) {
     if (wanted === to) wanted = null;
   }
   asking = false;
+  if (past && past.run !== told) await look();
   show();
 }
+
+// Shows that moment of the session.
+export const goTo = (run, us) => go(us, run);
+export const isLastStart = (run) => run === starts.length - 1;
 
 async function jump(direction) {
   await look();
@@ -148,8 +194,9 @@ slider.addEventListener("keydown", (event) => {
 range.addEventListener("change", show);
 
 on("status", (status) => {
-  if (status.run !== start) [start, inputs, history, end] = [status.run, [], [], 0];
+  if (status.run !== start) [start, inputs, history, end, told] = [status.run, [], [], 0, -1];
   past = status.past;
+  running = status.running;
   line.hidden = false;
   look();
 });

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""usage: measure.py K905: how fast the screen gets to the page, what that costs, and what an idle panel costs."""
+"""usage: measure.py K905: how fast a key gets to its picture, the screen to the page, what that costs, and what an idle
+panel costs."""
 
 import mmap
 import os
@@ -13,6 +14,7 @@ sys.dont_write_bytecode = True  # the sources stay clean
 from panel_page import Panel
 
 CHANGES = 400
+PRESSES = 100
 WATCH = 10.0  # seconds of an idle panel
 WIDTH, HEIGHT = 800, 480
 
@@ -25,6 +27,27 @@ lcd.addEventListener('frame', ({detail}) => {
   const number = (r >> 3 << 11) | (g >> 2 << 5) | b >> 3;
   window.frames_.push([performance.timeOrigin + performance.now(), detail.bytes, number]);
 });"""
+
+
+# Milliseconds from a key of the PC to the first picture on the page that follows it, on the key check screen.
+PRESS = """
+const [number, done] = arguments;
+const lcd = document.getElementById('lcd'), took = [];
+const key = (kind) => document.body.dispatchEvent(new KeyboardEvent(kind, {key: 'a', code: 'KeyA', bubbles: true}));
+const frame = () => new Promise((seen) => lcd.addEventListener('frame', seen, {once: true}));
+const pause = () => new Promise((over) => setTimeout(over, 150 + Math.random() * 50));
+(async () => {
+  for (let i = 0; i < number; ++i) {
+    for (const kind of ['keydown', 'keyup']) {
+      const seen = frame(), begin = performance.now();
+      key(kind);
+      await seen;
+      took.push(performance.now() - begin);
+      await pause();
+    }
+  }
+  done(took);
+})();"""
 
 
 def framebuffer(pid):
@@ -80,6 +103,13 @@ def main():
     try:
         panel.open()
         panel.tab("setups")  # asks for nothing but the state
+        panel.touch("MainBoard_FCT", "Key Check")
+        panel.touch("Key Check", "Anti")
+        panel.browser.execute_script("document.activeElement.blur()")
+        panel.browser.set_script_timeout(120)
+        took = sorted(panel.browser.execute_async_script(PRESS, PRESSES))
+        print(f"key to picture: {len(took)} presses and releases; median {statistics.median(took):.1f} ms, "
+              f"99 % {took[int(len(took) * 0.99) - 1]:.1f} ms, most {took[-1]:.1f} ms")
         pid = panel.ask(do="hello")["pid"]
         screen = framebuffer(pid)
         panel.browser.execute_script(LISTEN)

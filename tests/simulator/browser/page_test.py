@@ -1,13 +1,11 @@
 #!/usr/bin/python3
-"""usage: page_test.py K905 SCREENSHOTS: what a person does at the page, done by a headless Chromium."""
+"""What a person does at the page."""
 
 import base64
 import os
 import signal
-import subprocess
 import sys
 import time
-import unittest
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
@@ -15,57 +13,32 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 sys.dont_write_bytecode = True  # the sources stay clean
-from panel_page import Panel
+from panel_page import SECTIONS, PageTest, run_tests
 
 KEYS = ("menu f1 f2 f3 f4 f5 file esc scale setup up left enter right down realt knob avg").split()
 TURNED = (535, 190, 240, 100)  # of the key check: the pictures of both turns
-SECTIONS = {
-    "board": "Rails", "optics": "Last acquisitions", "memory": "Tuning record", "mainboard": "Straps",
-    "logs": "Standard output", "trace": "Record", "faults": "Clear all", "setups": "Keep this bench",
-}
-FAST = "50"  # speed of time for what takes long
 
 # What a finger is to meet and is smaller than 44 pixels. A label's area is its control's; the map of 512 pages is a
-# picture first.
+# picture first; the buttons over the screen are for the keyboard.
 SMALL_TARGETS = """
 const small = [];
 for (const one of document.querySelectorAll("button, select, input, summary, textarea")) {
-  if (one.closest(".map") || !one.checkVisibility()) continue;
+  if (one.closest(".map, #targets") || !one.checkVisibility()) continue;
   const box = (one.labels?.[0] ?? one).getBoundingClientRect();
   if (Math.min(box.width, box.height) < 43.5)
     small.push(`${one.tagName} ${one.textContent.slice(0, 20) || one.ariaLabel}: ${box.width} x ${box.height}`);
 }
 return small;"""
 
+# What a section's refusal says and where it stands, and the top of the field: all of one moment, since looks renew both.
+REFUSAL = """
+const note = document.querySelector(`#panel-${arguments[0]} .refusal`);
+if (!note) return null;
+const box = note.getBoundingClientRect();
+return [{ text: note.innerText, right: box.right, top: box.top }, arguments[1].getBoundingClientRect().top];"""
 
-class Page(unittest.TestCase):
-    """One launcher and one page a test: none depends on what another left."""
 
-    def setUp(self):
-        self.panel = Panel(sys.argv[1], sys.argv[2])
-        self.addCleanup(self.panel.close)
-        self.panel.open()
-
-    def faster(self):
-        self.panel.choose("#speed", FAST)
-        self.panel.until(lambda: self.panel.ask(do="hello")["speed"] == float(FAST), "the speed")
-
-    def test_every_section_opens(self):
-        panel = self.panel
-        for section, heading in SECTIONS.items():
-            with self.subTest(section):
-                panel.tab(section)
-                shown = [one for one in panel.browser.find_elements(By.CSS_SELECTOR, ".tab") if one.is_displayed()]
-                self.assertEqual(1, len(shown))
-                panel.until(lambda: heading in shown[0].text, heading)
-                panel.until(lambda: panel.get("#message").text == "", "quiet")
-                time.sleep(0.6)  # one look at the instrument
-                panel.shot(section)
-        listed = len(panel.ask(do="faults")["faults"])
-        panel.tab("faults")
-        self.assertEqual(listed, len(panel.browser.find_elements(By.CSS_SELECTOR, "#panel-faults .fault")))
-        self.assertEqual([], panel.errors())
-
+class Page(PageTest):
     def test_keys_and_knob(self):
         panel = self.panel
         panel.touch("MainBoard_FCT", "Key Check")
@@ -238,7 +211,7 @@ class Page(unittest.TestCase):
     def events(self):
         """Where the fibre's own events lie, as the open section shows it."""
         return self.panel.browser.execute_script(
-            "return [...document.querySelectorAll(\"#panel-optics input[aria-label='at, metres']\")]"
+            "return [...document.querySelectorAll(\"#panel-optics input[aria-label$='at, metres']\")]"
             ".filter((one) => one.offsetParent).map((one) => one.value)")
 
     def test_power_off_shows_the_bench_as_it_is(self):
@@ -300,15 +273,13 @@ class Page(unittest.TestCase):
                 for text in texts:
                     with self.subTest(label, text=text):
                         panel.enter(field, text)
-                        note = f"#panel-{section} .refusal"
-                        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, note), "the reason", 5)
-                        told = panel.get(note)
-                        self.assertRegex(told.text, "^[A-Z].+[.]$")
-                        self.assertNotIn("exception", told.text)
+                        note, there = panel.until(
+                            lambda: panel.browser.execute_script(REFUSAL, section, field), "the reason", 5)
+                        self.assertRegex(note["text"], "^[A-Z].+[.]$")
+                        self.assertNotIn("exception", note["text"])
                         wide = panel.browser.execute_script("return document.documentElement.clientWidth")
-                        self.assertLessEqual(told.rect["x"] + told.rect["width"], wide, "whole on a phone")
-                        near = abs(told.rect["y"] - field.rect["y"])
-                        self.assertLess(near, 60, "at the control")
+                        self.assertLessEqual(note["right"], wide, "whole on a phone")
+                        self.assertLess(abs(note["top"] - there), 60, "at the control")
                         if "clock" not in label:
                             self.assertEqual(old, field.get_attribute("value"))
                         else:
@@ -323,7 +294,7 @@ class Page(unittest.TestCase):
         panel = self.panel
         panel.tab("optics")
         panel.choose("#panel-optics select[aria-label=fibre]", "custom")
-        at = panel.get("#panel-optics input[aria-label='at, metres']")
+        at = panel.get("#panel-optics input[aria-label$='at, metres']")
         panel.enter(at, "123")
         panel.press("Connect this fibre")
         panel.until(lambda: [event["at"] for event in panel.state()["optics"]["fibre_events"]] == [123, 1000, 1500],
@@ -471,7 +442,7 @@ class Page(unittest.TestCase):
         panel.browser.find_element(By.XPATH, "//button[text()='Record']").click()
         panel.touch("MainBoard_FCT", "Connect")
         panel.touch("Connect")
-        lines = panel.get("#panel-trace pre")
+        lines = panel.get("#panel-trace .trace")
         panel.until(lambda: "serial" in lines.text, "the first trace")
         self.assertIn("●", panel.get("#tab-trace").text, "the sign of a recording")
         search = panel.get("#panel-trace input[type=search]")
@@ -505,33 +476,6 @@ class Page(unittest.TestCase):
         panel.get("dialog .yes").click()
         panel.until(lambda: panel.ask(do="hello").get("pid", before) != before, "the restart")
         self.assertIn("module.eeprom_cut", panel.state()["faults"])
-
-    def test_recorded_script(self):
-        for button in ("Record from now", "Restart and record"):
-            with self.subTest(button=button):
-                self.record_and_replay(button)
-
-    def record_and_replay(self, button):
-        panel = self.panel
-        panel.tab("setups")
-        panel.press(button, "yes" if panel.get("textarea.script").get_attribute("value") else None)
-        recording = panel.get("#recording")
-        panel.until(lambda: recording.text == "recording", "the recording")
-        panel.until(lambda: panel.reads("Welcome to K905_FCT"), "the start screen")
-        panel.touch("MainBoard_FCT", "Connect")
-        panel.browser.refresh()
-        recording = panel.get("#recording")
-        panel.until(lambda: recording.text == "recording", "the recording after a reload")
-        panel.get("#panel-setups input[aria-label='expected text']").send_keys("Connect")
-        panel.browser.find_element(By.XPATH, "//button[text()='Expect']").click()
-        panel.browser.find_element(By.XPATH, "//*[@id='panel-setups']//button[text()='Stop']").click()
-        path = panel.folder.name + "/script.jsonl"
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(panel.get("textarea.script").get_attribute("value"))
-        done = subprocess.run([sys.argv[1], "check", path, "--out", panel.folder.name], capture_output=True,
-                              text=True, check=False)
-        self.assertEqual(0, done.returncode, done.stdout)
-        self.assertIn("1 steps passed", done.stdout)
 
     def test_fits_every_window(self):
         panel = self.panel
@@ -595,6 +539,12 @@ class Page(unittest.TestCase):
         panel.press("Go on from here", "yes")
         panel.until(lambda: panel.reads("Voltage Check"), "what the touch opens")
         self.assertEqual(2, len(panel.ask(do="session")["inputs"]), "what came later is given up")
+        panel.ask(do="knob", steps=1)
+        panel.browser.execute_script(
+            "for (let i = 0; i < 2; ++i) document.querySelector('#timeline [title=\"to the moment before the last input\"]').click()")
+        panel.until(lambda: panel.get("#timeline").get_attribute("class") == "timeline past", "the moment before it")
+        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "#timeline [title$='knob 1']"), "its mark")
+        self.assertEqual(1, len(panel.browser.find_elements(By.CSS_SELECTOR, "#timeline [title$='knob 1']")))
 
     def test_phone(self):
         panel = self.panel
@@ -615,9 +565,8 @@ class Page(unittest.TestCase):
             with self.subTest(section):
                 panel.tab(section)
                 self.assertEqual([], panel.browser.execute_script(SMALL_TARGETS))
+                self.assertEqual(390, panel.browser.execute_script("return document.documentElement.scrollWidth"))
 
 
 if __name__ == "__main__":
-    if len(sys.argv) < 3:
-        sys.exit(__doc__)
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)
+    run_tests()

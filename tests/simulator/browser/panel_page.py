@@ -1,11 +1,16 @@
-"""The front panel in a headless Chromium: starts `k905 panel`, opens its page, and has hands and eyes there."""
+"""The front panel in a headless Chromium: starts `k905 panel`, opens its page, and has hands and eyes there.
+
+usage of its tests: TEST K905 SCREENSHOTS [CLASS.NAME...]
+"""
 
 import json
 import os
 import signal
 import subprocess
+import sys
 import tempfile
 import time
+import unittest
 import urllib.error
 import urllib.request
 
@@ -21,6 +26,13 @@ from selenium.webdriver.support.ui import Select
 
 WAIT = 60  # seconds, for what must come
 HOLD = 0.15  # of a touch and a key
+MOVE = 50  # milliseconds to a key
+FAST = "50"  # speed of time for what takes long
+SECTIONS = {  # of the bench, with a word of each
+    "board": "Rails", "optics": "Last acquisitions", "memory": "Tuning record", "mainboard": "Straps",
+    "logs": "Standard output", "trace": "Record", "faults": "Clear all", "setups": "Keep this bench",
+    "scripts": "Record",
+}
 
 
 class Panel:
@@ -36,11 +48,13 @@ class Panel:
         self.launch("8950")
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
-        for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars"):
+        for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--hide-scrollbars",
+                         "--disable-background-networking", "--disable-component-update", "--disable-sync"):
             options.add_argument(argument)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        service = Service("/usr/bin/chromedriver", env={**os.environ, "TMPDIR": self.folder.name})
         try:
-            self.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+            self.browser = webdriver.Chrome(service=service, options=options)
         except Exception:
             self.end_launcher()  # nobody else would
             self.folder.cleanup()
@@ -131,8 +145,9 @@ class Panel:
     def until(self, condition, what, seconds=WAIT):
         end = time.monotonic() + seconds
         while time.monotonic() < end:
-            if condition():
-                return
+            found = condition()
+            if found:
+                return found
             time.sleep(0.1)
         self.shot("missing")
         raise AssertionError(f"{what} did not come; on the screen: {self.texts()}; message: "
@@ -158,10 +173,10 @@ class Panel:
             self.until(lambda: self.reads(text), f"{text!r} after {control}")
 
     def hold(self, selector):
-        ActionChains(self.browser).click_and_hold(self.get(selector)).perform()
+        ActionChains(self.browser, duration=MOVE).click_and_hold(self.get(selector)).perform()
 
     def release(self):
-        ActionChains(self.browser).release().perform()
+        ActionChains(self.browser, duration=MOVE).release().perform()
 
     def fingers(self):
         """Two touch pointers over the LCD, as (builder, first, second); perform() does what was told to them."""
@@ -173,7 +188,8 @@ class Panel:
         """A button of the open section by its text, and of what it then asks the answer."""
         self.browser.find_element(By.XPATH, f"//section[not(@hidden)]//button[text()='{text}']").click()
         if answer:
-            self.get(f"dialog .{answer}").click()
+            found = lambda: self.browser.find_elements(By.CSS_SELECTOR, f"dialog .{answer}")
+            self.until(found, f"the question of {text!r}")[0].click()
 
     def enter(self, field, text):
         """Instead of what stands in the field."""
@@ -190,3 +206,22 @@ class Panel:
 
     def choose(self, selector, value):
         Select(self.get(selector)).select_by_value(value)
+
+
+class PageTest(unittest.TestCase):
+    """One launcher and one page a test: none depends on what another left."""
+
+    def setUp(self):
+        self.panel = Panel(sys.argv[1], sys.argv[2])
+        self.addCleanup(self.panel.close)
+        self.panel.open()
+
+    def faster(self):
+        self.panel.choose("#speed", FAST)
+        self.panel.until(lambda: self.panel.ask(do="hello")["speed"] == float(FAST), "the speed")
+
+
+def run_tests():
+    if len(sys.argv) < 3:
+        sys.exit(__doc__)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)

@@ -212,4 +212,39 @@ TEST_F(Cells, SupplyComesBackAndTheSameSeedDamagesTheSameBits) {
               std::vector<std::uint8_t>(later.begin() + 6, later.end()));
 }
 
+TEST_F(Cells, KeepWhichWriteEachValueComesFrom) {
+    cells_.KeepOrigins(path_ + ".origins");
+    const auto origin = [&](std::size_t at) { return cells_.Origins()->At(at); };
+    EXPECT_EQ(CellOrigin::kAsFound, origin(0).how);
+    cells_.Program(126, {1, 2, 3}, 0, {1000, "main"});
+    cells_.Program(126, {1, 7}, 10'000, {2000, "window"});
+    EXPECT_EQ(1000, origin(126).at) << "the same value again";
+    EXPECT_STREQ("main", origin(126).thread);
+    EXPECT_EQ(0xFF, origin(126).before);
+    EXPECT_EQ(2000, origin(127).at);
+    EXPECT_STREQ("window", origin(127).thread);
+    EXPECT_EQ(2, origin(127).before);
+    EXPECT_EQ(2, origin(127).count);
+    EXPECT_EQ(126, origin(127).first);
+    EXPECT_EQ(3, origin(0).count) << "the page's beginning";
+    cells_.Program(200, {0xFF}, 20'000, {3000, "main"});
+    EXPECT_EQ(CellOrigin::kWritten, origin(200).how) << "the first write counts, whatever it writes";
+    EXPECT_EQ(CellOrigin::kAsFound, CellOrigins(path_ + ".origins", EepromCells::kSize).At(201).how);
+    EXPECT_EQ(2000, CellOrigins(path_ + ".origins", EepromCells::kSize).At(127).at) << "of another reader";
+}
+
+TEST_F(Cells, WhatACutTookBackComesFromWhereItCameFrom) {
+    cells_.KeepOrigins(path_ + ".origins");
+    const auto how = [&](std::size_t at) { return cells_.Origins()->At(at).how; };
+    cells_.Program(1, Pattern(3, 50), 0, {1000, "main"});
+    cells_.CutAfter(2, EepromCells::Damage::kHalfByte);
+    cells_.Program(0, Pattern(5, 100), 10'000, {2000, "main"});
+    EXPECT_EQ(CellOrigin::kWritten, how(0));
+    EXPECT_EQ(2000, cells_.Origins()->At(1).at);
+    EXPECT_EQ(CellOrigin::kTorn, how(2));
+    EXPECT_EQ(2000, cells_.Origins()->At(2).at);
+    EXPECT_EQ(1000, cells_.Origins()->At(3).at) << "not reached";
+    EXPECT_EQ(CellOrigin::kAsFound, how(4));
+}
+
 }  // namespace k905

@@ -210,4 +210,22 @@ TEST_F(FpgaModel, DeliversNoMoreThanItsMemory) {
     EXPECT_NE(samples[100], 0);
 }
 
+TEST_F(FpgaModel, KeepsTheWriteThatMadeEachRegister) {
+    LoadGood();
+    EXPECT_FALSE(fpga_.Origin(kRegVdd));
+    const auto write = [&](Micros at, unsigned value) {
+        world_.now = at;
+        Write(0x30000012, value);
+    };
+    write(100, 0);
+    EXPECT_EQ(100, fpga_.Origin(kRegVdd)->at) << "the first one counts";
+    write(200, 5);
+    write(300, 5);
+    EXPECT_EQ(200, fpga_.Origin(kRegVdd)->at);
+    EXPECT_EQ(5, fpga_.Origin(kRegVdd)->value);
+    EXPECT_EQ(0, fpga_.Origin(kRegVdd)->before);
+    LoadGood();
+    EXPECT_FALSE(fpga_.Origin(kRegVdd)) << "gone with the configuration";
+}
+
 }  // namespace k905

@@ -95,7 +95,7 @@ TEST(BenchRequest, KnowsWhatWasSetBeforeTheStart) {
     EXPECT_EQ(options.start["faults"], now["faults"]);
 }
 
-TEST(SamplesRequest, GivesTheLastAcquisition) {
+TEST(SamplesRequest, GivesTheLastAcquisitions) {
     Bench bench;
     EXPECT_THAT(bench.Request({{"do", "samples"}})["samples"], IsEmpty());
     bench.Set("optics.fibre", "1.5 km");
@@ -106,7 +106,17 @@ TEST(SamplesRequest, GivesTheLastAcquisition) {
     ASSERT_TRUE(bench.UntilText("Opt check", 5000));
     bench.Tap(552, 90);
     ASSERT_TRUE(bench.UntilText("check over!!!", 600000)) << bench.Describe();
+    for (const char* wavelength : {"1310", "1550"}) {
+        const json one = bench.Request({{"do", "samples"}, {"wavelength", wavelength}});
+        EXPECT_EQ(wavelength, one["wavelength"]);
+        EXPECT_EQ(one["acquisition"],
+                  bench.Request({{"do", "state"}})["state"]["fpga"]["last_acquisitions"][wavelength]);
+        EXPECT_GT(one["samples"].size(), 5000u);
+    }
+    EXPECT_THAT(bench.Request({{"do", "samples"}, {"wavelength", 1625}})["samples"], IsEmpty());
+    EXPECT_FALSE(bench.Ask({{"do", "samples"}, {"wavelength", 1490}})["ok"].get<bool>());
     const json trace = bench.Request({{"do", "samples"}});
+    EXPECT_EQ("1550", trace["wavelength"]) << "the last one";
     const auto samples = trace["samples"].get<std::vector<int>>();
     ASSERT_GT(samples.size(), 5000u);
     // The farthest strong echo is the fibre's end.

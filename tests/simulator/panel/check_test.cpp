@@ -94,7 +94,8 @@ TEST(Table, WrapsLongReadingsIntoItsColumns) {
     EXPECT_THAT(TableRows({"Step", "", "no such screen"}), HasSubstr("| FAILED\n"));
 }
 
-// `k905 check` in a folder for temporary files of its own, ended by that signal as soon as fct runs there.
+// `k905 check`, the job or a script, in a folder for temporary files of its own, ended by that signal as soon
+// as fct runs there.
 TEST(CheckCommand, EndedByASignalLeavesNoFolderBehind) {
     for (const int signal : {SIGINT, SIGTERM}) {
         std::string folder = (fs::temp_directory_path() / "k905-ended-XXXXXX").string();
@@ -106,7 +107,9 @@ TEST(CheckCommand, EndedByASignalLeavesNoFolderBehind) {
             setenv("TMPDIR", (folder + "/tmp").c_str(), 1);
             const int silent = open("/dev/null", O_WRONLY);
             dup2(silent, STDOUT_FILENO);
-            execl(program.c_str(), "k905", "check", "--out", out.c_str(), nullptr);
+            const std::string script = std::string(K905_SOURCE_DIR) + "/examples/apd_tuning.jsonl";
+            execl(program.c_str(), "k905", "check", "--out", out.c_str(),
+                  signal == SIGINT ? nullptr : script.c_str(), nullptr);
             _exit(127);
         }
         const auto left = [&] {

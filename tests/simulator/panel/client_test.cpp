@@ -102,6 +102,7 @@ TEST(Bench, RefusesAMalformedReply) {
         options.environment["STUB_REPLY"] = reply;
         Bench bench(options);
         EXPECT_THAT(MessageOf([&] { bench.Request({{"do", "state"}}); }), HasSubstr("not a reply")) << reply;
+        kill(bench.Pid(), SIGKILL);  // what answers so cannot be asked to end, and would be waited for
     }
 }
 

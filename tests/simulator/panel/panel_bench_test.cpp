@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "simulator/panel/frame_log.h"
@@ -19,7 +21,6 @@ using namespace std::chrono_literals;
 class LaunchedBench : public ::testing::Test {
   protected:
     LaunchedBench() {
-        setenv("XDG_RUNTIME_DIR", ::testing::TempDir().c_str(), 1);
         BenchOptions options;
         options.stepped = false;
         options.speed = 10;
@@ -126,6 +127,80 @@ TEST_F(LaunchedBench, WhatMattersAtStartUpIsTakenDuringARunAndHoldsAtTheNextStar
         Restart();
         EXPECT_EQ(before, State()["screen"][shown.first]);
     }
+}
+
+TEST_F(LaunchedBench, AnswersExpectationsOfWhatNeedsNoPowerWhileItIsOff) {
+    CutPower();
+    const auto met = [&](json what) {
+        what["do"] = "expect";
+        const json reply = Ask(what);
+        EXPECT_TRUE(reply["ok"].get<bool>()) << reply;
+        return reply["met"] == true;
+    };
+    EXPECT_TRUE(met({{"memory", "module"}, {"at", 0}, {"bytes", "ff"}}));
+    EXPECT_FALSE(met({{"memory", "module"}, {"at", 0}, {"bytes", "fe"}}));
+    EXPECT_TRUE(met({{"state", "board.plugged"}, {"value", true}}));
+    EXPECT_TRUE(met({{"power", "off"}}));
+    EXPECT_THROW(Ask({{"do", "expect"}, {"power", "on"}}), Refused);
+    EXPECT_THROW(Ask({{"do", "expect"}, {"power", "off"}, {"limit", 5}}), Refused);
+    EXPECT_THROW(Ask({{"do", "expect"}, {"text", "MainBoard_FCT"}}), NotNow);
+    EXPECT_THROW(Ask({{"do", "expect"}, {"register", "0x30000084"}, {"value", 0}}), NotNow);
+    EXPECT_THROW(Ask({{"do", "wait"}, {"ms", 1}}), NotNow);
+}
+
+TEST(SteppedBench, IsTheSameAfterEachStartThatIsWaitedForWhateverItsSpeed) {
+    BenchOptions options;
+    PanelBench instrument(options);
+    const auto started = [&](const json& request) {
+        EXPECT_EQ(true, instrument.Ask(request)["ok"]);
+        const json there = {{"do", "expect"}, {"text", "MainBoard_FCT"}, {"limit_ms", 0}};
+        EXPECT_EQ(true, instrument.Ask(there)["met"]) << request;
+        return instrument.Ask({{"do", "hello"}});
+    };
+    const json held = started({{"do", "restart"}, {"wait", true}});
+    EXPECT_EQ(0, held["speed"]);
+    instrument.Ask({{"do", "speed"}, {"factor", 0.01}});
+    const json faults = {{"sd.missing", true}};
+    const json slow = started({{"do", "restart"}, {"fresh", true}, {"wait", true}, {"faults", faults}});
+    EXPECT_EQ(0.01, slow["speed"]);
+    EXPECT_NEAR(held["now_us"].get<double>(), slow["now_us"].get<double>(), 20'000);
+    EXPECT_EQ(faults, instrument.Ask({{"do", "bench"}})["faults"]);
+    const json refused = instrument.Ask({{"do", "restart"}, {"wait", true}, {"faults", {{"no.such", true}}}});
+    EXPECT_EQ(false, refused["ok"]) << refused;
+    EXPECT_EQ(2u, instrument.GetStatus().run - 1);
+    EXPECT_THROW(instrument.Ask({{"do", "restart"}, {"wait", "long"}}), Refused);
+    EXPECT_EQ(true, instrument.Ask({{"do", "stop"}, {"wait", true}})["ok"]);
+    EXPECT_FALSE(instrument.GetStatus().running);
+}
+
+TEST(SteppedBench, APauseEndsWithARestart) {
+    BenchOptions options;
+    options.speed = 1000;
+    PanelBench instrument(options);
+    instrument.Ask({{"do", "speed"}, {"factor", 0}});
+    instrument.Ask({{"do", "restart"}});
+    while (instrument.GetStatus().run == 1)
+        instrument.Watch();
+    EXPECT_FALSE(instrument.Ask({{"do", "hello"}})["paused"].get<bool>());
+    instrument.Ask({{"do", "restart"}, {"wait", true}});
+    const json hello = instrument.Ask({{"do", "hello"}});
+    EXPECT_FALSE(hello["paused"].get<bool>()) << "what it was: not paused";
+    EXPECT_EQ(1000, hello["speed"]);
+}
+
+TEST(SteppedBench, KeepsItsCardsUnlessAllIsToBeNew) {
+    PanelBench instrument{BenchOptions()};
+    const std::filesystem::path card = instrument.StateDir() + "/root/mnt/sdcard";
+    const std::filesystem::path memory = instrument.StateDir() + "/tuning.bin";
+    std::ofstream(card / "log.txt") << "passed";
+    std::ofstream(memory) << "tuned";
+    instrument.Ask({{"do", "restart"}, {"fresh", true}, {"wait", true}});
+    EXPECT_TRUE(std::filesystem::exists(card / "log.txt"));
+    EXPECT_FALSE(std::filesystem::exists(memory));
+    std::ofstream(memory) << "tuned";
+    instrument.Ask({{"do", "restart"}, {"fresh", "all"}, {"wait", true}});
+    EXPECT_TRUE(std::filesystem::is_empty(card));
+    EXPECT_FALSE(std::filesystem::exists(memory));
 }
 
 TEST_F(LaunchedBench, ARampGoesOnFromWhereThePowerWasCut) {

@@ -1,12 +1,9 @@
 // The instrument behind the page and its past, on the real fct.
-#include "simulator/panel/panel_past.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <filesystem>
-#include <thread>
+#include <fstream>
+#include <iterator>
+
+#include "tests/simulator/panel/past_bench.h"
 
 namespace fs = std::filesystem;
 
@@ -15,52 +12,6 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
-
-class Past : public ::testing::Test {
-  protected:
-    static BenchOptions Fast() {
-        BenchOptions options;
-        options.speed = 1000;
-        return options;
-    }
-
-    json Ask(const json& request) {
-        json reply = past_.Ask(request);
-        EXPECT_TRUE(reply["ok"].get<bool>()) << request << reply;
-        return reply;
-    }
-    bool Sees(const std::string& text) {
-        const bool met = Ask({{"do", "until"}, {"text", text}, {"limit_ms", 100'000'000}})["met"];
-        EXPECT_TRUE(met) << text << Ask({{"do", "text"}}).dump(1);
-        return met;
-    }
-    bool Go(const std::string& control, const std::string& text) {
-        Ask({{"do", "touch"}, {"control", control}});
-        return Sees(text);
-    }
-    std::int64_t Now() { return Ask({{"do", "hello"}})["now_us"]; }
-    std::string Refusal(const json& request) {
-        try {
-            past_.Ask(request);
-        } catch (const BenchError& error) {
-            return error.what();
-        }
-        return "";
-    }
-    // What the loop of the launcher does, until another program runs.
-    void UntilRestarted() {
-        const unsigned run = past_.GetStatus().run;
-        for (int tries = 0; tries < 1000 && past_.GetStatus().run == run; ++tries) {
-            bench_.Watch();
-            past_.Watch();
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        ASSERT_EQ(run + 1, past_.GetStatus().run) << past_.GetStatus().how;
-    }
-
-    PanelBench bench_{Fast()};
-    PanelPast past_{bench_};
-};
 
 TEST_F(Past, ACalibrationThatFailedSinceTheBoardWasPulledPassesFromTheMomentBefore) {
     ASSERT_TRUE(Sees("Opticl_FCT"));
@@ -121,15 +72,42 @@ TEST_F(Past, IsLookedAtWhileTheInstrumentStandsStillAndChangesNothing) {
     EXPECT_THAT(Refusal({{"do", "branch"}}), HasSubstr("no moment of the past"));
 }
 
+TEST_F(Past, IsRefusedOnceAnInputCouldNotBeKept) {
+    ASSERT_TRUE(Sees("MainBoard_FCT"));
+    Ask({{"do", "rewind"}, {"to_us", 1'000'000}});
+    Ask({{"do", "now"}});
+    EXPECT_TRUE(Ask({{"do", "hello"}})["kept"].get<bool>());
+    const fs::path file = fs::path(bench_.StateDir()) / kSessionFile;
+    fs::rename(file, file.string() + ".aside");
+    fs::create_directory(file);  // no line goes into that
+    Ask({{"do", "knob"}, {"steps", 1}});
+    fs::remove(file);
+    fs::rename(file.string() + ".aside", file);
+    EXPECT_FALSE(Ask({{"do", "hello"}})["kept"].get<bool>());
+    const json speed = Ask({{"do", "hello"}})["speed"];
+    EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", 1'000'000}}), HasSubstr("could not be kept"));
+    const json refused = Ask({{"do", "hello"}});
+    EXPECT_FALSE(refused["paused"].get<bool>()) << "a refusal holds nothing";
+    EXPECT_EQ(speed, refused["speed"]);
+    EXPECT_THAT(Refusal({{"do", "origin"}, {"text", "MainBoard_FCT"}}), HasSubstr("could not be kept"));
+    EXPECT_TRUE(Ask({{"do", "session"}})["runs"][0]["exact"].get<bool>()) << "nothing tells of it yet";
+    Ask({{"do", "knob"}, {"steps", 1}});
+    Ask({{"do", "knob"}, {"steps", 1}});
+    const json session = Ask({{"do", "session"}});
+    EXPECT_FALSE(session["runs"][0]["exact"].get<bool>());
+    EXPECT_EQ(2u, session["inputs"].size());
+    std::ifstream console(bench_.StateDir() + "/console.log");
+    const std::string said((std::istreambuf_iterator<char>(console)), std::istreambuf_iterator<char>());
+    const auto told = said.find("cannot be gone through again");
+    EXPECT_NE(std::string::npos, told);
+    EXPECT_EQ(std::string::npos, said.find("cannot be gone through again", told + 1)) << "told once";
+}
+
 TEST_F(Past, OfTheStartBeforeIsReachedWhileThePowerIsOff) {
     ASSERT_TRUE(Sees("MainBoard_FCT"));
     const std::int64_t shown = Now();
     Ask({{"do", "power_cut"}});
-    for (int tries = 0; tries < 1000 && past_.GetStatus().running; ++tries) {
-        bench_.Watch();
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    ASSERT_FALSE(past_.GetStatus().running);
+    UntilOff();
     Ask({{"do", "rewind"}, {"to_us", shown}});
     EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("MainBoard_FCT"));
     EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", shown + 3'600'000'000}}), HasSubstr("switched off"));

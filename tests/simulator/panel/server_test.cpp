@@ -160,6 +160,10 @@ TEST_F(Server, ServesThePage) {
     }
     EXPECT_THAT(client_->Get("/").body, HasSubstr("panel.js"));
     EXPECT_THAT(client_->Get("/").type, HasSubstr("text/html"));
+    const nlohmann::json examples = client_->Get("/examples").Json()["names"];
+    EXPECT_THAT(examples, ::testing::Contains("main_board.jsonl"));
+    EXPECT_THAT(client_->Get("/examples/main_board.jsonl").body, HasSubstr("MainBoard_FCT"));
+    EXPECT_EQ(404, client_->Get("/examples/none.jsonl").status);
     EXPECT_EQ(404, client_->Get("/nothing").status);
     EXPECT_EQ(404, client_->Get("/../main.cpp").status);
     EXPECT_EQ(
@@ -260,13 +264,25 @@ TEST_F(Server, ARefusalHasTheStatusOfItsKind) {
         int status;
     } cases[] = {{[] { throw Refused("a"); }, 400},
                  {[] { throw NotNow("b"); }, 409},
-                 {[] { throw BenchError("c"); }, 502}};
+                 {[] { throw BenchError("c"); }, 502},
+                 {[] { throw std::runtime_error("d"); }, 502}};
     for (const auto& [fail, status] : cases) {
         instrument_->Fail(fail);
         const WebResult result = Api(R"({"do":"hello"})");
         EXPECT_EQ(status, result.status);
         EXPECT_FALSE(result.Json()["ok"].get<bool>());
     }
+}
+
+TEST_F(Server, APageIsToldInItsReplyWhatCannotBeDoneNow) {
+    Start();
+    LiveClient page(port_);
+    const unsigned number = nlohmann::json::parse(page.ReadKind('{'))["page"];
+    instrument_->Fail([] { throw NotNow("the power is off"); });
+    const WebResult result = Api(nlohmann::json({{"do", "hello"}, {"page", number}}).dump());
+    EXPECT_EQ(200, result.status);
+    EXPECT_FALSE(result.Json()["ok"].get<bool>());
+    EXPECT_EQ("the power is off", result.Json()["error"]);
 }
 
 // What a page pressed; its number comes with the status.

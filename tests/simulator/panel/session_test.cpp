@@ -24,6 +24,12 @@ std::string Content(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+void ExpectSame(Bench& live, Bench& again) {
+    EXPECT_EQ(live.Request({{"do", "state"}}), again.Request({{"do", "state"}}));
+    EXPECT_EQ(live.Screen().bytes, again.Screen().bytes);
+    EXPECT_EQ(Content(live.StateDir() + "/module.at24c512"), Content(again.StateDir() + "/module.at24c512"));
+}
+
 class Sessions : public ::testing::Test {
   protected:
     Sessions() {
@@ -101,6 +107,47 @@ TEST_F(Sessions, ALineThatWasCutOffCountsAsNotWritten) {
     EXPECT_EQ(5, session.runs[0].inputs[0].atUs);
 }
 
+TEST_F(Sessions, WhatIsNotExactStaysSoInACopy) {
+    const std::string key = R"({"at_us":5,"request":{"do":"key","key":"menu"})";
+    for (const auto& [last, exact] :
+         {std::pair(R"()", true), {R"(,"unsettled":true)", false}, {R"(,"lost":true)", false}}) {
+        Write(kSessionFile,
+              std::string(kOn) + "\n" + key + "}\n" + key + last + "}\n" + kOn + "\n" + key + "}\n");
+        WriteSession(folder_ + "/copy", ReadSession(File()), 2);
+        const Session copy = ReadSession(folder_ + "/copy");
+        ASSERT_EQ(2u, copy.runs.size());
+        EXPECT_EQ(2u, copy.runs[0].inputs.size());
+        EXPECT_EQ(exact, copy.runs[0].exact) << last;
+        EXPECT_TRUE(copy.runs[1].exact);
+    }
+}
+
+TEST_F(Sessions, AreReadOnWhereTheyWereRead) {
+    const auto add = [&](const std::string& text) { std::ofstream(File(), std::ios::app) << text; };
+    SessionFile file(File());
+    EXPECT_THROW(file.Read(), BenchError);
+    add(kOn);
+    EXPECT_THROW(file.Read(), BenchError) << "no whole line";
+    add("\n"
+        R"({"at_us":5,"request":{"do":"knob"}})"
+        "\n"
+        R"({"at_us":6,)");
+    EXPECT_EQ(1u, file.Read().runs.at(0).inputs.size());
+    add(R"("request":{"do":"key","key":"f1"}})"
+        "\n");
+    EXPECT_EQ(2u, file.Read().runs.at(0).inputs.size());
+    EXPECT_EQ(2u, file.Read().runs.at(0).inputs.size()) << "nothing new";
+    add("damage\n");
+    EXPECT_THROW(file.Read(), BenchError);
+    // Another one in its place, as long as the first.
+    Write(kSessionFile, std::string(kOn) + "\n" + R"({"at_us":7,"request":{"do":"knob"}})" + "\n");
+    EXPECT_EQ(7, file.Read().runs.at(0).inputs.at(0).atUs);
+    Write(kSessionFile, std::string(kOn) + "\n" + R"({"at_us":8,"request":{"do":"knob"}})" + "\n");
+    EXPECT_EQ(8, file.Read().runs.at(0).inputs.at(0).atUs);
+    Write(kSessionFile, std::string(kOn) + "\n");
+    EXPECT_TRUE(file.Read().runs.at(0).inputs.empty());
+}
+
 TEST_F(Sessions, DamageIsNamedWithItsLine) {
     EXPECT_THAT(Refusal(), HasSubstr("cannot be read"));
     Write(kSessionFile, "");
@@ -141,14 +188,14 @@ TEST_F(Sessions, ALiveInstrumentIsReachedAgainToTheByte) {
     EXPECT_EQ(25u, session.runs[0].inputs.size());
     EXPECT_TRUE(session.runs[0].exact);
     Player player(session.runs[0]);
+    Session::Run fewer = session.runs[0];
+    fewer.inputs.pop_back();
+    EXPECT_THROW(player.Learn(fewer), BenchError) << "of a session that goes on from an earlier moment";
     ASSERT_TRUE(player.GoTo(now / 2));
     EXPECT_EQ(now / 2, player.NowUs());
     ASSERT_TRUE(player.GoTo(now));
-    EXPECT_EQ(live.Request({{"do", "state"}}), player.Instrument().Request({{"do", "state"}}));
-    EXPECT_EQ(live.Screen().bytes, player.Instrument().Screen().bytes);
+    ExpectSame(live, player.Instrument());
     EXPECT_EQ(live.Console(), player.Instrument().Console());
-    EXPECT_EQ(Content(folder_ + "/module.at24c512"),
-              Content(player.Instrument().StateDir() + "/module.at24c512"));
     EXPECT_EQ(Content(File()), Content(player.Instrument().StateDir() + "/" + kSessionFile));
     EXPECT_THROW(player.GoTo(now - 1), BenchError);
 }
@@ -181,8 +228,7 @@ TEST_F(Sessions, GoOnAfterAPowerCutWithTheMemoriesAsItLeftThem) {
     EXPECT_EQ(torn, Content(before.Instrument().StateDir() + "/module.at24c512"));
     Player after(session.runs[1]);
     ASSERT_TRUE(after.GoTo(now));
-    EXPECT_EQ(live.Screen().bytes, after.Instrument().Screen().bytes);
-    EXPECT_EQ(live.Request({{"do", "state"}}), after.Instrument().Request({{"do", "state"}}));
+    ExpectSame(live, after.Instrument());
 }
 
 TEST_F(Sessions, NameAMomentAndFindItAgain) {

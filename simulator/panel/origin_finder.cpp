@@ -175,6 +175,10 @@ json OfText(const OriginQuestion& question) {
             throw BenchError("the instrument ended before that moment");
         return player.Instrument().Request({{"do", "watch"}});
     };
+    // A look comes before what the program does in its microsecond: what it did not see may be there in that.
+    const auto notYet = [](const json& look) {
+        return std::max<std::int64_t>(look["before_us"].get<std::int64_t>() - 1, 0);
+    };
     json seen;
     {
         Player coarse(run);
@@ -183,12 +187,12 @@ json OfText(const OriginQuestion& question) {
     if (seen["shown"] == false)
         throw NotNow("the screen has changed meanwhile: ask again");
     Player fine(run);
-    GoTo(question, fine, std::max<std::int64_t>(seen["before_us"].get<std::int64_t>(), 0));
+    GoTo(question, fine, notYet(seen));
     seen = follow(fine, seen["since_us"], kFineUs);
     json reply = {{"ok", true},
                   {"found", true},
                   {"at_us", seen["since_us"]},
-                  {"after_us", seen["before_us"]},
+                  {"after_us", notYet(seen)},
                   {"thread", seen["thread"]},
                   {"value", where.text},
                   {"what", "\"" + where.text + "\" came on the screen"}};

@@ -1,6 +1,7 @@
 #include "simulator/panel/rewind.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace k905 {
 
@@ -12,6 +13,9 @@ using Clock = std::chrono::steady_clock;
 constexpr std::int64_t kBehindUs[] = {3'000'000, 30'000'000, 300'000'000};
 constexpr std::size_t kBehindShown = 2;
 constexpr auto kLookEvery = std::chrono::seconds(1);
+// Between two goes of those that are not there yet: while the instrument runs, which needs a processor too;
+// while it stands still for a moment that is shown.
+constexpr auto kPause = std::chrono::milliseconds(200);
 constexpr auto kBreath = std::chrono::milliseconds(10);
 // Who goes from moment to moment is not held up.
 constexpr auto kSettled = std::chrono::milliseconds(400);
@@ -87,19 +91,20 @@ void Rewind::Work() {
         }
         if (leave_) {
             leave_ = false;
-            shownPlayer_ = {};
-            behindShown_ = std::vector<Follower>(kBehindShown);
+            Keep(std::move(shownPlayer_));
+            for (Follower& follower : std::exchange(behindShown_, std::vector<Follower>(kBehindShown)))
+                Keep(std::move(follower));
         }
-        bool thereAll = true;
+        auto pause = std::chrono::milliseconds(kLookEvery);
         if (shown_ || live_) {
             const Moment now = shown_ ? shown_->moment : *live_;
             std::vector<Follower>& followers = shown_ ? behindShown_ : followers_;
             guard.unlock();
-            // While a moment is shown the instrument stands still and needs no processor.
-            thereAll = FollowBehind(now, followers) || &followers == &followers_;
+            if (!FollowBehind(now, followers))
+                pause = &followers == &followers_ ? kPause : kBreath;
             guard.lock();
         }
-        wake_.wait_for(guard, thereAll ? kLookEvery : kBreath, called);
+        wake_.wait_for(guard, pause, called);
     }
     guard.unlock();
     followers_.clear();
@@ -137,13 +142,26 @@ void Rewind::Make(const Moment& moment) {
     auto screen = std::make_shared<ScreenView>(bench.Pid(), run.bits);
     const std::lock_guard<std::mutex> guard(mutex_);
     shown_ = Shown{moment, bench.StateDir(), std::move(screen)};
-    shownPlayer_ = std::move(goes);
+    if (live_ && live_->run == moment.run)  // which has been there
+        live_->us = std::max(live_->us, moment.us);
+    Keep(std::exchange(shownPlayer_, std::move(goes)));
 }
 
-// Whether they are all where they should be.
+// One that is not needed any more follows the instrument, where it stands nearer than who follows so far.
+// Lock held.
+void Rewind::Keep(Follower one) {
+    for (Follower& follower : followers_) {
+        if (!one.player || !live_ || one.run != live_->run || one.player->NowUs() > live_->us)
+            return;
+        if (!follower.player || follower.run != one.run || follower.player->NowUs() < one.player->NowUs())
+            std::swap(follower, one);
+    }
+}
+
+// The nearest first. Whether they are all where they should be.
 bool Rewind::FollowBehind(const Moment& now, std::vector<Follower>& followers) {
     bool thereAll = true;
-    for (std::size_t i = 0; i < followers.size(); ++i)
+    for (std::size_t i = 0; i < followers.size() && thereAll; ++i)
         try {
             Follower& follower = followers[i];
             // One that has gone too far is of no use any more.
@@ -160,7 +178,7 @@ bool Rewind::FollowBehind(const Moment& now, std::vector<Follower>& followers) {
             while (follower.player->NowUs() < target && Clock::now() < until)
                 if (!follower.player->GoTo(std::min(target, follower.player->NowUs() + kFollowStepUs)))
                     break;
-            thereAll = thereAll && follower.player->NowUs() >= target;
+            thereAll = follower.player->NowUs() >= target;
         } catch (const std::exception&) {
             followers[i] = {};  // whoever wants a moment of this session is told why there is none
         }

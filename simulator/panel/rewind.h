@@ -45,6 +45,7 @@ class Rewind {
 
     void Work();
     void Make(const Moment& moment);
+    void Keep(Follower one);
     bool FollowBehind(const Moment& now, std::vector<Follower>& followers);
     const Session::Run& RunOf(const Moment& moment);
 

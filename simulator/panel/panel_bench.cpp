@@ -53,6 +53,15 @@ bool TakeWait(nlohmann::json& request) {
     return wait;
 }
 
+// Of hands that are not there any more.
+void LetGo(Bench& instrument) {
+    const nlohmann::json state = instrument.Request({{"do", "state"}})["state"];
+    for (const nlohmann::json& key : state["keypad"]["down"])
+        instrument.Request({{"do", "key"}, {"key", key}, {"action", "up"}});
+    if (!state["touch"]["fingers"].empty())
+        instrument.Request({{"do", "touch"}, {"action", "up"}});
+}
+
 nlohmann::json NameOf(const nlohmann::json& request) {
     if (!request.contains("name") || !request["name"].is_string())
         throw Refused("\"name\" is missing in the request");
@@ -71,7 +80,7 @@ PanelBench::PanelBench(const BenchOptions& options)
 PanelBench::PanelBench(const BenchOptions& options, const Session& session, const Moment& moment)
     : folder_(options.stateDir, options.keepState), options_(options), speed_(0) {
     Prepare();
-    StartAt(session, moment, 0);
+    StartAt(session, moment, 0, false);
     MustRun();
 }
 
@@ -328,7 +337,7 @@ void PanelBench::FulfilWish(const WishedFor& wish) {
     StopRun();
     SwitchOff();
     if (wish.what == "moment") {
-        GoOnFromMoment(wish.moment);
+        GoOnFromMoment(wish);
         return;
     }
     try {
@@ -355,7 +364,7 @@ void PanelBench::FulfilWish(const WishedFor& wish) {
     }
 }
 
-void PanelBench::GoOnFromMoment(const Moment& moment) {
+void PanelBench::GoOnFromMoment(const WishedFor& wish) {
     const std::string file = options_.stateDir + "/" + kSessionFile;
     try {
         const Session session = ReadSession(file);
@@ -363,7 +372,8 @@ void PanelBench::GoOnFromMoment(const Moment& moment) {
         for (int number = 1; kept.empty() || fs::exists(kept); ++number)
             kept = options_.stateDir + "/session-" + std::to_string(number) + ".jsonl";
         fs::rename(file, kept);
-        StartAt(session, moment, options_.speed);
+        StartAt(session, wish.moment, wish.speed.is_null() ? nlohmann::json(options_.speed) : wish.speed,
+                true);
     } catch (const std::exception& error) {
         SetEnded(error.what());
     }
@@ -399,8 +409,9 @@ void PanelBench::Start(bool held) {
     });
 }
 
-// Runs an instrument forward to that moment, on which it then goes on.
-void PanelBench::StartAt(const Session& session, const Moment& moment, double speed) {
+// Runs an instrument forward to that moment, on which it then goes on, with nothing held down, or stands.
+void PanelBench::StartAt(const Session& session, const Moment& moment, const nlohmann::json& speed,
+                         bool goesOn) {
     Start([&] {
         const Session::Run& run = session.runs.at(moment.run);
         MustBeExact(run.exact);
@@ -416,6 +427,8 @@ void PanelBench::StartAt(const Session& session, const Moment& moment, double sp
         Player player(run, options_);
         if (!player.GoTo(moment.us))
             throw BenchError("the instrument was switched off before that moment");
+        if (goesOn)
+            LetGo(player.Instrument());
         player.Instrument().Request({{"do", "speed"}, {"factor", speed}});
         return player.Take();
     });

@@ -37,8 +37,13 @@ class PanelBench final : public PanelInstrument {
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
     // Gives up what came after that moment of its own session, and goes on from there; returns at once. What
-    // was so far is kept as session-1.jsonl, session-2.jsonl ... in the state folder.
-    void GoOnFrom(const Moment& moment) { Wish({"moment", "", moment}); }
+    // was held down then is let go of; time goes at that speed (null: as at the start). What was so far is
+    // kept as session-1.jsonl, session-2.jsonl ... in the state folder.
+    void GoOnFrom(const Moment& moment, const nlohmann::json& speed) {
+        WishedFor wish = {"moment", "", moment};
+        wish.speed = speed;
+        Wish(std::move(wish));
+    }
     std::string StateDir() override { return options_.stateDir; }
 
     // Until the start screen stands still, as fast as the instrument may run.
@@ -59,6 +64,7 @@ class PanelBench final : public PanelInstrument {
         Moment moment = {};
         nlohmann::json start = {};  // bench instead of the one that there is
         bool held = false;          // time then moves as it is asked for
+        nlohmann::json speed = {};  // null: as at the start
         unsigned number = 0;
     };
     unsigned Wish(WishedFor wish);
@@ -72,8 +78,8 @@ class PanelBench final : public PanelInstrument {
     void MustRun() const;
     void Start(const std::function<std::unique_ptr<Bench>()>& make);
     void Start(bool held = false);
-    void GoOnFromMoment(const Moment& moment);
-    void StartAt(const Session& session, const Moment& moment, double speed);
+    void GoOnFromMoment(const WishedFor& wish);
+    void StartAt(const Session& session, const Moment& moment, const nlohmann::json& speed, bool goesOn);
     void SetEnded(const std::string& how);
     nlohmann::json AskInstrument(const nlohmann::json& request);
     bool EndsNow();

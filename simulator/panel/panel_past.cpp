@@ -79,7 +79,10 @@ json PanelPast::Ask(const json& request) {
     if (what == "branch") {
         if (!shown)
             throw NotNow("no moment of the past is shown from which it could go on");
-        live_.GoOnFrom(shown->moment);
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            live_.GoOnFrom(shown->moment, heldAt_);
+        }
         Return();
         return {{"ok", true}};
     }

@@ -39,6 +39,7 @@ TEST_F(Past, ACalibrationThatFailedSinceTheBoardWasPulledPassesFromTheMomentBefo
     UntilRestarted();
     EXPECT_FALSE(past_.GetStatus().past);
     EXPECT_EQ(bench_.StateDir(), past_.StateDir());
+    EXPECT_EQ("max", Ask({{"do", "hello"}})["speed"]) << "as before";
     ASSERT_TRUE(Sees("V reg:0x")) << "found";
     EXPECT_EQ(inputs.size() - 1, Ask({{"do", "session"}})["inputs"].size());
     EXPECT_TRUE(fs::exists(bench_.StateDir() + "/session-1.jsonl"));
@@ -70,6 +71,28 @@ TEST_F(Past, IsLookedAtWhileTheInstrumentStandsStillAndChangesNothing) {
     EXPECT_EQ(20, Ask({{"do", "hello"}})["speed"]);
     EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("battery voltage"));
     EXPECT_THAT(Refusal({{"do", "branch"}}), HasSubstr("no moment of the past"));
+}
+
+TEST_F(Past, GoesOnWithNothingHeldDown) {
+    ASSERT_TRUE(Sees("MainBoard_FCT"));
+    Ask({{"do", "speed"}, {"factor", 0}});
+    for (const char* action : {"down", "up"}) {
+        Ask({{"do", "key"}, {"key", "f1"}, {"action", action}});
+        Ask({{"do", "touch"}, {"x", 700}, {"y", 400}, {"action", action}});
+        Ask({{"do", "wait"}, {"ms", 100}});
+    }
+    const std::int64_t pressed = Ask({{"do", "session"}})["inputs"].back()["at_us"].get<std::int64_t>() - 1;
+    Ask({{"do", "rewind"}, {"to_us", pressed}});
+    EXPECT_EQ(1u, Ask({{"do", "state"}})["state"]["touch"]["fingers"].size());
+    Ask({{"do", "branch"}});
+    UntilRestarted();
+    const json state = Ask({{"do", "state"}})["state"];
+    EXPECT_TRUE(state["keypad"]["down"].empty()) << state["keypad"];
+    EXPECT_TRUE(state["touch"]["fingers"].empty());
+    const json inputs = Ask({{"do", "session"}})["inputs"];
+    ASSERT_EQ(4u, inputs.size());
+    EXPECT_TRUE(Ask({{"do", "hello"}})["paused"].get<bool>()) << "as before";
+    EXPECT_EQ(pressed, inputs[3]["at_us"]) << "kept like any other hand";
 }
 
 TEST_F(Past, IsRefusedOnceAnInputCouldNotBeKept) {

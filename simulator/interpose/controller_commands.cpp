@@ -316,11 +316,11 @@ Json Controller::Watch(const Json& request) {
         watched.run.x = Whole(request, "x");
         watched.run.y = Whole(request, "y");
         watched.run.width = Whole(request, "w");
-        watched.run.color =
-            static_cast<std::uint32_t>(WholeFrom("0x" + WordOf(request, "color")).value_or(~0u));
+        const auto color = WholeFrom("0x" + WordOf(request, "color"));
+        watched.run.color = static_cast<std::uint32_t>(color.value_or(0));
         watched.every = Whole(request, "every_us", 20'000);
-        if (watched.every < 1 || watched.run.x < 0 || watched.run.y < 0 || watched.run.width < 0 ||
-            watched.ink.find('1') == std::string::npos)
+        if (!color || *color > 0xFFFFFF || watched.every < 1 || watched.run.x < 0 || watched.run.y < 0 ||
+            watched.run.width < 0 || watched.ink.find('1') == std::string::npos)
             return Result("what is watched is a run of the reply to text with ink");
     }
     Guard guard(machine_.lock);

@@ -86,16 +86,19 @@ export async function recall(old, status) {
   await sinceNow(old.since);
 }
 
-export async function record(from) {
+// `fresh`: the instrument has just been switched on; else the script begins in the middle.
+export async function record(fresh) {
   const { set, faults, seed } = await ask({ do: "bench" });
   editor.setText(
-    `# Replay with: ./run --check FILE${seed === 1 ? "" : ` --seed ${seed}`}\n` +
-    "# The replay begins at power-on, with blank EEPROMs; adjust the waits where time does not matter.\n");
+    (fresh ? `# Replay with: ./run --check FILE${seed === 1 ? "" : ` --seed ${seed}`}\n` +
+        "# The replay begins at power-on, with blank EEPROMs; adjust"
+      : "# Begins where the instrument stood: bring it there, then run this \"from now\"; adjust") +
+    " the waits where time does not matter.\n");
   shots = 0;
   lastLine = "";
   if (Object.keys(set).length + Object.keys(faults).length > 0)
     editor.addLine(JSON.stringify({ do: "bench", set, faults }), true);
-  since = from === 0 ? 0 : virtualNow();
+  since = fresh ? 0 : virtualNow();
   hear();
 }
 
@@ -107,7 +110,7 @@ export async function restartAndRecord() {
     await new Promise((resolve) => setTimeout(resolve, 50));
     const process = await processNow();
     if (process === null || process === before) continue;
-    await record(0);
+    await record(true);
     lastLine = "restart"; // the status may still be to come
     return;
   }

@@ -5,7 +5,6 @@ import { arm, disarm } from "./pick.js";
 import * as editor from "./script_editor.js";
 import * as recorder from "./script_record.js";
 import * as runner from "./script_run.js";
-import { virtualNow } from "./time.js";
 
 const kLargest = 1024 * 1024; // bytes of a script that the page takes
 const kMemory = "script"; // of this page, by the browser
@@ -51,9 +50,9 @@ const button = (text, title, work, more = {}) => element("button", {
 
 const buttons = {
   record: button("Restart and record", "starts fct again, so that the script begins at power-on",
-    async () => (await mayReplace("A new recording")) && recorder.restartAndRecord(), { id: "record" }),
+    async () => (await mayReplace("A new recording")) && recorder.restartAndRecord().then(() => (begin.value = "fresh")), { id: "record" }),
   fromNow: button("Record from now", "the script begins where the instrument is now",
-    async () => (await mayReplace("A new recording")) && recorder.record(virtualNow())),
+    async () => (await mayReplace("A new recording")) && recorder.record(false).then(() => (begin.value = "now"))),
   endRecording: button("End the recording", "", () => recorder.stopRecording()),
   load: button("Load…", "a file of this computer", () => upload.click()),
   save: button("Save", "as a file, for ./run --check FILE", () => download("k905-script.jsonl", editor.text())),

@@ -162,6 +162,13 @@ class Scripts(PageTest):
         with self.subTest("a hand has used it since"):
             panel.ask(do="knob", steps=1)
             panel.press("Run", "no")
+        with self.subTest("from the middle"):
+            self.assertEqual("fresh", panel.get("[aria-label='where the run begins']").get_attribute("value"))
+            panel.press("Record from now", "yes")
+            panel.until(lambda: panel.get("#recording").text == "recording", "the recording")
+            panel.press("End the recording")
+            self.assertTrue(self.script().startswith("# Begins where the instrument stood"), self.script())
+            panel.until(lambda: panel.get("[aria-label='where the run begins']").get_attribute("value") == "now", "its run")
         self.assertEqual([], [one for one in panel.errors() if "400" not in one])
 
     def test_expectation_that_fails(self):

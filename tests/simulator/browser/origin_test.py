@@ -77,7 +77,7 @@ class OriginTest(PageTest):
         panel.choose("#panel-memory select[aria-label='memory of the byte']", "module")
         self.press("panel-memory", "What wrote this?")
         panel.until(lambda: "as it was at the first power-on" in panel.get("#panel-memory .answer").text, "the answer")
-        panel.browser.find_elements(By.CSS_SELECTOR, "#panel-memory .map button")[1].click()
+        panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "#panel-memory .map button")[1:], "the map")[0].click()
         dump = panel.get("#panel-memory .hex")
         self.assertEqual("ff", dump.find_element(By.TAG_NAME, "mark").text)
         mark = dump.find_element(By.TAG_NAME, "mark").rect
@@ -120,7 +120,7 @@ class OriginTest(PageTest):
         panel.until(lambda: int(group()[-1].find_element(By.TAG_NAME, "b").text.split(",")[0][2:]) > 20, "it grows")
         self.assertEqual(fold, group()[-1].find_element(By.TAG_NAME, "button"), "who has the focus there keeps it")
         fold.click()
-        self.assertGreater(len(group()[-1].find_elements(By.CSS_SELECTOR, ".lines [role=option]")), 40)
+        panel.until(lambda: len(group()[-1].find_elements(By.CSS_SELECTOR, ".lines [role=option]")) > 40, "its lines")
         panel.shot("trace")
         search = panel.get("#panel-trace input[type=search]")
         search.send_keys("visible_light=1 -sleep")

@@ -108,7 +108,7 @@ class Scripts(PageTest):
             panel.tab("scripts")
             panel.get("#pick").click()
             panel.tab("mainboard")
-            value = panel.get("[data-state='fpga.configured']")
+            value = panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "[data-state='fpga.configured']"), "it")[0]
             ActionChains(panel.browser).move_to_element(value).perform()
             self.assertEqual('{"do":"expect","state":"fpga.configured","value":true}', self.picked())
         with self.subTest("what is refused is no line"):
@@ -120,8 +120,8 @@ class Scripts(PageTest):
         with self.subTest("a byte and a register, by click"):
             panel.get("#pick").click()
             panel.tab("memory")
-            panel.browser.find_elements(By.CSS_SELECTOR, "#panel-memory .map button")[1].click()
-            dump = panel.get("#panel-memory pre.hex")
+            panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "#panel-memory .map button")[1:], "the map")[0].click()
+            dump = panel.until(lambda: panel.browser.find_elements(By.CSS_SELECTOR, "#panel-memory pre.hex"), "the page")[0]
             panel.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", dump)
             column = dump.size["width"] / 2 - 8 - 6.6 * 7  # of the first byte: the text begins with the address
             ActionChains(panel.browser).move_to_element_with_offset(dump, int(-column), 0).perform()

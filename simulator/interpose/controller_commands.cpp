@@ -273,9 +273,7 @@ Json Controller::Trace(const Json& request) {
         Json lines = Json::array();
         const std::size_t most = Count(request, "limit", 0);
         const unsigned long from = Count(request, "from", 0);
-        if (request.contains("from"))
-            trace.CloseCounts();
-        for (const TraceLog::Entry& entry : trace.Select(kinds, threads, from, most)) {
+        const auto told = [&](const TraceLog::Entry& entry) {
             std::string behind = entry.count > 1 ? " x" + std::to_string(entry.count) : "";
             if (explain) {
                 const std::string asked =
@@ -283,11 +281,15 @@ Json Controller::Trace(const Json& request) {
                 const std::string means = ExplainTrace(entry.line, asked);
                 behind += (means.empty() ? "" : "   ") + means;
             }
-            lines.push_back(
-                (plain ? "" : TimeText(entry.time) + " " + machine_.threads.Label(entry.thread) + " ") +
-                entry.line + behind);
-        }
-        return {{"lines", lines}, {"dropped", trace.Dropped()}, {"next", trace.Added()}};
+            return (plain ? "" : TimeText(entry.time) + " " + machine_.threads.Label(entry.thread) + " ") +
+                   entry.line + behind;
+        };
+        for (const TraceLog::Entry& entry : trace.Select(kinds, threads, from, most))
+            lines.push_back(told(entry));
+        Json grown = Json::array();
+        for (const TraceLog::Entry& entry : trace.Growing(from))
+            grown.push_back({{"number", entry.number}, {"line", told(entry)}});
+        return {{"lines", lines}, {"grown", grown}, {"dropped", trace.Dropped()}, {"next", trace.Added()}};
     } else {
         return Result("a trace's action is start, stop, clear or read");
     }

@@ -54,6 +54,15 @@ std::vector<TraceLog::Entry> TraceLog::Select(const std::set<std::string>& kinds
     return selected;
 }
 
+std::vector<TraceLog::Entry> TraceLog::Growing(unsigned long before) const {
+    const unsigned long first = entries_.empty() ? 0 : entries_.front().number;
+    std::vector<Entry> growing;
+    for (const unsigned long last : last_)
+        if (last > first && last <= before && entries_[last - 1 - first].count > 1)
+            growing.push_back(entries_[last - 1 - first]);
+    return growing;
+}
+
 std::string TraceLog::Before(unsigned long number, const std::string& kind) const {
     const unsigned long first = entries_.empty() ? number : entries_.front().number;  // one a number
     for (unsigned long at = std::min<unsigned long>(number, first + entries_.size()); at > first; --at)

@@ -21,7 +21,7 @@ const register = element("div", { class: "row", hidden: true });
 const origin = element("div", { class: "answer" });
 const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
-let lines = []; // {id, text, kind, rest}: `rest` is what makes two lines equal
+let lines = []; // {id, number, text, kind, rest}: `rest` is what makes two lines equal; no number: of an earlier start
 let ids = 0;
 let rows = new Map(); // group's name -> its element
 const unfolded = new Set();
@@ -29,10 +29,11 @@ let selected = null; // id of the line
 
 // A line is "seconds thread word ...": see the hardware trace. Mostly the word is the kind.
 const kKindOf = { temp: "ioctl", rtc: "ioctl", tuning: "file", power: "file" };
-function parse(text) {
+function parse(text, number) {
   const [, word] = text.match(/^\s*\S+ \S+ (\S+)/) ?? [null, ""];
-  return { id: ++ids, text, kind: kKindOf[word] ?? word, rest: text.replace(/^\s*\S+ /, "") };
+  return { id: ++ids, number, text, kind: kKindOf[word] ?? word, rest: restOf(text) };
 }
+const restOf = (text) => text.replace(/^\s*\S+ /, "");
 
 // Words that a line must have, and "-word" that it must not; of the kinds that are ticked.
 function filter() {
@@ -68,7 +69,6 @@ const line = ({ id, text, rest }) =>
 function row(shown, { first, size }) {
   const begin = shown[first];
   const open = unfolded.has(begin.id);
-  const rest = shown.slice(first + 1, first + size).map((one) => one.rest);
   const head = element(
     "div", { class: "group" },
     element("button", {
@@ -78,7 +78,7 @@ function row(shown, { first, size }) {
         paint();
       },
     }, open ? "▾" : "▸"),
-    line({ ...begin, text: [begin.text, ...rest].join(" / ") }),
+    line({ ...begin, text: [begin.text, ...shown.slice(first + 1, first + size).map((one) => one.rest)].join(" / ") }),
     element("b", {}),
   );
   if (open) head.append(element("div", { class: "lines" }), element("i", { hidden: true }, "... more; Download all has them"));
@@ -90,8 +90,9 @@ function grow(head, shown, { first, size, times }) {
   head.querySelector("b").textContent = `× ${times}, to ${last.text.trim().split(" ")[0]}`;
   const inside = head.querySelector(".lines");
   if (!inside) return;
-  const there = inside.childElementCount;
-  inside.append(...shown.slice(first + there, first + Math.min(size * times, kUnfolded)).map(line));
+  const wanted = Math.min(size * times, kUnfolded);
+  while (inside.childElementCount > wanted) inside.lastChild.remove(); // its last line counts on, and is another one now
+  inside.append(...shown.slice(first + inside.childElementCount, first + wanted).map(line));
   head.querySelector("i").hidden = size * times <= kUnfolded;
 }
 
@@ -106,6 +107,7 @@ function paint() {
     const name = repeats ? `${id} ${group.size} ${unfolded.has(id)}` : id;
     const there = rows.get(name) ?? (repeats ? row(shown, group) : line(shown[group.first]));
     if (repeats) grow(there, shown, group);
+    else if (there.textContent !== shown[group.first].text) there.textContent = shown[group.first].text;
     made.set(name, there);
   }
   for (const [name, old] of rows) if (!made.has(name)) old.remove();
@@ -151,6 +153,7 @@ function told() {
 async function start() {
   const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
   await ask({ do: "trace", action: "start" });
+  for (const one of lines) one.number = null;
   next = from;
   told();
 }
@@ -182,9 +185,13 @@ async function follow() {
   if (next === null || past) return;
   const missed = Math.max(0, reply.next - next - reply.lines.length);
   next = reply.next;
-  if (reply.lines.length === 0) return;
-  if (missed > 0) lines.push(parse(`... ${missed} lines left out; Download all has what is kept`));
-  lines = lines.concat(reply.lines.map(parse)).slice(-kKept);
+  for (const { number, line } of reply.grown) {
+    const one = lines.findLast((one) => one.number === number);
+    if (one) Object.assign(one, { text: line, rest: restOf(line) });
+  }
+  if (missed > 0) lines.push(parse(`... ${missed} lines left out; Download all has what is kept`, null));
+  const first = reply.next - reply.lines.length;
+  lines = lines.concat(reply.lines.map((text, at) => parse(text, first + at))).slice(-kKept);
   paint();
 }
 

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """What wrote this, the trace section, and the starts of a session."""
 
+import re
 import sys
 
 from selenium.webdriver.common.action_chains import ActionChains
@@ -107,9 +108,12 @@ class OriginTest(PageTest):
         panel = self.panel
         panel.tab("trace")
         panel.press("Record")
+        trace = panel.get("#panel-trace .trace")
+        polls = lambda: re.findall(r" main sleep 100 ms x(\d+)", trace.text)
+        panel.until(lambda: polls() and int(polls()[-1]) > 8, "what an idle instrument repeats")
+        self.assertEqual(1, len(polls()), "one line that counts on")
         panel.touch("MainBoard_FCT", "Connect")
         panel.touch("Connect", "Connect success!!!")
-        trace = panel.get("#panel-trace .trace")
         panel.until(lambda: "serial tx 02 07 23   connect" in trace.text, "the request in words")
         self.assertIn("connect -> connected", trace.text)
         panel.touch("Visible Check", "Visible Check!")

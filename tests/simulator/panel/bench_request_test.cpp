@@ -141,6 +141,14 @@ TEST(TraceRequest, IsReadInPieces) {
     const json rest = bench.Request({{"do", "trace"}, {"action", "read"}, {"from", count - 5}});
     EXPECT_EQ(json(std::vector<json>(all["lines"].end() - 5, all["lines"].end())), rest["lines"]);
     EXPECT_THAT(bench.Request({{"do", "trace"}, {"action", "read"}, {"from", count}})["lines"], IsEmpty());
+    bench.Advance(2000);
+    const json later = bench.Request({{"do", "trace"}, {"action", "read"}});
+    const json grown = bench.Request({{"do", "trace"}, {"action", "read"}, {"from", count}})["grown"];
+    ASSERT_FALSE(grown.empty());
+    for (const json& line : grown) {
+        EXPECT_NE(all["lines"][line["number"].get<int>()], line["line"]);
+        EXPECT_EQ(later["lines"][line["number"].get<int>()], line["line"]);
+    }
 }
 
 class Saved : public ::testing::Test {

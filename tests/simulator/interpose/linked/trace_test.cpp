@@ -8,6 +8,7 @@ namespace k905 {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class Trace : public ::testing::Test {
   protected:
@@ -32,15 +33,28 @@ TEST_F(Trace, CountsWhatAThreadRepeats) {
     EXPECT_THAT(Read(), ElementsAre(std::pair("poll", 3), std::pair("poll", 3)));
 }
 
-TEST_F(Trace, CountsNoFurtherWhatSomebodyHasRead) {
-    Add("poll");
-    Add("poll");
+// Who reads in pieces learns that a line of an earlier piece counts further, and the lines stay what they are.
+TEST_F(Trace, TellsWhatGrowsBehindAReader) {
+    Add("poll", 1);
+    Add("once", 2);
+    Add("poll", 3);
+    Add("poll", 3);
+    Add("other", 3);
     const unsigned long next = log_.Added();
-    log_.CloseCounts();
-    Add("poll");
-    Add("poll");
-    EXPECT_THAT(Read(), ElementsAre(std::pair("poll", 2), std::pair("poll", 2)));
-    EXPECT_THAT(Read(next), ElementsAre(std::pair("poll", 2)));
+    EXPECT_THAT(log_.Growing(next), IsEmpty());
+    Add("poll", 1);
+    Add("new", 4);
+    Add("new", 4);
+    const auto growing = log_.Growing(next);
+    ASSERT_EQ(1u, growing.size());
+    EXPECT_EQ(0u, growing[0].number);
+    EXPECT_EQ(2u, growing[0].count);
+    EXPECT_THAT(Read(next), ElementsAre(std::pair("new", 2)));
+    EXPECT_EQ(2u, log_.Growing(log_.Added()).size());
+    Add("end", 1);
+    EXPECT_THAT(log_.Growing(next), IsEmpty());
+    log_.Clear();
+    EXPECT_THAT(log_.Growing(log_.Added()), IsEmpty());
 }
 
 TEST_F(Trace, FindsTheLineOfAKindBeforeAnother) {

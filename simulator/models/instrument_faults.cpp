@@ -52,9 +52,10 @@ std::string Instrument::SetFault(const std::string& name, const nlohmann::json& 
     else
         faults.erase(name);
     std::string problem = row->apply(*parts_, on, value);
-    if (!problem.empty())
-        faults = before;
-    return problem;
+    if (problem.empty())
+        return "";
+    faults = before;
+    return problem + ", not " + value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 nlohmann::json Instrument::FaultValue(const std::string& name) const {

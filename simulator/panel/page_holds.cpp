@@ -41,7 +41,7 @@ bool PageHolds::IsOpen(unsigned page) {
 bool PageHolds::Note(unsigned page, const json& request) {
     const std::lock_guard<std::mutex> guard(mutex_);
     const bool presses = Presses(request);
-    if (presses && keys_.count(page) == 0)
+    if ((presses || Is(request, "do", "script")) && keys_.count(page) == 0)
         return false;
     if (Is(request, "do", "touch"))
         touching_ = presses ? page : 0;
@@ -52,6 +52,14 @@ bool PageHolds::Note(unsigned page, const json& request) {
     else
         for (auto& [number, keys] : keys_)
             keys.erase(request["key"]);
+    return true;
+}
+
+bool PageHolds::RunScript(unsigned page, bool on) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (script_ != 0 && script_ != page)
+        return !on;
+    script_ = on ? page : 0;
     return true;
 }
 
@@ -67,6 +75,7 @@ std::vector<json> PageHolds::Close(unsigned page) {
     if (touching_ == page)
         releases.push_back(Release({{"do", "touch"}}));
     touching_ = touching_ == page ? 0 : touching_;
+    script_ = script_ == page ? 0 : script_;
     return releases;
 }
 

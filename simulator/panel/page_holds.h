@@ -1,4 +1,4 @@
-// Which keys and fingers each open page holds down, so that they can be let go of when it is gone.
+// What each open page holds: keys and fingers, which are let go of when it is gone, and the run of a script.
 #pragma once
 
 #include <map>
@@ -15,8 +15,10 @@ class PageHolds {
     // A page has come: its number, from 1 on.
     unsigned Open();
     bool IsOpen(unsigned page);
-    // What the page is about to ask for. False: it would press something, and the page is gone.
+    // What the page is about to ask for. False: it would press or run something, and the page is gone.
     bool Note(unsigned page, const nlohmann::json& request);
+    // The page's script begins or ends to run. False: another page's does run.
+    bool RunScript(unsigned page, bool on);
     // The page is gone: the requests that let go of what nobody but it holds.
     std::vector<nlohmann::json> Close(unsigned page);
 
@@ -28,6 +30,7 @@ class PageHolds {
     std::mutex mutex_;
     unsigned last_ = 0;
     unsigned touching_ = 0;                              // the page whose fingers are on the panel; 0: none
+    unsigned script_ = 0;                                // the page whose script runs; 0: none
     std::map<unsigned, std::set<nlohmann::json>> keys_;  // of the pages that are open
 };
 

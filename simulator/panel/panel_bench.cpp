@@ -71,14 +71,14 @@ nlohmann::json NameOf(const nlohmann::json& request) {
 }  // namespace
 
 PanelBench::PanelBench(const BenchOptions& options)
-    : folder_(options.stateDir, options.keepState), options_(options), speed_(options.speed) {
+    : folder_(options.stateDir, options.keepState), options_(options), speed_(options.speed), going_(options.speed) {
     Prepare();
     Start();
     MustRun();
 }
 
 PanelBench::PanelBench(const BenchOptions& options, const Session& session, const Moment& moment)
-    : folder_(options.stateDir, options.keepState), options_(options), speed_(0) {
+    : folder_(options.stateDir, options.keepState), options_(options), speed_(0), going_(options.speed) {
     Prepare();
     StartAt(session, moment, 0, false);
     MustRun();
@@ -186,10 +186,8 @@ nlohmann::json PanelBench::Ask(const nlohmann::json& asked) {
             throw;
         reply = AskInstrument(request);
     }
-    if (what == "speed" && reply["ok"] == true) {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        speed_ = request["factor"];
-    }
+    if (what == "speed" && reply["ok"] == true)
+        KeepSpeed(request["factor"]);
     if (wait && (what == "stop" || what == "power_cut") && reply["ok"] == true)
         UntilEnded();
     return reply;
@@ -372,8 +370,7 @@ void PanelBench::GoOnFromMoment(const WishedFor& wish) {
         for (int number = 1; kept.empty() || fs::exists(kept); ++number)
             kept = options_.stateDir + "/session-" + std::to_string(number) + ".jsonl";
         fs::rename(file, kept);
-        StartAt(session, wish.moment, wish.speed.is_null() ? nlohmann::json(options_.speed) : wish.speed,
-                true);
+        StartAt(session, wish.moment, wish.speed.is_null() ? going_ : wish.speed, true);
     } catch (const std::exception& error) {
         SetEnded(error.what());
     }
@@ -398,15 +395,28 @@ void PanelBench::StopRun() {
 }
 
 void PanelBench::Start(bool held) {
-    if (!held) {
+    nlohmann::json going;
+    {
         const std::lock_guard<std::mutex> guard(mutex_);
-        speed_ = options_.speed;
+        going = going_;
+        if (!held)
+            speed_ = going;
     }
-    Start([this, held] {
+    Start([&] {
         BenchOptions options = options_;
         options.speed = held ? 0 : options.speed;
-        return std::make_unique<Bench>(options);
+        auto bench = std::make_unique<Bench>(options);
+        if (!held && going != options.speed)
+            bench->Request({{"do", "speed"}, {"factor", going}});
+        return bench;
     });
+}
+
+void PanelBench::KeepSpeed(const nlohmann::json& speed) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    speed_ = speed;
+    if (speed != 0)
+        going_ = speed;
 }
 
 // Runs an instrument forward to that moment, on which it then goes on, with nothing held down, or stands.
@@ -418,8 +428,8 @@ void PanelBench::StartAt(const Session& session, const Moment& moment, const nlo
         {
             const std::lock_guard<std::mutex> guard(mutex_);
             options_.seed = run.seed;
-            speed_ = speed;
         }
+        KeepSpeed(speed);
         options_.bits = run.bits;
         options_.start = run.start;
         WriteSession(options_.stateDir + "/" + kSessionFile, session, moment.run);

@@ -28,7 +28,6 @@ class PanelBench final : public PanelInstrument {
     ~PanelBench() override;
 
     Status GetStatus() override;
-    void Restart() override { Wish({"restart", ""}); }
     // Besides the control interface it knows the launcher's own requests: restart (with "fresh" for a
     // factory-new instrument, "all": with empty cards, on the bench of "set" and "faults"), benches,
     // bench_save, bench_restore, bench_remove (each with "name"), and the expectation that the power is off.
@@ -37,7 +36,7 @@ class PanelBench final : public PanelInstrument {
     nlohmann::json Ask(const nlohmann::json& request) override;
     void Look(FrameLog& frames) override;
     // Gives up what came after that moment of its own session, and goes on from there; returns at once. What
-    // was held down then is let go of; time goes at that speed (null: as at the start). What was so far is
+    // was held down then is let go of; time goes at that speed (null: as before). What was so far is
     // kept as session-1.jsonl, session-2.jsonl ... in the state folder.
     void GoOnFrom(const Moment& moment, const nlohmann::json& speed) {
         WishedFor wish = {"moment", "", moment};
@@ -64,7 +63,7 @@ class PanelBench final : public PanelInstrument {
         Moment moment = {};
         nlohmann::json start = {};  // bench instead of the one that there is
         bool held = false;          // time then moves as it is asked for
-        nlohmann::json speed = {};  // null: as at the start
+        nlohmann::json speed = {};  // null: as before
         unsigned number = 0;
     };
     unsigned Wish(WishedFor wish);
@@ -81,6 +80,7 @@ class PanelBench final : public PanelInstrument {
     void GoOnFromMoment(const WishedFor& wish);
     void StartAt(const Session& session, const Moment& moment, const nlohmann::json& speed, bool goesOn);
     void SetEnded(const std::string& how);
+    void KeepSpeed(const nlohmann::json& speed);
     nlohmann::json AskInstrument(const nlohmann::json& request);
     bool EndsNow();
     void StopRun();
@@ -103,6 +103,7 @@ class PanelBench final : public PanelInstrument {
     Status status_;
     Ending ending_;
     nlohmann::json speed_;  // as last asked for, or as it was started with
+    nlohmann::json going_;  // the same, when it was last not 0: a start goes on with it
     WishedFor wish_;
     unsigned wishes_ = 0, fulfilled_ = 0;
 };

@@ -58,11 +58,6 @@ PanelInstrument::Status PanelPast::GetStatus() {
     return status;
 }
 
-void PanelPast::Restart() {
-    Return();
-    live_.Restart();
-}
-
 json PanelPast::Ask(const json& request) {
     const std::string what = request["do"];
     if (what == "session")

@@ -17,7 +17,6 @@ class PanelPast final : public PanelInstrument {
     explicit PanelPast(PanelBench& live);
 
     Status GetStatus() override;
-    void Restart() override;
     // Besides what the instrument knows: session, origin, rewind, now, branch. While a moment of the past is
     // shown, what looks is asked there, and what would change it is refused.
     nlohmann::json Ask(const nlohmann::json& request) override;

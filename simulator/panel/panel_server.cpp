@@ -206,14 +206,11 @@ WebReply PanelServer::Serve(const WebRequest& request) {
     const std::string path = request.path.substr(0, request.path.find('?'));
     constexpr const char* kFiles = "/files/";
     if (request.method == "POST") {
-        if (path != "/api" && path != "/restart")
+        if (path != "/api")
             return Refuse(404, "there is nothing here");
         if (request.type.rfind("application/json", 0) != 0)
             return Refuse(415, "the request must be application/json");
-        if (path == "/api")
-            return ServeApi(request);
-        instrument_.Restart();
-        return Answer(202, {{"ok", true}});
+        return ServeApi(request);
     }
     if (request.method != "GET")
         return Refuse(405, "only GET and POST are served");
@@ -257,6 +254,13 @@ WebReply PanelServer::ServeApi(const WebRequest& request) {
     asked.erase("page");
     if (page != 0 && !holds_.Note(page, asked))
         return Refuse(409, "this page's connection to the launcher is lost");
+    if (asked["do"] == "script") {
+        if (page == 0 || !asked.contains("on") || !asked["on"].is_boolean())
+            return Refuse(400, "a script's run is a page's: \"page\", and \"on\" true or false, are expected");
+        if (!holds_.RunScript(page, asked["on"]))
+            return Refuse(200, "a script of another page runs");
+        return Answer(200, {{"ok", true}});
+    }
     try {
         const nlohmann::json reply = instrument_.Ask(asked);
         if (page != 0 && PageHolds::Presses(asked) && !holds_.IsOpen(page))  // gone meanwhile

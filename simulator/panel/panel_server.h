@@ -32,8 +32,6 @@ class PanelInstrument {
     };
     virtual ~PanelInstrument() = default;
     virtual Status GetStatus() = 0;
-    // Asks for a fresh start; returns at once, GetStatus tells when it has come about.
-    virtual void Restart() = 0;
     // One request of the control interface and its reply. Throws BenchError, Refused, NotNow.
     virtual nlohmann::json Ask(const nlohmann::json& request) = 0;
     // Lets `frames` take the screen as it is now; nothing when there is none. Quick.

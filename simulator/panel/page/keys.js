@@ -1,6 +1,6 @@
 // The 18 keys and the knob: by mouse, finger and the PC's keyboard. A key is down while something holds it.
 import { byId } from "./dom.js";
-import { act } from "./link.js";
+import { act, tell } from "./link.js";
 
 const held = new Set();
 const released = new Map(); // key -> when this page let go of it
@@ -9,8 +9,14 @@ const buttons = new Map([...document.querySelectorAll("[data-key]")].map((button
 
 const isOff = () => !byId("ended").hidden; // then keys and knob are dead
 
+// Whether keys and knob are dead; says so.
+function refused() {
+  if (isOff()) tell("problem", `${byId("how").textContent}: keys and knob are dead`);
+  return isOff();
+}
+
 function hold(key, down, send = true) {
-  if (held.has(key) === down || (down && isOff())) return;
+  if (held.has(key) === down || (down && refused())) return;
   if (down) held.add(key);
   else {
     held.delete(key);
@@ -48,7 +54,7 @@ for (const [key, button] of buttons) {
     button.addEventListener(kind, () => hold(key, false));
   // A screen reader clicks without a pointer.
   button.addEventListener("click", (event) => {
-    if (!isOff() && event.detail === 0 && event.pointerType === "") act({ do: "key", key, action: "press" });
+    if (event.detail === 0 && event.pointerType === "" && !refused()) act({ do: "key", key, action: "press" });
   });
 }
 
@@ -109,7 +115,7 @@ let drag = null; // {id, at: degrees, left over}
 function turn(steps) {
   angle += steps * kStep;
   dial.style.setProperty("--angle", angle + "deg");
-  if (!isOff()) act({ do: "knob", steps });
+  if (!refused()) act({ do: "knob", steps });
 }
 
 for (const button of document.querySelectorAll("[data-turn]"))

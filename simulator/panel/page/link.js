@@ -4,7 +4,8 @@ import { complain, revert } from "./dom.js";
 const hearers = {};
 
 // Events: "frame" (ArrayBuffer), "status" (object), "lost", "output" ({fresh, bytes}), "sent" (request), "done"
-// (request that was not refused), "problem" (text), "state" (of the models, with `off`: there is no power).
+// (request that was not refused), "problem" (text), "state" (of the models, with `off`: there is no power), "time"
+// (virtual microseconds, at a look).
 export function on(name, hearer) {
   (hearers[name] ??= []).push(hearer);
 }

@@ -42,11 +42,12 @@ export async function askOrigin(question, control, place) {
     complain(control, error.message);
   }
   control.disabled = false;
+  place.scrollIntoView({ block: "nearest" });
 }
 
 // ---- A text on the LCD
 
-const answer = element("div", { class: "answer" });
+const answer = byId("found");
 const button = element(
   "button",
   {
@@ -55,7 +56,7 @@ const button = element(
   },
   "What wrote this?",
 );
-byId("timeline").append(button, answer);
+byId("timeline").append(button);
 
 function armed() {
   arm(asked, () => {
@@ -63,12 +64,11 @@ function armed() {
     answer.replaceChildren();
   }, true);
   button.setAttribute("aria-pressed", true);
-  complain(button, "");
   answer.replaceChildren(element("p", { class: "hint", role: "status" }, "Click on a text of the screen. Esc ends it."));
 }
 
 function asked(found, why) {
-  if (!found) return complain(button, why);
+  if (!found) return answer.replaceChildren(element("p", { class: "refusal", role: "alert" }, sentence(why)));
   const { text, x, y } = found;
   askOrigin({ text, x, y }, button, answer);
 }
@@ -81,6 +81,6 @@ addEventListener("pointerdown", async (event) => {
   try {
     asked(await textUnder(event));
   } catch (error) {
-    complain(button, error.message);
+    asked(null, error.message);
   }
 }, true);

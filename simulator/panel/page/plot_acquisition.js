@@ -47,6 +47,7 @@ const tools = element(
 
 let graph = null;
 let traces = []; // newest last; with `hidden`
+let sight = { start: Infinity, number: 0 }; // the last one that has been at the moment that is shown
 let view = null; // [from, to] metres; null: the fibre
 let fibre = { length: 0, events: [] };
 let port = { calibrated: null, truth: 0 }; // samples of the finest time base; calibrated: of the tuning record
@@ -56,8 +57,10 @@ let found = 0; // when
 export const acquisitionParts = [tools, kept, holder, measured, pointed, eventTable];
 
 const isLog = () => scale.value === "log";
-const newest = () => traces.findLast((trace) => !trace.hidden) ?? traces[traces.length - 1];
-const shown = () => traces.filter((trace) => !trace.hidden);
+const isThere = ({ start, number }) => start < sight.start || (start === sight.start && number <= sight.number);
+const there = () => traces.filter(isThere);
+const shown = () => there().filter((trace) => !trace.hidden);
+const newest = () => shown().at(-1) ?? there().at(-1);
 const colourOf = ({ wavelength }) => kColours[wavelength] ?? kOther;
 const nameOf = ({ number, wavelength }) => `${number}: ` + (wavelength in kColours ? `${wavelength} nm` : "no light");
 const named = () => shown().map(nameOf).join("   ");
@@ -183,7 +186,7 @@ function marks(canvas, area, plot) {
 
 // With `anew` the levels in sight fill the plot again.
 function draw(anew = false) {
-  const none = traces.length === 0;
+  const none = there().length === 0;
   if (holder.hidden !== none) {
     holder.hidden = tools.hidden = measured.hidden = kept.hidden = none;
     pointed.textContent = none ? kNone : kHowTo;
@@ -224,7 +227,7 @@ export const redrawAcquisition = () => draw();
 
 function listKept() {
   kept.replaceChildren(
-    ...traces.map((trace) =>
+    ...there().map((trace) =>
       element(
         "label", {},
         element("input", { type: "checkbox", checked: !trace.hidden, onchange: ({ target }) => {
@@ -252,6 +255,19 @@ export function keepTrace(reply) {
   traces.splice(later < 0 ? traces.length : later, 0, trace);
   listKept();
   draw();
+}
+
+// The acquisition that was the last one at the moment that is shown, and the start that counted it. Those after it are out of
+// sight in the past, and given up where the instrument has gone on from there.
+export function showUntil(start, number, past) {
+  if (sight.start !== start || sight.number !== number) {
+    sight = { start, number };
+    listKept();
+    draw(true);
+  }
+  if (past || traces.every(isThere)) return;
+  traces = there();
+  listKept();
 }
 
 // `calibrated`: the tuning record's offset, null without one.

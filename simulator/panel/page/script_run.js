@@ -1,6 +1,6 @@
 // Runs a script line by line, each one request to the launcher in turn. "exact": time is held, and moves as the lines
 // ask for it, as with ./run --check. "watch": time goes on by itself at the chosen speed.
-import { element } from "./dom.js";
+import { element, sentence } from "./dom.js";
 import { ask, on, processNow, tell } from "./link.js";
 import * as editor from "./script_editor.js";
 import { held, look as timeLook, speedChosen } from "./time.js";
@@ -8,14 +8,18 @@ import { held, look as timeLook, speedChosen } from "./time.js";
 const kPiece = 0.25; // real seconds that one request of a watched wait takes, so that Stop and Pause are heard
 const kShowMs = 50;
 const kLimit = 60000; // ms for what is expected, where the line does not tell
+const kOther = "ended: the instrument was started again, or went on from another moment";
 const kFollowed = ["restart", "bench_restore", "stop", "power_cut"]; // answered when all is done that follows
 
 let state = "idle"; // "running"; "held": stopped at a line, to go on from
 let mode = "exact";
-let wish = ""; // "stop": the person wants to
+let wish = ""; // "stop": the person wants to; "past": a moment of the past is shown; "other": another instrument is there
 let was = null; // speed of time before the run; null: the power was off
 let fct = null; // its process, by the run's own doing; null: the power is off
+let starting = false; // by a line of the run
 let shownAt = 0;
+let failed = null; // {line, us}: where a run is held, until time goes on there
+let past = false; // a moment of it is shown
 let hear = () => {}, hearLine = () => {};
 
 export const runState = () => state;
@@ -25,8 +29,11 @@ export const onRun = (hearer, ofLine) => ([hear, hearLine] = [hearer, ofLine]);
 function become(next, said = "") {
   state = next;
   editor.lock(state === "running");
-  hear(said);
+  hear(said && sentence(said));
 }
+
+// Runs of several pages would go on each other's instrument: the launcher lets one of them run.
+const claim = (on) => ask({ do: "script", on });
 
 // What a reload finds again: a run that stands at a line.
 export const kept = () => (state === "idle" ? null : { mode, was, fct, at: editor.currentLine() });
@@ -63,9 +70,13 @@ async function watched(request, name, left) {
 // The reply to one line. Throws with the reason when it is refused.
 async function send(request) {
   if (kFollowed.includes(request.do)) {
-    const reply = await ask({ wait: true, ...request });
-    await pace();
-    return reply;
+    starting = true;
+    try {
+      return await ask({ wait: true, ...request });
+    } finally {
+      await pace();
+      starting = false;
+    }
   }
   if (mode === "watch") {
     await rest();
@@ -81,13 +92,16 @@ async function doLine(i, request) {
     const reply = await send(request);
     tell("done", request);
     if (request.do !== "expect" || reply.met) return true;
-    if (wish === "stop") return true; // nothing is known of it
+    if (wish !== "") return true; // nothing is known of it
     editor.tellAt(i, told("expected", reply.expected), told("found", reply.found));
   } catch (error) {
-    editor.tellAt(i, told("refused", error.message));
+    if (await pastShown()) wish = "past";
+    else editor.tellAt(i, told("refused", sentence(error.message)));
   }
   return false;
 }
+
+const pastShown = () => fetch("status").then((reply) => reply.json()).then(({ past }) => past !== null, () => false);
 
 const told = (name, text) => element("p", {}, element("b", {}, name), ` ${text}`);
 
@@ -105,6 +119,8 @@ function show(at, count) {
   hearLine(`line ${at + 1} of ${count}`);
 }
 
+const isOver = () => wish === "stop" || wish === "other";
+
 // From line `at`, at most `steps` lines, up to line `last` or a stop behind line `before`. Returns where it came to, and what
 // to say of it; null: there is nothing more to be done.
 async function go(at, steps, last, before) {
@@ -114,11 +130,12 @@ async function go(at, steps, last, before) {
     if (at >= last || editor.stopLines().some((line) => line > before && line <= at))
       return { at, said: `stopped before line ${at + 1}` };
     if (done === steps) return { at, said: `line ${at + 1} is next` };
-    if (wish === "stop") return null;
+    if (isOver()) return null;
     const passed = await doLine(at, editor.requestAt(at).request);
-    if (wish === "stop") return null;
+    if (isOver()) return null;
+    if (wish === "past") return { at, said: `stopped at line ${at + 1}: a moment of the past is shown` };
     editor.setSign(at, passed ? "passed" : "failed");
-    if (!passed) return { at, said: `failed at line ${at + 1}; the instrument is held at that moment` };
+    if (!passed) return { at, failed: true, said: `failed at line ${at + 1}; the instrument is held at that moment` };
     before = at;
     at = nextRequest(at + 1);
   }
@@ -128,6 +145,7 @@ async function go(at, steps, last, before) {
 // Begins, or goes on. Throws when the instrument cannot be made ready.
 export async function run({ mode: how, fresh, steps = Infinity, last = Infinity }) {
   const goesOn = state === "held";
+  await claim(true);
   wish = "";
   if (!goesOn) {
     mode = how;
@@ -148,11 +166,20 @@ export async function run({ mode: how, fresh, steps = Infinity, last = Infinity 
   await pace();
   const at = nextRequest(editor.currentLine() ?? 0);
   const come = await go(at, steps, last, goesOn ? at : -1);
-  if (come === null) return end(wish === "stop" ? "stopped" : "passed to its end");
+  if (come === null) return end({ stop: "stopped", other: kOther }[wish] ?? "passed to its end");
   await speed(0);
   editor.setCurrent(come.at);
+  failed = come.failed ? { line: come.at, us: await ask({ do: "hello" }).then(({ now_us }) => now_us, () => Infinity) } : null;
   become("held", come.said);
+  await claim(false);
 }
+
+// The person, or another page, may let time go on.
+on("time", (us) => {
+  if (state !== "held" || past || !failed || us <= failed.us) return;
+  hear(`Failed at line ${failed.line + 1}; time has gone on since.`);
+  failed = null;
+});
 
 // As new, on the bench of the first line when that makes one: so that what matters at start-up counts.
 async function begin() {
@@ -168,15 +195,18 @@ async function end(said) {
   await speed(was ?? speedChosen());
   editor.setCurrent(null);
   become("idle", said);
+  await claim(false).catch(() => {}); // the launcher is gone
 }
 
-// What stands at a line ends when the instrument is started by anybody else.
-on("status", async ({ past }) => {
-  if (state !== "held" || past) return;
+// A script's instrument is the one that it began with, or that a line of it started.
+on("status", async (status) => {
+  past = status.past !== null;
+  if (past && state === "running") wish ||= "past";
+  if (state === "idle" || starting || past) return;
   const process = await processNow();
-  if (state !== "held" || process === null || process === fct) return;
-  editor.setCurrent(null);
-  become("idle", "ended: the instrument was started again");
+  if (state === "idle" || starting || process === null || process === fct) return;
+  if (state === "held") await end(kOther);
+  else wish ||= "other";
 });
 
 export async function stop() {

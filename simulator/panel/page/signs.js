@@ -45,11 +45,13 @@ for (const kind of ["pointerdown", "keydown"]) addEventListener(kind, () => audi
 
 // ---- The signs
 
-let frames = null; // on the serial line, when last looked at; null: of another start or moment
+const kSettles = 1500; // ms after a start or a step in time, in which a look may still be of before
+let frames = 0; // on the serial line, when last looked at
+let settled = 0; // when a difference is traffic again
 let shown = "";
 on("status", ({ run, past }) => {
   const now = JSON.stringify([run, past]);
-  if (now !== shown) [shown, frames] = [now, null];
+  if (now !== shown) [shown, settled] = [now, performance.now() + kSettles];
 });
 
 function show({ fpga, optics, board, off }) {
@@ -62,7 +64,7 @@ function show({ fpga, optics, board, off }) {
     light ? "light on" : metres > 0 ? length : "no fibre", { fibre: metres > 0, light },
   );
   const now = board.frames + board.replies;
-  const traffic = frames !== null && now !== frames && !off;
+  const traffic = now !== frames && performance.now() > settled && !off;
   frames = now;
   tell(
     plug,

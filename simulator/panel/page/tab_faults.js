@@ -46,13 +46,15 @@ function addSwitch(place, info) {
         onchange: () => box.checked && turn(value),
       });
   const box = element("input", { type: "checkbox", id: `fault-${place.id}-${info.name}`, onchange: () => turn(box) });
+  const forget = () => [box, value].forEach((one) => one && complain(one, "")); // what was wrong before
   const turn = (control) => {
     let wanted = box.checked;
+    forget();
     if (wanted && value)
       try {
         wanted = JSON.parse(value.value);
       } catch {
-        complain(control, `${value.value || "nothing"} is no number, "text", [list] or {object}`);
+        complain(control, `${value.value || "Nothing"} is no number, "text", [list] or {object}`);
         return revert(control);
       }
     fault(info.name, wanted, control);
@@ -66,7 +68,7 @@ function addSwitch(place, info) {
     value,
   );
   place.holder.append(row);
-  place.switches.set(info.name, { box, value, row });
+  place.switches.set(info.name, { box, value, row, forget });
 }
 
 // Switches of the faults whose name `wanted` accepts. They follow what the instrument says.
@@ -99,23 +101,28 @@ export const faultsTab = {
   open(panel) {
     const all = faultSwitches(() => true);
     const { switches } = places.at(-1);
+    const none = element("p", { class: "hint", role: "status" });
     const sift = () => {
       for (const row of all.children)
         row.hidden = !row.textContent.toLowerCase().includes(search.value.toLowerCase());
+      none.textContent = [...all.children].some((row) => !row.hidden) ? "" : `No fault has "${search.value}" in its name or description.`;
     };
     search.addEventListener("input", sift);
     const clear = element(
       "button",
       {
         class: "small",
-        onclick: () => [...switches].forEach(([name, { box }]) => box.checked && fault(name, false, clear)),
+        onclick: () => [...switches].forEach(([name, { box, forget }]) => {
+          forget();
+          if (box.checked) fault(name, false, clear);
+        }),
       },
       "Clear all",
     );
     panel.append(
       element("div", { class: "row" }, search, clear),
       element("p", { class: "hint" }, "Those that matter at start-up take effect with Restart."),
-      all,
+      none, all,
     );
   },
 };

@@ -112,6 +112,7 @@ function showPage(number) {
 }
 
 async function read(state) {
+  cut.disabled = state.off;
   const eeprom = await file("module.at24c512");
   const record = state.optic.tuning_stored ? await file("tuning.bin") : null;
   if (eeprom && eeprom.length === kPages * kPageSize) {
@@ -143,6 +144,8 @@ async function read(state) {
   );
 }
 
+const cut = element("button", { class: "danger small", id: "cut", onclick: ({ target }) => act({ do: "power_cut" }, target) }, "Cut the power now");
+
 export const memoryTab = {
   id: "memory",
   title: "Memory",
@@ -153,7 +156,8 @@ export const memoryTab = {
     }
     map.append(...cells);
     map.addEventListener("keydown", (event) => {
-      const step = { ArrowRight: 1, ArrowLeft: -1, ArrowDown: 32, ArrowUp: -32 }[event.key];
+      const columns = getComputedStyle(map).gridTemplateColumns.split(" ").length;
+      const step = { ArrowRight: 1, ArrowLeft: -1, ArrowDown: columns, ArrowUp: -columns }[event.key];
       if (!step) return;
       const next = Math.min(kPages - 1, Math.max(0, cells.indexOf(document.activeElement) + step));
       cells[next].focus();
@@ -172,7 +176,7 @@ export const memoryTab = {
       element("h2", {}, "Power"),
       element(
         "div", { class: "row" },
-        element("button", { class: "danger small", id: "cut", onclick: ({ target }) => act({ do: "power_cut" }, target) }, "Cut the power now"),
+        cut,
         "or after", bytes, "more EEPROM bytes, leaving", damage,
         element(
           "button",

@@ -1,7 +1,7 @@
 // The optical module and what is at its port; its acquisitions and its breakdown as plots.
 import { element, numberField, show } from "./dom.js";
 import { ask, file, on, set } from "./link.js";
-import { acquisitionParts, keepTrace, redrawAcquisition, showFibre } from "./plot_acquisition.js";
+import { acquisitionParts, keepTrace, redrawAcquisition, showFibre, showUntil } from "./plot_acquisition.js";
 import { apdParts, forgetApd, showApd } from "./plot_apd.js";
 import { faultSwitches } from "./tab_faults.js";
 import { decodeTuning } from "./records.js";
@@ -99,6 +99,7 @@ const now = element("span", { class: "num", id: "degrees", "data-state": "module
 const rate = numberField({ label: "degrees a minute", min: -60, max: 60, step: 0.05 }, () => setRamp(rate));
 const end = numberField({ label: "end of the ramp, °C", min: kColdest, max: kHottest, step: 1, optional: true },
   () => setRamp(end));
+show(end, ""); // what a refusal goes back to
 const ramp = element("span", { class: "warn", id: "ramp" });
 function setRamp(field) {
   const speed = Number(rate.value);
@@ -113,7 +114,8 @@ const light = element("input", {
 });
 const facts = element("p", { class: "hint num" });
 let run = 0; // how often fct has been started
-on("status", (status) => (run = status.run));
+let past = false; // a moment of it is shown
+on("status", (status) => ([run, past] = [status.run, status.past !== null]));
 let seen = { of: "" }; // the acquisition that was looked at last, by wavelength; of which start
 
 export const opticsTab = {
@@ -176,16 +178,17 @@ export const opticsTab = {
       `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
     const bytes = optic.tuning_stored ? await file("tuning.bin") : null;
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
-    showApd({ optics, optic, fpga }, record?.apd);
+    showApd({ optics, optic, fpga, off }, record?.apd);
     showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
     const last = fpga.last_acquisitions, start = shownRun(), of = `${run} ${start}`;
-    if (fpga.acquisition === "running" || start < 0) return;
+    if (start < 0) return;
     if (seen.of !== of) seen = { of }; // acquisitions are counted from 1 again
     for (const [wavelength, number] of Object.entries(last).sort(([, one], [, other]) => one - other)) {
-      if (seen[wavelength] === number) continue;
+      if (seen[wavelength] === number || fpga.acquisition === "running") continue;
       const reply = await ask({ do: "samples", wavelength });
-      seen[wavelength] = reply.acquisition; // which may be a later one
+      last[wavelength] = seen[wavelength] = reply.acquisition; // which may be a later one
       keepTrace({ ...reply, start });
     }
+    showUntil(start, Math.max(0, ...Object.values(last)), past);
   },
 };

@@ -72,12 +72,13 @@ const buttons = {
 // ---- What is possible now
 
 let past = false; // a moment of the past is shown
+let off = false; // there is no power
 let ours = ""; // where a run has left an instrument that nobody else has used
 let goesOn = null; // a recording from before the page was loaded
 
 function show() {
   const recording = recorder.recording(), state = runner.runState(), running = state === "running";
-  buttons.run.textContent = state === "held" ? "Go on" : "Run";
+  buttons.run.textContent = state === "held" ? "Continue" : "Run";
   buttons.run.title = state === "held" ? "goes on with the marked line" : "runs the script";
   const barred = recording || running || past;
   for (const name of ["run", "toCaret", "step"]) buttons[name].disabled = barred;
@@ -85,9 +86,10 @@ function show() {
   for (const control of [mode, begin]) control.disabled = state !== "idle";
   for (const control of [buttons.load, examples]) control.disabled = recording || state !== "idle";
   for (const control of [buttons.record, buttons.fromNow]) control.disabled = recording || state !== "idle" || past;
+  buttons.fromNow.disabled ||= off;
   buttons.endRecording.disabled = !recording;
   for (const name of ["add", "shot"]) buttons[name].disabled = running;
-  for (const id of ["pause", "speed"]) byId(id).disabled = running && mode.value === "exact"; // the lines move the time
+  for (const id of ["pause", "speed"]) byId(id).disabled = past || (running && mode.value === "exact"); // the lines move the time
   forbidden.hidden = !past;
   forbidden.textContent = "A moment of the past is shown: return to now, or go on from there, to run or record a script.";
   keep();
@@ -182,7 +184,7 @@ function checkLines() {
   const wrong = editor.scriptLines().findIndex((_, i) => editor.requestAt(i).wrong);
   if (wrong < 0) return true;
   editor.tellAt(wrong, element("p", {}, editor.requestAt(wrong).wrong));
-  status.textContent = `line ${wrong + 1} is no request; nothing was run`;
+  status.textContent = `Line ${wrong + 1} is no request; nothing was run.`;
   return false;
 }
 
@@ -265,6 +267,7 @@ export const scriptsTab = {
     }, say);
     on("status", (now) => {
       past = Boolean(now.past);
+      off = !now.running;
       if (goesOn) recorder.recall(goesOn, now);
       goesOn = null;
       show();

@@ -21,7 +21,10 @@ const register = element("div", { class: "row", hidden: true });
 const origin = element("div", { class: "answer" });
 const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
-let lines = []; // {id, number, text, kind, rest}: `rest` is what makes two lines equal; no number: of an earlier start
+let recorded = 0; // the start that is recorded, of those of the session
+let past = null; // {run, at_us} while that moment is shown
+// {id, start, us, number, text, kind, rest}: `rest` is what makes two lines equal; no number: it grows no more
+let lines = [];
 let ids = 0;
 let rows = new Map(); // group's name -> its element
 const unfolded = new Set();
@@ -31,7 +34,7 @@ let selected = null; // id of the line
 const kKindOf = { temp: "ioctl", rtc: "ioctl", tuning: "file", power: "file" };
 function parse(text, number) {
   const [, word] = text.match(/^\s*\S+ \S+ (\S+)/) ?? [null, ""];
-  return { id: ++ids, number, text, kind: kKindOf[word] ?? word, rest: restOf(text) };
+  return { id: ++ids, start: recorded, us: Math.round(Number.parseFloat(text) * 1e6), number, text, kind: kKindOf[word] ?? word, rest: restOf(text) };
 }
 const restOf = (text) => text.replace(/^\s*\S+ /, "");
 
@@ -96,9 +99,13 @@ function grow(head, shown, { first, size, times }) {
   head.querySelector("i").hidden = size * times <= kUnfolded;
 }
 
+// What had been recorded by a moment.
+const by = ({ run, at_us }) => ({ start, us }) => start < run || (start === run && !(us > at_us));
+const sofar = () => (past ? lines.filter(by(past)) : lines);
+
 function paint() {
   const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
-  const shown = lines.filter(filter());
+  const shown = sofar().filter(filter());
   const groups = (collapse.checked ? grouped(shown) : shown.map((_, first) => ({ first, size: 1, times: 1 }))).slice(-kRows);
   const made = new Map();
   for (const group of groups) {
@@ -144,8 +151,8 @@ function select(id) {
 // Every section tells while recording goes on.
 function told() {
   const recording = next !== null;
-  record.disabled = end.disabled = past;
-  state.textContent = past ? "A moment of the past is shown: return to now to record." : recording ? "recording" : "stopped";
+  record.disabled = end.disabled = past !== null;
+  state.textContent = past ? "What was recorded by that moment; return to now to record." : recording ? "recording" : "stopped";
   traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
   traceTab.button.title = recording ? "recording" : "";
 }
@@ -153,6 +160,9 @@ function told() {
 async function start() {
   const { next: from } = await ask({ do: "trace", action: "read", limit: 1 });
   await ask({ do: "trace", action: "start" });
+  const [{ runs }, { now_us }] = [await ask({ do: "session", from: Number.MAX_SAFE_INTEGER }), await ask({ do: "hello" })];
+  recorded = runs.length - 1;
+  lines = lines.filter(by({ run: recorded, at_us: now_us })); // what came later was given up
   for (const one of lines) one.number = null;
   next = from;
   told();
@@ -160,10 +170,10 @@ async function start() {
 
 // The fct of a restart counts its lines from 0, and records nothing unasked.
 let run = null;
-let past = false; // that is shown: its instrument has a trace of its own
 on("status", (status) => {
-  past = status.past !== null;
+  past = status.past;
   told();
+  paint();
   if (past || !status.running || status.run === run) return;
   run = status.run;
   if (next !== null) start().catch(ended);
@@ -223,8 +233,9 @@ export const traceTab = {
         record, end,
         element("button", { class: "small", onclick: () => { lines = []; select(null); paint(); } }, "Clear"),
         button("Download all", async () => {
-          const all = await ask({ do: "trace", action: "read", explain: true });
-          download("trace.txt", all.lines.join("\n") + "\n");
+          const all = past ? sofar().map(({ text }) => text)
+            : (await ask({ do: "trace", action: "read", explain: true })).lines;
+          download("trace.txt", all.join("\n") + "\n");
         }),
         search, state,
       ),

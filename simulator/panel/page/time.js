@@ -1,6 +1,6 @@
 // Virtual time: its clock, its speed, its pause.
 import { byId } from "./dom.js";
-import { act, ask, on } from "./link.js";
+import { act, ask, on, tell } from "./link.js";
 
 let running = false;
 let told = { us: 0, at: 0, speed: 0 }; // virtual microseconds at a moment of this page
@@ -19,6 +19,7 @@ export async function look() {
     const pause = byId("pause");
     pause.setAttribute("aria-pressed", still);
     pause.textContent = still ? "Go on" : "Pause";
+    tell("time", hello.now_us);
     const speed = byId("speed");
     if (!still && document.activeElement !== speed) {
       const text = String(hello.speed);
@@ -39,6 +40,12 @@ export function clockText(ms) {
 }
 
 const paint = () => (byId("clock").textContent = clockText(virtualNow()));
+
+// Without power it stands where it came to, as far as that is known: at least `us`. Returns where.
+export function endedAt(us) {
+  told = { us: Math.max(told.us, us), at: performance.now(), speed: 0 };
+  return told.us;
+}
 
 on("status", (status) => {
   running = status.running;

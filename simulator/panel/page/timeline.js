@@ -1,7 +1,7 @@
 // The time line under the LCD: what the instrument has done since power-on, and the way back to any moment of it.
 import { byId, element, sure } from "./dom.js";
 import { ask, on, tell } from "./link.js";
-import { clockText } from "./time.js";
+import { clockText, endedAt } from "./time.js";
 
 const kLookMs = 1000;
 const kKinds = {
@@ -119,6 +119,7 @@ async function lookOnce() {
     const current = session.run === session.runs.length - 1;
     if (current && session.now_us !== undefined) end = session.now_us;
     else end = Math.max(end, session.runs[session.run].last_us, past ? past.at_us : 0);
+    if (current && !running) end = endedAt(end);
     if (past ? !current : running) {
       const { marks } = await ask({ do: "history" });
       if (subject() !== asked) return;

@@ -165,6 +165,16 @@ class Page(PageTest):
         self.assertTrue(panel.browser.find_elements(By.CSS_SELECTOR, "#curve canvas"))
         panel.browser.execute_script("document.getElementById('curve').scrollIntoView({block: 'center'})")
         panel.shot("curve")
+        kept = lambda: panel.get("#kept-traces").text
+        before = kept()
+        panel.ask(do="rewind", to_us=0)
+        panel.until(lambda: not panel.get("#plot").is_displayed(), "no acquisition yet")
+        panel.ask(do="now")
+        panel.until(lambda: panel.get("#plot").is_displayed() and kept() == before, "the acquisitions again")
+        panel.ask(do="rewind", to_us=0)
+        panel.ask(do="branch")
+        panel.until(lambda: panel.reads("Welcome to K905_FCT"), "another course of things")
+        self.assertFalse(panel.get("#plot").is_displayed(), "what was given up has no acquisitions")
         self.assertEqual([], panel.errors())
 
     def test_memory_is_decoded(self):
@@ -247,6 +257,13 @@ class Page(PageTest):
         panel.until(lambda: panel.get("#tab-faults").text == "Faults 1", "its mark")
         panel.shot("off-faults")
         ActionChains(panel.browser).send_keys("1").perform()  # a key of the instrument: nothing is there
+        panel.get('[data-key="f1"]').click()
+        panel.until(lambda: panel.get("#message").text == "The power is off: keys and knob are dead.", "why")
+        self.assertEqual(panel.get("#timeline .said").text, panel.get("#clock").text, "where time came to")
+        panel.tab("memory")
+        self.assertFalse(panel.get("#cut").is_enabled())
+        panel.tab("optics")
+        panel.until(lambda: "No code is applied: the power is off." in panel.get("#curve-text").text, "no code")
         panel.get("#restart").click()
         panel.shows()
         self.assertEqual(41, panel.state()["optic"]["temperature"])
@@ -287,6 +304,20 @@ class Page(PageTest):
                 panel.browser.execute_script(
                     "document.querySelectorAll('.refusal').forEach((one) => one.remove())")
         self.assertEqual(before, panel.ask(do="bench"))
+        with self.subTest("faults"):
+            panel.tab("faults")
+            search = panel.get("#panel-faults input[type=search]")
+            search.send_keys("zzz")
+            self.assertIn('No fault has "zzz" in its name or description.', panel.get("#panel-faults").text)
+            search.clear()
+            search.send_keys("touch.offset")
+            self.assertNotIn("No fault", panel.get("#panel-faults").text)
+            panel.enter(panel.get("#panel-faults [aria-label='value of touch.offset']"), "7")
+            panel.get("#panel-faults input[id$='-touch.offset']").click()
+            notes = lambda: [one.text for one in panel.browser.find_elements(By.CSS_SELECTOR, ".refusal")]
+            panel.until(lambda: notes() == ["touch.offset takes [right, down] in pixels, not 7."], f"the reason: {notes()}", 5)
+            panel.press("Clear all")
+            panel.until(lambda: notes() == [], "nothing wrong any more", 5)
         self.assertEqual([], [one for one in panel.errors() if "400" not in one])
         panel.shot("slip")
 
@@ -520,6 +551,7 @@ class Page(PageTest):
             panel.until(lambda: panel.ask(do="hello")["now_us"] == inputs[-1] - 1, f"the moment before the finger went {what}")
         self.assertIn("the past", panel.get("#timeline .said").text)
         panel.until(lambda: panel.picture() == before, "its picture")
+        self.assertLessEqual(panel.seen(".instrument")["bottom"], 720, "the keys stay in view")
         panel.shot("past")
         moment = panel.ask(do="hello")["now_us"]
         panel.get('[data-key="f1"]').click()

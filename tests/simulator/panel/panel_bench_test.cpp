@@ -173,15 +173,17 @@ TEST(SteppedBench, IsTheSameAfterEachStartThatIsWaitedForWhateverItsSpeed) {
     EXPECT_FALSE(instrument.GetStatus().running);
 }
 
-TEST(SteppedBench, APauseEndsWithARestart) {
+TEST(SteppedBench, APauseEndsWithARestartThatKeepsTheSpeed) {
     BenchOptions options;
-    options.speed = 1000;
+    options.speed = 10;
     PanelBench instrument(options);
+    instrument.Ask({{"do", "speed"}, {"factor", 1000}});
     instrument.Ask({{"do", "speed"}, {"factor", 0}});
     instrument.Ask({{"do", "restart"}});
     while (instrument.GetStatus().run == 1)
         instrument.Watch();
     EXPECT_FALSE(instrument.Ask({{"do", "hello"}})["paused"].get<bool>());
+    EXPECT_EQ(1000, instrument.Ask({{"do", "hello"}})["speed"]);
     instrument.Ask({{"do", "restart"}, {"wait", true}});
     const json hello = instrument.Ask({{"do", "hello"}});
     EXPECT_FALSE(hello["paused"].get<bool>()) << "what it was: not paused";

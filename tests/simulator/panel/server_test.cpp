@@ -30,7 +30,6 @@ class StubInstrument final : public PanelInstrument {
         const std::lock_guard<std::mutex> guard(mutex_);
         return {1, ended_.empty(), ended_, {"last line"}};
     }
-    void Restart() override { ++restarts_; }
     nlohmann::json Ask(const nlohmann::json& request) override {
         {
             const std::lock_guard<std::mutex> guard(mutex_);
@@ -74,7 +73,6 @@ class StubInstrument final : public PanelInstrument {
         asked_ = nullptr;
     }
 
-    std::atomic<int> restarts_{0};
     std::atomic<bool> hold_{false};
 
   private:
@@ -380,13 +378,31 @@ TEST_F(Hands, ThatWereOnTheirWayWhenThePageWentAreLetGoOf) {
     EXPECT_EQ(up_, Next());
 }
 
-TEST_F(Server, RestartsOnRequestOnly) {
+// Scripts of two pages would work on each other's instrument.
+TEST_F(Hands, OnePagesScriptRunsAtATime) {
     Start();
-    EXPECT_EQ(404, client_->Get("/restart").status);
-    EXPECT_EQ(403, client_->Post("/restart", "{}", {{"Origin", "http://example.com"}}).status);
-    EXPECT_EQ(0, instrument_->restarts_);
-    EXPECT_EQ(202, client_->Post("/restart", "{}").status);
-    EXPECT_EQ(1, instrument_->restarts_);
+    LiveClient first(port_), second(port_);
+    const unsigned one = Number(first), other = Number(second);
+    const auto run = [&](unsigned page, bool on) {
+        const WebResult result = Api(nlohmann::json({{"do", "script"}, {"on", on}, {"page", page}}).dump());
+        return result.Json()["ok"] == true ? "" : result.Json()["error"].get<std::string>();
+    };
+    EXPECT_EQ("", run(one, true));
+    EXPECT_EQ("", run(one, true));
+    EXPECT_EQ("a script of another page runs", run(other, true));
+    EXPECT_EQ("", run(other, false));
+    EXPECT_EQ("a script of another page runs", run(other, true));
+    EXPECT_EQ("", run(one, false));
+    EXPECT_EQ("", run(other, true));
+    second.Drop();
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    while (!run(one, true).empty() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_EQ("", run(one, true)) << "a page that is gone runs none";
+    EXPECT_EQ("this page's connection to the launcher is lost", run(other, true));
+    EXPECT_EQ(400, Api(R"({"do":"script","on":true})").status);
+    EXPECT_EQ(400, Press(one, {{"do", "script"}, {"on", 1}}));
+    EXPECT_TRUE(instrument_->Asked().is_null()) << "the instrument knows of no pages";
 }
 
 TEST_F(Server, PutsScreenshotsIntoTheStateFolderOnly) {

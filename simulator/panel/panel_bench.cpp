@@ -71,7 +71,10 @@ nlohmann::json NameOf(const nlohmann::json& request) {
 }  // namespace
 
 PanelBench::PanelBench(const BenchOptions& options)
-    : folder_(options.stateDir, options.keepState), options_(options), speed_(options.speed), going_(options.speed) {
+    : folder_(options.stateDir, options.keepState),
+      options_(options),
+      speed_(options.speed),
+      going_(options.speed) {
     Prepare();
     Start();
     MustRun();

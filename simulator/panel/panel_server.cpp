@@ -256,7 +256,8 @@ WebReply PanelServer::ServeApi(const WebRequest& request) {
         return Refuse(409, "this page's connection to the launcher is lost");
     if (asked["do"] == "script") {
         if (page == 0 || !asked.contains("on") || !asked["on"].is_boolean())
-            return Refuse(400, "a script's run is a page's: \"page\", and \"on\" true or false, are expected");
+            return Refuse(400,
+                          "a script's run is a page's: \"page\", and \"on\" true or false, are expected");
         if (!holds_.RunScript(page, asked["on"]))
             return Refuse(200, "a script of another page runs");
         return Answer(200, {{"ok", true}});

@@ -9,16 +9,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How far behind, in virtual time: the instrument itself; a moment that is shown (the first of them).
+// How far behind the instrument itself, or a moment that is shown, in virtual time.
 constexpr std::int64_t kBehindUs[] = {3'000'000, 30'000'000, 300'000'000};
-constexpr std::size_t kBehindShown = 2;
 constexpr auto kLookEvery = std::chrono::seconds(1);
-// Between two goes of those that are not there yet: while the instrument runs, which needs a processor too;
-// while it stands still for a moment that is shown.
+// Between two goes behind the instrument itself, which needs a processor too.
 constexpr auto kPause = std::chrono::milliseconds(200);
-constexpr auto kBreath = std::chrono::milliseconds(10);
-// Who goes from moment to moment is not held up.
-constexpr auto kSettled = std::chrono::milliseconds(400);
+// Who goes from moment to moment at once is not held up by those that go behind each.
+constexpr auto kSettles = std::chrono::milliseconds(100);
 // Of real time, at most, for each of them at a time: whoever wants a moment does not wait for longer.
 constexpr auto kFollowFor = std::chrono::milliseconds(50);
 constexpr std::int64_t kFollowStepUs = 10'000'000;
@@ -26,21 +23,25 @@ constexpr std::int64_t kFollowStepUs = 10'000'000;
 }  // namespace
 
 Rewind::Rewind(const std::string& stateDir)
-    : session_(stateDir + "/" + kSessionFile), followers_(std::size(kBehindUs)), behindShown_(kBehindShown) {
-    worker_ = std::thread([this] { Work(); });
+    : session_(stateDir + "/" + kSessionFile),
+      followers_(std::size(kBehindUs)),
+      behindShown_(std::size(kBehindUs)) {
+    maker_ = std::thread([this] { MakeMoments(); });
+    follower_ = std::thread([this] { FollowMoments(); });
 }
 
 Rewind::~Rewind() {
     {
-        const std::lock_guard<std::mutex> guard(mutex_);
+        const Lock guard(mutex_);
         end_ = true;
     }
     wake_.notify_all();
-    worker_.join();
+    maker_.join();
+    follower_.join();
 }
 
 void Rewind::Show(const Moment& moment) {
-    std::unique_lock<std::mutex> guard(mutex_);
+    Lock guard(mutex_);
     done_.wait(guard, [this] { return !wanted_; });  // one at a time
     wanted_ = moment;
     result_.reset();
@@ -54,26 +55,39 @@ void Rewind::Show(const Moment& moment) {
 }
 
 void Rewind::Leave() {
-    const std::lock_guard<std::mutex> guard(mutex_);
+    const Lock guard(mutex_);
     shown_.reset();
+    coming_.reset();
     leave_ = true;
     wake_.notify_all();
 }
 
 void Rewind::Follow(const Moment& now) {
-    const std::lock_guard<std::mutex> guard(mutex_);
+    const Lock guard(mutex_);
     live_ = now;
 }
 
 std::optional<Rewind::Shown> Rewind::Now() {
-    const std::lock_guard<std::mutex> guard(mutex_);
+    const Lock guard(mutex_);
     return shown_;
 }
 
-void Rewind::Work() {
+// Moments that are asked for; between them those behind the instrument itself.
+void Rewind::MakeMoments() {
     const auto called = [this] { return end_ || leave_ || (wanted_ && !result_); };
-    std::unique_lock<std::mutex> guard(mutex_);
+    Lock guard(mutex_);
     while (!end_) {
+        if (leave_) {
+            leave_ = false;
+            shown_.reset();  // made since
+            coming_.reset();
+            Hold(guard);
+            Keep(std::exchange(shownPlayer_, {}));
+            for (Follower& follower : std::exchange(behindShown_, Followers(std::size(kBehindUs))))
+                Keep(std::move(follower));
+            hold_ = false;
+            continue;
+        }
         if (wanted_ && !result_) {
             const Moment moment = *wanted_;
             guard.unlock();
@@ -84,63 +98,85 @@ void Rewind::Work() {
                 wrong = error.what();
             }
             guard.lock();
+            if (!wrong.empty())
+                coming_ = shown_ ? std::optional(shown_->moment) : std::nullopt;
             result_ = wrong;
             done_.notify_all();
-            wake_.wait_for(guard, kSettled, called);
             continue;
         }
-        if (leave_) {
-            leave_ = false;
-            Keep(std::move(shownPlayer_));
-            for (Follower& follower : std::exchange(behindShown_, std::vector<Follower>(kBehindShown)))
-                Keep(std::move(follower));
-        }
-        auto pause = std::chrono::milliseconds(kLookEvery);
-        if (shown_ || live_) {
-            const Moment now = shown_ ? shown_->moment : *live_;
-            std::vector<Follower>& followers = shown_ ? behindShown_ : followers_;
-            guard.unlock();
-            if (!FollowBehind(now, followers))
-                pause = &followers == &followers_ ? kPause : kBreath;
-            guard.lock();
-        }
-        wake_.wait_for(guard, pause, called);
+        const bool busy = !shown_ && live_ && FollowOnce(guard, followers_, *live_);
+        wake_.wait_for(guard, busy ? kPause : kLookEvery, called);
     }
-    guard.unlock();
-    followers_.clear();
-    behindShown_.clear();
-    shownPlayer_ = {};
 }
 
-const Session::Run& Rewind::RunOf(const Moment& moment) {
-    return k905::RunOf(session_.Read(), moment.run);
+// Those behind a moment that is shown, already while it is made.
+void Rewind::FollowMoments() {
+    Lock guard(mutex_);
+    while (!end_)
+        if (!hold_ && coming_ && Clock::now() < settled_)
+            wake_.wait_until(guard, settled_);
+        else if (hold_ || !coming_ || !FollowOnce(guard, behindShown_, *coming_))
+            wake_.wait_for(guard, kLookEvery);
+}
+
+unsigned Rewind::BitsOf(std::size_t run) {
+    const std::lock_guard<std::mutex> guard(sessionMutex_);
+    const Session::Run& of = RunOf(session_.Read(), run);
+    MustBeExact(of.exact);
+    return of.bits;
+}
+
+// It knows the inputs that there are by now; one without a player gets a new one.
+void Rewind::Prepare(Follower& follower) {
+    const std::lock_guard<std::mutex> guard(sessionMutex_);
+    const Session::Run& of = RunOf(session_.Read(), follower.run);
+    if (follower.player)
+        follower.player->Learn(of);
+    else
+        follower.player = std::make_unique<Player>(of);
+}
+
+// Until nobody moves behind a moment; the caller gives `hold_` back.
+void Rewind::Hold(Lock& guard) {
+    hold_ = true;
+    done_.wait(guard, [this] {
+        return std::none_of(behindShown_.begin(), behindShown_.end(),
+                            [](const Follower& follower) { return follower.moves; });
+    });
 }
 
 // The one that stands nearest before it goes there; else a new one from the beginning.
 void Rewind::Make(const Moment& moment) {
-    const Session::Run& run = RunOf(moment);
-    MustBeExact(run.exact);
-    Follower* nearest = nullptr;
-    const auto consider = [&](Follower& follower) {
-        if (follower.player && follower.run == moment.run && follower.player->NowUs() <= moment.us &&
-            (nearest == nullptr || follower.player->NowUs() > nearest->player->NowUs()))
-            nearest = &follower;
-    };
-    std::for_each(followers_.begin(), followers_.end(), consider);
-    std::for_each(behindShown_.begin(), behindShown_.end(), consider);
-    consider(shownPlayer_);
-    Follower goes =
-        nearest != nullptr ? std::move(*nearest) : Follower{moment.run, std::make_unique<Player>(run)};
-    if (nearest == &shownPlayer_) {  // until it has arrived it is nowhere
-        const std::lock_guard<std::mutex> guard(mutex_);
-        shown_.reset();
+    const unsigned bits = BitsOf(moment.run);
+    Follower goes;
+    {
+        Lock guard(mutex_);
+        Hold(guard);
+        Follower* nearest = nullptr;
+        const auto consider = [&](Follower& follower) {
+            if (follower.player && follower.run == moment.run && follower.player->NowUs() <= moment.us &&
+                (nearest == nullptr || follower.player->NowUs() > nearest->player->NowUs()))
+                nearest = &follower;
+        };
+        std::for_each(followers_.begin(), followers_.end(), consider);
+        std::for_each(behindShown_.begin(), behindShown_.end(), consider);
+        consider(shownPlayer_);
+        if (nearest == &shownPlayer_)  // until it has arrived it is nowhere
+            shown_.reset();
+        if (nearest != nullptr)
+            goes = std::exchange(*nearest, {});
+        coming_ = moment;
+        settled_ = Clock::now() + kSettles;
+        hold_ = false;
+        wake_.notify_all();
     }
-    goes.player->Learn(run);
+    goes.run = moment.run;
+    Prepare(goes);
     if (!goes.player->GoTo(moment.us))
         throw Refused("the instrument was switched off before that moment");
     Bench& bench = goes.player->Instrument();
-    auto screen = std::make_shared<ScreenView>(bench.Pid(), run.bits);
-    const std::lock_guard<std::mutex> guard(mutex_);
+    auto screen = std::make_shared<ScreenView>(bench.Pid(), bits);
+    const Lock guard(mutex_);
     shown_ = Shown{moment, bench.StateDir(), std::move(screen)};
     if (live_ && live_->run == moment.run)  // which has been there
         live_->us = std::max(live_->us, moment.us);
@@ -158,31 +194,57 @@ void Rewind::Keep(Follower one) {
     }
 }
 
-// The nearest first. Whether they are all where they should be.
-bool Rewind::FollowBehind(const Moment& now, std::vector<Follower>& followers) {
-    bool thereAll = true;
-    for (std::size_t i = 0; i < followers.size() && thereAll; ++i)
-        try {
-            Follower& follower = followers[i];
-            // One that has gone too far is of no use any more.
-            if (follower.player && (follower.run != now.run || follower.player->NowUs() > now.us))
-                follower = {};
-            const std::int64_t target = now.us - kBehindUs[i];
-            if (target <= 0)
-                continue;
-            const Session::Run& run = RunOf(now);
-            if (!follower.player)
-                follower = {now.run, std::make_unique<Player>(run)};
-            follower.player->Learn(run);
-            const auto until = Clock::now() + kFollowFor;
-            while (follower.player->NowUs() < target && Clock::now() < until)
-                if (!follower.player->GoTo(std::min(target, follower.player->NowUs() + kFollowStepUs)))
-                    break;
-            thereAll = follower.player->NowUs() >= target;
-        } catch (const std::exception&) {
-            followers[i] = {};  // whoever wants a moment of this session is told why there is none
+// The nearest that is not where it should be goes on for a while; where there is none, the one from further
+// behind does. False: none is left that can.
+bool Rewind::FollowOnce(Lock& guard, Followers& followers, Moment now) {
+    const auto standsBy = [&](const Follower& follower, std::int64_t us) {
+        return follower.player && follower.run == now.run && follower.player->NowUs() <= us;
+    };
+    for (std::size_t i = 0; i < followers.size(); ++i) {
+        Follower& place = followers[i];
+        const std::int64_t target = now.us - kBehindUs[i];
+        if (target <= 0 || (standsBy(place, now.us) && place.player->NowUs() >= target))
+            continue;
+        Follower goes = std::exchange(place, {});
+        Follower useless;
+        if (!standsBy(goes, target)) {  // it has gone too far
+            useless = std::exchange(goes, {});
+            const auto further = std::find_if(
+                followers.begin() + static_cast<std::ptrdiff_t>(i) + 1, followers.end(),
+                [&](const Follower& other) { return standsBy(other, target); });
+            if (further != followers.end())
+                goes = std::exchange(*further, {});
         }
-    return thereAll;
+        goes.run = now.run;
+        place.moves = true;
+        guard.unlock();
+        useless = {};  // its program takes a while to end
+        const bool moved = Move(goes, target);
+        guard.lock();
+        place = std::move(goes);
+        done_.notify_all();
+        if (moved)
+            return true;
+        if (hold_)
+            return false;
+    }
+    return false;
+}
+
+// Whether it has come nearer. What is wrong with the session is told to whoever wants a moment of it.
+bool Rewind::Move(Follower& follower, std::int64_t target) {
+    try {
+        Prepare(follower);
+        const std::int64_t before = follower.player->NowUs();
+        const auto until = Clock::now() + kFollowFor;
+        while (follower.player->NowUs() < target && Clock::now() < until)
+            if (!follower.player->GoTo(std::min(target, follower.player->NowUs() + kFollowStepUs)))
+                break;
+        return follower.player->NowUs() > before;
+    } catch (const std::exception&) {
+        follower.player.reset();
+        return false;
+    }
 }
 
 }  // namespace k905

@@ -2,6 +2,7 @@
 // few run along some way behind, so that a step back is short; behind a moment that is shown, too.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -38,33 +39,46 @@ class Rewind {
     std::optional<Shown> Now();
 
   private:
+    using Lock = std::unique_lock<std::mutex>;
     struct Follower {
-        std::size_t run;
+        std::size_t run = 0;
         std::unique_ptr<Player> player;
+        bool moves = false;  // a thread has it in hand
     };
+    using Followers = std::vector<Follower>;  // the place in it tells how far behind
 
-    void Work();
+    void MakeMoments();
+    void FollowMoments();
     void Make(const Moment& moment);
     void Keep(Follower one);
-    bool FollowBehind(const Moment& now, std::vector<Follower>& followers);
-    const Session::Run& RunOf(const Moment& moment);
+    void Hold(Lock& guard);
+    bool FollowOnce(Lock& guard, Followers& followers, Moment now);
+    bool Move(Follower& follower, std::int64_t target);
+    unsigned BitsOf(std::size_t run);
+    void Prepare(Follower& follower);
 
-    // The worker's: a program ends with the thread that started it.
+    std::mutex sessionMutex_;
     SessionFile session_;
-    std::vector<Follower> followers_;  // the place in it tells how far behind
-    std::vector<Follower> behindShown_;
-    Follower shownPlayer_;
 
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards what follows; a player that moves is its thread's
     std::condition_variable wake_;
     std::condition_variable done_;
+    Followers followers_;
+    Followers behindShown_;
+    Follower shownPlayer_;
+    bool hold_ = false;  // those behind a moment stand still
     std::optional<Moment> wanted_;
     std::optional<std::string> result_;  // of what was wanted: "" or what is wrong
     bool leave_ = false;
     bool end_ = false;
     std::optional<Moment> live_;
+    std::optional<Moment> coming_;  // shown, or about to be
+    std::chrono::steady_clock::time_point settled_;  // when those behind it may go there
     std::optional<Shown> shown_;
-    std::thread worker_;
+
+    // A program ends with the thread that started it: these last as long as any.
+    std::thread maker_;
+    std::thread follower_;
 };
 
 }  // namespace k905

@@ -81,7 +81,7 @@ function show() {
   if (document.activeElement !== chosen || wanted === null) chosen.value = String(shownRun());
   line.classList.toggle("past", past !== null);
   toNow.hidden = goOn.hidden = past === null;
-  back.disabled = !inputs.some((input) => input.at_us <= position());
+  back.disabled = past !== null && !inputs.some((input) => input.at_us <= past.at_us);
   forth.disabled = past === null || !inputs.some((input) => input.at_us > past.at_us);
   const all = [
     ...history.map(({ kind, first_us, count }) => ({ kind, us: first_us, text: count > 1 ? `${kKinds[kind][0]}, ${count} together` : kKinds[kind][0] })),
@@ -172,6 +172,7 @@ async function jump(direction) {
   } else {
     const before = inputs.filter((input) => input.at_us <= here).pop();
     if (before) go(before.at_us - 1);
+    else tell("problem", "nothing has come from outside since power-on");
   }
 }
 

@@ -209,9 +209,9 @@ bool Rewind::FollowOnce(Lock& guard, Followers& followers, Moment now) {
         Follower useless;
         if (!standsBy(goes, target)) {  // it has gone too far
             useless = std::exchange(goes, {});
-            const auto further = std::find_if(
-                followers.begin() + static_cast<std::ptrdiff_t>(i) + 1, followers.end(),
-                [&](const Follower& other) { return standsBy(other, target); });
+            const auto further =
+                std::find_if(followers.begin() + static_cast<std::ptrdiff_t>(i) + 1, followers.end(),
+                             [&](const Follower& other) { return standsBy(other, target); });
             if (further != followers.end())
                 goes = std::exchange(*further, {});
         }

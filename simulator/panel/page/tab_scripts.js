@@ -1,5 +1,5 @@
 // Scripts: recorded from what hands do, written, made of clicks, run line by line.
-import { byId, complain, download, element, sure } from "./dom.js";
+import { byId, complain, download, element, sentence, sure } from "./dom.js";
 import { ask, on } from "./link.js";
 import { arm, disarm } from "./pick.js";
 import * as editor from "./script_editor.js";
@@ -256,7 +256,7 @@ export const scriptsTab = {
     );
     editor.onEdit(keepSoon);
     recorder.onRecord((said) => {
-      recorded.textContent = recorder.recording() ? "recording" : said;
+      recorded.textContent = recorder.recording() ? "recording" : said && sentence(said);
       if (recorder.recording()) status.textContent = "";
       show();
     });

@@ -73,6 +73,31 @@ TEST_F(Past, IsLookedAtWhileTheInstrumentStandsStillAndChangesNothing) {
     EXPECT_THAT(Refusal({{"do", "branch"}}), HasSubstr("no moment of the past"));
 }
 
+// Also on one that ran along behind, or behind a moment that was shown.
+TEST_F(Past, IsTheSameByWhateverWay) {
+    ASSERT_TRUE(Sees("MainBoard_FCT"));
+    Ask({{"do", "speed"}, {"factor", 0}});
+    for (int i = 0; i < 12; ++i) {
+        Ask({{"do", "set"}, {"name", "module.temperature"}, {"value", 20 + i}});
+        Ask({{"do", "touch"}, {"control", i % 2 == 0 ? "MainBoard_FCT" : "Back"}});
+        Ask({{"do", "wait"}, {"ms", 3000}});
+    }
+    const Session session = ReadSession(bench_.StateDir() + "/" + kSessionFile);
+    for (const double at : {36.0, 35.5, 20.0, 19.7, 33.0, 3.5, 0.0, 36.0}) {
+        const auto us = static_cast<std::int64_t>(1e6 * at);
+        Player alone(session.runs.at(0));
+        ASSERT_TRUE(alone.GoTo(us));
+        Ask({{"do", "rewind"}, {"to_us", us}});
+        for (const char* what : {"text", "state", "hello"}) {
+            json there = Ask({{"do", what}}), wanted = alone.Instrument().Request({{"do", what}});
+            there.erase("pid");
+            wanted.erase("pid");
+            EXPECT_EQ(wanted, there) << at;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));  // some of them get behind it
+    }
+}
+
 TEST_F(Past, GoesOnWithNothingHeldDown) {
     ASSERT_TRUE(Sees("MainBoard_FCT"));
     Ask({{"do", "speed"}, {"factor", 0}});

@@ -1,7 +1,7 @@
 // The time line under the LCD: what the instrument has done since power-on, and the way back to any moment of it.
 import { byId, element, sure } from "./dom.js";
 import { ask, on, tell } from "./link.js";
-import { clockText, endedAt } from "./time.js";
+import { clockText, endedAt, virtualNow } from "./time.js";
 
 const kLookMs = 1000;
 const kKinds = {
@@ -33,7 +33,7 @@ const seconds = (us) => clockText(us / 1000);
 
 const slider = element("input", { type: "range", min: 0, max: 1, step: 1, value: 1, "aria-label": "moment of the session" });
 const marks = element("div", { class: "marks" });
-const said = element("span", { class: "said", role: "status" });
+const said = element("span", { class: "said" });
 const range = element(
   "select", { "aria-label": "how much of the session the line shows" },
   element("option", { value: "0" }, "all"),
@@ -68,13 +68,20 @@ export function describe({ request }) {
   return [what, ...Object.values(rest).map((value) => (typeof value === "object" ? JSON.stringify(value) : value))].join(" ");
 }
 
+function tellTime() {
+  const text = past ? `the past: ${seconds(past.at_us)} of ${seconds(end)}` : clockText(virtualNow());
+  if (said.textContent === text) return;
+  said.setAttribute("aria-live", past ? "polite" : "off"); // nobody wants to hear a clock
+  said.textContent = text;
+}
+
 function show() {
   const low = from(), high = Math.max(until(), low + 1);
   slider.min = Math.floor(low / 1000);
   slider.max = Math.ceil(high / 1000);
   if (wanted === null) slider.value = Math.round(position() / 1000);
   slider.setAttribute("aria-valuetext", seconds(position()));
-  said.textContent = past ? `the past: ${seconds(past.at_us)} of ${seconds(end)}` : seconds(end);
+  tellTime();
   chosen.hidden = starts.length < 2;
   if (chosen.length !== starts.length)
     chosen.replaceChildren(...starts.map((_, run) => element("option", { value: String(run) }, `start ${run + 1}`)));
@@ -204,3 +211,4 @@ on("status", (status) => {
 });
 on("lost", () => (line.hidden = true));
 setInterval(look, kLookMs);
+setInterval(tellTime, 100);

@@ -55,6 +55,8 @@ std::string Instrument::SetFault(const std::string& name, const nlohmann::json& 
     if (problem.empty())
         return "";
     faults = before;
+    if (problem.find(" takes ") == std::string::npos)
+        return problem;
     return problem + ", not " + value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

@@ -104,12 +104,14 @@ std::string Rtc::SetText(const std::string& text) {
     int year = 0, month = 0, end = 0;
     const int fields = std::sscanf(text.c_str(), "%d-%d-%d %d:%d:%d%n", &year, &month, &time.tm_mday,
                                    &time.tm_hour, &time.tm_min, &time.tm_sec, &end);
+    const std::string wrong =
+        "a date and time is expected, as 2012-05-14 09:30:00" + (text.empty() ? "" : ", not " + text);
     if (year < -9999 || year > 9999 || month < 0 || month > 12)
-        return "not a date and time";
+        return wrong;
     time.tm_year = year - 1900;
     time.tm_mon = month - 1;
     if (fields != 6 || static_cast<std::size_t>(end) != text.size() || !Valid(time))
-        return "not a date and time: " + text;
+        return wrong;
     Set(Join(time));
     return "";
 }

@@ -105,31 +105,43 @@ void Complete(const OriginQuestion& question, const Session& session, std::size_
         reply["texts"] = TextsOf(player.Instrument());
 }
 
-// In the runs before that one, the nearest first.
+// Of a byte: the write gave it another value than it had.
+bool Changed(const json& origin) {
+    return origin["found"] == true && origin["before"] != origin["value"];
+}
+
+// In the runs before that one, the nearest first, for a byte that this one has not changed. A write of what
+// was there already counts where nothing has changed it.
 void LookInEarlierRuns(const OriginQuestion& question, const Session& session, json& reply) {
     const NamedMemory& memory = MemoryOf(question.request);
     const std::size_t at = CellOf(question.request);
-    for (std::size_t run = question.run; run-- > 0;) {
+    std::size_t foundIn = question.run;
+    for (std::size_t run = question.run; run-- > 0 && !Changed(reply);) {
+        if (reply["found"] == true && !session.runs[run].exact)
+            break;
         MustBeExact(session.runs[run].exact);
         const std::string left = ImageOf(session.runs[run + 1].files, memory);
         Player player(session.runs[run]);
         GoToEnd(question, player, session.runs[run], memory, left);
         const char held = CellIn(ImageOf(player.Instrument(), memory), at);
         if (held != CellIn(left, at)) {
-            reply["why"] =
-                "it was put there while the power was off, before start " + std::to_string(run + 2);
-            return;
+            if (reply["found"] == false)
+                reply["why"] =
+                    "it was put there while the power was off, before start " + std::to_string(run + 2);
+            break;
         }
         CellOrigins origins(player.Instrument().StateDir() + "/" + memory.image + kOriginsOf,
                             EepromCells::kSize);
         const json found = DescribeOrigin(memory, origins.At(at), static_cast<unsigned char>(held));
         if (found["found"] == true) {
             reply.update(found);
-            Complete(question, session, run, reply, nullptr);
-            return;
+            foundIn = run;
         }
     }
-    reply["why"] = "it is as it was at the first power-on";
+    if (reply["found"] == true)
+        Complete(question, session, foundIn, reply, nullptr);
+    else if (!reply.contains("why"))
+        reply["why"] = "it is as it was at the first power-on";
 }
 
 bool Marks(const json& request, const TextRun& run) {
@@ -213,10 +225,10 @@ json FindOrigin(const OriginQuestion& question) {
         return reply;
     const Session session = question.session();
     RunOf(session, question.run);
-    if (reply["found"] == true)
-        Complete(question, session, question.run, reply, nullptr);
-    else if (request.contains("memory"))
+    if (request.contains("memory"))
         LookInEarlierRuns(question, session, reply);
+    else if (reply["found"] == true)
+        Complete(question, session, question.run, reply, nullptr);
     return reply;
 }
 

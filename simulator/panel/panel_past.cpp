@@ -53,8 +53,8 @@ std::shared_ptr<Rewind> PanelPast::Past() {
 
 PanelInstrument::Status PanelPast::GetStatus() {
     Status status = live_.GetStatus();
-    if (const auto shown = Past()->Now())
-        status.past = shown->moment;
+    if (const auto shown = Past()->Now())  // an instrument that runs, whatever has become of the other
+        status = {status.run, true, "", {}, shown->moment};
     return status;
 }
 
@@ -83,6 +83,12 @@ json PanelPast::Ask(const json& request) {
     }
     if (!shown)
         return live_.Ask(request);
+    if (what == "speed" && request.contains("factor") && request["factor"] == 0) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (!heldAt_.is_null())
+            heldAt_ = 0;  // it stands still after the return, too
+        return {{"ok", true}};
+    }
     if (!Looks(request))
         throw NotNow("this is the past: return to now first, or go on from here");
     try {
@@ -129,9 +135,14 @@ json PanelPast::TellSession(const json& request) {
 }
 
 json PanelPast::TellOrigin(const json& request) {
+    if (request.contains("stop")) {
+        stopSearch_ = true;
+        return {{"ok", true}};
+    }
     const std::unique_lock<std::mutex> guard(originMutex_, std::try_to_lock);
     if (!guard.owns_lock())
         throw NotNow("another search is under way");
+    stopSearch_ = false;
     const auto shown = Past()->Now();
     OriginQuestion question;
     question.request = request;
@@ -139,7 +150,7 @@ json PanelPast::TellOrigin(const json& request) {
     question.ask = [&](const json& what) {
         return shown ? ControlClient(shown->stateDir + "/control.sock").Ask(what) : live_.Ask(what);
     };
-    question.stopped = [this] { return ended_.load(); };
+    question.stopped = [this] { return ended_ || stopSearch_; };
     question.session = [this] { return SessionNow(); };
     return FindOrigin(question);
 }

@@ -42,6 +42,7 @@ class PanelPast final : public PanelInstrument {
     std::mutex sessionMutex_;
     SessionFile session_;
     std::atomic<bool> ended_{false};
+    std::atomic<bool> stopSearch_{false};
     std::mutex originMutex_;  // one search at a time
     std::mutex mutex_;        // guards what follows
     std::shared_ptr<Rewind> rewind_;

@@ -266,11 +266,10 @@ WebReply PanelServer::ServeApi(const WebRequest& request) {
         const nlohmann::json reply = instrument_.Ask(asked);
         if (page != 0 && PageHolds::Presses(asked) && !holds_.IsOpen(page))  // gone meanwhile
             LetGo({PageHolds::Release(asked)});
-        return Answer(reply.value("ok", false) ? 200 : 400, reply);
+        return Answer(reply.value("ok", false) || page != 0 ? 200 : 400, reply);
     } catch (const Refused& error) {
-        return Refuse(400, error.what());
+        return Refuse(page != 0 ? 200 : 400, error.what());  // a browser would write it into its console
     } catch (const NotNow& error) {
-        // Nothing is wrong with a page that asks while the power goes; its browser would write that down.
         return Refuse(page != 0 ? 200 : 409, error.what());
     } catch (const std::exception& error) {
         return Refuse(502, ReasonOf(error));

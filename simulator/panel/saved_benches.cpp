@@ -49,8 +49,7 @@ std::string SavedBenches::Path(const std::string& name) const {
     });
     const bool blank = name.find_first_not_of(' ') == std::string::npos;
     if (blank || name.size() > kLongestName || name[0] == '.' || !plain)
-        throw Refused(
-            "a bench's name is 1 to 40 letters, digits, blanks, \"_\", \"-\" and \".\", and not blank");
+        throw Refused("a name is 1 to 40 letters, digits, blanks, \"_\", \"-\" and \".\", and not blank");
     return folder_ + "/" + name;
 }
 

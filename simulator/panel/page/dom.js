@@ -81,10 +81,13 @@ export function complain(control, text) {
   complaints.get(control)?.remove();
   complaints.delete(control);
   if (!text) return;
-  const note = element("p", { class: "refusal", role: "alert" }, sentence(text));
+  const row = control.closest(".rails tr");
+  const said = element("p", { class: "refusal", role: "alert" }, sentence(text));
+  const note = row ? element("tr", {}, element("td", { colSpan: row.cells.length }, said)) : said;
   complaints.set(control, note);
   const place = control.closest("td, .fault");
-  if (place) place.append(note);
+  if (row) row.after(note);
+  else if (place) place.append(note);
   else (control.closest("label") ?? control).after(note);
 }
 

@@ -3,9 +3,10 @@
 import { byId, complain, element, sentence } from "./dom.js";
 import { ask } from "./link.js";
 import { arm, disarm, textUnder } from "./pick.js";
+import { clockText } from "./time.js";
 import { describe, goTo, isLastStart } from "./timeline.js";
 
-const seconds = (us) => `${(us / 1e6).toFixed(6).replace(/0{1,3}$/, "")} s`;
+const seconds = (us) => `${(us / 1e6).toFixed(6).replace(/0{1,3}$/, "")} s` + (us < 60e6 ? "" : ` (${clockText(us / 1000)})`);
 
 // The answer as a person reads it.
 function tellOrigin(origin) {
@@ -23,7 +24,8 @@ function tellOrigin(origin) {
 // Asks at a control; the answer, with the way there, comes into `place`.
 export async function askOrigin(question, control, place) {
   complain(control, "");
-  place.replaceChildren(element("p", { class: "hint" }, "Looking through the session ..."));
+  place.replaceChildren(element("p", { class: "hint", role: "status" }, "Looking through the session ... ",
+    element("button", { class: "small", onclick: () => ask({ do: "origin", stop: true }).catch(() => {}) }, "Cancel")));
   control.disabled = true;
   try {
     const origin = await ask({ do: "origin", ...question });

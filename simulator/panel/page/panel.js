@@ -46,6 +46,7 @@ function describe(how) {
 }
 
 on("status", (status) => {
+  byId("restart-now").disabled = status.past !== null;
   showStatus(status.running, ...describe(status.how), status.lines, true);
 });
 on("lost", () =>

@@ -82,7 +82,7 @@ function byteAt(x, y, target) {
   return {
     box: lettersBox(dump, first, first + 2),
     make: () => ({
-      do: "expect", memory: "module", at: `0x${address.toString(16).padStart(4, "0")}`, bytes: dump.textContent.slice(first, first + 2),
+      do: "expect", memory: dump.dataset.memory, at: `0x${address.toString(16).padStart(4, "0")}`, bytes: dump.textContent.slice(first, first + 2),
     }),
   };
 }

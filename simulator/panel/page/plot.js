@@ -33,11 +33,30 @@ export function level(canvas, area, plot, y, text) {
   canvas.fillText(text, area.x + area.w - canvas.measureText(text).width - 4, at - 3);
 }
 
-// The plot in `holder` as it stands, with lines of text below it: a PNG.
-export function picture(holder, lines) {
+const kFont = "12px sans-serif";
+const kLine = 18; // pixels
+const kGap = 16; // between two texts, and at both edges
+
+// Where texts stand that follow each other in so much room, each [text, x, line].
+function flow(canvas, texts, room) {
+  let x = kGap, row = 0;
+  return texts.map(([text, colour]) => {
+    const width = canvas.measureText(text).width;
+    if (x > kGap && x + width > room - kGap) [x, row] = [kGap, row + 1];
+    const place = { text, colour, x, row };
+    x += width + kGap;
+    return place;
+  });
+}
+
+// The plot in `holder` as it stands, below it texts, each [text, colour]: a PNG.
+export function picture(holder, texts) {
   const box = holder.getBoundingClientRect();
-  const scale = devicePixelRatio, below = 18 * lines.length + 8;
   const out = document.createElement("canvas");
+  const measure = out.getContext("2d");
+  measure.font = kFont;
+  const places = flow(measure, texts, box.width);
+  const scale = devicePixelRatio, below = kLine * (places.at(-1).row + 1) + 8;
   out.width = box.width * scale;
   out.height = (box.height + below) * scale;
   const canvas = out.getContext("2d");
@@ -64,9 +83,11 @@ export function picture(holder, lines) {
     canvas.fillText(text.textContent, 0, 0);
     canvas.restore();
   }
-  canvas.fillStyle = "#e3ecf4";
-  canvas.font = "12px sans-serif";
+  canvas.font = kFont;
   canvas.textAlign = "left";
-  lines.forEach((line, i) => canvas.fillText(line, 8, box.height + 10 + 18 * i));
+  for (const { text, colour, x, row } of places) {
+    canvas.fillStyle = colour;
+    canvas.fillText(text, x, box.height + 10 + kLine * row);
+  }
   return new Promise((resolve) => out.toBlob(resolve, "image/png"));
 }

@@ -41,7 +41,7 @@ const tools = element(
   button("Fit", () => fit(), "the fibre fills the plot"),
   button("All", () => show(extent()), "every sample"),
   button("CSV", () => download("trace.csv", csvOf(shown()), "text/csv"), "the shown traces, a sample a line"),
-  button("PNG", async () => download("trace.png", await picture(holder, [named(), measured.textContent]), "image/png"),
+  button("PNG", async () => download("trace.png", await picture(holder, told()), "image/png"),
     "the plot as it stands"),
 );
 
@@ -62,8 +62,15 @@ const there = () => traces.filter(isThere);
 const shown = () => there().filter((trace) => !trace.hidden);
 const newest = () => shown().at(-1) ?? there().at(-1);
 const colourOf = ({ wavelength }) => kColours[wavelength] ?? kOther;
-const nameOf = ({ number, wavelength }) => `${number}: ` + (wavelength in kColours ? `${wavelength} nm` : "no light");
-const named = () => shown().map(nameOf).join("   ");
+const nameOf = ({ start, number, wavelength }) =>
+  `${start === sight.start ? "" : `start ${start + 1}, `}${number}: ` + (wavelength in kColours ? `${wavelength} nm` : "no light");
+// Of two of a wavelength the older one is dashed.
+const isOlder = (trace) => there().findLast(({ wavelength }) => wavelength === trace.wavelength) !== trace;
+// What a picture of the plot says below it: the traces in their colours, and what is measured, each as [text, colour].
+const told = () => [
+  ...shown().map((trace) => [nameOf(trace) + (isOlder(trace) ? " (dashed)" : ""), colourOf(trace)]),
+  ...measured.textContent.split("   ").map((text) => [text, "#e3ecf4"]),
+];
 const clamp = (v, [low, high]) => Math.min(Math.max(v, low), high);
 
 on("output", ({ bytes }) => {
@@ -81,8 +88,10 @@ const extent = () => [metresAt(newest(), 1), lastMetre(newest())];
 // The fibre with some metres before and behind it; without one every sample.
 function fitted() {
   const [first, last] = extent();
-  if (fibre.length === 0) return [first, last];
-  return [Math.max(first, -Math.max(5, 0.05 * fibre.length)), Math.min(last, fibre.length + Math.max(15, 0.2 * fibre.length))];
+  const range = [
+    Math.max(first, -Math.max(5, 0.05 * fibre.length)), Math.min(last, fibre.length + Math.max(15, 0.2 * fibre.length)),
+  ];
+  return fibre.length === 0 || range[0] >= range[1] ? [first, last] : range; // it may end before the port
 }
 function show(range) {
   view = range;
@@ -152,8 +161,8 @@ function showCursors() {
   const [a, b] = cursors.map(({ at }) => at);
   const { distance, loss, perKilometre, fitted: line } = between(trace, a, b);
   const told = (value, unit, digits) => (value === null ? `–` : value.toFixed(digits)) + `\u00a0${unit}`;
-  measured.textContent =
-    `A ${a.toFixed(2)} m   B ${b.toFixed(2)} m   distance ${told(distance, "m", 2)}   ` +
+  measured.textContent = shown().length === 0 ? "" :
+    `${nameOf(trace)}   A ${a.toFixed(2)} m   B ${b.toFixed(2)} m   distance ${told(distance, "m", 2)}   ` +
     (loss === null ? "below the noise" :
       `loss ${told(loss, "dB", 2)}   ${told(perKilometre, "dB/km", 2)}   fitted line ${told(line, "dB/km", 2)}`);
 }
@@ -195,12 +204,13 @@ function draw(anew = false) {
   const log = isLog(), all = shown();
   const points = merge(all, log ? levelOf : (trace, i) => trace.codes[i]);
   if (!cursors[0].held) {
-    const [from, to] = fibre.length > 0 ? [0, fibre.length] : fitted();
+    const [from, to] = fibre.length > 0 && fibre.length <= lastMetre(newest()) ? [0, fibre.length] : fitted();
     cursors.forEach((cursor, i) =>
       (cursor.at = metresAt(newest(), sampleAt(newest(), from + (to - from) * (i === 0 ? 0.1 : 0.9)))));
   }
   const options = {
     file: points.length > 0 ? points : [[0, null]], labels: ["m", ...all.map(nameOf)], colors: all.map(colourOf), strokeWidth: 1,
+    series: Object.fromEntries(all.map((trace) => [nameOf(trace), { strokePattern: isOlder(trace) ? [4, 3] : null }])),
     connectSeparatedPoints: true, ...kPlotLook, dateWindow: view ?? fitted(),
     ...(anew && { valueRange: [null, null] }),
     xlabel: "metres from the port", ylabel: log ? "level, dB" : "ADC code", axes: { y: { axisLabelWidth: 48 } },
@@ -224,6 +234,7 @@ function draw(anew = false) {
 }
 
 export const redrawAcquisition = () => draw();
+new ResizeObserver(() => draw()).observe(holder);
 
 function listKept() {
   kept.replaceChildren(
@@ -234,7 +245,7 @@ function listKept() {
           trace.hidden = !target.checked;
           draw(true);
         } }),
-        element("i", { class: "swatch", style: `--c:${colourOf(trace)}` }),
+        element("i", { class: isOlder(trace) ? "swatch older" : "swatch", style: `--c:${colourOf(trace)}` }),
         nameOf(trace),
       ),
     ),

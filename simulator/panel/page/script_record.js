@@ -70,7 +70,7 @@ on("status", async (status) => {
     const ours = kStarts.includes(lastLine);
     lastLine = "";
     sentAt = new WeakMap(); // times of the fct before
-    return ours ? sinceNow(0) : stopRecording("ended: the instrument was started from elsewhere");
+    return ours ? sinceNow(0) : stopRecording("ended: the instrument was started from elsewhere, or went on from a moment of the past");
   }
   if (wasPowered && !powered && !kEndings.includes(lastLine) && !kStarts.includes(lastLine)) {
     lastLine = "stop";

@@ -45,6 +45,7 @@ function addSwitch(place, info) {
         class: "value", "aria-label": `value of ${info.name}`, value: JSON.stringify(values[info.name]),
         onchange: () => box.checked && turn(value),
       });
+  if (value) show(value, value.value); // what a refusal goes back to
   const box = element("input", { type: "checkbox", id: `fault-${place.id}-${info.name}`, onchange: () => turn(box) });
   const forget = () => [box, value].forEach((one) => one && complain(one, "")); // what was wrong before
   const turn = (control) => {
@@ -54,7 +55,7 @@ function addSwitch(place, info) {
       try {
         wanted = JSON.parse(value.value);
       } catch {
-        complain(control, `${value.value || "Nothing"} is no number, "text", [list] or {object}`);
+        complain(control, `a number, "text", [list] or {object} is expected${value.value && `, not ${value.value}`}`);
         return revert(control);
       }
     fault(info.name, wanted, control);

@@ -1,4 +1,4 @@
-// The module's EEPROM page by page, the tuning record, and the power cut.
+// The EEPROMs page by page, the module's with what it means; the tuning record, and the power cut.
 import { complain, download, element, numberField, show } from "./dom.js";
 import { act, fault, file } from "./link.js";
 import { askOrigin } from "./origin.js";
@@ -42,7 +42,8 @@ const address = element("input", {
 const origin = element("div", { class: "answer" });
 const kHexAt = 6; // letters before the first byte of a line
 const cells = [];
-let image = null;
+let image = null; // of the module's
+let boards = null; // of the main board's, once it has been asked for
 let chosen = 0; // byte that is asked about
 let open = -1;
 
@@ -65,18 +66,19 @@ function wantedByte() {
 function choose(at) {
   chosen = at;
   address.value = hexAddress(at);
-  if (memory.value === "module") showPage(Math.floor(at / kPageSize));
+  showPage(Math.floor(at / kPageSize));
 }
+const isModules = () => memory.value === "module";
 
 // Of the open page as it is written out; the chosen byte is marked. What is unchanged stays, as does what a person selects
 // in it.
 let painted = "";
 function paintDump() {
-  const text = hexLines(page(image, open), open * kPageSize);
+  const text = hexLines(page(isModules() ? image : boards, open), open * kPageSize);
   const at = chosen - open * kPageSize;
   if (painted === text + at + memory.value) return;
   painted = text + at + memory.value;
-  if (memory.value !== "module" || at < 0 || at >= kPageSize) {
+  if (at < 0 || at >= kPageSize) {
     dump.textContent = text;
     return;
   }
@@ -98,11 +100,13 @@ function byteAt(event) {
 
 function showPage(number) {
   open = number;
-  cells.forEach((cell, i) => cell.classList.toggle("open", i === number));
-  if (number < 0 || !image) return;
-  const what = describePage(image, number, moduleRecord(image));
-  heading.textContent = `Page ${number}: ${what.region}, ${what.health}. ${what.text}`;
+  cells.forEach((cell, i) => cell.classList.toggle("open", isModules() && i === number));
+  if (number < 0 || !(isModules() ? image : boards)) return;
+  const what = isModules() ? describePage(image, number, moduleRecord(image)) : { fields: [] };
+  heading.textContent = isModules() ? `Page ${number}: ${what.region}, ${what.health}. ${what.text}`
+    : `Page ${number} of the main board's EEPROM.`;
   dump.hidden = false;
+  dump.dataset.memory = memory.value;
   paintDump();
   fields.replaceChildren(
     ...what.fields.map(([name, value]) =>
@@ -114,6 +118,7 @@ function showPage(number) {
 async function read(state) {
   cut.disabled = state.off;
   const eeprom = await file("module.at24c512");
+  if (!isModules()) boards = await file("mainboard.eeprom");
   const record = state.optic.tuning_stored ? await file("tuning.bin") : null;
   if (eeprom && eeprom.length === kPages * kPageSize) {
     image = eeprom;
@@ -133,8 +138,9 @@ async function read(state) {
     summary.textContent = inForce
       ? Object.entries(count).map(([health, n]) => `${n} ${health}`).join(", ")
       : "The store has not been opened yet: there is no module record.";
-    if (open >= 0) showPage(open);
+    if (open >= 0 && isModules()) showPage(open);
   }
+  if (open >= 0 && !isModules()) showPage(open);
   const rows = record && record.length >= 96 ? decodeTuning(record, state.optics).rows : [];
   tuning.replaceChildren(
     ...rows.map(([name, value]) =>
@@ -165,11 +171,12 @@ export const memoryTab = {
     });
     dump.addEventListener("click", (event) => {
       const at = byteAt(event);
-      if (at === null) return;
-      memory.value = "module";
-      choose(at);
+      if (at !== null) choose(at);
     });
-    memory.addEventListener("change", () => open >= 0 && image && paintDump());
+    memory.addEventListener("change", async () => {
+      if (!isModules()) boards = await file("mainboard.eeprom");
+      choose(chosen);
+    });
     const key = (colour, health, text) =>
       element("span", {}, element("i", { class: health, style: `--c:${colour}` }), text);
     panel.append(

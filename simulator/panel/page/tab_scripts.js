@@ -50,7 +50,7 @@ const button = (text, title, work, more = {}) => element("button", {
 
 const buttons = {
   record: button("Restart and record", "starts fct again, so that the script begins at power-on",
-    async () => (await mayReplace("A new recording")) && recorder.restartAndRecord().then(() => (begin.value = "fresh")), { id: "record" }),
+    async () => (await mayRestart()) && recorder.restartAndRecord().then(() => (begin.value = "fresh")), { id: "record" }),
   fromNow: button("Record from now", "the script begins where the instrument is now",
     async () => (await mayReplace("A new recording")) && recorder.record(false).then(() => (begin.value = "now"))),
   endRecording: button("End the recording", "", () => recorder.stopRecording()),
@@ -88,8 +88,8 @@ function show() {
   for (const control of [buttons.record, buttons.fromNow]) control.disabled = recording || state !== "idle" || past;
   buttons.fromNow.disabled ||= off;
   buttons.endRecording.disabled = !recording;
-  for (const name of ["add", "shot"]) buttons[name].disabled = running;
-  for (const id of ["pause", "speed"]) byId(id).disabled = past || (running && mode.value === "exact"); // the lines move the time
+  for (const name of ["add", "shot"]) buttons[name].disabled = running || (recording && past);
+  for (const id of ["pause", "speed"]) byId(id).disabled = past || off || (running && mode.value === "exact"); // the lines move the time
   forbidden.hidden = !past;
   forbidden.textContent = "A moment of the past is shown: return to now, or go on from there, to run or record a script.";
   keep();
@@ -134,6 +134,9 @@ function recall() {
 
 const mayReplace = async (what) =>
   !editor.hasRequests() || sure(`${what} takes the place of the script that stands here.`, "Replace");
+
+const mayRestart = async () => off || sure("Restart breaks off what the instrument does." +
+  (editor.hasRequests() ? " The new recording takes the place of the script that stands here." : ""), "Restart");
 
 async function take(bytes) {
   if (bytes.byteLength > kLargest) throw new Error("this file is longer than 1 MiB, too long for a script here");

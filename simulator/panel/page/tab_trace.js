@@ -13,6 +13,7 @@ const kUnfolded = 600; // lines of a group that is opened
 
 const list = element("div", { class: "log trace", role: "listbox", tabindex: 0, "aria-label": "hardware trace" });
 const search = element("input", { type: "search", placeholder: "word -word", "aria-label": "words to show, -word to leave out" });
+const thread = element("select", { "aria-label": "thread", onchange: () => paint() }, element("option", { value: "" }, "all threads"));
 const collapse = element("input", { type: "checkbox", checked: true, onchange: () => paint() });
 const state = element("span", { class: "hint" });
 const button = (text, work) => element("button", { class: "small", onclick: ({ target }) => attempt(target, work) }, text);
@@ -23,7 +24,8 @@ const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
 let recorded = 0; // the start that is recorded, of those of the session
 let past = null; // {run, at_us} while that moment is shown
-// {id, start, us, number, text, kind, rest}: `rest` is what makes two lines equal; no number: it grows no more
+let off = false; // there is no power
+// {id, thread, start, us, number, text, kind, rest}: `rest` is what makes two lines equal; no number: it grows no more
 let lines = [];
 let ids = 0;
 let rows = new Map(); // group's name -> its element
@@ -33,16 +35,18 @@ let selected = null; // id of the line
 // A line is "seconds thread word ...": see the hardware trace. Mostly the word is the kind.
 const kKindOf = { temp: "ioctl", rtc: "ioctl", tuning: "file", power: "file" };
 function parse(text, number) {
-  const [, word] = text.match(/^\s*\S+ \S+ (\S+)/) ?? [null, ""];
-  return { id: ++ids, start: recorded, us: Math.round(Number.parseFloat(text) * 1e6), number, text, kind: kKindOf[word] ?? word, rest: restOf(text) };
+  const [, by, word] = text.match(/^\s*\S+ (\S+) (\S+)/) ?? [null, "", ""];
+  if (number !== null && ![...thread.options].some(({ value }) => value === by)) thread.add(new Option(by, by));
+  return { id: ++ids, thread: by, start: recorded, us: Math.round(Number.parseFloat(text) * 1e6), number, text, kind: kKindOf[word] ?? word, rest: restOf(text) };
 }
 const restOf = (text) => text.replace(/^\s*\S+ /, "");
 
 // Words that a line must have, and "-word" that it must not; of the kinds that are ticked.
 function filter() {
   const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
-  return ({ kind, text }) => {
+  return ({ kind, thread: of, text }) => {
     if (boxes.has(kind) && !boxes.get(kind).checked) return false;
+    if (thread.value !== "" && of !== thread.value) return false;
     const low = text.toLowerCase();
     return words.every((word) => (word.length > 1 && word[0] === "-" ? !low.includes(word.slice(1)) : low.includes(word)));
   };
@@ -152,7 +156,8 @@ function select(id) {
 function told() {
   const recording = next !== null;
   record.disabled = end.disabled = past !== null;
-  state.textContent = past ? "What was recorded by that moment; return to now to record." : recording ? "recording" : "stopped";
+  state.textContent = past ? "What was recorded by that moment; return to now to record."
+    : !recording ? "stopped" : off ? "recording goes on with the next start" : "recording";
   traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
   traceTab.button.title = recording ? "recording" : "";
 }
@@ -172,6 +177,7 @@ async function start() {
 let run = null;
 on("status", (status) => {
   past = status.past;
+  off = !status.running;
   told();
   paint();
   if (past || !status.running || status.run === run) return;
@@ -233,14 +239,16 @@ export const traceTab = {
         record, end,
         element("button", { class: "small", onclick: () => { lines = []; select(null); paint(); } }, "Clear"),
         button("Download all", async () => {
-          const all = past ? sofar().map(({ text }) => text)
-            : (await ask({ do: "trace", action: "read", explain: true })).lines;
+          // What the instrument has kept of this start is more than the page has.
+          const kept = past || off ? [] : (await ask({ do: "trace", action: "read", explain: true })).lines;
+          const all = sofar().filter(({ start }) => kept.length === 0 || start < recorded).map(({ text }) => text).concat(kept);
           download("trace.txt", all.join("\n") + "\n");
         }),
         search, state,
       ),
       element(
         "div", { class: "row" },
+        thread,
         ...kinds.map((kind) => element("label", {}, boxes.get(kind), kind)),
         element("label", { title: "what comes again and again is one line with a count" }, collapse, "collapse repeats"),
       ),

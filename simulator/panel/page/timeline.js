@@ -127,7 +127,7 @@ async function lookOnce() {
     if (current && session.now_us !== undefined) end = session.now_us;
     else end = Math.max(end, session.runs[session.run].last_us, past ? past.at_us : 0);
     if (current && !running) end = endedAt(end);
-    if (past ? !current : running) {
+    if (past || running) {
       const { marks } = await ask({ do: "history" });
       if (subject() !== asked) return;
       if (!past || marks.length > history.length) history = marks;
@@ -193,7 +193,7 @@ async function leave(how) {
   look();
 }
 
-slider.addEventListener("input", () => go(Number(slider.value) * 1000));
+slider.addEventListener("input", () => go(Math.min(Number(slider.value) * 1000, end))); // it goes by milliseconds
 slider.addEventListener("keydown", (event) => {
   const step = { ArrowLeft: -1e5, ArrowRight: 1e5, PageDown: -1e7, PageUp: 1e7 }[event.key];
   if (!step) return;

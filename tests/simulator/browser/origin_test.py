@@ -74,6 +74,8 @@ class OriginTest(PageTest):
         self.assertEqual("0x0000", field.get_attribute("value"))
         panel.enter(field, "1")
         self.assertIn("i2c mainboard write 0x0000 128 bytes, 0xff before", self.answer("panel-memory"))
+        self.assertRegex(panel.get("#panel-memory .hex").text, "^0000  [0-9a-f]{2} 00 ")
+        self.assertIn("Page 0 of the main board's EEPROM.", panel.get("#panel-memory").text)
         panel.enter(field, "0xffff")
         panel.choose("#panel-memory select[aria-label='memory of the byte']", "module")
         self.press("panel-memory", "What wrote this?")

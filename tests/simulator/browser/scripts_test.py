@@ -94,7 +94,7 @@ class Scripts(PageTest):
 
     def test_recorded_test_is_made_and_run(self):
         panel = self.panel
-        panel.press("Restart and record")
+        panel.press("Restart and record", "yes")
         panel.until(lambda: panel.get("#recording").text == "recording", "the recording")
         panel.shows()
         panel.touch("MainBoard_FCT", "Connect")

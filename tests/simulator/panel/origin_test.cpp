@@ -1,5 +1,6 @@
 // The moment that made a value, on the real fct: what the launcher tells, against the instrument at that
 // moment and just before it.
+#include <atomic>
 #include <fstream>
 #include <iterator>
 
@@ -92,9 +93,15 @@ TEST_F(Origin, OfAMemoryMayLieInAnEarlierStart) {
     Ask({{"do", "restart"}});
     UntilRestarted();
     ASSERT_TRUE(Sees("MainBoard_FCT"));
-    const json later = Ask(byte);
-    for (const char* member : {"found", "run", "at_us", "what", "thread", "before", "input", "texts"})
-        EXPECT_EQ(origin[member], later[member]) << member;
+    const auto isStill = [&](const char* when) {
+        const json later = Ask(byte);
+        for (const char* member : {"found", "run", "at_us", "what", "thread", "before", "input", "texts"})
+            EXPECT_EQ(origin[member], later[member]) << member << when;
+    };
+    isStill(" after a start");
+    ASSERT_TRUE(Go("MainBoard_FCT", "battery voltage"));
+    ASSERT_TRUE(Go("Arm Eeprom", "Arm Eeprom Check OK!"));
+    isStill(" after the same has been written again");
     Ask({{"do", "restart"}, {"fresh", true}});
     UntilRestarted();
     EXPECT_THAT(Ask(byte)["why"].get<std::string>(),
@@ -120,6 +127,23 @@ TEST_F(Origin, OfWhatAPowerCutTore) {
     EXPECT_EQ(torn["at_us"], origin(5)["at_us"]);
     EXPECT_EQ(torn["what"], origin(5)["what"]);
     EXPECT_FALSE(origin(6)["found"].get<bool>());
+}
+
+TEST_F(Origin, IsLookedForUntilSomebodyStopsIt) {
+    Ask({{"do", "speed"}, {"factor", 0}});
+    Ask({{"do", "advance"}, {"ms", 3600 * 1000}});  // which takes a while to be gone through again
+    std::atomic<bool> over{false};
+    std::string refusal;
+    std::thread search([&] {
+        refusal = Refusal({{"do", "origin"}, {"text", "battery voltage"}});
+        over = true;
+    });
+    while (!over) {
+        Ask({{"do", "origin"}, {"stop", true}});
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    search.join();
+    EXPECT_EQ("the search was broken off", refusal);
 }
 
 TEST_F(Origin, OfATextIsWhenItLastCame) {

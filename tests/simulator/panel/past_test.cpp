@@ -71,6 +71,11 @@ TEST_F(Past, IsLookedAtWhileTheInstrumentStandsStillAndChangesNothing) {
     EXPECT_EQ(20, Ask({{"do", "hello"}})["speed"]);
     EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("battery voltage"));
     EXPECT_THAT(Refusal({{"do", "branch"}}), HasSubstr("no moment of the past"));
+
+    Ask({{"do", "rewind"}, {"to_us", 1'000'000}});
+    Ask({{"do", "speed"}, {"factor", 0}});
+    Ask({{"do", "now"}});
+    EXPECT_TRUE(Ask({{"do", "hello"}})["paused"].get<bool>()) << "held in the past already";
 }
 
 // Also on one that ran along behind, or behind a moment that was shown.
@@ -158,6 +163,10 @@ TEST_F(Past, OfTheStartBeforeIsReachedWhileThePowerIsOff) {
     UntilOff();
     Ask({{"do", "rewind"}, {"to_us", shown}});
     EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("MainBoard_FCT"));
+    EXPECT_TRUE(past_.GetStatus().running) << "what is shown does";
+    Ask({{"do", "now"}});
+    EXPECT_FALSE(past_.GetStatus().running);
+    Ask({{"do", "rewind"}, {"to_us", shown}});
     EXPECT_THAT(Refusal({{"do", "rewind"}, {"to_us", shown + 3'600'000'000}}), HasSubstr("switched off"));
     EXPECT_FALSE(past_.GetStatus().past);
     Ask({{"do", "rewind"}, {"to_us", shown}});

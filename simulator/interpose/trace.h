@@ -33,8 +33,8 @@ class TraceLog {
     // Lines recorded so far, the number of the next one.
     unsigned long Added() const { return added_; }
 
-    // Lines before number `before` that may still be counted further: the last one of each thread, where it is
-    // one of them and stands for several.
+    // Lines before number `before` that may still be counted further: the last one of each thread, where it
+    // is one of them and stands for several.
     std::vector<Entry> Growing(unsigned long before) const;
 
     // The line of that kind before line `number`; "" when there is none.

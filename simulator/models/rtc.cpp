@@ -104,7 +104,7 @@ std::string Rtc::SetText(const std::string& text) {
     int year = 0, month = 0, end = 0;
     const int fields = std::sscanf(text.c_str(), "%d-%d-%d %d:%d:%d%n", &year, &month, &time.tm_mday,
                                    &time.tm_hour, &time.tm_min, &time.tm_sec, &end);
-    const std::string wrong =
+    std::string wrong =
         "a date and time is expected, as 2012-05-14 09:30:00" + (text.empty() ? "" : ", not " + text);
     if (year < -9999 || year > 9999 || month < 0 || month > 12)
         return wrong;

@@ -81,8 +81,16 @@ json PanelPast::Ask(const json& request) {
         Return();
         return {{"ok", true}};
     }
+    // Of which moment it is must be told by the reply itself: the status comes later.
+    const auto told = [&](json reply) {
+        if (what == "state" && reply["ok"] == true) {
+            reply["run"] = shown ? shown->moment.run : Starts() - 1;
+            reply["past"] = shown.has_value();
+        }
+        return reply;
+    };
     if (!shown)
-        return live_.Ask(request);
+        return told(live_.Ask(request));
     if (what == "speed" && request.contains("factor") && request["factor"] == 0) {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (!heldAt_.is_null())
@@ -92,7 +100,7 @@ json PanelPast::Ask(const json& request) {
     if (!Looks(request))
         throw NotNow("this is the past: return to now first, or go on from here");
     try {
-        return ControlClient(shown->stateDir + "/control.sock").Ask(request);
+        return told(ControlClient(shown->stateDir + "/control.sock").Ask(request));
     } catch (const BenchError&) {
         const auto still = Past()->Now();
         if (still && still->stateDir == shown->stateDir)

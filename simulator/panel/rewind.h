@@ -72,7 +72,7 @@ class Rewind {
     bool leave_ = false;
     bool end_ = false;
     std::optional<Moment> live_;
-    std::optional<Moment> coming_;  // shown, or about to be
+    std::optional<Moment> coming_;                   // shown, or about to be
     std::chrono::steady_clock::time_point settled_;  // when those behind it may go there
     std::optional<Shown> shown_;
 

@@ -1,5 +1,6 @@
 // The bench: its sections as tabs. A section is {id, title, open(panel), look?(state), shown?()}; the one that
-// is open is given the state of the models twice a second, also while the power is `off`: the launcher always knows it.
+// is open is given the state of the models twice a second, also while the power is `off`: the launcher always
+// knows it. `run` and `past` tell of which start of the session it is, and whether of a moment that is shown.
 import { byId, element } from "./dom.js";
 import { ask, on, tell } from "./link.js";
 import { showDown } from "./keys.js";
@@ -44,12 +45,13 @@ async function look() {
   if (!current || busy || document.hidden || !connected) return;
   busy = true;
   try {
-    const { state } = await ask({ do: "state" });
+    const { state: models, run, past } = await ask({ do: "state" });
+    const state = { ...models, run, past, off: !running };
     markFaults(Object.keys(state.faults).length);
     await followFaults(state.faults);
     showDown(state.keypad.down);
-    tell("state", { ...state, off: !running });
-    if (running || current !== traceTab) await current.look?.({ ...state, off: !running }); // a trace is the running program's
+    tell("state", state);
+    if (running || current !== traceTab) await current.look?.(state); // a trace is the running program's
   } catch (error) {
     if (error.constructor !== Error) console.error(error); // what is wrong with a request is told over the screen
   }

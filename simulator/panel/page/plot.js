@@ -37,7 +37,7 @@ const kFont = "12px sans-serif";
 const kLine = 18; // pixels
 const kGap = 16; // between two texts, and at both edges
 
-// Where texts stand that follow each other in so much room, each [text, x, line].
+// Where texts stand that follow each other in so much room, in lines.
 function flow(canvas, texts, room) {
   let x = kGap, row = 0;
   return texts.map(([text, colour]) => {

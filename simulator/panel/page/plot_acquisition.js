@@ -41,7 +41,7 @@ const tools = element(
   button("Fit", () => fit(), "the fibre fills the plot"),
   button("All", () => show(extent()), "every sample"),
   button("CSV", () => download("trace.csv", csvOf(shown()), "text/csv"), "the shown traces, a sample a line"),
-  button("PNG", async () => download("trace.png", await picture(holder, told()), "image/png"),
+  button("PNG", async () => download("trace.png", await picture(holder, legend()), "image/png"),
     "the plot as it stands"),
 );
 
@@ -67,7 +67,7 @@ const nameOf = ({ start, number, wavelength }) =>
 // Of two of a wavelength the older one is dashed.
 const isOlder = (trace) => there().findLast(({ wavelength }) => wavelength === trace.wavelength) !== trace;
 // What a picture of the plot says below it: the traces in their colours, and what is measured, each as [text, colour].
-const told = () => [
+const legend = () => [
   ...shown().map((trace) => [nameOf(trace) + (isOlder(trace) ? " (dashed)" : ""), colourOf(trace)]),
   ...measured.textContent.split("   ").map((text) => [text, "#e3ecf4"]),
 ];
@@ -274,7 +274,7 @@ export function showUntil(start, number, past) {
   if (sight.start !== start || sight.number !== number) {
     sight = { start, number };
     listKept();
-    draw(true);
+    draw();
   }
   if (past || traces.every(isThere)) return;
   traces = there();

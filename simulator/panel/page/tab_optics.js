@@ -5,7 +5,6 @@ import { acquisitionParts, keepTrace, redrawAcquisition, showFibre, showUntil } 
 import { apdParts, forgetApd, showApd } from "./plot_apd.js";
 import { faultSwitches } from "./tab_faults.js";
 import { decodeTuning } from "./records.js";
-import { shownRun } from "./timeline.js";
 
 const kFibres = ["none", "5 m", "1 km", "1.5 km"];
 
@@ -113,9 +112,8 @@ const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
 const facts = element("p", { class: "hint num" });
-let run = 0; // how often fct has been started
-let past = false; // a moment of it is shown
-on("status", (status) => ([run, past] = [status.run, status.past !== null]));
+let started = 0; // how often fct has been
+on("status", ({ run }) => (started = run));
 let seen = { of: "" }; // the acquisition that was looked at last, by wavelength; of which start
 
 export const opticsTab = {
@@ -152,7 +150,7 @@ export const opticsTab = {
     redrawAcquisition();
     forgetApd();
   },
-  async look({ optics, optic, fpga, module, off }) {
+  async look({ optics, optic, fpga, module, run: start, past, off }) {
     const fitted = JSON.stringify([optics.fibre, optics.fibre_events]);
     if (fitted !== connected) {
       connected = fitted;
@@ -165,7 +163,7 @@ export const opticsTab = {
     show(degrees, Number(module.temperature.toFixed(2)));
     now.textContent = module.temperature.toFixed(1) + " °C";
     show(rate, module.temperature_rate);
-    if (module.temperature_rate !== 0) show(end, module.temperature_end ?? "");
+    if (module.temperature_rate !== 0 || past) show(end, module.temperature_end ?? ""); // else it may be entered before the rate
     ramp.textContent = module.temperature_rate === 0 ? "" : "the temperature changes by itself";
     show(seed, optics.seed);
     show(light, optics.light_on_link > 0);
@@ -180,8 +178,7 @@ export const opticsTab = {
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
     showApd({ optics, optic, fpga, off }, record?.apd);
     showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
-    const last = fpga.last_acquisitions, start = shownRun(), of = `${run} ${start}`;
-    if (start < 0) return;
+    const last = fpga.last_acquisitions, of = `${started} ${start}`;
     if (seen.of !== of) seen = { of }; // acquisitions are counted from 1 again
     for (const [wavelength, number] of Object.entries(last).sort(([, one], [, other]) => one - other)) {
       if (seen[wavelength] === number || fpga.acquisition === "running") continue;

@@ -104,7 +104,7 @@ function show() {
 }
 
 // Of the starts of the session, counted from 0.
-export const shownRun = () => (past ? past.run : starts.length - 1);
+const shownRun = () => (past ? past.run : starts.length - 1);
 
 // Only what is new is asked for; of an earlier start the marks reach as far as it has been shown. What is shown may be
 // another start by the time of the answer: that is left to the next look.

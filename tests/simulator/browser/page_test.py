@@ -264,8 +264,9 @@ class Page(PageTest):
         panel.until(lambda: not panel.get("#ended").is_displayed(), "the screen as it was")
         self.assertTrue(panel.reads("Eeprom Check"))
         self.assertFalse(panel.get("#restart-now").is_enabled())
+        moment = panel.ask(do="hello")["now_us"]
         panel.get("#timeline input").send_keys(Keys.END)
-        panel.until(lambda: panel.ask(do="hello")["now_us"] == panel.ask(do="session")["runs"][-1]["last_us"], "the end")
+        panel.until(lambda: panel.ask(do="hello")["now_us"] > moment, "the end")
         self.assertEqual("", panel.get("#message").text)
         panel.get("#panel-faults").click()
         panel.browser.find_element(By.XPATH, "//button[text()='Return to now']").click()

@@ -33,7 +33,8 @@ TEST_F(Trace, CountsWhatAThreadRepeats) {
     EXPECT_THAT(Read(), ElementsAre(std::pair("poll", 3), std::pair("poll", 3)));
 }
 
-// Who reads in pieces learns that a line of an earlier piece counts further, and the lines stay what they are.
+// Who reads in pieces learns that a line of an earlier piece counts further, and the lines stay what they
+// are.
 TEST_F(Trace, TellsWhatGrowsBehindAReader) {
     Add("poll", 1);
     Add("once", 2);

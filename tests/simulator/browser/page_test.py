@@ -265,6 +265,8 @@ class Page(PageTest):
         self.assertTrue(panel.reads("Eeprom Check"))
         self.assertFalse(panel.get("#restart-now").is_enabled())
         moment = panel.ask(do="hello")["now_us"]
+        panel.get("#timeline input").send_keys(Keys.HOME)
+        panel.until(lambda: panel.ask(do="hello")["now_us"] == 0, "power-on")
         panel.get("#timeline input").send_keys(Keys.END)
         panel.until(lambda: panel.ask(do="hello")["now_us"] > moment, "the end")
         self.assertEqual("", panel.get("#message").text)

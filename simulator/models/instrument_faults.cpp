@@ -56,7 +56,7 @@ std::string Instrument::SetFault(const std::string& name, const nlohmann::json& 
         return "";
     faults = before;
     if (problem.find(" takes ") == std::string::npos)
-        return problem;
+        return problem;  // it names what is wrong itself
     return problem + ", not " + value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

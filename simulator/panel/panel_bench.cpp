@@ -373,7 +373,12 @@ void PanelBench::GoOnFromMoment(const WishedFor& wish) {
         for (int number = 1; kept.empty() || fs::exists(kept); ++number)
             kept = options_.stateDir + "/session-" + std::to_string(number) + ".jsonl";
         fs::rename(file, kept);
-        StartAt(session, wish.moment, wish.speed.is_null() ? going_ : wish.speed, true);
+        nlohmann::json speed = wish.speed;
+        if (speed.is_null()) {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            speed = going_;
+        }
+        StartAt(session, wish.moment, speed, true);
     } catch (const std::exception& error) {
         SetEnded(error.what());
     }

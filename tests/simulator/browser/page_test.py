@@ -270,7 +270,6 @@ class Page(PageTest):
         panel.get("#timeline input").send_keys(Keys.END)
         panel.until(lambda: panel.ask(do="hello")["now_us"] > moment, "the end")
         self.assertEqual("", panel.get("#message").text)
-        panel.get("#panel-faults").click()
         panel.browser.find_element(By.XPATH, "//button[text()='Return to now']").click()
         panel.until(panel.get("#ended").is_displayed, "that the power is off")
         panel.tab("memory")

@@ -16,7 +16,7 @@ let mode = "exact";
 let wish = ""; // "stop": the person wants to; "past": a moment of the past is shown; "other": another instrument is there
 let was = null; // speed of time before the run; null: the power was off
 let fct = null; // its process, by the run's own doing; null: the power is off
-let starting = false; // by a line of the run
+let starting = false; // the run is about to know its instrument, or a line of it starts another
 let shownAt = 0;
 let failed = null; // {line, us}: where a run is held, until time goes on there
 let past = false; // a moment of it is shown
@@ -144,8 +144,16 @@ async function go(at, steps, last, before) {
 
 // Begins, or goes on. Throws when the instrument cannot be made ready.
 export async function run({ mode: how, fresh, steps = Infinity, last = Infinity }) {
-  const goesOn = state === "held";
-  await claim(true);
+  const before = state, goesOn = state === "held";
+  state = "running"; // for a second click
+  starting = true;
+  try {
+    await claim(true);
+  } catch (error) {
+    state = before;
+    starting = false;
+    throw error;
+  }
   wish = "";
   if (!goesOn) {
     mode = how;
@@ -156,6 +164,7 @@ export async function run({ mode: how, fresh, steps = Infinity, last = Infinity 
     try {
       if (fresh) await begin();
     } catch (error) {
+      starting = false;
       await end("");
       throw error;
     }
@@ -164,6 +173,7 @@ export async function run({ mode: how, fresh, steps = Infinity, last = Infinity 
     become("running");
   }
   await pace();
+  starting = false;
   const at = nextRequest(editor.currentLine() ?? 0);
   const come = await go(at, steps, last, goesOn ? at : -1);
   if (come === null) return end({ stop: "stopped", other: kOther }[wish] ?? "passed to its end");

@@ -209,6 +209,7 @@ async function run(how) {
     "The run begins on a new instrument: what this one has in its memories, on its SD card and USB stick is gone then.", "Run")))
     return;
   if (runner.runState() === "running") return; // a second click
+  if (runner.runState() === "idle") status.textContent = ""; // of the run before
   await runner.run({ mode: mode.value, fresh, ...how });
   if (fresh || unused) ours = await reached();
 }

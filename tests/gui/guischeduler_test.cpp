@@ -60,10 +60,10 @@ const char* const PART_NAMES[] = {".init", ".exit", ".paint", ".loop", ".loop"};
 
 template <int Screen, Part Which>
 int Entry(void* window) {
+    if (Which == LOOP_ONCE)  // on its way when the test sees the call
+        SendMessage(GUIMESSAGE_TYP_WND, GUIMESSAGE_LOOP_DISABLE, Value(static_cast<GUIWINDOW*>(window)));
     if (Which != LOOP || CountOf(std::to_string(Screen) + ".loop") < 20)
         Log(std::to_string(Screen) + PART_NAMES[Which]);
-    if (Which == LOOP_ONCE)
-        SendMessage(GUIMESSAGE_TYP_WND, GUIMESSAGE_LOOP_DISABLE, Value(static_cast<GUIWINDOW*>(window)));
     return 0;
 }
 
@@ -149,6 +149,9 @@ TEST_F(Scheduler, RunsInitPaintThenLoopUntilDisabled) {
     ASSERT_TRUE(WaitForEntry("1.loop"));
     EXPECT_EQ(GetCurrWindow(), window);
     EXPECT_EQ(LoadVisibleFlag(&window->Visible.iFocus), 1);
+    ASSERT_EQ(LoginMessageReg(GUIMESSAGE_KEY_DOWN, window, LogKey, nullptr, 0, message), 0);
+    Key(11, window);  // handled after a call that is under way
+    ASSERT_TRUE(WaitForEntry("key 11"));
     ASSERT_TRUE(WaitUntil([this] { return QueueEmpty(); }));
     const int loops = CountOf("1.loop");
     EXPECT_LE(loops, 2) << "at most one more call after the disable message";

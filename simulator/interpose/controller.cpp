@@ -97,7 +97,7 @@ std::optional<Controller::Json> Controller::Do(int client, const Json& request) 
         if (reply && !reply->contains("ok"))
             (*reply)["ok"] = true;
         if (input && (*reply)["ok"] == true)
-            Record(request, settled);
+            Record(request, reply->value("control", ""), settled);
         return reply;
     } catch (const std::exception& exception) {
         return Error(ReasonOf(exception));
@@ -125,13 +125,15 @@ bool Controller::Settle() {
 
 // Keeps what has come from outside, with its time. A file that is complete at any moment; the world stands
 // still, so it may take its time. Where it has not come into the file, the next line that does tells so.
-void Controller::Record(const Json& request, bool settled) {
+void Controller::Record(const Json& request, const std::string& control, bool settled) {
     Guard guard(machine_.lock);
     const SteppedExecution* stepped = machine_.SteppedRun();
     if (stepped == nullptr || stepped->Limit() == kNever)
         return;  // paced, or about to end by itself: nothing that a replay could find again
     live_.Hurry();
     Json line = {{"at_us", machine_.Now()}, {"request", request}};
+    if (!control.empty() && !request.contains("control"))
+        line["control"] = control;
     if (!settled)
         line["unsettled"] = true;
     if (!kept_)
@@ -390,7 +392,7 @@ void Controller::DeliverOutsideSignals() {
         if ((signals >> signal & 1) == 0)
             continue;
         if (signal == SIGTERM || signal == SIGINT) {
-            Record({{"do", "stop"}}, Settle());
+            Record({{"do", "stop"}}, "", Settle());
             Terminate(signal);
         } else {
             Guard guard(machine_.lock);

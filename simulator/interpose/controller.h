@@ -100,7 +100,7 @@ class Controller {
     Json PowerCut();
 
     bool Settle();
-    void Record(const Json& request, bool settled);
+    void Record(const Json& request, const std::string& control, bool settled);
 
     bool IsMet(Motion& motion);
     std::optional<Json> Begin(Motion motion, const Json& request);

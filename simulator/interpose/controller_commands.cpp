@@ -65,6 +65,15 @@ Instrument::Point PointOf(const std::string& name) {
                                 (known.empty() ? "" : "; it has " + known));
 }
 
+// "" also where the program does not tell.
+std::string NameAt(const Instrument::Point& point) {
+    try {
+        return ControlAt(point.x, point.y);
+    } catch (const std::runtime_error&) {
+        return "";
+    }
+}
+
 Json Rectangle(const Area& area) {
     return {{"x", area.x}, {"y", area.y}, {"w", area.width}, {"h", area.height}};
 }
@@ -148,11 +157,16 @@ Json Controller::Touch(const Json& request) {
         if (point.x < 0 || point.x >= width || point.y < 0 || point.y >= height)
             return Result("a finger touches the panel from 0, 0 to " + std::to_string(width - 1) + ", " +
                           std::to_string(height - 1));
+    // What a person has touched. Paced, the product may just be changing its screen.
+    Json reply = Json::object();
+    if ((action == "down" || action == "tap") && points.size() == 1 && machine_.Stepped())
+        if (const std::string name = NameAt(points[0]); !name.empty())
+            reply["control"] = name;
     machine_.Hardware().Touch(points);
     if (action == "tap")
         machine_.timers.At(machine_.Now() + hold, [this] { machine_.Hardware().Touch({}); });
     machine_.Running().DevicesChanged();
-    return Json::object();
+    return reply;
 }
 
 Json Controller::Screenshot(const Json& request) {

@@ -114,9 +114,8 @@ void ChoosePoint(ScreenControl& control, const std::vector<ScreenControl>& all) 
         }
 }
 
-}  // namespace
-
-std::vector<ScreenControl> ScreenControls() {
+// Without the points.
+std::vector<ScreenControl> ReadControls() {
     // The variable of wnd_screen.cpp.
     static const void* const variable = ObjectAddress("pShownScreen");
     if (variable == nullptr)
@@ -141,10 +140,27 @@ std::vector<ScreenControl> ScreenControls() {
             control.caption = Rectangle(label->Area);
         controls.push_back(std::move(control));
     }
+    return controls;
+}
+
+}  // namespace
+
+std::vector<ScreenControl> ScreenControls() {
+    std::vector<ScreenControl> controls = ReadControls();
     for (ScreenControl& control : controls)
         if (control.touchable)
             ChoosePoint(control, controls);
     return controls;
+}
+
+std::string ControlAt(int x, int y) {
+    const std::vector<ScreenControl> controls = ReadControls();
+    std::vector<std::string> under;
+    for (const ScreenControl& control : controls)
+        if (control.touchable && control.picture.Contains(x, y))
+            under.push_back(control.name);
+    const auto called = [&](const ScreenControl& control) { return control.name == under[0]; };
+    return under.size() == 1 && std::count_if(controls.begin(), controls.end(), called) == 1 ? under[0] : "";
 }
 
 }  // namespace k905

@@ -22,5 +22,8 @@ struct ScreenControl {
 // stands still; else a screen that is just being taken down may be told in part. Throws std::runtime_error if
 // the program's symbol table does not tell where its screen is.
 std::vector<ScreenControl> ScreenControls();
+// The name of the control that takes a touch at that point; "" where there is none, several do, or another
+// one of the screen has the name too. Otherwise as above.
+std::string ControlAt(int x, int y);
 
 }  // namespace k905

@@ -93,7 +93,7 @@ void Complete(const OriginQuestion& question, const Session& session, std::size_
         return input.atUs <= at && Begins(input.request);
     });
     if (last != of.inputs.rend())
-        reply["input"] = {{"at_us", last->atUs}, {"request", last->request}};
+        reply["input"] = Tell(*last);
     if (!of.exact)
         return;
     if (there != nullptr) {

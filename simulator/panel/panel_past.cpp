@@ -138,7 +138,7 @@ json PanelPast::TellSession(const json& request) {
                                  {"last_us", each.inputs.empty() ? 0 : each.inputs.back().atUs},
                                  {"exact", each.exact}});
     for (auto i = static_cast<std::size_t>(Whole(request, "from", 0)); i < inputs.size(); ++i)
-        reply["inputs"].push_back({{"at_us", inputs[i].atUs}, {"request", inputs[i].request}});
+        reply["inputs"].push_back(Tell(inputs[i]));
     return reply;
 }
 

@@ -126,7 +126,7 @@ void AddLine(const std::string& text, Session& session) {
         return;
     }
     Session::Run& run = session.runs.at(session.runs.size() - 1);
-    run.inputs.push_back({line.at("at_us"), line.at("request")});
+    run.inputs.push_back({line.at("at_us"), line.at("request"), line.value("control", "")});
     run.exact = run.exact && !line.contains("unsettled") && !line.contains("lost");
 }
 
@@ -218,6 +218,13 @@ MomentOf FindMoment(const std::string& text) {
     return found;
 }
 
+nlohmann::json Tell(const Session::Input& input) {
+    json told = {{"at_us", input.atUs}, {"request", input.request}};
+    if (!input.control.empty())
+        told["control"] = input.control;
+    return told;
+}
+
 void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, const nlohmann::json& start,
                  bool goOn) {
     const std::string file = stateDir + "/" + kSessionFile;
@@ -249,7 +256,7 @@ void WriteSession(const std::string& file, const Session& session, std::size_t c
         text += PowerOnLine(run, before);
         before = run.files;
         for (const Session::Input& input : run.inputs) {
-            json line = {{"at_us", input.atUs}, {"request", input.request}};
+            json line = Tell(input);
             if (!run.exact && &input == &run.inputs.back())
                 line["unsettled"] = true;
             text += line.dump() + "\n";

@@ -3,7 +3,7 @@
 //
 // The file has one JSON object a line: {"power_on": {"seed", "bits", "start", "files", "gone"}} for each
 // start, written by the bench, then {"at_us", "request"} for each input, written by the instrument as it
-// takes effect.
+// takes effect; "control" tells people what of the screen a touch met.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,7 @@ struct Session {
     struct Input {
         std::int64_t atUs = 0;
         nlohmann::json request;
+        std::string control;  // "": none, or it is in the request
     };
     // From a power-on to its end.
     struct Run {  // NOLINT(bugprone-exception-escape): making a null JSON value throws nothing
@@ -77,6 +78,9 @@ constexpr const char* kSessionFile = "session.jsonl";  // in the state folder
 
 // The whole of it, as SessionFile reads it.
 Session ReadSession(const std::string& file);
+
+// {"at_us", "request", "control"}, as the file and the page have it.
+nlohmann::json Tell(const Session::Input& input);
 
 // The power-on of an instrument in `stateDir`: goes on with the session there, or begins one. Throws
 // BenchError when it cannot be written.

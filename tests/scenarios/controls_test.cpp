@@ -91,6 +91,30 @@ TEST(Controls, ThatAreNotThereAreRefusedWithThoseThatAre) {
                  BenchError);
 }
 
+TEST(Controls, AreNamedToWhomeverTouchesThemAndInTheSession) {
+    Operator person;
+    ASSERT_TRUE(person.OpenMainBoard());
+    person.Settle();
+    const auto kept = [&] {
+        const Session session = ReadSession(person.At().StateDir() + "/" + kSessionFile);
+        return session.runs.back().inputs.back().control;
+    };
+    const struct {
+        int x, y;
+        const char* name;
+    } places[] = {{625, 120, "ADC"}, {488, 50, ""}, {660, 120, ""}, {700, 190, ""}, {0, 0, ""}};
+    for (const auto& place : places) {
+        const nlohmann::json reply =
+            person.At().Request({{"do", "touch"}, {"action", "down"}, {"x", place.x}, {"y", place.y}});
+        EXPECT_EQ(place.name, reply.value("control", "")) << place.x << "," << place.y;
+        EXPECT_EQ(place.name, kept());
+        person.At().Request({{"do", "touch"}, {"action", "up"}});
+        EXPECT_EQ("", kept());
+    }
+    person.At().Touch("ADC");
+    EXPECT_EQ("", kept()) << "it is in the request";
+}
+
 TEST(Controls, AreTouchedAsAFingerWould) {
     Operator person;
     ASSERT_TRUE(person.WaitForStart());

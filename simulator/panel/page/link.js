@@ -4,23 +4,26 @@ import { complain, revert } from "./dom.js";
 const hearers = {};
 
 // Events: "frame" (ArrayBuffer), "status" (object), "lost", "output" ({fresh, bytes}), "sent" (request), "done"
-// (request that was not refused), "problem" (text), "state" (of the models, with `off`: there is no power), "time"
+// (request that was not refused, its reply), "problem" (text), "state" (of the models, with `off`: there is no power), "time"
 // (virtual microseconds, at a look).
 export function on(name, hearer) {
   (hearers[name] ??= []).push(hearer);
 }
-export function tell(name, value) {
-  for (const hearer of hearers[name] ?? []) hearer(value);
+export function tell(name, ...values) {
+  for (const hearer of hearers[name] ?? []) hearer(...values);
 }
 
 const toPeople = (reason) =>
   /does not run: .*signal 9/.test(reason) ? "the power is off; Restart switches the instrument on" : reason;
 
 let page; // this page's number with the launcher, which lets go of what the page holds when it is gone
+let known; // it is, or there is no launcher
+const numbered = new Promise((resolve) => (known = resolve));
 
 // One request, one reply. Throws with the reason when it is refused.
 export async function ask(request) {
   let reply;
+  await numbered;
   try {
     const response = await fetch("api", {
       method: "POST",
@@ -61,16 +64,16 @@ async function sendAll() {
   sending = true;
   while (queue.length > 0) {
     const { request, control, resolve } = queue.shift();
-    let wrong = "";
+    let wrong = "", reply;
     try {
-      await ask(request);
+      reply = await ask(request);
     } catch (error) {
       wrong = error.message;
     }
     if (control) complain(control, wrong);
     if (control && wrong) revert(control);
     tell("problem", control ? "" : wrong);
-    if (!wrong) tell("done", request);
+    if (!wrong) tell("done", request, reply);
     resolve(wrong === "");
   }
   sending = false;
@@ -97,6 +100,7 @@ export function connect() {
     if (typeof data === "string") {
       const status = JSON.parse(data);
       page = status.page;
+      known();
       return tell("status", status);
     }
     const kind = String.fromCharCode(new Uint8Array(data, 0, 1)[0]);
@@ -104,6 +108,7 @@ export function connect() {
     else tell("output", { fresh: kind === "N", bytes: new Uint8Array(data, 1) });
   };
   socket.onclose = () => {
+    known();
     tell("lost");
     setTimeout(connect, 1000);
   };

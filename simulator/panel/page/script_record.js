@@ -42,8 +42,10 @@ on("sent", (request) => {
   sentAt.set(request, now());
   lastLine = request.do;
 });
-on("done", (request) => {
-  if (since !== null && kRecorded.includes(request.do)) write(JSON.stringify(request), sentAt.get(request) ?? since);
+on("done", (request, { control } = {}) => {
+  if (since === null || !kRecorded.includes(request.do)) return;
+  const { x, y, ...rest } = request; // a name outlasts a place
+  write(JSON.stringify(control ? { ...rest, control } : request), sentAt.get(request) ?? since);
 });
 
 export function stopRecording(said = "") {

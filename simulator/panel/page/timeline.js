@@ -18,7 +18,7 @@ const kOfRequest = {
   stop: "power", power_cut: "power",
 };
 
-let inputs = []; // of the start that is shown: {at_us, request}
+let inputs = []; // of the start that is shown: {at_us, request, control}
 let history = []; // of the same: {kind, first_us, last_us, count}
 let end = 0; // microseconds, as far as it goes
 let past = null; // {run, at_us} while a moment of the past is shown
@@ -63,8 +63,12 @@ const position = () => (past ? past.at_us : end);
 const from = () => (range.value === "0" ? 0 : Math.max(0, Math.min(position(), end) - Number(range.value) * 1e6));
 const until = () => (range.value === "0" ? end : Math.min(end, from() + Number(range.value) * 1e6));
 
-export function describe({ request }) {
+export function describe({ request, control }) {
   const { do: what, ...rest } = request;
+  if (control) {
+    rest.x = `on "${control}"`;
+    delete rest.y;
+  }
   return [what, ...Object.values(rest).map((value) => (typeof value === "object" ? JSON.stringify(value) : value))].join(" ");
 }
 
@@ -172,6 +176,7 @@ export const isLastStart = (run) => run === starts.length - 1;
 
 async function jump(direction) {
   await look();
+  if (told === -1) await look(); // another start has come meanwhile
   const here = position();
   if (direction > 0) {
     const next = inputs.find((input) => input.at_us > here);

@@ -50,7 +50,7 @@ class OriginTest(PageTest):
         self.on_the_lcd(*self.place_of("battery voltage")).click().perform()
         told = self.answered("found")
         self.assertRegex(told, r'^Drawn [0-9.]+ s after power-on by thread DefaultWindowThread: "battery voltage" came')
-        self.assertIn("Before it from outside: touch down", told)
+        self.assertIn('Before it from outside: touch down on "MainBoard_FCT"', told)
         self.assertEqual(inputs, len(panel.ask(do="session")["inputs"]), "the instrument felt nothing of it")
         self.press("found", "Go there")
         panel.until(lambda: panel.get("#timeline").get_attribute("class") == "timeline past", "the past")

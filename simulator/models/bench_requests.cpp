@@ -19,8 +19,8 @@ Json Result(const std::string& error) {
     return error.empty() ? Json{{"ok", true}} : Json{{"ok", false}, {"error", error}};
 }
 
-// What a quantity has before anybody sets it; null frees a rail. Quantities without a rest state (the clock,
-// the panel's size) stay as they are.
+// What a quantity has before anybody sets it; null frees a rail and the noise. The clock, which has no rest
+// state, stays as it is.
 Json Untouched(const std::string& name, unsigned seed) {
     static const Json kUntouched = {
         {"board.plugged", true},
@@ -38,14 +38,15 @@ Json Untouched(const std::string& name, unsigned seed) {
         {"module.temperature_rate", 0},
         {"optics.fibre", "none"},
         {"optics.light_on_link", false},
+        {"screen.size", {800, 480}},
     };
-    if (name == "module.seed" || name == "noise.seed")
+    if (name == "module.seed")
         return seed;
     return kUntouched.value(name, Json(nullptr));
 }
 
 bool HasRestState(const std::string& name) {
-    return name != "rtc.time" && name != "screen.size";
+    return name != "rtc.time";
 }
 
 Json ObjectOf(const Json& request, const char* name) {

@@ -2,9 +2,9 @@
 
 #include <linux/fb.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -14,12 +14,11 @@ namespace k905 {
 
 namespace {
 
-constexpr std::size_t kPage = 4096;
 constexpr unsigned long kPhysicalStart = 0x23A00000;  // where the board's kernel reserves the LCD's memory
-constexpr unsigned kLargestSide = 4096;
 
-std::size_t PageUp(std::size_t size) {
-    return (size + kPage - 1) / kPage * kPage;
+bool IsSize(unsigned width, unsigned height) {
+    return width > 0 && height > 0 && width <= Framebuffer::kLargestSide &&
+           height <= Framebuffer::kLargestSide;
 }
 
 fb_bitfield Field(unsigned offset, unsigned length) {
@@ -57,21 +56,21 @@ class FramebufferFile : public DeviceFile {
         info.type = FB_TYPE_PACKED_PIXELS;
         info.visual = FB_VISUAL_TRUECOLOR;
         info.ypanstep = 1;
-        info.line_length = screen_.width_ * screen_.bits_ / 8;
+        info.line_length = static_cast<std::uint32_t>(screen_.Shape().RowBytes());
     }
 
     void Variable(fb_var_screeninfo& info) const {
         info = {};
-        info.xres = info.xres_virtual = screen_.width_;
-        info.yres = info.yres_virtual = screen_.height_;
-        info.bits_per_pixel = screen_.bits_;
-        const bool deep = screen_.bits_ != 16;
+        info.xres = info.xres_virtual = screen_.Width();
+        info.yres = info.yres_virtual = screen_.Height();
+        info.bits_per_pixel = screen_.Bits();
+        const bool deep = screen_.Bits() != 16;
         info.red = deep ? Field(16, 8) : Field(11, 5);
         info.green = deep ? Field(8, 8) : Field(5, 6);
         info.blue = deep ? Field(0, 8) : Field(0, 5);
         if (screen_.swapped_)
             std::swap(info.red, info.blue);
-        if (screen_.bits_ == 32)
+        if (screen_.Bits() == 32)
             info.transp = Field(24, 8);
         info.activate = FB_ACTIVATE_NOW;
         info.width = 152;  // the 7-inch glass, mm
@@ -82,24 +81,25 @@ class FramebufferFile : public DeviceFile {
     Framebuffer& screen_;
 };
 
-Framebuffer::Framebuffer(unsigned width, unsigned height, unsigned bits)
-    : width_(width), height_(height), bits_(bits) {
+Framebuffer::Framebuffer(unsigned width, unsigned height, unsigned bits) {
     if (bits != 16 && bits != 24 && bits != 32)
         throw std::runtime_error("framebuffer depth must be 16, 24 or 32");
-    if (width == 0 || height == 0 || width > kLargestSide || height > kLargestSide)
+    if (!IsSize(width, height))
         throw std::runtime_error("framebuffer size out of range");
     fd_ = host::MakeMemory("k905-lcd");
     if (fd_ < 0)
         throw std::runtime_error("cannot make the framebuffer's memory");
-    Map();
-    if (pixels_ == nullptr) {
+    if (host::SetSize(fd_, kMemory))
+        memory_ = host::MapShared(fd_, kMemory);
+    if (memory_ == nullptr) {
         host::Close(fd_);
         throw std::runtime_error("cannot map the framebuffer's memory");
     }
+    new (memory_ + kShapeAt) PanelShape{width, height, bits};
 }
 
 Framebuffer::~Framebuffer() {
-    Unmap();
+    host::Unmap(memory_, kMemory);
     host::Close(fd_);
 }
 
@@ -107,40 +107,16 @@ std::unique_ptr<DeviceFile> Framebuffer::Open(int /*flags*/, int& /*error*/) {
     return std::make_unique<FramebufferFile>(*this);
 }
 
-std::size_t Framebuffer::Bytes() const {
-    return std::size_t{width_} * height_ * bits_ / 8;
-}
-
-void Framebuffer::Map() {
-    const std::size_t size = PageUp(Bytes());
-    // It never shrinks: who looks at the pixels from outside may have all of them mapped.
-    if (size > capacity_ && !host::SetSize(fd_, size))
-        return;
-    capacity_ = std::max(capacity_, size);
-    pixels_ = host::MapShared(fd_, size);
-    mapped_ = pixels_ == nullptr ? 0 : size;
-}
-
-void Framebuffer::Unmap() {
-    host::Unmap(pixels_, mapped_);
-    pixels_ = nullptr;
-    mapped_ = 0;
-}
-
 std::string Framebuffer::Resize(unsigned width, unsigned height) {
-    if (width == 0 || height == 0 || width > kLargestSide || height > kLargestSide)
+    if (!IsSize(width, height))
         return "panel size out of range";
-    if (InUse())
-        return "";
-    Unmap();
-    width_ = width;
-    height_ = height;
-    Map();
-    return pixels_ != nullptr ? "" : "no memory for the panel";
+    if (!InUse())
+        new (memory_ + kShapeAt) PanelShape{width, height, Bits()};
+    return "";
 }
 
 std::string Framebuffer::SetSwapped(bool blueFirst) {
-    if (blueFirst && bits_ != 16)
+    if (blueFirst && Bits() != 16)
         return "only a 16-bit screen has this layout";
     if (!InUse())
         swapped_ = blueFirst;
@@ -148,12 +124,12 @@ std::string Framebuffer::SetSwapped(bool blueFirst) {
 }
 
 nlohmann::json Framebuffer::State() const {
-    return {{"width", width_},
-            {"height", height_},
-            {"bits", bits_},
-            {"layout", bits_ != 16 ? "rgb888"
-                       : swapped_  ? "bgr565"
-                                   : "rgb565"},
+    return {{"width", Width()},
+            {"height", Height()},
+            {"bits", Bits()},
+            {"layout", Bits() != 16 ? "rgb888"
+                       : swapped_   ? "bgr565"
+                                    : "rgb565"},
             {"open", openFiles_}};
 }
 

@@ -10,8 +10,24 @@
 
 namespace k905 {
 
+// A panel: visible size in pixels, bits a pixel; its rows lie without padding.
+struct PanelShape {
+    std::uint32_t width = 800, height = 480, bits = 16;
+
+    std::size_t RowBytes() const { return std::size_t{width} * (bits / 8); }
+    std::size_t Bytes() const { return RowBytes() * height; }
+    bool operator==(const PanelShape& other) const {
+        return width == other.width && height == other.height && bits == other.bits;
+    }
+};
+
 class Framebuffer : public DeviceNode {
   public:
+    static constexpr unsigned kLargestSide = 4096;
+    // In the memory: who looks at the pixels from outside finds the PanelShape behind the largest panel's.
+    static constexpr std::size_t kShapeAt = std::size_t{kLargestSide} * kLargestSide * 4;
+    static constexpr std::size_t kMemory = kShapeAt + 4096;  // what is never written takes no room
+
     // Visible size in pixels; bits per pixel 16 (RGB565), 24 or 32 (0x00RRGGBB). Throws std::runtime_error
     // when the memory cannot be had or the depth is another.
     Framebuffer(unsigned width, unsigned height, unsigned bits);
@@ -23,11 +39,11 @@ class Framebuffer : public DeviceNode {
 
     // Descriptor to hand to mmap: offset 0 is pixel (0, 0). Stays the same for the life of the object.
     int PixelFd() const { return fd_; }
-    const std::uint8_t* Pixels() const { return pixels_; }
-    std::size_t Bytes() const;  // width x height x bits / 8, without padding
-    unsigned Width() const { return width_; }
-    unsigned Height() const { return height_; }
-    unsigned Bits() const { return bits_; }
+    const std::uint8_t* Pixels() const { return memory_; }
+    std::size_t Bytes() const { return Shape().Bytes(); }
+    unsigned Width() const { return Shape().width; }
+    unsigned Height() const { return Shape().height; }
+    unsigned Bits() const { return Shape().bits; }
 
     // "" or why not. While the product has the device open, size and layout stay what they are.
     bool InUse() const { return openFiles_ > 0; }
@@ -38,14 +54,11 @@ class Framebuffer : public DeviceNode {
 
   private:
     friend class FramebufferFile;
-    void Map();
-    void Unmap();
+    const PanelShape& Shape() const { return *reinterpret_cast<const PanelShape*>(memory_ + kShapeAt); }
 
-    unsigned width_, height_, bits_;
     bool swapped_ = false;
     int fd_ = -1;
-    std::uint8_t* pixels_ = nullptr;
-    std::size_t mapped_ = 0, capacity_ = 0;
+    std::uint8_t* memory_ = nullptr;
     int openFiles_ = 0;
 };
 

@@ -58,6 +58,7 @@ Instrument::Parts::Parts(World& theWorld, const Options& options)
       rtc(theWorld, options.wallClockStart),
       power(theWorld),
       shell(theWorld, storage, straps, [this](const std::string& name) { return InsertModule(name); }),
+      seed(options.seed),
       panelWidth(options.panelWidth),
       panelHeight(options.panelHeight) {
     // The supply feeds both EEPROMs: where one is cut, the other one's cycle ends too.
@@ -200,7 +201,9 @@ bool Instrument::PowerLost() const {
 
 nlohmann::json Instrument::State() const {
     const Parts& parts = *parts_;
-    return {{"screen", parts.screen.State()},
+    nlohmann::json screen = parts.screen.State();
+    screen["fitted"] = {parts.panelWidth, parts.panelHeight};
+    return {{"screen", screen},
             {"keypad", parts.keypad.State()},
             {"touch", parts.touch.State()},
             {"fpga", parts.fpga.State()},
@@ -209,6 +212,7 @@ nlohmann::json Instrument::State() const {
             {"optics", parts.optics.State(OpticsInputFrom(parts.fpga.Values(), parts.Temperature(),
                                                           parts.InjectedSignal(), parts.InjectedChannel()))},
             {"module", parts.TemperatureState()},
+            {"noise", {{"seed", parts.noiseWanted ? nlohmann::json(*parts.noiseWanted) : nlohmann::json()}}},
             {"module_eeprom", parts.moduleEeprom.State()},
             {"mainboard_eeprom", parts.mainboardEeprom.State()},
             {"board", parts.board.State()},

@@ -96,14 +96,17 @@ std::string SetSeed(Parts& parts, const std::string&, const json& value) {
     if (!WholeInRange(value, 0, 0xFFFFFFFF))
         return "module.seed is 0 to 4294967295";
     parts.optics.SetSeed(value.get<unsigned>());
+    if (parts.noiseWanted)
+        parts.optics.SetNoise(*parts.noiseWanted);
     return "";
 }
 
 std::string SetNoise(Parts& parts, const std::string&, const json& value) {
-    if (!WholeInRange(value, 0, 0xFFFFFFFF))
-        return "noise.seed is 0 to 4294967295";
-    parts.optics.SetNoise(value.get<unsigned>());
-    parts.board.SetNoise(value.get<unsigned>());
+    if (!value.is_null() && !WholeInRange(value, 0, 0xFFFFFFFF))
+        return "noise.seed is 0 to 4294967295, or null";
+    parts.noiseWanted = value.is_null() ? std::nullopt : std::optional(value.get<unsigned>());
+    parts.optics.SetNoise(parts.noiseWanted.value_or(parts.optics.Seed()));
+    parts.board.SetNoise(parts.noiseWanted.value_or(parts.seed));
     return "";
 }
 
@@ -126,16 +129,17 @@ std::string SetLightOnLink(Parts& parts, const std::string&, const json& value) 
 }
 
 std::string SetPanel(Parts& parts, const std::string&, const json& value) {
-    if (!value.is_array() || value.size() != 2 || !WholeInRange(value[0], 1, 4096) ||
-        !WholeInRange(value[1], 1, 4096))
-        return "screen.size takes [width, height] in pixels";
-    std::string problem = parts.screen.Resize(value[0].get<unsigned>(), value[1].get<unsigned>());
-    if (problem.empty() && !parts.screen.InUse()) {
-        parts.panelWidth = value[0].get<unsigned>();
-        parts.panelHeight = value[1].get<unsigned>();
-        parts.touch.SetSize(parts.panelWidth, parts.panelHeight);
-    }
-    return problem;
+    constexpr int kMost = Framebuffer::kLargestSide;
+    if (!value.is_array() || value.size() != 2 || !WholeInRange(value[0], 1, kMost) ||
+        !WholeInRange(value[1], 1, kMost))
+        return "screen.size takes [width, height], 1 to 4096 pixels each";
+    parts.panelWidth = value[0].get<unsigned>();
+    parts.panelHeight = value[1].get<unsigned>();
+    if (parts.screen.InUse())
+        return "";
+    parts.touch.SetSize(parts.panelWidth, parts.panelHeight);
+    return parts.faults.count("screen.small") != 0 ? ""
+                                                   : parts.screen.Resize(parts.panelWidth, parts.panelHeight);
 }
 
 struct QuantityRow {
@@ -158,7 +162,8 @@ constexpr QuantityRow kQuantityRows[] = {
       "degrees a minute from now on, or {\"to\": degrees, \"rate\": degrees a minute}: a ramp with an end"},
      SetTemperatureRate},
     {{"module.seed", "another optical module: its number"}, SetSeed},
-    {{"noise.seed", "another run of chance for the noise of receiver and measurement board: its number"},
+    {{"noise.seed",
+      "another run of chance for the noise of receiver and measurement board: its number, null: their own"},
      SetNoise},
     {{"optics.fibre",
       "at the module's port: \"none\", \"5 m\", \"1 km\", \"1.5 km\", or a list of events {\"at\": metres, "

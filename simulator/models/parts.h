@@ -70,7 +70,9 @@ struct Instrument::Parts : ModuleSurroundings {
     double TemperatureRate() const;
     nlohmann::json TemperatureState() const;
 
-    unsigned panelWidth, panelHeight;              // as fitted, for when the small panel's fault is cleared
+    const unsigned seed;                           // the instrument's own number
+    std::optional<unsigned> noiseWanted;           // none: noise by the parts' own numbers
+    unsigned panelWidth, panelHeight;              // under "screen.small", and of the next start
     bool boardWanted = true;                       // bench setting under the fault "board.unplugged"
     bool sdWanted = true;                          // under "sd.missing"
     unsigned sticksWanted = 1;                     // under "usb.missing", "usb.two"

@@ -276,10 +276,10 @@ std::string Job::JudgeLit(const KeyPicture& key, const Picture& released, std::s
                               key.shown.caption.Contains(run.x, run.y));
     if (!caption)
         return "the caption does not have the pressed colour";
-    for (int y = 0; y < static_cast<int>(kScreenHeight); ++y) {
+    for (int y = 0; y < static_cast<int>(pressed.shape.height); ++y) {
         if (released.SameRow(pressed, y))
             continue;
-        for (int x = 0; x < static_cast<int>(kScreenWidth); ++x)
+        for (int x = 0; x < static_cast<int>(pressed.shape.width); ++x)
             if (!key.shown.picture.Contains(x, y) && !key.shown.caption.Contains(x, y) &&
                 !released.SamePixel(pressed, x, y))
                 return "the screen changes at " + std::to_string(x) + "," + std::to_string(y) + " too";

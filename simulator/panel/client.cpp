@@ -50,8 +50,7 @@ BuildFolder BuildFolder::OfThisProgram() {
     return {build / "bin/fct", build / "lib/libk905.so", build / "app/fct"};
 }
 
-Bench::Bench(const BenchOptions& options)
-    : folder_(options.stateDir, options.keepState), bits_(options.bits) {
+Bench::Bench(const BenchOptions& options) : folder_(options.stateDir, options.keepState) {
     MustExist(options.build.program, "program", "fct");
     MustExist(options.build.preload, "simulator library", "k905_preload");
     MustExist(options.build.app, "folder of font and bitmaps", "assets");
@@ -247,7 +246,7 @@ std::string Bench::Describe() {
 
 Picture Bench::Screen() {
     if (!screen_)
-        screen_ = std::make_unique<ScreenView>(Pid(), bits_);
+        screen_ = std::make_unique<ScreenView>(Pid());
     return screen_->Grab();
 }
 

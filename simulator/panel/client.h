@@ -108,7 +108,6 @@ class Bench {
     bool Until(nlohmann::json condition, int limitMs);
 
     StateFolder folder_;
-    unsigned bits_;
     nlohmann::json leftBehind_;
     nlohmann::json lastCalls_;
     std::unique_ptr<Process> process_;

@@ -1,5 +1,6 @@
 #include "simulator/panel/frame_log.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace k905 {
@@ -13,13 +14,21 @@ void Put(std::string& out, unsigned value, int bytes) {
 
 }  // namespace
 
+// Of that band, `count` tiles from `column` on.
+Area FrameLog::Tiles(int band, int column, int count) const {
+    const int x = column * kTileWidth, y = band * kTileHeight;
+    return {x, y, std::min(count * kTileWidth, static_cast<int>(last_.shape.width) - x),
+            std::min(kTileHeight, static_cast<int>(last_.shape.height) - y)};
+}
+
 // Copies the tile if it differs.
-bool FrameLog::TakeTile(int column, int band, const std::uint8_t* pixels) {
-    const std::size_t width = kTileWidth * (last_.bits / 8);
+bool FrameLog::Take(const Area& tile, const std::uint8_t* pixels) {
+    const std::size_t pixel = last_.shape.bits / 8;
+    const std::size_t width = static_cast<std::size_t>(tile.width) * pixel;
     bool changed = false;
-    for (int y = band * kTileHeight; y < (band + 1) * kTileHeight; ++y) {
+    for (int y = tile.y; y < tile.y + tile.height; ++y) {
         const std::size_t at =
-            static_cast<std::size_t>(y) * last_.RowBytes() + static_cast<std::size_t>(column) * width;
+            static_cast<std::size_t>(y) * last_.shape.RowBytes() + static_cast<std::size_t>(tile.x) * pixel;
         if (std::memcmp(&last_.bytes[at], pixels + at, width) != 0) {
             std::memcpy(&last_.bytes[at], pixels + at, width);
             changed = true;
@@ -28,24 +37,23 @@ bool FrameLog::TakeTile(int column, int band, const std::uint8_t* pixels) {
     return changed;
 }
 
-bool FrameLog::Update(const std::uint8_t* pixels, unsigned bits) {
-    const std::size_t size = kScreenWidth * kScreenHeight * (bits / 8);
+bool FrameLog::Update(const PanelShape& shape, const std::uint8_t* pixels) {
     const std::uint32_t next = number_ + 1;
-    if (last_.bits != bits || last_.bytes.size() != size) {
-        last_.bits = bits;
-        last_.bytes.assign(pixels, pixels + size);
-        changedIn_.fill(next);
+    if (last_.bytes.empty() || !(last_.shape == shape)) {
+        last_ = {shape, {pixels, pixels + shape.Bytes()}};
+        changedIn_.assign(Index(Bands(), 0), next);
         number_ = next;
         return true;
     }
-    const std::size_t bandBytes = last_.RowBytes() * kTileHeight;
     bool changed = false;
-    for (int band = 0; band < kBands; ++band) {
-        const std::size_t at = static_cast<std::size_t>(band) * bandBytes;
-        if (std::memcmp(&last_.bytes[at], pixels + at, bandBytes) == 0)
+    for (int band = 0; band < Bands(); ++band) {
+        const Area whole = Tiles(band, 0, Columns());
+        const std::size_t at = static_cast<std::size_t>(whole.y) * shape.RowBytes();
+        const std::size_t size = static_cast<std::size_t>(whole.height) * shape.RowBytes();
+        if (std::memcmp(&last_.bytes[at], pixels + at, size) == 0)
             continue;
-        for (int column = 0; column < kColumns; ++column)
-            if (TakeTile(column, band, pixels)) {
+        for (int column = 0; column < Columns(); ++column)
+            if (Take(Tiles(band, column, 1), pixels)) {
                 changedIn_[Index(band, column)] = next;
                 changed = true;
             }
@@ -61,21 +69,20 @@ std::vector<Area> FrameLog::Since(std::uint32_t since) const {
     if (number_ == 0 || since == number_)
         return areas;
     const bool known = since != 0 && since < number_;
-    for (int band = 0; band < kBands; ++band)
-        for (int column = 0; column < kColumns; ++column) {
+    for (int band = 0; band < Bands(); ++band)
+        for (int column = 0; column < Columns(); ++column) {
             const auto changed = [&](int c) { return !known || changedIn_[Index(band, c)] > since; };
             if (!changed(column))
                 continue;
             const int first = column;
-            while (column + 1 < kColumns && changed(column + 1))
+            while (column + 1 < Columns() && changed(column + 1))
                 ++column;
-            const Area area = {first * kTileWidth, band * kTileHeight, (column + 1 - first) * kTileWidth,
-                               kTileHeight};
+            const Area area = Tiles(band, first, column + 1 - first);
             bool joined = false;
             for (Area& above : areas)
                 if (!joined && above.x == area.x && above.width == area.width &&
                     above.y + above.height == area.y) {
-                    above.height += kTileHeight;
+                    above.height += area.height;
                     joined = true;
                 }
             if (!joined)
@@ -90,13 +97,15 @@ std::string FrameLog::Message(std::uint32_t since) const {
     if (areas.empty())
         return out;
     out.push_back('L');
-    Put(out, last_.bits, 1);
+    Put(out, last_.shape.bits, 1);
     Put(out, static_cast<unsigned>(areas.size()), 2);
     Put(out, number_, 4);
+    Put(out, last_.shape.width, 2);
+    Put(out, last_.shape.height, 2);
     for (const Area& area : areas)
         for (const int value : {area.x, area.y, area.width, area.height})
             Put(out, static_cast<unsigned>(value), 2);
-    const std::size_t pixel = last_.bits / 8;
+    const std::size_t pixel = last_.shape.bits / 8;
     for (const Area& area : areas)
         for (int y = area.y; y < area.y + area.height; ++y)
             out.append(reinterpret_cast<const char*>(last_.Row(y)) + static_cast<std::size_t>(area.x) * pixel,

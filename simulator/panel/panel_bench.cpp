@@ -291,7 +291,7 @@ bool PanelBench::EndsNow() {
 void PanelBench::Look(FrameLog& frames) {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (screen_)
-        frames.Update(screen_->Pixels(), screen_->Bits());
+        frames.Update(screen_->Shape(), screen_->Pixels());
 }
 
 // As it is now; of an instrument that has just ended, as it was kept from change to change.
@@ -457,7 +457,7 @@ void PanelBench::Start(const std::function<std::unique_ptr<Bench>()>& make) {
     try {
         bench_ = make();
         options_.sameSession = true;
-        screen = std::make_unique<ScreenView>(bench_->Pid(), options_.bits);
+        screen = std::make_unique<ScreenView>(bench_->Pid());
         if (!options_.start.is_null())
             std::ofstream(options_.stateDir + "/bench.json") << options_.start.dump(2) << '\n';
     } catch (const BenchError& error) {

@@ -111,7 +111,7 @@ json PanelPast::Ask(const json& request) {
 
 void PanelPast::Look(FrameLog& frames) {
     if (const auto shown = Past()->Now())
-        frames.Update(shown->screen->Pixels(), shown->screen->Bits());
+        frames.Update(shown->screen->Shape(), shown->screen->Pixels());
     else
         live_.Look(frames);
 }

@@ -119,13 +119,6 @@ void Rewind::FollowMoments() {
             wake_.wait_for(guard, kLookEvery);
 }
 
-unsigned Rewind::BitsOf(std::size_t run) {
-    const std::lock_guard<std::mutex> guard(sessionMutex_);
-    const Session::Run& of = RunOf(session_.Read(), run);
-    MustBeExact(of.exact);
-    return of.bits;
-}
-
 // It knows the inputs that there are by now; one without a player gets a new one.
 void Rewind::Prepare(Follower& follower) {
     const std::lock_guard<std::mutex> guard(sessionMutex_);
@@ -147,7 +140,10 @@ void Rewind::Hold(Lock& guard) {
 
 // The one that stands nearest before it goes there; else a new one from the beginning.
 void Rewind::Make(const Moment& moment) {
-    const unsigned bits = BitsOf(moment.run);
+    {
+        const std::lock_guard<std::mutex> guard(sessionMutex_);
+        MustBeExact(RunOf(session_.Read(), moment.run).exact);
+    }
     Follower goes;
     {
         Lock guard(mutex_);
@@ -175,7 +171,7 @@ void Rewind::Make(const Moment& moment) {
     if (!goes.player->GoTo(moment.us))
         throw Refused("the instrument was switched off before that moment");
     Bench& bench = goes.player->Instrument();
-    auto screen = std::make_shared<ScreenView>(bench.Pid(), bits);
+    auto screen = std::make_shared<ScreenView>(bench.Pid());
     const Lock guard(mutex_);
     shown_ = Shown{moment, bench.StateDir(), std::move(screen)};
     if (live_ && live_->run == moment.run)  // which has been there

@@ -54,7 +54,6 @@ class Rewind {
     void Hold(Lock& guard);
     bool FollowOnce(Lock& guard, Followers& followers, Moment now);
     bool Move(Follower& follower, std::int64_t target);
-    unsigned BitsOf(std::size_t run);
     void Prepare(Follower& follower);
 
     std::mutex sessionMutex_;

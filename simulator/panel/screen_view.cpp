@@ -27,14 +27,14 @@ std::uint8_t Widen6(unsigned v) {
 }  // namespace
 
 bool Picture::SameRow(const Picture& other, int y) const {
-    return std::memcmp(Row(y), other.Row(y), RowBytes()) == 0;
+    return std::memcmp(Row(y), other.Row(y), shape.RowBytes()) == 0;
 }
 
 std::vector<std::uint8_t> Picture::Rgba(int first, int count) const {
-    std::vector<std::uint8_t> out(static_cast<std::size_t>(count) * kScreenWidth * 4);
+    std::vector<std::uint8_t> out(static_cast<std::size_t>(count) * shape.width * 4);
     const std::uint8_t* in = Row(first);
-    for (std::size_t i = 0; i < out.size(); i += 4, in += bits / 8) {
-        if (bits == 16) {
+    for (std::size_t i = 0; i < out.size(); i += 4, in += shape.bits / 8) {
+        if (shape.bits == 16) {
             const unsigned v = in[0] | static_cast<unsigned>(in[1]) << 8;
             out[i] = Widen5(v >> 11);
             out[i + 1] = Widen6(v >> 5 & 0x3F);
@@ -49,7 +49,7 @@ std::vector<std::uint8_t> Picture::Rgba(int first, int count) const {
     return out;
 }
 
-ScreenView::ScreenView(pid_t pid, unsigned bits) : bits_(bits) {
+ScreenView::ScreenView(pid_t pid) {
     const std::filesystem::path descriptors = "/proc/" + std::to_string(pid) + "/fd";
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(descriptors, error)) {
@@ -59,31 +59,29 @@ ScreenView::ScreenView(pid_t pid, unsigned bits) : bits_(bits) {
             continue;
         const int fd = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
         struct stat status = {};
-        if (fd >= 0 && fstat(fd, &status) == 0) {
-            size_ = static_cast<std::size_t>(status.st_size);
-            pixels_ = mmap(nullptr, size_, PROT_READ, MAP_SHARED, fd, 0);
-        }
+        if (fd >= 0 && fstat(fd, &status) == 0 && status.st_size == Framebuffer::kMemory)
+            memory_ = mmap(nullptr, Framebuffer::kMemory, PROT_READ, MAP_SHARED, fd, 0);
         if (fd >= 0)
             close(fd);
         break;
     }
-    if (pixels_ == nullptr || pixels_ == MAP_FAILED || size_ < kScreenWidth * kScreenHeight * (bits / 8)) {
-        if (pixels_ != nullptr && pixels_ != MAP_FAILED)
-            munmap(pixels_, size_);
+    if (memory_ == nullptr || memory_ == MAP_FAILED)
         throw BenchError("the screen of process " + std::to_string(pid) + " cannot be seen");
-    }
 }
 
 ScreenView::~ScreenView() {
-    munmap(pixels_, size_);
+    munmap(memory_, Framebuffer::kMemory);
+}
+
+PanelShape ScreenView::Shape() const {
+    PanelShape shape;
+    std::memcpy(&shape, Pixels() + Framebuffer::kShapeAt, sizeof shape);
+    return shape;
 }
 
 Picture ScreenView::Grab() const {
-    Picture picture;
-    picture.bits = bits_;
-    const std::uint8_t* first = static_cast<const std::uint8_t*>(pixels_);
-    picture.bytes.assign(first, first + picture.RowBytes() * kScreenHeight);
-    return picture;
+    const PanelShape shape = Shape();
+    return {shape, {Pixels(), Pixels() + shape.Bytes()}};
 }
 
 }  // namespace k905

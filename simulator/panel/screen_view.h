@@ -11,21 +11,18 @@
 #include <vector>
 
 #include "simulator/interpose/area.h"
+#include "simulator/models/framebuffer.h"
 
 namespace k905 {
 
-constexpr unsigned kScreenWidth = 800;
-constexpr unsigned kScreenHeight = 480;
-
-// One picture of the LCD in its own depth: rows of kScreenWidth pixels, without padding.
+// One picture of the LCD in its own depth.
 struct Picture {
-    unsigned bits = 16;
+    PanelShape shape;
     std::vector<std::uint8_t> bytes;
 
-    const std::uint8_t* Row(int y) const { return &bytes[static_cast<std::size_t>(y) * RowBytes()]; }
-    std::size_t RowBytes() const { return kScreenWidth * (bits / 8); }
+    const std::uint8_t* Row(int y) const { return &bytes[static_cast<std::size_t>(y) * shape.RowBytes()]; }
     bool SamePixel(const Picture& other, int x, int y) const {
-        const std::size_t size = bits / 8;
+        const std::size_t size = shape.bits / 8;
         const std::uint8_t* mine = Row(y) + static_cast<std::size_t>(x) * size;
         return std::equal(mine, mine + size, other.Row(y) + static_cast<std::size_t>(x) * size);
     }
@@ -36,22 +33,21 @@ struct Picture {
 
 class ScreenView {
   public:
-    // Finds the LCD of process `pid`, `bits` a pixel. Throws BenchError. The view keeps its memory: after the
-    // process's end it shows what stood on the screen last.
-    ScreenView(pid_t pid, unsigned bits);
+    // Finds the LCD of process `pid`. Throws BenchError. The view keeps its memory: after the process's end
+    // it shows what stood on the screen last.
+    explicit ScreenView(pid_t pid);
     ~ScreenView();
     ScreenView(const ScreenView&) = delete;
     ScreenView& operator=(const ScreenView&) = delete;
 
     Picture Grab() const;
-    // The pixels as they are, rows without padding; fct goes on drawing into them.
-    const std::uint8_t* Pixels() const { return static_cast<const std::uint8_t*>(pixels_); }
-    unsigned Bits() const { return bits_; }
+    // The pixels as they are; fct goes on drawing into them.
+    const std::uint8_t* Pixels() const { return static_cast<const std::uint8_t*>(memory_); }
+    // Until fct opens the screen, another panel can be fitted.
+    PanelShape Shape() const;
 
   private:
-    unsigned bits_;
-    std::size_t size_ = 0;
-    void* pixels_ = nullptr;
+    void* memory_ = nullptr;
 };
 
 }  // namespace k905

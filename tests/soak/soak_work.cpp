@@ -266,8 +266,8 @@ static Area PictureOf(std::string key, const std::vector<ScreenControl>& control
 // Whether something differs, and all of it in the area.
 static bool DifferOnlyIn(const Area& area, const Picture& one, const Picture& other) {
     bool differ = false;
-    for (int y = 0; y < static_cast<int>(kScreenHeight); ++y)
-        for (int x = 0; x < static_cast<int>(kScreenWidth); ++x) {
+    for (int y = 0; y < static_cast<int>(one.shape.height); ++y)
+        for (int x = 0; x < static_cast<int>(one.shape.width); ++x) {
             if (one.SamePixel(other, x, y))
                 continue;
             if (!area.Contains(x, y))

@@ -40,7 +40,10 @@ const kSelected = 3000; // ms from what a person has selected to what is typed o
 const editedUntil = new WeakMap(); // field -> when it follows again
 const shown = new WeakMap(); // field -> what the instrument told last
 
-addEventListener("input", ({ target }) => editedUntil.set(target, Infinity), true);
+addEventListener("input", ({ target }) => {
+  editedUntil.set(target, Infinity);
+  complain(target, ""); // of what was entered before
+}, true);
 addEventListener("select", ({ target }) => {
   if (!(editedUntil.get(target) > performance.now())) editedUntil.set(target, performance.now() + kSelected);
 }, true);

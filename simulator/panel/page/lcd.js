@@ -29,9 +29,15 @@ on("frame", (buffer) => {
   const head = new DataView(buffer);
   const bytes = new Uint8Array(buffer);
   const bits = head.getUint8(1), count = head.getUint16(2, true), number = head.getUint32(4, true);
-  let at = 8 + 8 * count;
+  const [width, height] = [8, 10].map((n) => head.getUint16(n, true));
+  if (lcd.width !== width || lcd.height !== height) {
+    Object.assign(lcd, { width, height });
+    document.body.style.setProperty("--aspect", width / height);
+  }
+  const kHead = 12;
+  let at = kHead + 8 * count;
   for (let i = 0; i < count; ++i) {
-    const [x, y, width, height] = [0, 2, 4, 6].map((n) => head.getUint16(8 + 8 * i + n, true));
+    const [x, y, width, height] = [0, 2, 4, 6].map((n) => head.getUint16(kHead + 8 * i + n, true));
     context.putImageData(new ImageData(convert(bytes, at, bits, width * height), width, height), x, y);
     at += (width * height * bits) / 8;
   }

@@ -24,6 +24,17 @@ function number(label, name, most, path = name) {
   return element("label", { "data-state": path }, label, input);
 }
 
+// As the next start finds it.
+const kSides = ["width", "height"];
+const sides = kSides.map((side) =>
+  numberField({ label: `${side} of the LCD, pixels`, min: 1, max: 4096, step: 1, whole: true },
+    (_, field) => set("screen.size", sides.map(({ value }) => Number(value)), field)));
+followers.push(({ screen }) => sides.forEach((field, i) => show(field, screen.fitted[i])));
+const panelNow = element("span", { class: "hint" });
+followers.push(({ screen: { width, height, layout, bits, open }, off }) => {
+  panelNow.textContent = off || !open ? "" : `fct has found ${width} × ${height} pixels, ${bits} bits, ${layout}`;
+});
+
 const time = element("input", {
   type: "text", size: 19, "aria-label": "clock of the instrument", onchange: () => set("rtc.time", time.value, time),
 });
@@ -47,6 +58,11 @@ export const mainBoardTab = {
       element("h2", {}, "Straps"),
       element("div", { class: "row" }, ...["pb8", "pb9", "pb27"].map(strap)),
       element("p", { class: "hint" }, "They tell which FPGA is fitted; read when fct starts (Restart)."),
+      element("h2", {}, "LCD"),
+      element("div", { class: "row" },
+        ...sides.map((field, i) => element("label", { "data-state": `screen.fitted.${i}` }, kSides[i], field)),
+        panelNow),
+      element("p", { class: "hint" }, "Like screen.small and screen.bgr565 below, read when fct starts (Restart)."),
       element("h2", {}, "SD card and USB stick"),
       element(
         "div", { class: "row" },

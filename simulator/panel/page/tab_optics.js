@@ -22,7 +22,9 @@ const fibre = element(
 );
 const length = element("span", { class: "hint", "data-state": "optics.fibre_length" });
 let connected = ""; // the fibre when last looked at; what is chosen here stays until another is connected
-const events = element("tbody");
+let edited = false; // the events below; a fibre that is connected elsewhere does not take their place
+const events = element("tbody", { oninput: () => (edited = true) });
+const pending = element("span", { class: "hint" });
 const custom = element("div", { hidden: true });
 
 function eventRow(at, loss, reflection) {
@@ -37,7 +39,7 @@ function eventRow(at, loss, reflection) {
     field(loss, names[1], { min: 0, max: 100, step: 0.1 }),
     field(reflection, names[2], { min: -100, max: 0, step: 1, optional: true }),
   ];
-  const remove = element("button", { class: "small", onclick: () => (row.remove(), numberEvents()) }, "Remove");
+  const remove = element("button", { class: "small", onclick: () => (row.remove(), numberEvents(), (edited = true)) }, "Remove");
   const row = element(
     "tr", {},
     ...inputs.map((input) => element("td", {}, input)),
@@ -54,6 +56,7 @@ function eventRow(at, loss, reflection) {
   events.append(row);
   numberEvents();
 }
+const ownEvents = () => [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at);
 const numberEvents = () => [...events.children].forEach((row, i) => row.named(i + 1));
 
 custom.append(
@@ -67,16 +70,18 @@ custom.append(
   ),
   element(
     "div", { class: "row" },
-    element("button", { class: "small", onclick: () => eventRow(2000, 0.2, "") }, "Splice or connector"),
+    element("button", { class: "small", onclick: () => (eventRow(2000, 0.2, ""), (edited = true)) }, "Splice or connector"),
     element(
       "button",
       {
         class: "small",
-        onclick: ({ target }) =>
-          set("optics.fibre", [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at), target),
+        onclick: async ({ target }) => {
+          if (await set("optics.fibre", ownEvents(), target)) edited = false;
+        },
       },
       "Connect this fibre",
     ),
+    pending,
   ),
   element("p", { class: "hint" }, "The last event is the fibre's end. A splice has no reflection."),
 );
@@ -108,6 +113,8 @@ function setRamp(field) {
 }
 const seed = numberField({ label: "number of the module", min: 0, max: 4294967295, step: 1, whole: true },
   (value, field) => set("module.seed", value, field));
+const noise = numberField({ label: "number of the noise", min: 0, max: 4294967295, step: 1, whole: true, optional: true },
+  (value, field) => set("noise.seed", value, field));
 const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
@@ -136,7 +143,9 @@ export const opticsTab = {
       element("div", { class: "row" },
         element("label", {}, "ramp", rate, "°C a minute"), element("label", {}, "to", end, "°C"), ramp,
       ),
-      element("div", { class: "row" }, element("label", {}, "module number", seed)),
+      element("div", { class: "row" }, element("label", {}, "module number", seed),
+        element("label", { "data-state": "noise.seed", title: "another run of chance for the noise of receiver and measurement board; empty: their own" },
+          "noise", noise)),
       facts,
       element("h2", {}, "Last acquisitions"),
       ...acquisitionParts,
@@ -150,14 +159,16 @@ export const opticsTab = {
     redrawAcquisition();
     forgetApd();
   },
-  async look({ optics, optic, fpga, module, run: start, past, off }) {
+  async look({ optics, optic, fpga, module, noise: chance, run: start, past, off }) {
     const fitted = JSON.stringify([optics.fibre, optics.fibre_events]);
     if (fitted !== connected) {
       connected = fitted;
       custom.hidden = kFibres.includes(optics.fibre);
       fibre.value = custom.hidden ? optics.fibre : "custom";
-      if (!custom.hidden) showEvents(optics.fibre_events);
+      if (!custom.hidden && !edited) showEvents(optics.fibre_events);
     }
+    const asText = (list) => JSON.stringify(list.map(({ at, loss, reflection = null }) => [at, loss, reflection]));
+    pending.textContent = asText(ownEvents()) === asText(optics.fibre_events) ? "" : "not connected";
     length.textContent = optics.fibre_length > 0 ? `${optics.fibre_length} m connected` : "nothing connected";
     show(temperature, module.temperature);
     show(degrees, Number(module.temperature.toFixed(2)));
@@ -166,6 +177,7 @@ export const opticsTab = {
     if (module.temperature_rate !== 0 || past) show(end, module.temperature_end ?? ""); // else it may be entered before the rate
     ramp.textContent = module.temperature_rate === 0 ? "" : "the temperature changes by itself";
     show(seed, optics.seed);
+    show(noise, chance.seed ?? "");
     show(light, optics.light_on_link > 0);
     const volts = (code) => optics.apd_line[0] + code * optics.apd_line[1];
     facts.textContent = off ? "The power is off." :

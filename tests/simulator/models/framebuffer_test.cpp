@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <linux/fb.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <nlohmann/json.hpp>
@@ -61,6 +62,22 @@ TEST(Framebuffer, ShowsWhatIsWrittenThroughItsDescriptor) {
     static_cast<std::uint8_t*>(mapping)[screen.Bytes() - 1] = 0xA5;
     EXPECT_EQ(screen.Pixels()[screen.Bytes() - 1], 0xA5);
     munmap(mapping, screen.Bytes());
+}
+
+TEST(Framebuffer, TellsItsShapeInItsMemory) {
+    Framebuffer screen(800, 480, 24);
+    const auto shape = [&] {
+        PanelShape read;
+        const auto count = pread(screen.PixelFd(), &read, sizeof read, Framebuffer::kShapeAt);
+        EXPECT_EQ(count, static_cast<ssize_t>(sizeof read));
+        return read;
+    };
+    EXPECT_EQ(shape(), (PanelShape{800, 480, 24}));
+    EXPECT_EQ(screen.Resize(4096, 4096), "");
+    EXPECT_EQ(shape(), (PanelShape{4096, 4096, 24}));
+    EXPECT_EQ(shape().Bytes(), 4096u * 4096 * 3);
+    EXPECT_NE(screen.Resize(4097, 1), "");
+    EXPECT_EQ(shape(), (PanelShape{4096, 4096, 24}));
 }
 
 TEST(Framebuffer, ChangesShapeOnlyWhileNobodyHasItOpen) {

@@ -110,6 +110,40 @@ TEST_F(WholeInstrument, EveryQuantityIsTakenAndShown) {
     EXPECT_EQ(state["screen"]["width"], 1024);
 }
 
+TEST_F(WholeInstrument, NoiseThatWasChosenStaysWithAnotherModule) {
+    const auto noise = [&] { return instrument_->State()["noise"]["seed"]; };
+    const auto samples = [&] {
+        const json optics = instrument_->State()["optics"];
+        OpticsInput input = {};
+        input.att0 = optics["att0_zero_code"];
+        input.att1 = optics["att1_zero_code"];
+        return instrument_->Inside().optics.Acquire(input, 64);
+    };
+    EXPECT_TRUE(noise().is_null());
+    instrument_->Set("noise.seed", 7);
+    instrument_->Set("module.seed", 5);
+    const auto after = samples();
+    instrument_->Set("noise.seed", 7);
+    EXPECT_EQ(after, samples());
+    EXPECT_EQ(noise(), 7);
+    instrument_->Set("noise.seed", nullptr);
+    EXPECT_TRUE(noise().is_null());
+    const auto own = samples();
+    EXPECT_NE(own, after);
+    instrument_->Set("module.seed", 5);
+    EXPECT_EQ(own, samples()) << "without a choice it is the module's own";
+}
+
+TEST_F(WholeInstrument, TheSmallPanelLastsUntilItsFaultIsCleared) {
+    const auto screen = [&] { return instrument_->State()["screen"]; };
+    instrument_->SetFault("screen.small", true);
+    EXPECT_EQ(instrument_->Set("screen.size", json::array({1024, 600})), "");
+    EXPECT_EQ(screen()["width"], 640);
+    EXPECT_EQ(screen()["fitted"], json::array({1024, 600}));
+    instrument_->SetFault("screen.small", false);
+    EXPECT_EQ(screen()["width"], 1024);
+}
+
 TEST_F(WholeInstrument, ModuleWarmsAtItsRateUpToItsLimits) {
     instrument_->Set("module.temperature", 20);
     instrument_->Set("module.temperature_rate", 2);

@@ -49,15 +49,16 @@ TEST(BenchRequest, AnUntouchedBenchIsAsItWasBeforeAnythingWasSet) {
     Bench bench(options);
     bench.Advance(3000);
     const json fresh = Settled(bench);
-    const json values = {{"board.plugged", false},   {"board.rail.TP5", 2},
-                         {"straps.pb8", 1},          {"straps.pb9", 1},
-                         {"straps.pb27", 0},         {"power.dc", false},
-                         {"power.bat", false},       {"power.full", true},
-                         {"power.type", 2},          {"power.level", 3},
-                         {"sd.present", false},      {"usb.sticks", 3},
-                         {"module.temperature", 60}, {"module.temperature_rate", 2},
-                         {"module.seed", 99},        {"noise.seed", 7},
-                         {"optics.fibre", "1 km"},   {"optics.light_on_link", -15.0}};
+    const json values = {{"board.plugged", false},    {"board.rail.TP5", 2},
+                         {"straps.pb8", 1},           {"straps.pb9", 1},
+                         {"straps.pb27", 0},          {"power.dc", false},
+                         {"power.bat", false},        {"power.full", true},
+                         {"power.type", 2},           {"power.level", 3},
+                         {"sd.present", false},       {"usb.sticks", 3},
+                         {"module.temperature", 60},  {"module.temperature_rate", 2},
+                         {"module.seed", 99},         {"noise.seed", 7},
+                         {"optics.fibre", "1 km"},    {"optics.light_on_link", -15.0},
+                         {"screen.size", {1024, 600}}};
     for (const auto& [name, value] : values.items())
         bench.Set(name, value);
     EXPECT_NE(fresh, Settled(bench));

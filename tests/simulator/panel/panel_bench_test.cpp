@@ -110,6 +110,26 @@ TEST_F(LaunchedBench, RefusesInTheSameWordsWithAndWithoutPower) {
     EXPECT_THROW(Ask({{"do", "bench_save"}, {"name", "   "}}), Refused);
 }
 
+TEST_F(LaunchedBench, APanelOfAnySizeIsSeen) {
+    const auto shape = [&] {
+        FrameLog frames;
+        instrument_->Look(frames);
+        const std::string whole = frames.Message(0);
+        const auto number = [&](std::size_t at) {
+            return static_cast<unsigned char>(whole.at(at)) | static_cast<unsigned char>(whole.at(at + 1))
+                                                                  << 8;
+        };
+        return std::pair(number(8), number(10));
+    };
+    EXPECT_EQ(std::pair(800, 480), shape());
+    for (const auto& [width, height] : {std::pair(1024, 600), std::pair(320, 240)}) {
+        Set("screen.size", {width, height});
+        Restart();
+        EXPECT_EQ(std::pair(width, height), shape());
+        EXPECT_EQ(json({width, height}), State()["screen"]["fitted"]);
+    }
+}
+
 TEST_F(LaunchedBench, WhatMattersAtStartUpIsTakenDuringARunAndHoldsAtTheNextStart) {
     const std::pair<const char*, std::pair<const char*, json>> cases[] = {
         {"screen.small", {"width", 640}}, {"screen.bgr565", {"layout", "bgr565"}}};

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 class StubInstrument final : public PanelInstrument {
   public:
     explicit StubInstrument(const std::string& reply) : bench_(Options(reply)) {
-        picture_.bytes.resize(picture_.RowBytes() * kScreenHeight);
+        picture_.bytes.resize(picture_.shape.Bytes());
     }
     Status GetStatus() override {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -43,13 +43,14 @@ class StubInstrument final : public PanelInstrument {
     }
     void Look(FrameLog& frames) override {
         const std::lock_guard<std::mutex> guard(mutex_);
-        frames.Update(picture_.bytes.data(), picture_.bits);
+        frames.Update(picture_.shape, picture_.bytes.data());
     }
     std::string StateDir() override { return bench_.StateDir(); }
 
     void Paint(int x, int y, std::uint16_t pixel) {
         const std::lock_guard<std::mutex> guard(mutex_);
-        std::memcpy(&picture_.bytes[static_cast<std::size_t>(y) * picture_.RowBytes() + x * 2u], &pixel, 2);
+        std::memcpy(&picture_.bytes[static_cast<std::size_t>(y) * picture_.shape.RowBytes() + x * 2u], &pixel,
+                    2);
     }
     void PaintAll(std::uint8_t byte) {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -133,7 +134,7 @@ unsigned Number(const std::string& bytes, std::size_t at, int count) {
 std::vector<Area> Areas(const std::string& message) {
     std::vector<Area> areas;
     for (unsigned i = 0; i < Number(message, 2, 2); ++i) {
-        const std::size_t at = 8 + 8 * i;
+        const std::size_t at = 12 + 8 * i;
         areas.push_back(
             {static_cast<int>(Number(message, at, 2)), static_cast<int>(Number(message, at + 2, 2)),
              static_cast<int>(Number(message, at + 4, 2)), static_cast<int>(Number(message, at + 6, 2))});
@@ -445,7 +446,7 @@ TEST_F(Server, SendsTheWholeScreenFirstAndThenTheTilesThatChanged) {
     ASSERT_EQ(1u, Areas(whole).size());
     EXPECT_EQ(800, Areas(whole)[0].width);
     EXPECT_EQ(480, Areas(whole)[0].height);
-    EXPECT_EQ(16u + 800 * 480 * 2, whole.size());
+    EXPECT_EQ(20u + 800 * 480 * 2, whole.size());
     page.Seen(whole);
 
     instrument_->Paint(5, 100, 0xF800);
@@ -455,7 +456,7 @@ TEST_F(Server, SendsTheWholeScreenFirstAndThenTheTilesThatChanged) {
     EXPECT_EQ(FrameLog::kTileWidth, Areas(change)[0].width);
     EXPECT_EQ(FrameLog::kTileHeight, Areas(change)[0].height);
     const std::size_t at =
-        16 + ((100 - static_cast<std::size_t>(Areas(change)[0].y)) * FrameLog::kTileWidth + 5) * 2;
+        20 + ((100 - static_cast<std::size_t>(Areas(change)[0].y)) * FrameLog::kTileWidth + 5) * 2;
     EXPECT_EQ(0xF800u, Number(change, at, 2));
 
     // Until it is said to be drawn, nothing more comes; then all that changed meanwhile.
@@ -597,31 +598,59 @@ TEST(PanelServer, CanBeStoppedAtOnce) {
 TEST(FrameLog, SendsEverythingForAFrameItDoesNotKnow) {
     FrameLog log;
     Picture picture;
-    picture.bits = 32;
-    picture.bytes.resize(picture.RowBytes() * kScreenHeight);
+    picture.shape.bits = 32;
+    picture.bytes.resize(picture.shape.Bytes());
     EXPECT_TRUE(log.Since(0).empty()) << "nothing has been shown yet";
-    EXPECT_TRUE(log.Update(picture.bytes.data(), 32));
+    EXPECT_TRUE(log.Update(picture.shape, picture.bytes.data()));
     EXPECT_TRUE(log.Since(log.Number()).empty());
     for (const std::uint32_t unknown : {0u, log.Number() + 1000}) {
         ASSERT_EQ(1u, log.Since(unknown).size());
         EXPECT_EQ(480, log.Since(unknown)[0].height);
     }
-    EXPECT_FALSE(log.Update(picture.bytes.data(), 32)) << "the same picture is no new frame";
+    EXPECT_FALSE(log.Update(picture.shape, picture.bytes.data())) << "the same picture is no new frame";
     EXPECT_EQ(1u, log.Number());
+}
+
+TEST(FrameLog, TakesAPanelOfAnySizeAndTellsIt) {
+    FrameLog log;
+    Picture picture;
+    picture.bytes.resize(picture.shape.Bytes());
+    log.Update(picture.shape, picture.bytes.data());
+    const std::uint32_t before = log.Number();
+    picture.shape = {1000, 605, 16};  // no whole number of tiles
+    picture.bytes.assign(picture.shape.Bytes(), 0);
+    EXPECT_TRUE(log.Update(picture.shape, picture.bytes.data()));
+    const std::string whole = log.Message(before);
+    EXPECT_EQ(1000u, Number(whole, 8, 2));
+    EXPECT_EQ(605u, Number(whole, 10, 2));
+    ASSERT_EQ(1u, Areas(whole).size()) << "another panel is new as a whole";
+    EXPECT_EQ(1000, Areas(whole)[0].width);
+    EXPECT_EQ(605, Areas(whole)[0].height);
+    EXPECT_EQ(20 + picture.shape.Bytes(), whole.size());
+
+    const std::uint32_t seen = log.Number();
+    picture.bytes.back() = 7;
+    EXPECT_TRUE(log.Update(picture.shape, picture.bytes.data()));
+    const std::string corner = log.Message(seen);
+    ASSERT_EQ(1u, Areas(corner).size());
+    EXPECT_EQ((std::array<int, 4>{992, 592, 8, 13}),
+              (std::array<int, 4>{Areas(corner)[0].x, Areas(corner)[0].y, Areas(corner)[0].width,
+                                  Areas(corner)[0].height}));
+    EXPECT_EQ(7, corner.back());
 }
 
 TEST(FrameLog, JoinsTilesIntoAreasThatCoverExactlyWhatChanged) {
     FrameLog log;
     Picture picture;
-    picture.bytes.resize(picture.RowBytes() * kScreenHeight);
-    log.Update(picture.bytes.data(), 16);
+    picture.bytes.resize(picture.shape.Bytes());
+    log.Update(picture.shape, picture.bytes.data());
     const std::uint32_t before = log.Number();
     // A block of 2 x 3 tiles and a single one.
     for (int y = 16; y < 64; ++y)
         picture.bytes[static_cast<std::size_t>(y) * 1600 + 64 * 2] =
             picture.bytes[static_cast<std::size_t>(y) * 1600 + 96 * 2] = 1;
     picture.bytes[400 * 1600 + 700 * 2] = 1;
-    log.Update(picture.bytes.data(), 16);
+    log.Update(picture.shape, picture.bytes.data());
     const std::vector<Area> areas = log.Since(before);
     ASSERT_EQ(2u, areas.size());
     EXPECT_EQ((std::array<int, 4>{64, 16, 64, 48}),

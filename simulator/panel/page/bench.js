@@ -2,7 +2,7 @@
 // is open is given the state of the models twice a second, also while the power is `off`: the launcher always
 // knows it. `run` and `past` tell of which start of the session it is, and whether of a moment that is shown.
 import { byId, element } from "./dom.js";
-import { ask, on, tell } from "./link.js";
+import { ask, instrument, on, tell } from "./link.js";
 import { showDown } from "./keys.js";
 import { recall, remember } from "./remember.js";
 import { boardTab } from "./tab_board.js";
@@ -18,7 +18,7 @@ import { scriptsTab } from "./tab_scripts.js";
 const tabs = [boardTab, opticsTab, memoryTab, mainBoardTab, logsTab, traceTab, faultsTab, setupsTab, scriptsTab];
 const kLookMs = 500;
 let current = null;
-let connected = false, running = false;
+let connected = false;
 let busy = false;
 
 function select(tab, focus) {
@@ -46,12 +46,12 @@ async function look() {
   busy = true;
   try {
     const { state: models, run, past } = await ask({ do: "state" });
-    const state = { ...models, run, past, off: !running };
+    const state = { ...models, run, past, off: !instrument.running };
     markFaults(Object.keys(state.faults).length);
     await followFaults(state.faults);
     showDown(state.keypad.down);
     tell("state", state);
-    if (running || current !== traceTab) await current.look?.(state); // a trace is the running program's
+    if (instrument.running || current !== traceTab) await current.look?.(state); // a trace is the running program's
   } catch (error) {
     if (error.constructor !== Error) console.error(error); // what is wrong with a request is told over the screen
   }
@@ -87,9 +87,8 @@ export function openBench() {
   }
   const last = recall("tab");
   select(tabs.find((tab) => tab.id === last) ?? tabs[0]);
-  on("status", (status) => {
+  on("status", () => {
     connected = true;
-    running = status.running;
     look();
   });
   on("done", ({ do: what }) => ["set", "fault", "bench", "power_cut"].includes(what) && look());

@@ -1,6 +1,6 @@
 // The 18 keys and the knob: by mouse, finger and the PC's keyboard. A key is down while something holds it.
 import { byId } from "./dom.js";
-import { act, on, tell } from "./link.js";
+import { act, instrument, tell } from "./link.js";
 
 const held = new Set();
 const released = new Map(); // key -> when this page let go of it
@@ -65,13 +65,10 @@ const keyboard = {
 };
 const byCode = new Map(); // physical key -> instrument key that it holds
 
-let past = false; // a moment of it is shown
-on("status", (status) => (past = status.past !== null));
-
 // Whether the PC's keys are the instrument's: not while a control of the page has the focus.
 function instrumentHasKeys() {
   const focus = document.activeElement;
-  return !isOff() && !past && (!focus || focus === document.body || Boolean(focus.dataset?.key));
+  return !isOff() && !instrument.past && (!focus || focus === document.body || Boolean(focus.dataset?.key));
 }
 
 export function showActing() {

@@ -2,7 +2,7 @@
 // that lie over them. The instrument is asked when its screen has changed and then stood still; never while it rests.
 import { byId, element } from "./dom.js";
 import { lift, press } from "./lcd.js";
-import { ask, on } from "./link.js";
+import { ask, instrument, on } from "./link.js";
 
 const kStillMs = 300;
 const kApartMs = 1000; // between two looks
@@ -12,7 +12,6 @@ const kHand = "keyboard"; // the finger's name
 
 const lcd = byId("lcd"), targets = byId("targets"), texts = byId("lcd-texts"), news = byId("lcd-news");
 
-let running = false;
 let firstChange = null; // since the last look
 let lookedAt = -kApartMs;
 let timer = 0;
@@ -29,7 +28,7 @@ function changed() {
 const asRead = ({ at: [x, y] }, { at: [otherX, otherY] }) => y - otherY || x - otherX;
 
 async function look() {
-  if (document.hidden || !running) return;
+  if (document.hidden || !instrument.running) return;
   firstChange = null;
   lookedAt = performance.now();
   try {
@@ -37,7 +36,7 @@ async function look() {
     const { controls } = await ask({ do: "controls" });
     showTargets(controls.filter(({ at, enabled }) => at && enabled !== undefined).sort(asRead));
   } catch {
-    if (!running) return;
+    if (!instrument.running) return;
     showTargets([]); // what is wrong is told over the screen
   }
 }
@@ -115,8 +114,7 @@ function showTargets(controls) {
 
 lcd.addEventListener("frame", changed);
 document.addEventListener("visibilitychange", () => firstChange !== null && changed());
-on("status", (status) => {
-  running = status.running;
+on("status", ({ running }) => {
   if (running) return changed();
   release();
   showTexts([]);

@@ -16,6 +16,10 @@ export function tell(name, ...values) {
 const toPeople = (reason) =>
   /does not run: .*signal 9/.test(reason) ? "the power is off; Restart switches the instrument on" : reason;
 
+// As the launcher told last: `run`, how often fct has been started; `running`; `past`, {run, at_us} while that moment is
+// shown, else null.
+export let instrument = { run: 0, running: false, past: null };
+
 let page; // this page's number with the launcher, which lets go of what the page holds when it is gone
 let known; // it is, or there is no launcher
 const numbered = new Promise((resolve) => (known = resolve));
@@ -98,10 +102,10 @@ export function connect() {
   socket.binaryType = "arraybuffer";
   socket.onmessage = ({ data }) => {
     if (typeof data === "string") {
-      const status = JSON.parse(data);
-      page = status.page;
+      instrument = JSON.parse(data);
+      page = instrument.page;
       known();
-      return tell("status", status);
+      return tell("status", instrument);
     }
     const kind = String.fromCharCode(new Uint8Array(data, 0, 1)[0]);
     if (kind === "L") tell("frame", data);

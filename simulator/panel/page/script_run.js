@@ -1,7 +1,7 @@
 // Runs a script line by line, each one request to the launcher in turn. "exact": time is held, and moves as the lines
 // ask for it, as with ./run --check. "watch": time goes on by itself at the chosen speed.
 import { element, sentence } from "./dom.js";
-import { ask, on, processNow, tell } from "./link.js";
+import { ask, instrument, on, processNow, tell } from "./link.js";
 import * as editor from "./script_editor.js";
 import { held, look as timeLook, speedChosen } from "./time.js";
 
@@ -19,7 +19,6 @@ let fct = null; // its process, by the run's own doing; null: the power is off
 let starting = false; // the run is about to know its instrument, or a line of it starts another
 let shownAt = 0;
 let failed = null; // {line, us}: where a run is held, until time goes on there
-let past = false; // a moment of it is shown
 let hear = () => {}, hearLine = () => {};
 
 export const runState = () => state;
@@ -186,7 +185,7 @@ export async function run({ mode: how, fresh, steps = Infinity, last = Infinity 
 
 // The person, or another page, may let time go on.
 on("time", (us) => {
-  if (state !== "held" || past || !failed || us <= failed.us) return;
+  if (state !== "held" || instrument.past || !failed || us <= failed.us) return;
   hear(`Failed at line ${failed.line + 1}; time has gone on since.`);
   failed = null;
 });
@@ -209,8 +208,7 @@ async function end(said) {
 }
 
 // A script's instrument is the one that it began with, or that a line of it started.
-on("status", async (status) => {
-  past = status.past !== null;
+on("status", async ({ past }) => {
   if (past && state === "running") wish ||= "past";
   if (state === "idle" || starting || past) return;
   const process = await processNow();

@@ -1,6 +1,6 @@
 // The optical module and what is at its port; its acquisitions and its breakdown as plots.
 import { element, numberField, show } from "./dom.js";
-import { ask, file, on, set } from "./link.js";
+import { ask, file, instrument, set } from "./link.js";
 import { acquisitionParts, keepTrace, redrawAcquisition, showFibre, showUntil } from "./plot_acquisition.js";
 import { apdParts, forgetApd, showApd } from "./plot_apd.js";
 import { faultSwitches } from "./tab_faults.js";
@@ -119,8 +119,6 @@ const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
 });
 const facts = element("p", { class: "hint num" });
-let started = 0; // how often fct has been
-on("status", ({ run }) => (started = run));
 let seen = { of: "" }; // the acquisition that was looked at last, by wavelength; of which start
 
 export const opticsTab = {
@@ -190,7 +188,7 @@ export const opticsTab = {
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
     showApd({ optics, optic, fpga, off }, record?.apd);
     showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
-    const last = fpga.last_acquisitions, of = `${started} ${start}`;
+    const last = fpga.last_acquisitions, of = `${instrument.run} ${start}`;
     if (seen.of !== of) seen = { of }; // acquisitions are counted from 1 again
     for (const [wavelength, number] of Object.entries(last).sort(([, one], [, other]) => one - other)) {
       if (seen[wavelength] === number || fpga.acquisition === "running") continue;

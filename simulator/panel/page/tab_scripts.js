@@ -1,6 +1,6 @@
 // Scripts: recorded from what hands do, written, made of clicks, run line by line.
 import { byId, complain, download, element, sentence, sure } from "./dom.js";
-import { ask, on } from "./link.js";
+import { ask, instrument, on } from "./link.js";
 import { arm, disarm } from "./pick.js";
 import * as editor from "./script_editor.js";
 import * as recorder from "./script_record.js";
@@ -71,13 +71,12 @@ const buttons = {
 
 // ---- What is possible now
 
-let past = false; // a moment of the past is shown
-let off = false; // there is no power
 let ours = ""; // where a run has left an instrument that nobody else has used
 let goesOn = null; // a recording from before the page was loaded
 
 function show() {
   const recording = recorder.recording(), state = runner.runState(), running = state === "running";
+  const past = instrument.past !== null, off = !instrument.running;
   buttons.run.textContent = state === "held" ? "Continue" : "Run";
   buttons.run.title = state === "held" ? "goes on with the marked line" : "runs the script";
   const barred = recording || running || past;
@@ -135,7 +134,7 @@ function recall() {
 const mayReplace = async (what) =>
   !editor.hasRequests() || sure(`${what} takes the place of the script that stands here.`, "Replace");
 
-const mayRestart = async () => off || sure("Restart breaks off what the instrument does." +
+const mayRestart = async () => !instrument.running || sure("Restart breaks off what the instrument does." +
   (editor.hasRequests() ? " The new recording takes the place of the script that stands here." : ""), "Restart");
 
 async function take(bytes) {
@@ -270,8 +269,6 @@ export const scriptsTab = {
       show();
     }, say);
     on("status", (now) => {
-      past = Boolean(now.past);
-      off = !now.running;
       if (goesOn) recorder.recall(goesOn, now);
       goesOn = null;
       show();

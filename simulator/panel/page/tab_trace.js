@@ -1,6 +1,6 @@
 // The hardware trace, live: what fct does to registers, buses and the serial line.
 import { attempt, download, element } from "./dom.js";
-import { ask, on } from "./link.js";
+import { ask, instrument, on } from "./link.js";
 import { askOrigin } from "./origin.js";
 
 const kinds = ["reg", "fpga", "data", "i2c", "serial", "ioctl", "shell", "sleep", "file"];
@@ -23,8 +23,6 @@ const origin = element("div", { class: "answer" });
 const boxes = new Map();
 let next = null; // number of the first line not yet shown; null: not recording
 let recorded = 0; // the start that is recorded, of those of the session
-let past = null; // {run, at_us} while that moment is shown
-let off = false; // there is no power
 // {id, thread, start, us, number, text, kind, rest}: `rest` is what makes two lines equal; no number: it grows no more
 let lines = [];
 let ids = 0;
@@ -105,7 +103,7 @@ function grow(head, shown, { first, size, times }) {
 
 // What had been recorded by a moment.
 const by = ({ run, at_us }) => ({ start, us }) => start < run || (start === run && !(us > at_us));
-const sofar = () => (past ? lines.filter(by(past)) : lines);
+const sofar = () => (instrument.past ? lines.filter(by(instrument.past)) : lines);
 
 function paint() {
   const atEnd = list.scrollTop + list.clientHeight > list.scrollHeight - 20;
@@ -155,9 +153,9 @@ function select(id) {
 // Every section tells while recording goes on.
 function told() {
   const recording = next !== null;
-  record.disabled = end.disabled = past !== null;
-  state.textContent = past ? "What was recorded by that moment; return to now to record."
-    : !recording ? "stopped" : off ? "recording goes on with the next start" : "recording";
+  record.disabled = end.disabled = instrument.past !== null;
+  state.textContent = instrument.past ? "What was recorded by that moment; return to now to record."
+    : !recording ? "stopped" : !instrument.running ? "recording goes on with the next start" : "recording";
   traceTab.button.querySelector(".mark").textContent = recording ? " ●" : "";
   traceTab.button.title = recording ? "recording" : "";
 }
@@ -176,11 +174,9 @@ async function start() {
 // The fct of a restart counts its lines from 0, and records nothing unasked.
 let run = null;
 on("status", (status) => {
-  past = status.past;
-  off = !status.running;
   told();
   paint();
-  if (past || !status.running || status.run === run) return;
+  if (status.past || !status.running || status.run === run) return;
   run = status.run;
   if (next !== null) start().catch(ended);
 });
@@ -196,9 +192,9 @@ async function stop() {
 }
 
 async function follow() {
-  if (next === null || past) return;
+  if (next === null || instrument.past) return;
   const reply = await ask({ do: "trace", action: "read", from: next, limit: kAtOnce, explain: true });
-  if (next === null || past) return;
+  if (next === null || instrument.past) return;
   const missed = Math.max(0, reply.next - next - reply.lines.length);
   next = reply.next;
   for (const { number, line } of reply.grown) {
@@ -240,7 +236,7 @@ export const traceTab = {
         element("button", { class: "small", onclick: () => { lines = []; select(null); paint(); } }, "Clear"),
         button("Download all", async () => {
           // What the instrument has kept of this start is more than the page has.
-          const kept = past || off ? [] : (await ask({ do: "trace", action: "read", explain: true })).lines;
+          const kept = instrument.past || !instrument.running ? [] : (await ask({ do: "trace", action: "read", explain: true })).lines;
           const all = sofar().filter(({ start }) => kept.length === 0 || start < recorded).map(({ text }) => text).concat(kept);
           download("trace.txt", all.join("\n") + "\n");
         }),

@@ -101,8 +101,13 @@ void Complete(const OriginQuestion& question, const Session& session, std::size_
         return;
     }
     Player player(of);
+    if (!GoTo(question, player, std::max<std::int64_t>(at - 1, 0)))
+        return;
+    reply["texts"] = TextsOf(player.Instrument());
     if (GoTo(question, player, at))
         reply["texts"] = TextsOf(player.Instrument());
+    else
+        reply["last"] = true;
 }
 
 // Of a byte: the write gave it another value than it had.

@@ -47,11 +47,11 @@ void Rewind::Show(const Moment& moment) {
     result_.reset();
     wake_.notify_all();
     done_.wait(guard, [this] { return result_.has_value(); });
-    const std::string wrong = *result_;
+    const std::exception_ptr wrong = *result_;
     wanted_.reset();
     done_.notify_all();
-    if (!wrong.empty())
-        throw BenchError(wrong);
+    if (wrong)
+        std::rethrow_exception(wrong);
 }
 
 void Rewind::Leave() {
@@ -91,14 +91,14 @@ void Rewind::MakeMoments() {
         if (wanted_ && !result_) {
             const Moment moment = *wanted_;
             guard.unlock();
-            std::string wrong;
+            std::exception_ptr wrong;
             try {
                 Make(moment);
-            } catch (const std::exception& error) {
-                wrong = error.what();
+            } catch (...) {
+                wrong = std::current_exception();
             }
             guard.lock();
-            if (!wrong.empty())
+            if (wrong)
                 coming_ = shown_ ? std::optional(shown_->moment) : std::nullopt;
             result_ = wrong;
             done_.notify_all();

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -67,7 +68,7 @@ class Rewind {
     Follower shownPlayer_;
     bool hold_ = false;  // those behind a moment stand still
     std::optional<Moment> wanted_;
-    std::optional<std::string> result_;  // of what was wanted: "" or what is wrong
+    std::optional<std::exception_ptr> result_;  // of what was wanted; null: it is there
     bool leave_ = false;
     bool end_ = false;
     std::optional<Moment> live_;

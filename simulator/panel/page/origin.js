@@ -1,7 +1,7 @@
 // "What wrote this?": from a value to the moment that made it, and there. A text is picked on the LCD, with the button
 // beside the time line or Alt and a click; registers and EEPROM bytes are asked about where they are shown.
 import { byId, complain, element, sentence } from "./dom.js";
-import { ask } from "./link.js";
+import { ask, on } from "./link.js";
 import { arm, disarm, textUnder } from "./pick.js";
 import { clockText } from "./time.js";
 import { describe, goTo, isLastStart } from "./timeline.js";
@@ -11,12 +11,13 @@ const seconds = (us) => `${(us / 1e6).toFixed(6).replace(/0{1,3}$/, "")} s` + (u
 // The answer as a person reads it.
 function tellOrigin(origin) {
   if (!origin.found) return sentence(`${origin.value ? `${origin.value}: ` : ""}${origin.why}`);
-  const { what, explained, before, thread, at_us, run, input, texts = [] } = origin;
+  const { what, explained, before, thread, at_us, run, input, texts = [], last } = origin;
   const parts = [
     `${what.startsWith("\"") ? "Drawn" : "Written"} ${seconds(at_us)} after ${isLastStart(run) ? "power-on" : `the power-on of start ${run + 1}`}` +
       `${thread && thread !== "-" ? ` by thread ${thread}` : ""}: ${what}${explained ? ` (${explained})` : ""}${before ? `, ${before} before` : ""}.`,
   ];
   if (input) parts.push(`Before it from outside: ${describe(input)}, ${((at_us - input.at_us) / 1e6).toFixed(1)} s earlier.`);
+  if (last) parts.push("The power went with it.");
   parts.push(texts.length ? `The screen then showed: ${texts.slice(0, 4).join(" · ")}${texts.length > 4 ? " ..." : ""}` : "The screen then showed no text.");
   return parts.join(" ");
 }
@@ -34,7 +35,7 @@ export async function askOrigin(question, control, place) {
         "div", { class: "origin", role: "status" },
         element("span", {}, tellOrigin(origin)),
         origin.found
-          ? element("button", { class: "small", onclick: () => goTo(origin.run, origin.at_us) }, "Go there")
+          ? element("button", { class: "small", onclick: () => goTo(origin.run, origin.at_us - (origin.last ? 1 : 0)) }, "Go there")
           : null,
         element("button", { class: "small", "aria-label": "close the answer", onclick: () => place.replaceChildren() }, "✕"),
       ),
@@ -59,6 +60,10 @@ const button = element(
   "What wrote this?",
 );
 byId("timeline").append(button);
+on("status", ({ running, past }) => {
+  button.disabled = !running && !past;
+  if (button.disabled && button.getAttribute("aria-pressed") === "true") disarm();
+});
 
 function armed() {
   arm(asked, () => {

@@ -121,6 +121,12 @@ TEST_F(Origin, OfWhatAPowerCutTore) {
     EXPECT_EQ("i2c mainboard write 0x0000 128 bytes", off["what"]);
     EXPECT_EQ("i2c mainboard write 0x0000 128 bytes, torn by a power cut", torn["what"]);
     EXPECT_FALSE(origin(6)["found"].get<bool>()) << "never programmed";
+    EXPECT_TRUE(torn["last"].get<bool>());
+    EXPECT_THAT(torn["texts"].dump(), HasSubstr("Arm Eeprom"));
+    EXPECT_THROW(Ask({{"do", "rewind"}, {"to_us", torn["at_us"]}}), Refused) << "nothing is left to be seen";
+    Ask({{"do", "rewind"}, {"to_us", torn["at_us"].get<std::int64_t>() - 1}});
+    EXPECT_THAT(Ask({{"do", "text"}}).dump(), HasSubstr("Arm Eeprom"));
+    Ask({{"do", "now"}});
     Ask({{"do", "restart"}});
     UntilRestarted();
     ASSERT_TRUE(Sees("MainBoard_FCT"));

@@ -91,13 +91,7 @@ Bench::~Bench() {
 
 void Bench::PrepareState(const BenchOptions& options) {
     // What an earlier run left goes away, but a run that is still alive keeps its folder.
-    bool alive = true;
-    try {
-        ControlClient probe(ControlSocket());
-    } catch (const BenchError&) {
-        alive = false;
-    }
-    if (alive)
+    if (SomebodyAnswers(ControlSocket()))
         throw BenchError(StateDir() + ": another instrument is running in this state folder");
     for (const char* leftover : {"/control.sock", "/console.log", "/start.json"})
         fs::remove(StateDir() + leftover);

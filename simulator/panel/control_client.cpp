@@ -19,6 +19,15 @@ constexpr std::size_t kLongestReply = std::size_t{1} << 30;
 
 }  // namespace
 
+bool SomebodyAnswers(const std::string& path) {
+    try {
+        ControlClient probe(path);
+        return true;
+    } catch (const BenchError&) {
+        return false;
+    }
+}
+
 ControlClient::ControlClient(const std::string& path) : path_(path) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
@@ -32,7 +41,8 @@ ControlClient::ControlClient(const std::string& path) : path_(path) {
     if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int error = errno;
         close(fd_);
-        throw BenchError(path + ": no instrument answers here: " + std::strerror(error));
+        throw BenchError(path + ": no instrument answers here (its power is off, or there is none): " +
+                         std::strerror(error));
     }
 }
 

@@ -26,6 +26,9 @@ struct ConnectionClosed : BenchError {
     using BenchError::BenchError;
 };
 
+// Whether an instrument listens at the unix socket `path`.
+bool SomebodyAnswers(const std::string& path);
+
 class ControlClient {
   public:
     // Connects to the unix socket at `path`. Throws BenchError when nobody listens there.

@@ -91,6 +91,9 @@ void PanelBench::Prepare() {
     options_.stateDir = folder_.Path();
     std::error_code ignored;
     fs::remove(options_.stateDir + "/bench.json", ignored);
+    // That of the launcher before, which may have been killed.
+    if (!options_.sameSession && !SomebodyAnswers(options_.stateDir + "/control.sock"))
+        KeepAside(options_.stateDir);
 }
 
 // What never ran is the launcher's problem, not the page's.
@@ -369,10 +372,7 @@ void PanelBench::GoOnFromMoment(const WishedFor& wish) {
     const std::string file = options_.stateDir + "/" + kSessionFile;
     try {
         const Session session = ReadSession(file);
-        std::string kept;
-        for (int number = 1; kept.empty() || fs::exists(kept); ++number)
-            kept = options_.stateDir + "/session-" + std::to_string(number) + ".jsonl";
-        fs::rename(file, kept);
+        KeepAside(options_.stateDir);
         nlohmann::json speed = wish.speed;
         if (speed.is_null()) {
             const std::lock_guard<std::mutex> guard(mutex_);

@@ -37,7 +37,8 @@ class PanelBench final : public PanelInstrument {
     void Look(FrameLog& frames) override;
     // Gives up what came after that moment of its own session, and goes on from there; returns at once. What
     // was held down then is let go of; time goes at that speed (null: as before). What was so far is
-    // kept as session-1.jsonl, session-2.jsonl ... in the state folder.
+    // kept as session-1.jsonl, session-2.jsonl ... in the state folder; so is that of a launcher before this
+    // one.
     void GoOnFrom(const Moment& moment, const nlohmann::json& speed) {
         WishedFor wish = {"moment", "", moment};
         wish.speed = speed;

@@ -246,6 +246,16 @@ void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, cons
     Append(file, PowerOnLine(run, before));
 }
 
+void KeepAside(const std::string& stateDir) {
+    const fs::path folder = stateDir;
+    if (!fs::exists(folder / kSessionFile))
+        return;
+    for (int number = 1;; ++number)
+        if (const fs::path kept = folder / ("session-" + std::to_string(number) + ".jsonl");
+            !fs::exists(kept))
+            return fs::rename(folder / kSessionFile, kept);
+}
+
 void WriteSession(const std::string& file, const Session& session, std::size_t count) {
     std::error_code ignored;
     fs::remove(file, ignored);

@@ -87,6 +87,10 @@ nlohmann::json Tell(const Session::Input& input);
 void KeepPowerOn(const std::string& stateDir, unsigned seed, unsigned bits, const nlohmann::json& start,
                  bool goOn);
 
+// The session in that folder, if there is one, gives way: it gets the next free name, session-1.jsonl and so
+// on. Throws std::filesystem::filesystem_error.
+void KeepAside(const std::string& stateDir);
+
 // The first so many runs of the session as a file of their own; with none there is no such file.
 void WriteSession(const std::string& file, const Session& session, std::size_t count);
 

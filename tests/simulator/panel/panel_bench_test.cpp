@@ -110,6 +110,29 @@ TEST_F(LaunchedBench, RefusesInTheSameWordsWithAndWithoutPower) {
     EXPECT_THROW(Ask({{"do", "bench_save"}, {"name", "   "}}), Refused);
 }
 
+TEST(KeptSession, OfALauncherBeforeGivesWayToAnother) {
+    namespace fs = std::filesystem;
+    const StateFolder folder("", false);
+    BenchOptions options;
+    options.stateDir = folder.Path();
+    const auto turns = [&](const char* name) {
+        const Session session = ReadSession(folder.Path() + "/" + name);
+        const auto& inputs = session.runs.back().inputs;
+        return std::count_if(inputs.begin(), inputs.end(),
+                             [](const Session::Input& input) { return input.request["do"] == "knob"; });
+    };
+    for (int count : {2, 0, 1}) {
+        PanelBench instrument(options);
+        for (int i = 0; i < count; ++i)
+            instrument.Ask({{"do", "knob"}, {"steps", 1}});
+        EXPECT_THROW(PanelBench{options}, BenchError) << "one is running there";
+        EXPECT_EQ(count, turns(kSessionFile));
+    }
+    EXPECT_EQ(2, turns("session-1.jsonl"));
+    EXPECT_EQ(0, turns("session-2.jsonl"));
+    EXPECT_FALSE(fs::exists(folder.Path() + "/session-3.jsonl"));
+}
+
 TEST_F(LaunchedBench, APanelOfAnySizeIsSeen) {
     const auto shape = [&] {
         FrameLog frames;

@@ -303,7 +303,11 @@ Json Controller::Trace(const Json& request) {
         Json grown = Json::array();
         for (const TraceLog::Entry& entry : trace.Growing(from))
             grown.push_back({{"number", entry.number}, {"line", told(entry)}});
-        return {{"lines", lines}, {"grown", grown}, {"dropped", trace.Dropped()}, {"next", trace.Added()}};
+        return {{"lines", lines},
+                {"grown", grown},
+                {"dropped", trace.Dropped()},
+                {"next", trace.Added()},
+                {"recording", trace.Recording()}};
     } else {
         return Result("a trace's action is start, stop, clear or read");
     }

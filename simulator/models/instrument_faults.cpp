@@ -55,6 +55,8 @@ std::string Instrument::SetFault(const std::string& name, const nlohmann::json& 
     if (problem.empty())
         return "";
     faults = before;
+    if (const std::string own = "this fault"; problem.compare(0, own.size(), own) == 0)
+        problem.replace(0, own.size(), name);
     if (problem.find(" takes ") == std::string::npos)
         return problem;  // it names what is wrong itself
     return problem + ", not " + value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);

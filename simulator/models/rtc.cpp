@@ -104,9 +104,10 @@ std::string Rtc::SetText(const std::string& text) {
     int year = 0, month = 0, end = 0;
     const int fields = std::sscanf(text.c_str(), "%d-%d-%d %d:%d:%d%n", &year, &month, &time.tm_mday,
                                    &time.tm_hour, &time.tm_min, &time.tm_sec, &end);
-    std::string wrong =
-        "a date and time is expected, as 2012-05-14 09:30:00" + (text.empty() ? "" : ", not " + text);
-    if (year < -9999 || year > 9999 || month < 0 || month > 12)
+    std::string wrong = "a date and time until 9998 is expected, as 2012-05-14 09:30:00" +
+                        (text.empty() ? "" : ", not " + text);
+    // The clock goes on, and its text has four digits for the year.
+    if (year < -9999 || year > 9998 || month < 0 || month > 12)
         return wrong;
     time.tm_year = year - 1900;
     time.tm_mon = month - 1;

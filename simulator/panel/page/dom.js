@@ -108,16 +108,17 @@ export async function attempt(control, work) {
 // field. `optional`: it may be empty, which is null.
 export function numberField({ label, min, max, step = "any", whole = false, optional = false, ...more }, send) {
   const wanted = `${label}: a ${whole ? "whole " : ""}number from ${min} to ${max} is expected`;
+  const take = () => {
+    const empty = field.value === "" && !field.validity.badInput;
+    const value = field.value === "" ? null : Number(field.value);
+    const good = value === null ? empty && optional : value >= min && value <= max && (!whole || Number.isInteger(value));
+    complain(field, good ? "" : wanted);
+    if (good) send(value, field);
+    else revert(field);
+  };
   const field = element("input", {
-    type: "number", min: String(min), max: String(max), step: String(step), "aria-label": label, ...more,
-    onchange: () => {
-      const empty = field.value === "" && !field.validity.badInput;
-      const value = field.value === "" ? null : Number(field.value);
-      const good = value === null ? empty && optional : value >= min && value <= max && (!whole || Number.isInteger(value));
-      complain(field, good ? "" : wanted);
-      if (good) send(value, field);
-      else revert(field);
-    },
+    type: "number", min: String(min), max: String(max), step: String(step), "aria-label": label, ...more, onchange: take,
+    onblur: () => field.validity.badInput && take(), // letters do not change an empty one, says the browser
   });
   return field;
 }
@@ -126,7 +127,7 @@ export function numberField({ label, min, max, step = "any", whole = false, opti
 export function sure(question, yes) {
   return new Promise((resolve) => {
     const answer = (text, value, kind) => element("button", {
-      class: kind, onclick: () => {
+      class: kind, autofocus: !value, onclick: () => {
         resolve(value);
         dialog.remove();
       },

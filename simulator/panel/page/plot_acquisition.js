@@ -150,6 +150,7 @@ function place(cursor, x) {
 function showCursors() {
   const area = graph.getArea();
   const trace = newest();
+  if (!trace) return; // the plot draws itself anew also while it is out of sight
   for (const { name, at, handle } of cursors) {
     const x = graph.toDomXCoord(at), value = levelAt(trace, at);
     handle.hidden = x < area.x - 1 || x > area.x + area.w + 1;
@@ -163,7 +164,7 @@ function showCursors() {
   const told = (value, unit, digits) => (value === null ? `–` : value.toFixed(digits)) + `\u00a0${unit}`;
   measured.textContent = shown().length === 0 ? "" :
     `${nameOf(trace)}   A ${a.toFixed(2)} m   B ${b.toFixed(2)} m   distance ${told(distance, "m", 2)}   ` +
-    (loss === null ? "below the noise" :
+    (loss === null ? "loss: below the noise" :
       `loss ${told(loss, "dB", 2)}   ${told(perKilometre, "dB/km", 2)}   fitted line ${told(line, "dB/km", 2)}`);
 }
 
@@ -171,6 +172,7 @@ function showCursors() {
 
 function marks(canvas, area, plot) {
   const trace = newest();
+  if (!trace) return;
   canvas.save();
   canvas.setLineDash([3, 4]);
   canvas.strokeStyle = canvas.fillStyle = kEvent;

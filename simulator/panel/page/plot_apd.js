@@ -48,5 +48,5 @@ export function showApd({ optics, optic, fpga, off }, apd) {
     (off ? "No code is applied: the power is off. " :
       `Dot: code applied now, ${applied}${applied > breaks(now) ? ", beyond breakdown" : ""}. `) +
     (apd ? `Green: working point of the tuning record, code ${works(now).toFixed(0)}, ` +
-      `${(breaks(now) - works(now)).toFixed(0)} below the breakdown.` : "No tuning record is stored.");
+      `${(breaks(now) - works(now)).toFixed(0)} below the breakdown.` : "No working point is stored.");
 }

@@ -103,7 +103,7 @@ function showPage(number) {
   cells.forEach((cell, i) => cell.classList.toggle("open", isModules() && i === number));
   if (number < 0 || !(isModules() ? image : boards)) return;
   const what = isModules() ? describePage(image, number, moduleRecord(image)) : { fields: [] };
-  heading.textContent = isModules() ? `Page ${number}: ${what.region}, ${what.health}. ${what.text}`
+  heading.textContent = isModules() ? `Page ${number}: ${what.region}, ${what.health} (${what.text}).`
     : `Page ${number} of the main board's EEPROM.`;
   dump.hidden = false;
   dump.dataset.memory = memory.value;

@@ -111,9 +111,9 @@ function setRamp(field) {
   if (field === rate || speed !== 0)
     set("module.temperature_rate", ends ? { to: Number(end.value), rate: Math.abs(speed) } : speed, field);
 }
-const seed = numberField({ label: "number of the module", min: 0, max: 4294967295, step: 1, whole: true },
+const seed = numberField({ label: "number of the module", style: "width:10em", min: 0, max: 4294967295, step: 1, whole: true },
   (value, field) => set("module.seed", value, field));
-const noise = numberField({ label: "number of the noise", min: 0, max: 4294967295, step: 1, whole: true, optional: true },
+const noise = numberField({ label: "number of the noise", style: "width:10em", min: 0, max: 4294967295, step: 1, whole: true, optional: true },
   (value, field) => set("noise.seed", value, field));
 const light = element("input", {
   type: "checkbox", onchange: () => set("optics.light_on_link", light.checked, light),
@@ -186,7 +186,7 @@ export const opticsTab = {
       `${optics.wavelength} nm, pulse ${optics.pulse_nanoseconds} ns`;
     const bytes = optic.tuning_stored ? await file("tuning.bin") : null;
     const record = bytes && bytes.length >= 96 ? decodeTuning(bytes) : null;
-    showApd({ optics, optic, fpga, off }, record?.apd);
+    showApd({ optics, optic, fpga, off }, record && record.apd.code !== 0 ? record.apd : null); // 0: it was never tuned
     showFibre(optics, record && record.offset !== 0 ? record.offset : null); // 0: the fibre offset was never measured
     const last = fpga.last_acquisitions, of = `${instrument.run} ${start}`;
     if (seen.of !== of) seen = { of }; // acquisitions are counted from 1 again

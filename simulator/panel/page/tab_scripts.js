@@ -263,7 +263,10 @@ export const scriptsTab = {
       if (recorder.recording()) status.textContent = "";
       show();
     });
-    const say = (said) => (status.textContent = said);
+    const say = (said) => {
+      status.textContent = said;
+      status.classList.toggle("bad", said.startsWith("Failed"));
+    };
     runner.onRun((said) => {
       say(said);
       show();

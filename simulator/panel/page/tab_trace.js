@@ -125,6 +125,7 @@ function paint() {
   for (const one of made.values())
     if (one === place) place = place.nextSibling;
     else list.insertBefore(one, place);
+  list.dataset.none = sofar().length > 0 ? "No line matches." : "";
   if (atEnd) list.scrollTop = list.scrollHeight;
 }
 
@@ -171,14 +172,27 @@ async function start() {
   told();
 }
 
+// What was recorded before the page was loaded, or by another page.
+async function recall() {
+  const reply = await ask({ do: "trace", action: "read", limit: kAtOnce, explain: true });
+  if (next !== null || (reply.lines.length === 0 && !reply.recording)) return;
+  recorded = (await ask({ do: "session", from: Number.MAX_SAFE_INTEGER })).runs.length - 1;
+  lines = reply.lines.map((text, at) => parse(text, reply.next - reply.lines.length + at));
+  if (reply.recording) next = reply.next;
+  told();
+  paint();
+}
+
 // The fct of a restart counts its lines from 0, and records nothing unasked.
 let run = null;
 on("status", (status) => {
   told();
   paint();
   if (status.past || !status.running || status.run === run) return;
+  const first = run === null;
   run = status.run;
   if (next !== null) start().catch(ended);
+  else if (first) recall().catch(() => {}); // it is gone, and all it had recorded
 });
 
 function ended() {

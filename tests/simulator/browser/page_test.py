@@ -158,7 +158,7 @@ class Page(PageTest):
         ActionChains(panel.browser).drag_and_drop_by_offset(panel.get("#plot .cursor"), 40, 0).perform()
         self.assertNotEqual(before, measured(), "A is dragged")
         now = lambda: panel.get("#curve-text").text
-        panel.until(lambda: "No tuning record is stored" in now(), "the breakdown over the temperature")
+        panel.until(lambda: "No working point is stored" in now(), "the breakdown over the temperature")
         panel.ask(do="set", name="module.temperature", value=55)
         code = panel.state()["optics"]["breakdown_code"]
         panel.until(lambda: f"code {code:.0f} at 55.0 °C" in now(), "the breakdown at another temperature")
@@ -169,8 +169,11 @@ class Page(PageTest):
         before = kept()
         panel.ask(do="rewind", to_us=0)
         panel.until(lambda: not panel.get("#plot").is_displayed(), "no acquisition yet")
+        panel.resize(1920, 1080)
         panel.ask(do="now")
         panel.until(lambda: panel.get("#plot").is_displayed() and kept() == before, "the acquisitions again")
+        panel.until(lambda: panel.get("#plot canvas").size["width"] > 300, "the plot again, after the window's other size")
+        panel.resize(1280, 720)
         panel.ask(do="rewind", to_us=0)
         panel.ask(do="branch")
         panel.until(lambda: panel.reads("Welcome to K905_FCT"), "another course of things")
@@ -315,6 +318,14 @@ class Page(PageTest):
                             self.assertRegex(field.get_attribute("value"), "^2012-")
                 panel.browser.execute_script(
                     "document.querySelectorAll('.refusal').forEach((one) => one.remove())")
+        with self.subTest("letters where nothing stood"):
+            for label in ("end of the ramp, °C", "number of the noise"):
+                field = panel.get(f"#panel-optics input[aria-label='{label}']")
+                panel.tab("optics")
+                panel.enter(field, "-")
+                panel.until(lambda: panel.browser.execute_script(REFUSAL, "optics", field), "the reason", 5)
+                self.assertFalse(panel.browser.execute_script("return arguments[0].validity.badInput", field))
+                panel.browser.execute_script("document.querySelector('.refusal').remove()")
         self.assertEqual(before, panel.ask(do="bench"))
         with self.subTest("faults"):
             panel.tab("faults")
@@ -536,8 +547,17 @@ class Page(PageTest):
         self.assertNotIn("serial", lines.text, "a kind that is unticked leaves")
         box.click()
         self.assertIn("serial", lines.text, "and comes back")
+        search.clear()
+        search.send_keys("nosuchword")
+        self.assertIn("No line matches.", panel.browser.execute_script(
+            "return getComputedStyle(document.querySelector('#panel-trace .trace'), '::before').content"))
+        panel.browser.refresh()
+        panel.until(lambda: "recording" in panel.get("#panel-trace").text and
+                    "serial" in panel.get("#panel-trace .trace").text, "what was recorded, after a reload")
+        lines = panel.get("#panel-trace .trace")
         before = panel.ask(do="hello")["pid"]
         panel.get("#restart-now").click()
+        self.assertEqual("Cancel", panel.browser.switch_to.active_element.text, "Enter is harmless")
         panel.get("dialog .no").click()
         self.assertEqual(before, panel.ask(do="hello")["pid"])
         panel.get("#restart-now").click()

@@ -518,6 +518,8 @@ TEST_F(WholeInstrument, SpoiltFilesAreThoseThatTheFaultNames) {
     EXPECT_TRUE(Exists("/app/fct/bitmap/bg_desk.bmp"));
     EXPECT_FALSE(Exists("/app/fct/bitmap/btn_back.bmp"));
     EXPECT_NE(instrument_->SetFault("bitmap.missing", "../font/unicode.fnt"), "");
+    EXPECT_EQ(instrument_->SetFault("bitmap.missing", true),
+              "bitmap.missing takes a bitmap's name, or a list of names, not true");
     instrument_->SetFault("font.missing", true);
     EXPECT_FALSE(Exists("/app/fct/font/unicode.fnt"));
     instrument_->SetFault("font.missing", false);

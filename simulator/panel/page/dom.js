@@ -58,7 +58,9 @@ function put(input, value) {
 }
 
 export function show(input, value) {
+  const changed = shown.has(input) && shown.get(input) !== value;
   shown.set(input, value);
+  if (changed && complaints.get(input)?.read < performance.now()) complain(input, "");
   if (!(editedUntil.get(input) > performance.now())) put(input, value);
 }
 
@@ -77,17 +79,18 @@ export function sentence(text) {
   return /[.!?]$/.test(begin) ? begin : begin + ".";
 }
 
-const complaints = new WeakMap(); // control -> the note beside it
+const kReadable = 10000; // ms that a note stays at least, also where the value goes on
+const complaints = new WeakMap(); // control -> {note, read: when it has been}: the note beside it
 
 // Says at the control what is wrong with what was asked there; "" takes it away.
 export function complain(control, text) {
-  complaints.get(control)?.remove();
+  complaints.get(control)?.note.remove();
   complaints.delete(control);
   if (!text) return;
   const row = control.closest(".rails tr");
   const said = element("p", { class: "refusal", role: "alert" }, sentence(text));
   const note = row ? element("tr", {}, element("td", { colSpan: row.cells.length }, said)) : said;
-  complaints.set(control, note);
+  complaints.set(control, { note, read: performance.now() + kReadable });
   const place = control.closest("td, .fault");
   if (row) row.after(note);
   else if (place) place.append(note);

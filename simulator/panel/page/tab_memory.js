@@ -117,6 +117,9 @@ function showPage(number) {
 
 async function read(state) {
   cut.disabled = state.off;
+  const plan = state.faults[kArmed];
+  armed.hidden = disarm.hidden = plan === undefined;
+  if (plan !== undefined) armed.textContent = `armed: after ${plan.after ?? plan} bytes`;
   const eeprom = await file("module.at24c512");
   if (!isModules()) boards = await file("mainboard.eeprom");
   const record = state.optic.tuning_stored ? await file("tuning.bin") : null;
@@ -150,6 +153,9 @@ async function read(state) {
   );
 }
 
+const kArmed = "module.eeprom_cut";
+const armed = element("span", { class: "warn", id: "armed", hidden: true });
+const disarm = element("button", { class: "small", hidden: true, onclick: ({ target }) => fault(kArmed, false, target) }, "Disarm");
 const cut = element("button", { class: "danger small", id: "cut", onclick: ({ target }) => act({ do: "power_cut" }, target) }, "Cut the power now");
 
 export const memoryTab = {
@@ -190,10 +196,11 @@ export const memoryTab = {
           {
             class: "danger small",
             onclick: ({ target }) =>
-              fault("module.eeprom_cut", { after: Number(bytes.value), damage: damage.value }, target),
+              fault(kArmed, { after: Number(bytes.value), damage: damage.value }, target),
           },
           "Arm",
         ),
+        armed, disarm,
       ),
       element("h2", {}, "The module's EEPROM, 512 pages of 128 bytes"),
       map,

@@ -57,6 +57,8 @@ function eventRow(at, loss, reflection) {
   numberEvents();
 }
 const ownEvents = () => [...events.children].map((row) => row.values()).sort((a, b) => a.at - b.at);
+const asText = (list) => JSON.stringify(list.map(({ at, loss, reflection = null }) => [at, loss, reflection]));
+const areConnected = (list) => asText(ownEvents()) === asText(list);
 const numberEvents = () => [...events.children].forEach((row, i) => row.named(i + 1));
 
 custom.append(
@@ -163,10 +165,9 @@ export const opticsTab = {
       connected = fitted;
       custom.hidden = kFibres.includes(optics.fibre);
       fibre.value = custom.hidden ? optics.fibre : "custom";
-      if (!custom.hidden && !edited) showEvents(optics.fibre_events);
+      if (!custom.hidden && !edited && !areConnected(optics.fibre_events)) showEvents(optics.fibre_events);
     }
-    const asText = (list) => JSON.stringify(list.map(({ at, loss, reflection = null }) => [at, loss, reflection]));
-    pending.textContent = asText(ownEvents()) === asText(optics.fibre_events) ? "" : "not connected";
+    pending.textContent = areConnected(optics.fibre_events) ? "" : "not connected";
     length.textContent = optics.fibre_length > 0 ? `${optics.fibre_length} m connected` : "nothing connected";
     show(temperature, module.temperature);
     show(degrees, Number(module.temperature.toFixed(2)));

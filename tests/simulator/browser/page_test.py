@@ -577,6 +577,10 @@ class Page(PageTest):
         panel.get("dialog .yes").click()
         panel.until(lambda: panel.ask(do="hello").get("pid", before) != before, "the restart")
         self.assertIn("module.eeprom_cut", panel.state()["faults"])
+        panel.tab("memory")
+        panel.until(lambda: panel.get("#armed").text == "armed: after 200 bytes", "that it is armed")
+        panel.press("Disarm")
+        panel.until(lambda: not panel.get("#armed").is_displayed() and panel.state()["faults"] == {}, "that it is not any more")
 
     def test_fits_every_window(self):
         panel = self.panel
